@@ -1,0 +1,23 @@
+# What every target of this project is built with, and the verb that makes a
+# library out of one folder.
+
+add_library(vmr_build_flags INTERFACE)
+target_include_directories(vmr_build_flags INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(vmr_build_flags INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow -Werror -fno-strict-overflow)
+# Files and times are 64 bits wide on the 32-bit unit too.
+target_compile_definitions(vmr_build_flags INTERFACE
+  _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+if(VMR_SANITIZE)
+  target_compile_options(vmr_build_flags INTERFACE
+    -fsanitize=${VMR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(vmr_build_flags INTERFACE -fsanitize=${VMR_SANITIZE})
+endif()
+
+# vmr_add_library(store SOURCES a.cc b.cc DEPENDS vmr_host): the folder's one
+# library target, vmr_store here. DEPENDS names the only folders below it.
+function(vmr_add_library folder)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(vmr_${folder} STATIC ${ARG_SOURCES})
+  target_link_libraries(vmr_${folder} PUBLIC vmr_build_flags ${ARG_DEPENDS})
+endfunction()

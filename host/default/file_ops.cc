@@ -1,0 +1,63 @@
+#include "host/file_ops.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace vmr {
+namespace {
+
+// system() cannot learn how its command ended in a process that ignores the end
+// of its children; for the time of the call it does not.
+int RunCommand(const char* command) {
+  struct sigaction standard {};
+  struct sigaction before {};
+  standard.sa_handler = SIG_DFL;
+  const bool changed = sigaction(SIGCHLD, &standard, &before) == 0;
+  const int result = system(command);
+  if (changed) sigaction(SIGCHLD, &before, nullptr);
+  return result;
+}
+
+class PosixFileOps final : public FileOps {
+ public:
+  int Open(const char* path, int flags, mode_t mode) override { return open(path, flags, mode); }
+  ssize_t Read(int fd, void* buffer, std::size_t count) override { return read(fd, buffer, count); }
+  ssize_t Write(int fd, const void* data, std::size_t count) override {
+    return write(fd, data, count);
+  }
+  off_t Lseek(int fd, off_t offset, int whence) override { return lseek(fd, offset, whence); }
+  int Fsync(int fd) override { return fsync(fd); }
+  int Close(int fd) override { return close(fd); }
+  int Stat(const char* path, struct stat* status) override { return stat(path, status); }
+  int Chmod(const char* path, mode_t mode) override { return chmod(path, mode); }
+  int Rename(const char* from, const char* to) override { return rename(from, to); }
+  int Unlink(const char* path) override { return unlink(path); }
+  int Remove(const char* path) override { return remove(path); }
+  int System(const char* command) override { return RunCommand(command); }
+  int Usleep(unsigned int microseconds) override { return usleep(microseconds); }
+};
+
+FileOps* PosixInstance() {
+  static PosixFileOps posix;
+  return &posix;
+}
+
+FileOps*& InUse() {
+  static FileOps* in_use = PosixInstance();
+  return in_use;
+}
+
+}  // namespace
+
+FileOps& FileOps::Current() { return *InUse(); }
+
+FileOps* FileOps::Use(FileOps* ops) {
+  FileOps* const before = InUse();
+  InUse() = ops == nullptr ? PosixInstance() : ops;
+  return before;
+}
+
+}  // namespace vmr

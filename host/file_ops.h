@@ -1,0 +1,45 @@
+// Every operation on a recording's files goes through this interface, so that
+// tests can inject faults and cut the power between any two of them.
+#ifndef VMR_HOST_FILE_OPS_H_
+#define VMR_HOST_FILE_OPS_H_
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstddef>
+
+namespace vmr {
+
+// Each operation is the POSIX call of its name: -1 and errno on failure.
+//
+// Threads  the default holds no state; a replacement is used by one thread.
+class FileOps {
+ public:
+  virtual ~FileOps() = default;
+
+  virtual int Open(const char* path, int flags, mode_t mode) = 0;
+  virtual ssize_t Read(int fd, void* buffer, std::size_t count) = 0;
+  virtual ssize_t Write(int fd, const void* data, std::size_t count) = 0;
+  virtual off_t Lseek(int fd, off_t offset, int whence) = 0;
+  virtual int Fsync(int fd) = 0;
+  virtual int Close(int fd) = 0;
+  virtual int Stat(const char* path, struct stat* status) = 0;
+  virtual int Chmod(const char* path, mode_t mode) = 0;
+  virtual int Rename(const char* from, const char* to) = 0;
+  virtual int Unlink(const char* path) = 0;
+  virtual int Remove(const char* path) = 0;
+  // Runs a "cp SOURCE DEST" command line in a shell, as system() does: 0 when
+  // it succeeded.
+  virtual int System(const char* command) = 0;
+  virtual int Usleep(unsigned int microseconds) = 0;
+
+  // The operations in use; POSIX unless replaced.
+  static FileOps& Current();
+  // Puts `ops` in use, null for the default, and returns the one before. `ops`
+  // stays the caller's and must outlive its use.
+  static FileOps* Use(FileOps* ops);
+};
+
+}  // namespace vmr
+
+#endif  // VMR_HOST_FILE_OPS_H_
