@@ -1,0 +1,157 @@
+// Gathers items in sixteen areas and turns the areas into packets.
+#include <cstring>
+
+#include "host/crc8.h"
+#include "host/string_utilities.h"
+#include "store/bytes.h"
+#include "store/data_store.h"
+#include "store/log_source.h"
+
+namespace vmr {
+namespace {
+
+constexpr const char* kLogSource = kDataStoreLogSource;
+
+constexpr unsigned int kLowTickBits = 0xFF;
+
+// Lengths of one packet under construction, checked before it is built.
+bool FitsPacket(unsigned int length) {
+  if (length <= kMaxPacketItemBytes) return true;
+  VMR_LOG(kLogError, "Refusing to write a packet of " << length << " item bytes");
+  return false;
+}
+
+void AppendItems(unsigned char* packet, std::size_t head_bytes, const unsigned char* items,
+                 unsigned int length) {
+  if (length > 0) memcpy(packet + head_bytes, items, length);
+}
+
+}  // namespace
+
+void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
+                                unsigned short slack) {
+  VMR_LOG(kLogEachItem, "Add to Current packet size (" << size << "), newSlack (" << slack << ")");
+  // Deliberate: an item that is then dropped still shortens the slack.
+  if (packet_slack_ == 0 || slack < packet_slack_) packet_slack_ = slack;
+  // Deliberate: first fit. A small item may end up in front of a larger one that
+  // was reported before it; readers do not rely on the order within a tick.
+  for (int area = 0; area < kAreaCount; ++area) {
+    if (size >= kAreaBytes - used_[area]) continue;
+    if (data == nullptr) return;
+    if (size > 0) memcpy(areas_[area] + used_[area], data, size);
+    used_[area] += size;
+    return;
+  }
+  VMR_LOG(kLogError, "***************** Dropped " << size << " data bytes ********************");
+}
+
+void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
+                                unsigned int eventTick, unsigned short slack) {
+  VMR_LOG(kLogEachItem,
+          "AddToCurrPacket, newTick " << eventTick << " lastSlackSt = " << slack_start_tick_);
+  if (packet_slack_ == 0 || packet_slack_ > slack) packet_slack_ = slack;
+  const unsigned int pending_slack = packet_slack_;
+
+  unsigned short item_slack = slack;
+  if (eventTick != 0 && eventTick < slack_start_tick_) {
+    if (slack_start_tick_ < pending_slack + eventTick) {
+      // Deliberate: modulo 65536; the ticks back below, modulo 256.
+      item_slack = static_cast<unsigned short>(pending_slack + eventTick - slack_start_tick_);
+    } else {
+      const unsigned int ticks_back = slack_start_tick_ - eventTick;
+      VMR_LOG(kLogEachItem, "AddToCurrPacket, Writing Tick adjustment of " << ticks_back);
+      WriteTickAdjust(static_cast<unsigned char>(ticks_back));
+      item_slack = 1;
+    }
+  }
+  AddToCurrPacket(data, size, item_slack);
+}
+
+void DataStore::AddTextItem(const unsigned char* head, std::size_t head_bytes, const char* text,
+                            unsigned short slack) {
+  constexpr std::size_t kLongestHead = kMicDescHeadBytes;
+  constexpr unsigned int kTextLimit = 256;
+  unsigned char item[kLongestHead + kTextLimit];
+  memcpy(item, head, head_bytes);
+  const auto length = static_cast<unsigned char>(
+      StringUtilities::SafeStrCpyCnt(reinterpret_cast<char*>(item + head_bytes), text, kTextLimit));
+  item[head_bytes - 1] = length;
+  AddToCurrPacket(item, static_cast<unsigned int>(head_bytes + length), slack);
+}
+
+// Tick adjustment item: the item behind it happened that many ticks before the
+// slack started. Slack 4.
+//
+//    offset  0      1
+//           +------+-------------+
+//           | 0x21 | ticks, u8   |
+//           +------+-------------+
+void DataStore::WriteTickAdjust(unsigned char ticks) {
+  constexpr unsigned short kSlack = 4;
+  const unsigned char item[1 + 1] = {TAG_TICK_ADJUST, ticks};
+  AddToCurrPacket(item, sizeof(item), kSlack);
+}
+
+void DataStore::WriteBuffers() {
+  VMR_LOG(kLogEachItem, "WriteBuffers");
+  if (used_[0] == 0) return;
+  WriteFirstArea();
+  for (int area = 1; area < kAreaCount && used_[area] != 0; ++area) {
+    // The result does not matter here either; see WriteFirstArea.
+    static_cast<void>(WritePacketCont(areas_[area], used_[area]));
+    used_[area] = 0;
+  }
+  last_written_tick_ = current_tick_;
+}
+
+// A packet needs the whole tick only when its upper 24 bits are not those of
+// the packet before it. Deliberate: so a store that begins within the last 256
+// ticks of the number range begins with the short header. Deliberate: whether the store took the
+// packet is not looked at; the store has logged it, and recording goes on.
+void DataStore::WriteFirstArea() {
+  const bool whole_tick = (current_tick_ ^ last_written_tick_) > kLowTickBits;
+  static_cast<void>(whole_tick ? WritePacket1(current_tick_, areas_[0], used_[0])
+                               : WritePacket2(current_tick_, areas_[0], used_[0]));
+  used_[0] = 0;
+}
+
+int DataStore::WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length) {
+  if (!FitsPacket(length)) return 0;
+  // Deliberate: logged, and written all the same.
+  if (tick == kNoTick) VMR_LOG(kLogError, "trying to write SysTick of (-1)");
+  unsigned char packet[kMaxPacketBytes];
+  packet[0] = HEADER_1;
+  PutLe32(packet + 1, tick);
+  packet[5] = static_cast<unsigned char>(length);
+  AppendItems(packet, kHeader1Bytes, data, length);
+  const auto covered = static_cast<unsigned int>(kHeader1Bytes + length);
+  packet[covered] = Crc8(packet, covered, kCrcInitial);
+  return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
+}
+
+int DataStore::WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length) {
+  if (!FitsPacket(length)) return 0;
+  unsigned char packet[kMaxPacketBytes];
+  packet[0] = HEADER_2;
+  packet[1] = static_cast<unsigned char>(tick);
+  packet[2] = static_cast<unsigned char>(length);
+  AppendItems(packet, kHeader2Bytes, data, length);
+  const auto covered = static_cast<unsigned int>(kHeader2Bytes + length);
+  packet[covered] = Crc8(packet, covered, kCrcInitial);
+  return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
+}
+
+int DataStore::WritePacketCont(const unsigned char* data, unsigned int length) {
+  if (!FitsPacket(length)) return 0;
+  unsigned char packet[kMaxPacketBytes];
+  packet[0] = HEADER_CONT;
+  packet[1] = static_cast<unsigned char>(length);
+  AppendItems(packet, kHeaderContBytes, data, length);
+  // Deliberate: the CRC covers the packet's first L bytes only, which leaves
+  // out the last two item bytes. Readers and files in the field agree on it.
+  packet[kHeaderContBytes + length] = Crc8(packet, length, kCrcInitial);
+  return WriteData(packet, static_cast<int>(kHeaderContBytes + length + kPacketCrcBytes),
+                   kContinuationTick);
+}
+
+}  // namespace vmr
