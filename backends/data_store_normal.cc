@@ -1,0 +1,255 @@
+// The ring store's writing and reading; opening is in ring_recovery.cc.
+#include "backends/data_store_normal.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "host/log.h"
+
+namespace vmr {
+namespace {
+constexpr char kLogSource[] = "DataStoreNormal.cc";
+
+bool IsInt(long value) {
+  return value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max();
+}
+
+}  // namespace
+
+DataStoreNormal::DataStoreNormal(const std::string& basePath)
+    : DataStore(DATA_STORE_NORMAL, kClusterBytes), base_path_(basePath) {}
+
+DataStoreNormal::~DataStoreNormal() = default;
+
+int DataStoreNormal::Close() {
+  if (recording_) WriteBuffers();
+  recording_ = false;
+  static_cast<void>(DataStore::Close());  // always 1
+  file1_.Close();
+  file2_.Close();
+  curr_buffer_.reset();
+  prev_buffer_.reset();
+  return 1;
+}
+
+int DataStoreNormal::GetNextCluster(int cluster) {
+  return cluster + 1 >= kClusterCount ? 0 : cluster + 1;
+}
+
+int DataStoreNormal::GetPrevCluster(int cluster) {
+  return cluster - 1 < 0 ? kClusterCount - 1 : cluster - 1;
+}
+
+int DataStoreNormal::AdjustClusterNumber(int cluster) {
+  if (cluster >= 0 && cluster < kClusterCount) return cluster;
+  VMR_LOG(kLogError, "Adjusting cluster (" << cluster << ") to be in range");
+  if (cluster < 0) return cluster + kClusterCount;
+  // Deliberate: not the mirror image of the fold below zero. 32768 becomes -1,
+  // which no read accepts, and 32769 becomes 0.
+  return cluster - 2 * kClusterCount + (kClusterCount - 1);
+}
+
+// ---- Writing -------------------------------------------------------------------
+
+int DataStoreNormal::WriteData(const unsigned char* data, int length, unsigned int sysTick) {
+  if (data == nullptr) {
+    VMR_LOG(kLogFatal, "Null value passed to "
+                           << "WriteData");
+    return 0;
+  }
+  VMR_LOG(kLogEachItem, "writing into data store " << length << " bytes at sysTick " << sysTick);
+  if (!recording_ || length < 1 || length > kMaxClusterPayload) {
+    VMR_LOG(kLogError, "Refusing to write "
+                           << length << " bytes: "
+                           << (recording_ ? "1 to 4089 fit a cluster" : "the store is closed"));
+    return 0;
+  }
+  if (length > kClusterBytes - ClusterSize(curr_buffer_.get())) CloseCurrentCluster(sysTick);
+  AppendToCurrent(data, length, sysTick);
+  WriteCurrentToFile();
+  // Deliberate: the packet is kept, in memory at least; a file that could not
+  // take it has logged so and takes it on its next turn.
+  return 1;
+}
+
+void DataStoreNormal::CloseCurrentCluster(unsigned int sysTick) {
+  // A file that still lacks the cluster in prev_buffer_ gets it now, before it
+  // is overwritten in memory. Deliberate: no blank before "cluster" for the
+  // other file.
+  FlushPrevBuffer(*curr_file_, " cluster #");
+  FlushPrevBuffer(*other_file_, "cluster #");
+
+  std::swap(curr_buffer_, prev_buffer_);
+  prevCluster = currCluster;
+  memset(curr_buffer_.get(), 0, kClusterBytes);
+  for (FileStore* const file : {&file1_, &file2_}) file->prevClusterStale = file->currClusterStale;
+
+  VMR_LOG(kLogInfo, "Moving to new cluster from cluster " << currCluster);
+  currCluster = GetNextCluster(currCluster);
+  SetClusterSize(curr_buffer_.get(), kClusterHeaderBytes);
+  SetClusterSt(curr_buffer_.get(), sysTick);
+}
+
+// The last chance of a file that has failed since: two images are all there are.
+void DataStoreNormal::FlushPrevBuffer(FileStore& file, const char* cluster_text) {
+  if (!file.prevClusterStale || WritePrevBuffer(file, cluster_text)) return;
+  const short number = file.FileNumber();
+  VMR_LOG(kLogError, "File #" << number << " lacks the end of cluster " << prevCluster
+                              << ", only the other file has it");
+}
+
+bool DataStoreNormal::WritePrevBuffer(FileStore& file, const char* cluster_text) {
+  if (file.WriteCluster(kClusterBytes, prev_buffer_.get(), prevCluster) == 0) return false;
+  const short number = file.FileNumber();
+  VMR_LOG(kLogEachItem, "wrote prevBuffer to file #" << number << cluster_text << prevCluster);
+  return true;
+}
+
+void DataStoreNormal::AppendToCurrent(const unsigned char* data, int length, unsigned int sysTick) {
+  unsigned char* const cluster = curr_buffer_.get();
+  const int size = ClusterSize(cluster);
+  VMR_LOG(kLogEachItem, "current size " << size);
+  memcpy(cluster + size, data, static_cast<std::size_t>(length));
+  SetClusterSize(cluster, size + length);
+  VMR_LOG(kLogEachItem,
+          "add in " << length << " to get " << size + length << " into cluster " << currCluster);
+  // A continuation that opened the cluster had no tick to give.
+  if (ClusterSt(cluster) == kNeverWrittenSt || ClusterSt(cluster) == kPartialWrapSt)
+    SetClusterSt(cluster, sysTick);
+  cluster[0] = ClusterCrc(cluster);
+}
+
+// Writes the file whose turn it is. A file that could not take a write stays
+// marked stale, and its next turn writes it again.
+void DataStoreNormal::WriteCurrentToFile() {
+  FileStore& file = *curr_file_;
+  if (file.prevClusterStale) file.prevClusterStale = !WritePrevBuffer(file, " cluster #");
+  const bool written = file.WriteCluster(kClusterBytes, curr_buffer_.get(), currCluster) != 0;
+  const short number = file.FileNumber();
+  if (written)
+    VMR_LOG(kLogEachItem, "wrote currBuffer to file #" << number << " cluster #" << currCluster);
+  file.currClusterStale = !written;
+  other_file_->currClusterStale = true;
+  std::swap(curr_file_, other_file_);
+}
+
+// ---- Reading -------------------------------------------------------------------
+
+int DataStoreNormal::ReadCluster(unsigned char* buf, int cluster) {
+  VMR_LOG(kLogEachItem, "Reading Cluster #" << cluster);
+  if (Viewing()) std::printf("     ****Reading Cluster %d****\n", cluster);
+  if (curr_file_->ReadCluster(kClusterBytes, buf, cluster) != 0) return 1;
+  VMR_LOG(kLogWarning,
+          "Failed to read cluster #" << cluster << " from current file will try other file");
+  if (other_file_->ReadCluster(kClusterBytes, buf, cluster) != 0) {
+    VMR_LOG(kLogWarning, "Rewrote Cluster #" << cluster << " to file-" << curr_file_->Path());
+    // A repair that fails is tried again by the next read.
+    static_cast<void>(curr_file_->WriteCluster(kClusterBytes, buf, cluster));
+    return 1;
+  }
+  // Deliberate: only a trace; the callers log what it means to them.
+  VMR_LOG(kLogTrace, "Failed to read cluster #" << cluster << " from metadata files");
+  return 0;
+}
+
+int DataStoreNormal::ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
+                                        int& bytesRead, long& nextPosition) {
+  if (buffer == nullptr) {
+    VMR_LOG(kLogError, "Null value passed to "
+                           << "ReadDataIntoBuffer");
+    return 0;
+  }
+  bytesRead = 0;
+  const long position_cluster = position / kClusterBytes;
+  const auto index = static_cast<int>(position - position_cluster * kClusterBytes);
+  if (!recording_ || bufferSize < 1 || index < 0 || !IsInt(position_cluster)) return FailRead();
+  return ReadFrom(AdjustClusterNumber(static_cast<int>(position_cluster)),
+                  index + kClusterHeaderBytes, position,
+                  {buffer, bufferSize, bytesRead, nextPosition});
+}
+
+int DataStoreNormal::FailRead() {
+  VMR_LOG(kLogError, "Failed to read cluster");
+  return 0;
+}
+
+// Goes from cluster to cluster until one has bytes at or behind the offset. It
+// ends at the latest where the ring comes round to the current cluster.
+int DataStoreNormal::ReadFrom(int cluster, int offset, long position, const ReadTarget& to) {
+  for (;;) {
+    VMR_LOG(kLogEachItem,
+            "read request at pos " << position << " cluster " << cluster << " offset " << offset);
+    if (cluster == prevCluster) {
+      if (offset < ClusterSize(prev_buffer_.get())) {
+        CopyOut(prev_buffer_.get(), cluster, offset, to);
+        VMR_LOG(kLogEachItem, "data found in prevBuffer");
+        return 1;
+      }
+      cluster = GetNextCluster(cluster);
+      offset = kClusterHeaderBytes;
+    }
+    if (cluster == currCluster) return ReadFromCurrent(cluster, offset, to);
+
+    unsigned char* const scratch = WorkBuffer();
+    memset(scratch, 0, kClusterBytes);
+    if (ReadCluster(scratch, cluster) == 0) return FailRead();
+    if (offset < ClusterSize(scratch)) {
+      CopyOut(scratch, cluster, offset, to);
+      VMR_LOG(kLogEachItem, "data found in cluster read from file");
+      return 1;
+    }
+    cluster = GetNextCluster(cluster);
+    offset = kClusterHeaderBytes;
+    if (ClusterSt(scratch) == kNeverWrittenSt) {
+      to.next_position = static_cast<long>(cluster) * kClusterBytes;
+      return 1;
+    }
+  }
+}
+
+// Deliberate: within a cluster the next position is the cluster's start plus the
+// bytes just copied, whatever index the copying began at. Readers start every
+// cluster at its beginning, where the two are the same.
+void DataStoreNormal::CopyOut(const unsigned char* image, int cluster, int offset,
+                              const ReadTarget& to) {
+  const int available = ClusterSize(image) - offset;
+  const int copied = std::min(available, to.buffer_size);
+  memcpy(to.buffer, image + offset, static_cast<std::size_t>(copied));
+  to.bytes_read = copied;
+  to.next_position = copied < available
+                         ? static_cast<long>(cluster) * kClusterBytes + copied
+                         : static_cast<long>(GetNextCluster(cluster)) * kClusterBytes;
+}
+
+int DataStoreNormal::ReadFromCurrent(int cluster, int offset, const ReadTarget& to) const {
+  const unsigned char* const image = curr_buffer_.get();
+  const int size = ClusterSize(image);
+  const long start = static_cast<long>(cluster) * kClusterBytes;
+  if (size > offset) {
+    CopyOut(image, cluster, offset, to);
+    to.next_position = start + to.bytes_read;
+  } else {
+    // In a full cluster one byte less: the position behind it would be the
+    // oldest cluster, and a reader would go round the ring for ever.
+    to.next_position = start + std::min(size, kClusterBytes - 1);
+  }
+  VMR_LOG(kLogEachItem, "data found in currBuffer");
+  return 1;
+}
+
+long DataStoreNormal::InitialReadLocation() {
+  if (!recording_) return 0;
+  unsigned char* const scratch = WorkBuffer();
+  for (int cluster = GetNextCluster(currCluster); cluster != currCluster;
+       cluster = GetNextCluster(cluster)) {
+    if (ReadCluster(scratch, cluster) == 0) continue;  // lost; what follows it is not
+    const bool wrapped = ClusterSt(scratch) != kNeverWrittenSt;
+    return wrapped ? static_cast<long>(cluster) * kClusterBytes : 0;
+  }
+  return static_cast<long>(currCluster) * kClusterBytes;
+}
+
+}  // namespace vmr

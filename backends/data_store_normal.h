@@ -1,0 +1,110 @@
+// The ring store: the recording that survives power loss.
+#ifndef VMR_BACKENDS_DATA_STORE_NORMAL_H_
+#define VMR_BACKENDS_DATA_STORE_NORMAL_H_
+
+#include <memory>
+#include <string>
+
+#include "backends/cluster_format.h"
+#include "backends/file_store.h"
+#include "store/data_store.h"
+
+namespace vmr {
+
+// Keeps a ring of 32768 clusters twice, in `<base>_1.mtd` and `<base>_2.mtd`.
+// Every packet rewrites the current cluster in one of the two files, and the
+// next packet in the other, so a power loss in the middle of a write costs at
+// most that one write. A packet is never split across clusters.
+//
+// Owns     its two files and, between Open and Close, two cluster images.
+// Threads  none. No two processes may have the same files open.
+// Errors   WriteData succeeds once the packet is in memory; a file that could
+//          not take it stays marked and takes it on its next turn.
+// Units    positions are cluster * 4096 + index, the index counting payload
+//          bytes from the end of the 7-byte cluster header.
+class DataStoreNormal : public DataStore {
+ public:
+  // A base path that begins with '-' is refused by Open.
+  explicit DataStoreNormal(const std::string& basePath);
+  ~DataStoreNormal() override;
+
+  // Creates missing files, finds the last written position, repairs what can
+  // be repaired. The current tick is then the last recorded one, 0 in a new
+  // store.
+  int Open() override;
+  // Flushes what is pending, syncs and closes both files. 1.
+  int Close() override;
+  // `length` 1..4089.
+  int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
+  // Within a cluster `nextPosition` is the cluster's start plus the bytes just
+  // copied, so a reader starts a cluster at its beginning.
+  int ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize, int& bytesRead,
+                         long& nextPosition) override;
+  // The start of the oldest cluster.
+  long InitialReadLocation() override;
+
+  // Reads one cluster, from the other file if need be, and repairs the copy
+  // that was bad.
+  int ReadCluster(unsigned char* buf, int cluster);
+
+  static int GetNextCluster(int cluster);
+  static int GetPrevCluster(int cluster);
+  // Folds a cluster number computed from a position into the ring.
+  static int AdjustClusterNumber(int cluster);
+
+  int CurrentCluster() const { return currCluster; }
+  int PreviousCluster() const { return prevCluster; }
+
+ private:
+  // Where ReadDataIntoBuffer's bytes and results go.
+  struct ReadTarget {
+    unsigned char* buffer;
+    int buffer_size;
+    int& bytes_read;
+    long& next_position;
+  };
+
+  // Writing (data_store_normal.cc).
+  void CloseCurrentCluster(unsigned int sysTick);
+  void FlushPrevBuffer(FileStore& file, const char* cluster_text);
+  bool WritePrevBuffer(FileStore& file, const char* cluster_text);
+  void AppendToCurrent(const unsigned char* data, int length, unsigned int sysTick);
+  void WriteCurrentToFile();
+
+  // Reading (data_store_normal.cc).
+  static int FailRead();
+  int ReadFrom(int cluster, int offset, long position, const ReadTarget& to);
+  int ReadFromCurrent(int cluster, int offset, const ReadTarget& to) const;
+  static void CopyOut(const unsigned char* image, int cluster, int offset, const ReadTarget& to);
+
+  // Opening (ring_recovery.cc).
+  int AllocateImages();
+  int StartStoreFiles(const std::string& basePath);
+  int OpenAndRecover();
+  void FindBothLastPositions();
+  int RecreateFiles();
+  FileStore* ChooseLastWriter();
+  FileStore* FillCreatedFile(FileStore& created, FileStore& source);
+  FileStore* CompareFiles();
+  bool FillEmptyFile(FileStore& empty, FileStore& source);
+  void RemoveFailedCopy(FileStore& file);
+  int LoadImages(FileStore& last_writer);
+  unsigned int FindLastTick() const;
+  void PointNextWriteAwayFrom(const FileStore& last_writer);
+  void HealNextCluster();
+
+  std::string base_path_;
+  FileStore file1_{1};
+  FileStore file2_{2};
+  FileStore* curr_file_ = &file1_;   // takes the next write
+  FileStore* other_file_ = &file2_;  // took the last one
+  bool recording_ = false;           // Open succeeded, Close was not called yet
+  bool searched1_ = false;           // file 1's last position was found
+  bool searched2_ = false;
+  std::unique_ptr<unsigned char[]> curr_buffer_;  // the cluster being filled
+  std::unique_ptr<unsigned char[]> prev_buffer_;  // the cluster closed last
+};
+
+}  // namespace vmr
+
+#endif  // VMR_BACKENDS_DATA_STORE_NORMAL_H_

@@ -1,0 +1,36 @@
+// What the file stores have in common on top of the file operations.
+#ifndef VMR_BACKENDS_FILE_IO_H_
+#define VMR_BACKENDS_FILE_IO_H_
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string>
+
+namespace vmr {
+
+// Calls that a signal interrupted are repeated. All return the POSIX result.
+//
+// Descriptors are close-on-exec and never 0: the stores use 0 as "closed".
+int OpenFile(const std::string& path, int flags, mode_t mode = 0);
+ssize_t ReadFile(int fd, void* buffer, std::size_t count);
+ssize_t WriteFile(int fd, const void* data, std::size_t count);
+off_t SeekFile(int fd, off_t offset, int whence);
+int SyncFile(int fd);
+// An interrupted close has closed the descriptor; it counts as done.
+int CloseFile(int fd);
+
+// Makes a file's new name outlive a power loss. False, and errno, when the
+// directory cannot be synced.
+bool SyncDirectoryOf(const std::string& path);
+
+// A descriptor that a store may use.
+inline bool IsOpenDescriptor(int fd) { return fd >= 1; }
+
+// How often a call that reports success and moves nothing is repeated before it
+// counts as failed.
+inline constexpr int kMaxIdleCalls = 50;
+
+}  // namespace vmr
+
+#endif  // VMR_BACKENDS_FILE_IO_H_

@@ -1,0 +1,306 @@
+#include "backends/file_store.h"
+
+#include <errno.h>
+#include <fcntl.h>
+
+#include <cstring>
+
+#include "backends/file_io.h"
+#include "host/file_ops.h"
+#include "host/log.h"
+#include "host/wall_clock.h"
+
+namespace vmr {
+namespace {
+
+constexpr char kLogSource[] = "FileStore.cc";
+
+constexpr mode_t kFileMode = 0660;
+constexpr mode_t kModeBits = 07777;
+
+// "errno: text" as most messages end.
+struct Reason {
+  int error = errno;
+};
+std::ostream& operator<<(std::ostream& out, const Reason& reason) {
+  return out << reason.error << ": " << std::strerror(reason.error);
+}
+
+bool RefuseNull(const void* pointer, const char* operation) {
+  if (pointer != nullptr) return false;
+  VMR_LOG(kLogError, "Null value passed to " << operation);
+  return true;
+}
+
+// A cluster holds at least its header, and its size field can count no more.
+bool RefuseSize(int clusterSize) {
+  if (clusterSize >= kClusterHeaderBytes && clusterSize <= 0xFFFF) return false;
+  VMR_LOG(kLogError, "Clusters cannot be of size " << clusterSize);
+  return true;
+}
+
+void LogCreationTime(const char* moment) {
+  std::tm local{};
+  char text[64];
+  if (!LocalTime(WallClock::Current().Now(), &local)) return;
+  if (std::strftime(text, sizeof(text), "%a %b %d %T %Y", &local) == 0) return;
+  VMR_LOG(kLogInfo, moment << " time = " << text);
+}
+
+off_t ClusterOffset(int clusterSize, int cluster) {
+  return static_cast<off_t>(cluster) * clusterSize;
+}
+
+// -1 with errno EBADF for a closed file, without a system call.
+off_t SeekOpen(int fd, off_t offset) {
+  if (IsOpenDescriptor(fd)) return SeekFile(fd, offset, SEEK_SET);
+  errno = EBADF;
+  return -1;
+}
+
+// A size that lies about the cluster counts as a wrong CRC, before anything is
+// read with it.
+bool CrcIsRight(const unsigned char* cluster, int clusterSize, unsigned char& computed) {
+  const int size = ClusterSize(cluster);
+  const bool plausible = size >= kClusterHeaderBytes && size <= clusterSize;
+  computed = plausible ? ClusterCrc(cluster) : kCrcInitial;
+  return plausible && computed == cluster[0];
+}
+
+void FillNeverWritten(unsigned char* cluster, int clusterSize) {
+  memset(cluster, 0, static_cast<std::size_t>(clusterSize));
+  SetClusterSt(cluster, kNeverWrittenSt);
+  SetClusterSize(cluster, kClusterHeaderBytes);
+  cluster[0] = ClusterCrc(cluster);
+}
+
+}  // namespace
+
+FileStore::FileStore(short fileNumber) : file_number_(fileNumber) {}
+
+FileStore::~FileStore() { Close(); }
+
+int FileStore::StartFile(const std::string& base, unsigned char* buf, int clusterCount,
+                         int clusterSize, int fileNumber) {
+  file_created_ = false;
+  if (buf == nullptr) {
+    // Deliberate: no blank here, unlike in the other operations.
+    VMR_LOG(kLogError, "Null value passed to"
+                           << "StartFile");
+    return 0;
+  }
+  path_ = base + "_" + std::to_string(fileNumber) + ".mtd";
+  struct stat status {};
+  if (FileOps::Current().Stat(path_.c_str(), &status) == 0)
+    return ValidateAndOpenFile(clusterCount, clusterSize);
+  if (errno == ENOENT) {
+    VMR_LOG(kLogInfo, "Creating Metadata file " << path_);
+    if (CreateFile(buf, clusterCount, clusterSize) == 0) return 0;
+    if (FileOps::Current().Stat(path_.c_str(), &status) == 0) {
+      file_created_ = true;
+      return ValidateAndOpenFile(clusterCount, clusterSize);
+    }
+  }
+  const Reason reason;
+  VMR_LOG(kLogError, "Unexpected stat error on file " << path_ << ", " << reason);
+  return 0;
+}
+
+// A crash or a failure on the way leaves only the temporary file. Deliberate: it
+// stays, and the next creation removes it first.
+int FileStore::CreateFile(unsigned char* buf, int clusterCount, int clusterSize) {
+  if (RefuseNull(buf, "CreateFile") || RefuseSize(clusterSize)) return 0;
+  LogCreationTime("createFile start");
+  const std::string tmp_name = path_ + ".tmp";
+  // There is usually none; one that cannot be removed fails the open below.
+  static_cast<void>(FileOps::Current().Unlink(tmp_name.c_str()));
+  VMR_LOG(kLogInfo, "Creating metadata file " << path_ << " with " << clusterCount
+                                              << " clusters of size " << clusterSize);
+  const int fd = OpenFile(tmp_name, O_WRONLY | O_CREAT | O_TRUNC, kFileMode);
+  if (fd < 0) {
+    const Reason reason;
+    VMR_LOG(kLogError, "Could not create file " << tmp_name << " , " << reason);
+    return 0;
+  }
+  FillNeverWritten(buf, clusterSize);
+  int created = WriteInitialClusters(fd, tmp_name, buf, clusterCount, clusterSize);
+  CloseFile(fd);  // what it wrote is synced; nothing is left that could fail
+  if (created != 0 && FileOps::Current().Rename(tmp_name.c_str(), path_.c_str()) != 0) {
+    const Reason reason;
+    VMR_LOG(kLogError, "Failed to rename file " << tmp_name << " to " << path_ << ", " << reason);
+    created = 0;
+  }
+  if (created != 0 && !SyncDirectoryOf(path_)) {
+    // The file is complete and usable; after a power loss now it may be missing
+    // and is then created again.
+    const Reason reason;
+    VMR_LOG(kLogWarning, "Could not sync the directory of file " << path_ << ", " << reason);
+  }
+  LogCreationTime("createFile end");
+  return created;
+}
+
+int FileStore::WriteInitialClusters(int fd, const std::string& tmp_name,
+                                    const unsigned char* cluster, int clusterCount,
+                                    int clusterSize) {
+  const auto bytes = static_cast<std::size_t>(clusterSize);
+  bool written = true;
+  for (int n = 0; n < clusterCount && written; ++n) {
+    errno = 0;
+    written = WriteFile(fd, cluster, bytes) == clusterSize;
+  }
+  if (written && SyncFile(fd) == 0) return 1;
+  const int error = errno;
+  // Deliberate: ": %s" stays in the text, as it always has.
+  VMR_LOG(kLogError, "Failed to write to file " << tmp_name << " during initialization, " << error
+                                                << ": %s" << std::strerror(error));
+  return 0;
+}
+
+int FileStore::ValidateAndOpenFile(int clusterCount, int clusterSize) {
+  Close();
+  struct stat status {};
+  if (FileOps::Current().Stat(path_.c_str(), &status) != 0) {
+    const Reason reason;
+    VMR_LOG(kLogError, "Unexpected stat error on file " << path_ << ", " << reason);
+    return 0;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    // Deliberate: two blanks.
+    VMR_LOG(kLogError, "Invalid file type of file  " << path_);
+    return 0;
+  }
+  // Deliberate: a mode that somebody changed is set right rather than refused.
+  if ((status.st_mode & kModeBits) != kFileMode) {
+    if (FileOps::Current().Chmod(path_.c_str(), kFileMode) != 0) {
+      const int error = errno;
+      VMR_LOG(kLogError, "Could not reset the mode of file " << path_ << ", " << error << " : "
+                                                             << std::strerror(error));
+      return 0;
+    }
+    VMR_LOG(kLogInfo, "Reset the mode of file " << path_);
+  }
+  const off_t expected_bytes = ClusterOffset(clusterSize, clusterCount);
+  if (status.st_size != expected_bytes) {
+    VMR_LOG(kLogError, "File " << path_ << " is incorrectly sized at "
+                               << static_cast<long long>(status.st_size) << ", should be "
+                               << static_cast<long long>(expected_bytes));
+    return 0;
+  }
+  fd_ = OpenFile(path_, O_RDWR);
+  if (!IsOpenDescriptor(fd_)) {
+    const Reason reason;
+    VMR_LOG(kLogError, "Could not open file " << path_ << ", " << reason);
+    return 0;
+  }
+  return 1;
+}
+
+int FileStore::WriteCluster(int clusterSize, const unsigned char* buf, int cluster) {
+  if (RefuseNull(buf, "WriteCluster")) return 0;
+  const off_t offset = ClusterOffset(clusterSize, cluster);
+  if (SeekOpen(fd_, offset) < 0) {
+    const Reason reason;
+    // Deliberate: the one message that does not name its file.
+    VMR_LOG(kLogError, "Could not set file position in metadata file " << reason);
+    return 0;
+  }
+  int written = 0;
+  ssize_t result = 1;
+  for (int idle_calls = 0; written < clusterSize && result >= 0;) {
+    result = WriteFile(fd_, buf + written, static_cast<std::size_t>(clusterSize - written));
+    if (result > 0) written += static_cast<int>(result);
+    if (result == 0 && ++idle_calls > kMaxIdleCalls) {
+      errno = EIO;
+      result = -1;
+    }
+  }
+  // Data that did not reach the device is not written.
+  if (result >= 0 && SyncFile(fd_) == 0) return 1;
+  const Reason reason;
+  VMR_LOG(kLogError, "Could not write metadata file at cluster "
+                         << cluster << " (" << static_cast<long long>(offset) << ") - " << reason);
+  return 0;
+}
+
+int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
+  if (RefuseNull(buf, "ReadCluster") || RefuseSize(clusterSize)) return 0;
+  const off_t offset = ClusterOffset(clusterSize, cluster);
+  if (SeekOpen(fd_, offset) < 0) {
+    const Reason reason;
+    // Deliberate: the parenthesis is not closed.
+    VMR_LOG(kLogError, "Could not set file position in metadata file ("
+                           << path_ << ") at cluster " << cluster << " ("
+                           << static_cast<long long>(offset) << " " << reason);
+    return 0;
+  }
+  int read_bytes = 0;
+  ssize_t result = 1;
+  for (int idle_calls = 0; read_bytes < clusterSize && result >= 0;) {
+    result = ReadFile(fd_, buf + read_bytes, static_cast<std::size_t>(clusterSize - read_bytes));
+    if (result > 0) read_bytes += static_cast<int>(result);
+    // Nothing read is tried again as long as the file should have it.
+    if (result == 0 && (++idle_calls > kMaxIdleCalls || !HoldsWholeCluster(clusterSize, cluster))) {
+      errno = EIO;
+      result = -1;
+    }
+  }
+  if (result < 0) {
+    const Reason reason;
+    VMR_LOG(kLogError, "Could not read metadata file (" << path_ << ") - error " << reason);
+    return 0;
+  }
+  unsigned char computed = 0;
+  if (CrcIsRight(buf, clusterSize, computed)) return 1;
+  // Deliberate: both values appear as raw characters.
+  VMR_LOG(kLogError, "Cluster (" << cluster << ") in file (" << path_
+                                 << ") contains invalid Crc. Expected ("
+                                 << static_cast<char>(buf[0]) << ") found ("
+                                 << static_cast<char>(computed) << ")");
+  return 0;
+}
+
+bool FileStore::HoldsWholeCluster(int clusterSize, int cluster) const {
+  struct stat status {};
+  return FileOps::Current().Stat(path_.c_str(), &status) == 0 &&
+         status.st_size >= ClusterOffset(clusterSize, cluster) + clusterSize;
+}
+
+int FileStore::GetHdr(int clusterSize, unsigned char* buf, CLUSTER_HEADER_T* hdr, int cluster) {
+  if (RefuseNull(buf, "GetHdr") || RefuseNull(hdr, "GetHdr")) return 0;
+  if (const CLUSTER_HEADER_T* const cached = hdr_cache_.Find(cluster)) {
+    VMR_LOG(kLogEachItem, "Found cluster (" << cluster << ") in cache");
+    *hdr = *cached;
+    return 1;
+  }
+  if (ReadCluster(clusterSize, buf, cluster) == 0) {
+    VMR_LOG(kLogError, "Error Reading Cluster " << cluster);
+    return 0;
+  }
+  memcpy(hdr, buf, kClusterHeaderBytes);
+  hdr_cache_.Add(cluster, *hdr);
+  return 1;
+}
+
+unsigned int FileStore::GetSt(int clusterSize, unsigned char* buf, int cluster) {
+  CLUSTER_HEADER_T hdr{};
+  if (RefuseNull(buf, "GetSt")) return kUnreadableSt;
+  return GetHdr(clusterSize, buf, &hdr, cluster) == 0 ? kUnreadableSt : hdr.FirstTick();
+}
+
+int FileStore::GetSize(int clusterSize, unsigned char* buf, int cluster) {
+  CLUSTER_HEADER_T hdr{};
+  if (RefuseNull(buf, "GetSize")) return -1;
+  if (GetHdr(clusterSize, buf, &hdr, cluster) == 0) return -1;
+  return static_cast<std::int16_t>(hdr.UsedBytes());
+}
+
+void FileStore::Close() {
+  if (!IsOpenDescriptor(fd_)) return;
+  // Every cluster was synced when it was written; what fails here cost nothing.
+  static_cast<void>(SyncFile(fd_));
+  static_cast<void>(CloseFile(fd_));
+  fd_ = 0;
+}
+
+}  // namespace vmr

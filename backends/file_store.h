@@ -1,0 +1,104 @@
+// One of the ring store's two cluster files.
+#ifndef VMR_BACKENDS_FILE_STORE_H_
+#define VMR_BACKENDS_FILE_STORE_H_
+
+#include <cstdint>
+#include <string>
+
+#include "backends/cluster_format.h"
+#include "backends/metadata_hdr_cache.h"
+
+namespace vmr {
+
+// Creates, checks, reads and writes one file of clusters, and finds out where
+// its recording ends. Which of two files is newer is the ring store's business.
+//
+// Owns     its descriptor and header cache. Buffers stay the caller's and hold
+//          at least one cluster.
+// Threads  none.
+// Errors   1 for success, 0 for failure, which is logged; nothing throws.
+// Units    clusters are numbered from 0; sizes are bytes.
+class FileStore {
+ public:
+  explicit FileStore(short fileNumber);
+  ~FileStore();
+  FileStore(const FileStore&) = delete;
+  FileStore& operator=(const FileStore&) = delete;
+
+  // Opens `<base>_<fileNumber>.mtd`, creating it when there is none. Destroys
+  // what is in `buf`.
+  int StartFile(const std::string& base, unsigned char* buf, int clusterCount, int clusterSize,
+                int fileNumber);
+  // Writes a new file of never-written clusters under a temporary name, makes
+  // it durable and gives it its own name. Destroys what is in `buf`.
+  int CreateFile(unsigned char* buf, int clusterCount, int clusterSize);
+  // Checks type, mode and size of the existing file and opens it. A mode other
+  // than 0660 is set right.
+  int ValidateAndOpenFile(int clusterCount, int clusterSize);
+
+  // Writes one cluster and waits until the device has it.
+  int WriteCluster(int clusterSize, const unsigned char* buf, int cluster);
+  // Reads one cluster and checks its CRC. A size field outside 7..clusterSize
+  // counts as a wrong CRC.
+  int ReadCluster(int clusterSize, unsigned char* buf, int cluster);
+
+  // The cluster's header, from the cache or read through `buf`.
+  int GetHdr(int clusterSize, unsigned char* buf, CLUSTER_HEADER_T* hdr, int cluster);
+  // Its first tick; kUnreadableSt when it cannot be had.
+  unsigned int GetSt(int clusterSize, unsigned char* buf, int cluster);
+  // Its used bytes, as a signed 16-bit number; -1 when it cannot be had.
+  int GetSize(int clusterSize, unsigned char* buf, int cluster);
+
+  // Finds the cluster written last, reading about fifteen. On success the five
+  // values below are set; on failure they stay.
+  int FindLastPosition(int clusterCount, int clusterSize, unsigned char* buf);
+  // Makes this file a durable copy of `source`'s and opens it.
+  int CopyFile(int clusterCount, int clusterSize, FileStore& source);
+  // Deletes the closed file.
+  void Remove();
+  // Renames the closed file to "....CORRUPT", or deletes it if that fails.
+  void HandleCorrupt();
+
+  // Syncs and closes. Harmless when closed.
+  void Close();
+
+  const std::string& Path() const { return path_; }
+  short FileNumber() const { return file_number_; }
+  // StartFile had to create the file.
+  bool FileCreated() const { return file_created_; }
+
+  // What FindLastPosition found. The oldest cluster is the one behind the
+  // newest: the first never-written one while the ring has not wrapped.
+  int NewestCluster() const { return newest_cluster_; }
+  unsigned int NewestSt() const { return newest_st_; }
+  int NewestSize() const { return newest_size_; }
+  int OldestCluster() const { return oldest_cluster_; }
+  unsigned int OldestSt() const { return oldest_st_; }
+
+  // The ring store's notes: this file lacks the latest write of the current
+  // cluster, or the final contents of the one before.
+  bool currClusterStale = false;
+  bool prevClusterStale = false;
+
+ private:
+  bool HoldsWholeCluster(int clusterSize, int cluster) const;
+  int WriteInitialClusters(int fd, const std::string& tmp_name, const unsigned char* cluster,
+                           int clusterCount, int clusterSize);
+  int SearchWrapPoint(int clusterCount, int clusterSize, unsigned char* buf, unsigned int first_st,
+                      unsigned int last_st);
+
+  std::string path_;
+  int fd_ = -1;  // Deliberate: -1 when new, 0 after Close; below 1 is closed
+  bool file_created_ = false;
+  unsigned int newest_st_ = 0;
+  unsigned int oldest_st_ = 0;
+  int newest_cluster_ = -1;
+  int oldest_cluster_ = -1;
+  std::int16_t newest_size_ = 0;
+  MetadataHdrCache hdr_cache_{MetadataHdrCache::kDefaultCapacity};
+  short file_number_;
+};
+
+}  // namespace vmr
+
+#endif  // VMR_BACKENDS_FILE_STORE_H_

@@ -1,0 +1,278 @@
+// Opening the ring store: which cluster was written last, which of the two files
+// took the last write, what tick the recording had reached. All of it is found
+// out from the files alone; nothing else is kept anywhere.
+#include <algorithm>
+#include <new>
+
+#include "backends/data_store_normal.h"
+#include "host/log.h"
+
+namespace vmr {
+namespace {
+
+constexpr char kLogSource[] = "DataStoreNormal.cc";
+
+// How much a file's word counts when the last writer is chosen.
+enum class Standing { kNotSearchable, kEmpty, kHoldsData };
+
+// "File 1: newest: cluster(3), sysTick(99) - oldest: cluster(4), sysTick(5)"
+struct PositionOf {
+  const FileStore* file;
+};
+std::ostream& operator<<(std::ostream& out, const PositionOf& position) {
+  const FileStore& file = *position.file;
+  return out << "File " << file.FileNumber() << ": newest: cluster(" << file.NewestCluster()
+             << "), sysTick(" << file.NewestSt() << ") - oldest: cluster(" << file.OldestCluster()
+             << "), sysTick(" << file.OldestSt() << ")";
+}
+
+void MarkStale(FileStore& file, bool curr, bool prev) {
+  file.currClusterStale = curr;
+  file.prevClusterStale = prev;
+}
+
+// The packets of one cluster, walked for the tick they reach.
+class TickWalk {
+ public:
+  explicit TickWalk(const unsigned char* cluster)
+      : cluster_(cluster), size_(ClusterSize(cluster)), tick_(ClusterSt(cluster)) {}
+
+  unsigned int Run() {
+    while (at_ < size_) at_ += Step();
+    return tick_;
+  }
+
+ private:
+  // A byte of the current packet; 0 behind the cluster's used bytes.
+  unsigned char Byte(int index) const { return at_ + index < size_ ? cluster_[at_ + index] : 0; }
+  bool Holds(int bytes) const { return at_ + bytes <= size_; }
+
+  int Step() {
+    switch (Byte(0)) {
+      case HEADER_1:
+        if (Holds(kHeader1Bytes)) tick_ = GetLe32(cluster_ + at_ + 1);
+        VMR_LOG(kLogEachItem, "HDR1: sysTick(" << tick_ << ")");
+        return Byte(5) + 7;
+      case HEADER_2:
+        if (Holds(kHeader2Bytes)) tick_ = (tick_ & ~0xFFU) | Byte(1);
+        VMR_LOG(kLogEachItem, "HDR2: sysTick(" << tick_ << ")");
+        return Byte(2) + 4;
+      case HEADER_CONT:
+        VMR_LOG(kLogEachItem, "CONT:");
+        return Byte(1) + 3;
+      case HEADER_DICTIONARY:
+        VMR_LOG(kLogEachItem, "DICT");
+        return 2 * Byte(1) + 3;
+      default:
+        // Deliberate: damage is skipped byte by byte.
+        VMR_LOG(kLogEachItem, "INVALID");
+        return 1;
+    }
+  }
+
+  const unsigned char* cluster_;
+  int size_;
+  int at_ = kClusterHeaderBytes;
+  unsigned int tick_;
+};
+
+}  // namespace
+
+int DataStoreNormal::Open() {
+  if (!base_path_.empty() && base_path_[0] == '-') {
+    // The copy command would take it for an option.
+    VMR_LOG(kLogError, "Refusing the base path " << base_path_ << ": it begins with '-'");
+    return 0;
+  }
+  if (OpenInit() == 0) return 0;
+  if (OpenAndRecover() == 0) {
+    Close();
+    return 0;
+  }
+  HealNextCluster();
+  return 1;
+}
+
+int DataStoreNormal::AllocateImages() {
+  curr_buffer_.reset(new (std::nothrow) unsigned char[kClusterBytes]);
+  prev_buffer_.reset(new (std::nothrow) unsigned char[kClusterBytes]);
+  if (curr_buffer_ != nullptr && prev_buffer_ != nullptr) return 1;
+  // Deliberate: "NewDataStore", as log watchers know it.
+  VMR_LOG(kLogFatal, "NewDataStore: Could not allocate memory");
+  return 0;
+}
+
+int DataStoreNormal::StartStoreFiles(const std::string& basePath) {
+  unsigned char* const scratch = curr_buffer_.get();
+  // Deliberate: the second is started even if the first cannot be, so that both
+  // say what is wrong with them.
+  const int started1 = file1_.StartFile(basePath, scratch, kClusterCount, kClusterBytes, 1);
+  const int started2 = file2_.StartFile(basePath, scratch, kClusterCount, kClusterBytes, 2);
+  if (started1 != 0 && started2 != 0) return 1;
+  Close();
+  return 0;
+}
+
+int DataStoreNormal::OpenAndRecover() {
+  if (AllocateImages() == 0 || StartStoreFiles(base_path_) == 0) return 0;
+  FindBothLastPositions();
+  const bool one_new = file1_.FileCreated() != file2_.FileCreated();
+  const bool source_searched = file1_.FileCreated() ? searched2_ : searched1_;
+  const bool none_usable = (!searched1_ && !searched2_) || (one_new && !source_searched);
+  if (none_usable && RecreateFiles() == 0) return 0;
+
+  MarkStale(file1_, false, false);
+  MarkStale(file2_, false, false);
+  FileStore* const last_writer = ChooseLastWriter();
+  if (last_writer == nullptr || LoadImages(*last_writer) == 0) return 0;
+
+  InitCurrentSystemTick(FindLastTick());
+  PointNextWriteAwayFrom(*last_writer);
+  recording_ = true;
+  return 1;
+}
+
+void DataStoreNormal::FindBothLastPositions() {
+  searched1_ = file1_.FindLastPosition(kClusterCount, kClusterBytes, WorkBuffer()) != 0;
+  searched2_ = file2_.FindLastPosition(kClusterCount, kClusterBytes, WorkBuffer()) != 0;
+}
+
+// Deliberate: the history is lost rather than recording refused. Only file #1 is
+// kept aside.
+int DataStoreNormal::RecreateFiles() {
+  file1_.Close();
+  file2_.Close();
+  VMR_LOG(kLogError, "Unable to find last position in both Metadata files. Recreating files");
+  file1_.HandleCorrupt();
+  file2_.Remove();
+  if (StartStoreFiles(base_path_) == 0) return 0;
+  FindBothLastPositions();
+  return searched1_ && searched2_ ? 1 : 0;
+}
+
+FileStore* DataStoreNormal::ChooseLastWriter() {
+  if (file1_.FileCreated() && file2_.FileCreated()) {
+    VMR_LOG(kLogWarning, "Completely new store for metadata created.");
+    return &file1_;
+  }
+  if (file1_.FileCreated()) return FillCreatedFile(file1_, file2_);
+  if (file2_.FileCreated()) return FillCreatedFile(file2_, file1_);
+  return CompareFiles();
+}
+
+// Deliberate: file #1 counts as the last writer in both cases, with the position
+// that its own search found before the copy. When file #1 was the missing one
+// that is cluster 0, and recording resumes there.
+FileStore* DataStoreNormal::FillCreatedFile(FileStore& created, FileStore& source) {
+  const std::string& created_path = created.Path();
+  const std::string& source_path = source.Path();
+  VMR_LOG(kLogWarning,
+          "File " << created_path << " was created, copying in contents from " << source_path);
+  if (created.CopyFile(kClusterCount, kClusterBytes, source) == 0) {
+    RemoveFailedCopy(created);
+    return nullptr;
+  }
+  const PositionOf position{&source};
+  VMR_LOG(kLogInfo, position);
+  return &file1_;
+}
+
+FileStore* DataStoreNormal::CompareFiles() {
+  VMR_LOG(kLogEachItem, "Found last position");
+  VMR_LOG(kLogEachItem, PositionOf{&file1_});
+  VMR_LOG(kLogEachItem, PositionOf{&file2_});
+
+  const auto standing = [](const FileStore& file, bool searched) {
+    if (!searched) return Standing::kNotSearchable;
+    const bool empty =
+        file.NewestSt() == kNeverWrittenSt && file.NewestSize() <= kClusterHeaderBytes;
+    return empty ? Standing::kEmpty : Standing::kHoldsData;
+  };
+  const Standing standing1 = standing(file1_, searched1_);
+  const Standing standing2 = standing(file2_, searched2_);
+  const bool same_cluster =
+      standing1 == standing2 && file1_.NewestCluster() == file2_.NewestCluster();
+  bool file2_is_newer = standing1 < standing2;
+  if (standing1 == standing2)
+    file2_is_newer = same_cluster ? file1_.NewestSize() < file2_.NewestSize()
+                                  : file1_.NewestSt() < file2_.NewestSt();
+  FileStore& newer = file2_is_newer ? file2_ : file1_;
+  FileStore& behind = file2_is_newer ? file1_ : file2_;
+  // A power loss may have come between creating a missing file and filling it.
+  // Its never-written clusters would read as the end of the recording.
+  const bool never_filled = std::min(standing1, standing2) == Standing::kEmpty &&
+                            std::max(standing1, standing2) == Standing::kHoldsData;
+  if (never_filled && !FillEmptyFile(behind, newer)) return nullptr;
+  // A file that is behind within the same cluster lacks its last write; one that
+  // is behind by a cluster lacks the end of the previous one too.
+  MarkStale(behind, true, !same_cluster);
+  return &newer;
+}
+
+bool DataStoreNormal::FillEmptyFile(FileStore& empty, FileStore& source) {
+  const std::string& empty_path = empty.Path();
+  const std::string& source_path = source.Path();
+  VMR_LOG(kLogWarning,
+          "File " << empty_path << " is empty, copying in contents from " << source_path);
+  if (empty.CopyFile(kClusterCount, kClusterBytes, source) != 0) return true;
+  // A copy that never began (a write-protected medium) leaves what there was.
+  if (empty.ValidateAndOpenFile(kClusterCount, kClusterBytes) != 0) return true;
+  RemoveFailedCopy(empty);
+  return false;
+}
+
+void DataStoreNormal::RemoveFailedCopy(FileStore& file) {
+  const std::string& path = file.Path();
+  VMR_LOG(kLogError, "Error copying to file " << path);
+  Close();
+  file.Remove();
+}
+
+int DataStoreNormal::LoadImages(FileStore& last_writer) {
+  const int number = last_writer.FileNumber();
+  VMR_LOG(kLogInfo, "Last wrote to file #" << number << ". Will initialize from file #" << number);
+  curr_file_ = &last_writer;
+  other_file_ = &last_writer == &file1_ ? &file2_ : &file1_;
+  currCluster = last_writer.NewestCluster();
+  prevCluster = GetPrevCluster(currCluster);
+  VMR_LOG(kLogInfo, "Curr cluster is " << currCluster << ", prev Cluster is " << prevCluster);
+  if (ReadCluster(curr_buffer_.get(), currCluster) == 0) {
+    VMR_LOG(kLogError, "Failed to read current cluster " << currCluster);
+    return 0;
+  }
+  if (ReadCluster(prev_buffer_.get(), prevCluster) == 0) {
+    VMR_LOG(kLogError, "Failed to read previous cluster " << prevCluster);
+    return 0;
+  }
+  return 1;
+}
+
+unsigned int DataStoreNormal::FindLastTick() const {
+  VMR_LOG(kLogEachItem, "Searching for last system tick at last position");
+  const bool has_tick = ClusterSt(curr_buffer_.get()) != kPartialWrapSt;
+  const unsigned int tick = TickWalk(has_tick ? curr_buffer_.get() : prev_buffer_.get()).Run();
+  return tick == kNoTick || tick == kContinuationTick ? 0 : tick;
+}
+
+void DataStoreNormal::PointNextWriteAwayFrom(const FileStore& last_writer) {
+  const bool wrote_file1 = &last_writer == &file1_;
+  curr_file_ = wrote_file1 ? &file2_ : &file1_;
+  other_file_ = wrote_file1 ? &file1_ : &file2_;
+  VMR_LOG(kLogInfo, "Last wrote to file #" << other_file_->FileNumber()
+                                           << ". Setting next write file to be #"
+                                           << curr_file_->FileNumber());
+  VMR_LOG(kLogEachItem,
+          "currFile->" << curr_file_->FileNumber() << " otherFile->" << other_file_->FileNumber());
+  VMR_LOG(kLogInfo, "Data Store Initialized: currCluster(" << currCluster << "), prevCluster("
+                                                           << prevCluster << "), lastSysTick("
+                                                           << GetCurrentSystemTick() << ")");
+}
+
+// A power loss may have torn the first write of the next cluster. Reading it
+// repairs it from the mirror while that is still good; left alone, a second
+// power loss could make both files unsearchable.
+void DataStoreNormal::HealNextCluster() {
+  static_cast<void>(ReadCluster(WorkBuffer(), GetNextCluster(currCluster)));
+}
+
+}  // namespace vmr
