@@ -1,0 +1,64 @@
+#include "tests/tools/fake_gpsd.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace vmr::test {
+namespace {
+
+constexpr int kPatience_ms = 120000;
+
+bool WaitReadable(int fd) {
+  pollfd wait = {fd, POLLIN, 0};
+  return poll(&wait, 1, kPatience_ms) == 1;
+}
+
+}  // namespace
+
+FakeGpsd::FakeGpsd() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  socklen_t size = sizeof(address);
+  if (bind(listener_, generic, size) != 0 || listen(listener_, 1) != 0) return;
+  if (getsockname(listener_, generic, &size) == 0) port_ = ntohs(address.sin_port);
+}
+
+FakeGpsd::~FakeGpsd() {
+  Drop();
+  close(listener_);
+}
+
+std::string FakeGpsd::Address() const { return "127.0.0.1:" + std::to_string(port_); }
+
+bool FakeGpsd::Accept() {
+  if (!WaitReadable(listener_)) return false;
+  client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+  if (!Send(
+          R"({"class":"VERSION","release":"3.22","rev":"3.22","proto_major":3,"proto_minor":14})"))
+    return false;
+  std::string received;
+  while (received.find("?WATCH=") == std::string::npos) {
+    char bytes[512];
+    const ssize_t count = WaitReadable(client_) ? read(client_, bytes, sizeof(bytes)) : 0;
+    if (count <= 0) return false;
+    received.append(bytes, static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+bool FakeGpsd::Send(const std::string& line) const {
+  const std::string text = line + "\r\n";
+  return send(client_, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+}
+
+void FakeGpsd::Drop() {
+  if (client_ >= 0) close(client_);
+  client_ = -1;
+}
+
+}  // namespace vmr::test

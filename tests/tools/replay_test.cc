@@ -1,0 +1,137 @@
+// Recording with --replay, viewed back.
+#include "tests/tools/program.h"
+
+namespace vmr::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using ReplayTest = ProgramTest;
+
+constexpr const char* kBookmark = "[Tag=Bookmark, TagNo=0x56]";
+
+TEST_F(ReplayTest, EveryKindOfEventIsViewedBack) {
+  Replay(R"({"event":"input","name":"siren","on":true,"time":"2024-05-01T10:00:00Z"}
+{"event":"input","name":"auxiliary input","on":true,"time":"2024-05-01T10:00:02Z"}
+{"event":"input","name":"siren","on":false,"time":"2024-05-01T10:00:05Z"}
+{"event":"button","button":"record","action":"long pressed","time":"2024-05-01T10:00:10Z"}
+{"event":"bookmark","time":"2024-05-01T10:00:20Z"}
+{"event":"temperature","sensor":"cpu","degrees":41,"time":"2024-05-01T10:00:30Z"}
+{"class":"TPV","mode":3,"time":"2024-05-01T10:00:40Z","lat":49.0166666667,"lon":12.05}
+{"class":"TPV","mode":1,"time":"2024-05-01T10:00:50Z"}
+)");
+  EXPECT_THAT(Items(),
+              ElementsAre("[Tag=siren, TagNo=0x36, State=on]",
+                          "[Tag=auxillary input, TagNo=0x3C, State=on]",
+                          "[Tag=siren, TagNo=0x37, State=off]",
+                          "[Tag=Button, TagNo=0xC0, Button=RECORD, Action=LONG PRESSED]", kBookmark,
+                          "[Tag=Temp, TagNo=0xE4, Id=3, temp=41]", HasSubstr("Tag=GpsAbs"),
+                          "[Tag=GpsState, TagNo=0x94, State=0-unavailable]",
+                          // The end of the input: what is on goes off.
+                          "[Tag=auxillary input, TagNo=0x3D, State=off]"));
+}
+
+TEST_F(ReplayTest, LinesThatCannotBeUsedAreReportedCountedAndSkipped) {
+  const std::string too_long(1024 * 1024 + 1, ' ');
+  const Finished replay =
+      Replay("garbage\n\n{\"event\":\"bookmark\"}\n{\"class\":\"SKY\"}\n[]\n" + too_long +
+             "\n{\"event\":\"bookmark\",\"tick\":-1}\n"
+             "{\"event\":\"bookmark\",\"time\":\"2040-01-01T00:00:00Z\"}\n"
+             "{\"event\":\"bookmark\"}");
+  EXPECT_EQ(replay.out, "");
+  EXPECT_EQ(replay.err,
+            "vmr: input:1: not valid JSON at column 1\n"
+            "vmr: input:5: not a JSON object\n"
+            "vmr: input:6: longer than 1048576 bytes\n"
+            "vmr: input:7: \"tick\" is -1, expected a whole number from 0 to 4294967293\n"
+            "vmr: input:8: \"time\" is outside 1970-01-01 to 2038-01-19, which a recording can "
+            "hold\n"
+            "vmr: s: recorded ticks 1 to 1\n"
+            "vmr: s: 9 lines, 0 fixes, 0 losses of fix, 2 events, 5 lines skipped\n");
+  EXPECT_THAT(Items(), ElementsAre(kBookmark, kBookmark));
+}
+
+TEST_F(ReplayTest, TicksGoOnFromOneRunToTheNext) {
+  EXPECT_THAT(Replay("{\"event\":\"bookmark\",\"tick\":100}\n").err,
+              HasSubstr("vmr: s: recorded ticks 100 to 101\n"));
+  EXPECT_THAT(Replay("{\"event\":\"bookmark\"}\n").err,
+              HasSubstr("vmr: s: recorded ticks 102 to 102\n"));
+  EXPECT_THAT(Replay("{\"event\":\"bookmark\",\"tick\":50}\n").err,
+              HasSubstr("vmr: s: recorded ticks 103 to 104\n"));
+}
+
+TEST_F(ReplayTest, TimesDriveTheTicks) {
+  EXPECT_THAT(Replay("{\"event\":\"bookmark\",\"time\":\"2024-05-01T10:00:00Z\"}\n"
+                     "{\"event\":\"bookmark\",\"time\":\"2024-05-01T11:00:00.6Z\"}\n")
+                  .err,
+              HasSubstr("vmr: s: recorded ticks 1 to 7203\n"));
+}
+
+TEST_F(ReplayTest, ATimeThatGoesBackTurnsTheWallClockBack) {
+  const Finished replay = Replay(
+      "{\"event\":\"bookmark\",\"time\":\"2024-05-01T10:00:00Z\"}\n"
+      "{\"event\":\"bookmark\",\"time\":\"2024-05-01T10:00:10Z\"}\n"
+      "{\"event\":\"bookmark\",\"time\":\"2024-05-01T09:00:00Z\"}\n"
+      "{\"event\":\"bookmark\",\"time\":\"2024-05-01T09:00:10Z\"}\n");
+  EXPECT_THAT(replay.err, HasSubstr("vmr: s: recorded ticks 1 to 42\n"));
+  std::vector<std::string> times;
+  for (const std::string& item : ItemsOf(View()))
+    if (item.rfind("[Tag=time", 0) == 0) times.push_back(item);
+  // The clock is looked at every fourth tick: at tick 4 and at tick 24.
+  EXPECT_THAT(times, ElementsAre("[Tag=time, TagNo=0x03, time 1714557601 (05/01/2024 10:00:01)]",
+                                 "[Tag=time, TagNo=0x03, time 1714554001 (05/01/2024 09:00:01)]"));
+}
+
+TEST_F(ReplayTest, InputsAreMergedByTheirStamps) {
+  WriteFile(Path("a"),
+            "{\"event\":\"button\",\"button\":0,\"action\":0,\"time\":\"2024-05-01T10:00:00Z\"}\n"
+            "{\"event\":\"bookmark\"}\n"
+            "{\"event\":\"button\",\"button\":0,\"action\":2,\"time\":\"2024-05-01T10:00:20Z\"}\n");
+  WriteFile(Path("b"),
+            "{\"event\":\"button\",\"button\":1,\"action\":0,\"time\":\"2024-05-01T09:59:50Z\"}\n"
+            "{\"event\":\"button\",\"button\":1,\"action\":2,\"time\":\"2024-05-01T10:00:10Z\"}\n");
+  const Finished merged = Run({"record", "s", "--replay", "--input", "a", "--input", "b"});
+  EXPECT_EQ(merged.exit_code, 0);
+  EXPECT_THAT(merged.err, HasSubstr("vmr: s: recorded ticks 1 to 62\n"));
+  EXPECT_THAT(Items(),
+              ElementsAre("[Tag=Button, TagNo=0xC0, Button=RECORD, Action=PRESSED]",
+                          "[Tag=Button, TagNo=0xC0, Button=POWER, Action=PRESSED]", kBookmark,
+                          "[Tag=Button, TagNo=0xC0, Button=RECORD, Action=RELEASED]",
+                          "[Tag=Button, TagNo=0xC0, Button=POWER, Action=RELEASED]"));
+}
+
+TEST_F(ReplayTest, MoreEventsInOneTickThanAStoreHoldsAreAllRecorded) {
+  std::string lines;
+  for (int i = 0; i < 5000; ++i) lines += "{\"event\":\"button\",\"button\":0,\"action\":0}\n";
+  Replay(lines);
+  EXPECT_EQ(Items().size(), 5000U);
+}
+
+TEST_F(ReplayTest, StandardInputIsAnInput) {
+  const Finished replay =
+      Run({"record", "s", "--replay", "--input", "-"}, "{\"event\":\"bookmark\"}\nx\n");
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, HasSubstr("vmr: standard input:2: not valid JSON at column 1\n"));
+  EXPECT_THAT(Items(), ElementsAre(kBookmark));
+}
+
+TEST_F(ReplayTest, ASignalEndsAHugeJumpInOrder) {
+  RunningProgram program(folder, {"record", "s", "--replay", "--input", "-"});
+  // A line is read when the one before it was recorded, so that the message
+  // says that the first bookmark is in and the jump has begun or is next.
+  program.Write(
+      "{\"event\":\"bookmark\",\"tick\":1}\n"
+      "{\"event\":\"bookmark\",\"tick\":2}\nx\n"
+      "{\"event\":\"bookmark\",\"tick\":4294967293}\n");
+  ASSERT_TRUE(program.WaitForMessage("standard input:3:"));
+  program.Signal(SIGINT);
+  const Finished stopped = program.Finish();
+  EXPECT_EQ(stopped.exit_code, 0);
+  // Behind it stand the dumps of the hours that were run through.
+  const std::vector<std::string> items = Items();
+  ASSERT_FALSE(items.empty());
+  EXPECT_EQ(items[0], kBookmark);
+}
+
+}  // namespace
+}  // namespace vmr::test

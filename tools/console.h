@@ -1,0 +1,24 @@
+// What the program says on standard error.
+#ifndef VMR_TOOLS_CONSOLE_H_
+#define VMR_TOOLS_CONSOLE_H_
+
+#include <string_view>
+
+namespace vmr::tool {
+
+// Exit codes of the program.
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+// "vmr: text". Any thread may call it; a progress bar gives way to it.
+void Say(std::string_view text);
+
+// A line that is written over by the next: only where standard error is a
+// terminal, else nothing. An empty text removes it.
+void ShowTransient(std::string_view text);
+bool ShowsTransient();
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_CONSOLE_H_

@@ -1,0 +1,45 @@
+// Turns one line of input into a report to the store, or into the reason why
+// it is none. docs/events.schema.json describes the lines.
+#ifndef VMR_TOOLS_EVENT_PARSER_H_
+#define VMR_TOOLS_EVENT_PARSER_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "store/stream_format.h"
+#include "tools/events/event.h"
+#include "tools/gpsd_report.h"
+
+namespace vmr::tool {
+
+// The last tick that can be recorded: the two above stand for a continuation
+// packet and for no tick.
+inline constexpr unsigned int kLastTick = kContinuationTick - 1;
+
+// When a report happened, as far as its line tells.
+struct Stamp {
+  std::optional<unsigned int> tick;
+  std::optional<std::int64_t> time_us;  // microseconds since 1970-01-01 UTC
+
+  bool Empty() const { return !tick && !time_us; }
+};
+
+struct Report {
+  Stamp stamp;
+  std::variant<GpsReport, Event> content;
+  std::string remark;  // not empty: what of the line was left out, and why
+};
+struct IgnoredLine {};  // blank, or a report of gpsd that is not about the position
+struct UnusableLine {
+  std::string reason;
+};
+using ParsedLine = std::variant<IgnoredLine, UnusableLine, Report>;
+
+ParsedLine ParseLine(std::string_view text);
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_EVENT_PARSER_H_

@@ -1,0 +1,86 @@
+#include "tools/record_command.h"
+
+#include <errno.h>
+#include <fmt/format.h>
+#include <string.h>
+
+#include "tools/console.h"
+#include "tools/input.h"
+#include "tools/live_session.h"
+#include "tools/progress.h"
+#include "tools/recorder.h"
+#include "tools/replay_session.h"
+#include "tools/stop_signal.h"
+#include "tools/unit_configuration.h"
+
+namespace vmr::tool {
+namespace {
+
+bool OpenInputs(const RecordOptions& options, LineCounts& counts, Inputs& inputs) {
+  for (const std::string& path : options.inputs)
+    if (!OpenInput(path, counts, inputs)) return false;
+  return true;
+}
+
+// Adds the gpsd as one more input; null when it could not be started.
+const Input* AddGpsd(const GpsdClient& client, const GpsdAddress& address, LineCounts& counts,
+                     Inputs& inputs) {
+  const std::string name = "gpsd " + address.Text();
+  if (client.ReadEnd() < 0) {
+    Say(fmt::format("{}: {}", name, strerror(errno)));
+    return nullptr;
+  }
+  inputs.push_back(std::make_unique<Input>(client.ReadEnd(), name, counts));
+  return inputs.back().get();
+}
+
+void PrintSummary(const RecordOptions& options, const Recorder& recorder,
+                  const LineCounts& counts) {
+  Say(fmt::format("{}: recorded ticks {} to {}", options.store, recorder.FirstTick(),
+                  recorder.LastTick()));
+  Say(fmt::format("{}: {} lines, {} fixes, {} losses of fix, {} events, {} lines skipped",
+                  options.store, counts.lines, recorder.Fixes(), recorder.Losses(),
+                  recorder.Events(), counts.skipped));
+}
+
+bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, LineCounts& counts,
+             const StopSignal& stop) {
+  std::optional<GpsdClient> client;
+  const Input* gpsd = nullptr;
+  if (options.gpsd) {
+    client.emplace(*options.gpsd);
+    gpsd = AddGpsd(*client, *options.gpsd, counts, inputs);
+    if (gpsd == nullptr) return false;
+  }
+  Progress progress(inputs, counts);
+  const bool ran = LiveSession(recorder, inputs, gpsd, stop, progress).Run();
+  inputs.clear();  // the client's thread sees its pipe closed
+  return ran;
+}
+
+bool RunReplay(Recorder& recorder, Inputs& inputs, const LineCounts& counts,
+               const StopSignal& stop) {
+  Progress progress(inputs, counts);
+  ReplaySession(recorder, inputs, stop, progress).Run();
+  return true;
+}
+
+}  // namespace
+
+int Record(const RecordOptions& options) {
+  const std::optional<UnitConfiguration> configuration =
+      options.config.empty() ? UnitConfiguration() : LoadConfiguration(options.config);
+  if (!configuration) return kExitFailure;
+  LineCounts counts;
+  Inputs inputs;
+  if (!OpenInputs(options, counts, inputs)) return kExitFailure;
+  const StopSignal stop;
+  Recorder recorder(options.store, *configuration);
+  if (!recorder.Open()) return kExitFailure;
+  const bool ran = options.replay ? RunReplay(recorder, inputs, counts, stop)
+                                  : RunLive(options, recorder, inputs, counts, stop);
+  PrintSummary(options, recorder, counts);
+  return ran && !counts.read_error ? kExitSuccess : kExitFailure;
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,93 @@
+#include "tools/recorder.h"
+
+#include <fmt/format.h>
+
+#include "host/default/host_control.h"
+#include "tools/console.h"
+
+namespace vmr::tool {
+namespace {
+
+// Between two ticks a store holds 16 x 255 item bytes and drops what comes on
+// top. A tick may add a dump of the whole state, of 2100 bytes at most; a
+// single report larger than this fits beside it too.
+constexpr unsigned int kMostPendingBytes = 1000;
+constexpr unsigned int kMostGpsReportBytes = 2 + (2 + 10) + (2 + 3);  // state, position, speed
+constexpr unsigned int kMostShutdownBytes = 100;
+
+unsigned int MostBytes(const Report& report) {
+  const auto* event = std::get_if<Event>(&report.content);
+  return event == nullptr ? kMostGpsReportBytes : event->kind->most_bytes;
+}
+
+}  // namespace
+
+bool Recorder::Open() {
+  if (!lock_.Before(base_)) return false;
+  if (store_.Open() == 0) {
+    Say(fmt::format("{}: the store could not be opened", base_));
+    return false;
+  }
+  if (!lock_.After(base_)) return false;
+  last_tick_ = store_.GetCurrentSystemTick();
+  if (last_tick_ >= kLastTick) {
+    Say(fmt::format("{}: its last tick is {}, there are none after it", base_, last_tick_));
+    return false;
+  }
+  first_tick_ = last_tick_ + 1;
+  return true;
+}
+
+void Recorder::StartAt(unsigned int first_tick) {
+  first_tick_ = first_tick;
+  store_.InitCurrentSystemTick(first_tick);
+}
+
+void Recorder::Begin(unsigned int first_tick) {
+  if (last_tick_ != 0) {
+    host::SetPriorShutdownTick(last_tick_);
+    store_.ReportShutdownDataAtStartup();
+  }
+  StartAt(first_tick);
+  ReportAll(configuration_, store_);
+  // Too much for anything to be added: the first event or tick flushes it, by
+  // then at the tick where the input starts.
+  static_assert(kMostConfigurationBytes > kMostPendingBytes);
+  pending_bytes_ = kMostConfigurationBytes;
+}
+
+void Recorder::Take(const Report& report, unsigned int tick) {
+  MakeRoom(MostBytes(report));
+  if (const auto* gps = std::get_if<GpsReport>(&report.content)) {
+    gps_.Take(store_, *gps, report.stamp, tick);
+  } else {
+    const Event& event = std::get<Event>(report.content);
+    event.action(store_, tick);
+    ++events_;
+    if (event.kind->ends_packet) Flush();
+  }
+}
+
+void Recorder::MakeRoom(unsigned int bytes) {
+  if (pending_bytes_ + bytes > kMostPendingBytes) Flush();
+  pending_bytes_ += bytes;
+}
+
+void Recorder::Flush() {
+  store_.WriteBuffers();
+  pending_bytes_ = 0;
+}
+
+void Recorder::TimerTick(unsigned int tick) {
+  if (pending_bytes_ > kMostPendingBytes) Flush();
+  store_.TimerTick(tick);
+  if (!store_.HasPendingItems()) pending_bytes_ = 0;
+}
+
+void Recorder::Close() {
+  MakeRoom(kMostShutdownBytes);
+  store_.ReportShutdownData();
+  store_.Close();
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,63 @@
+// The store of a recording and what was reported to it.
+#ifndef VMR_TOOLS_RECORDER_H_
+#define VMR_TOOLS_RECORDER_H_
+
+#include <string>
+
+#include "backends/data_store_normal.h"
+#include "tools/event_parser.h"
+#include "tools/gps_tracker.h"
+#include "tools/store_lock.h"
+#include "tools/unit_configuration.h"
+
+namespace vmr::tool {
+
+// Owns     the store and its lock.
+// Threads  none.
+class Recorder {
+ public:
+  // `configuration` must outlive it.
+  Recorder(const std::string& base, const UnitConfiguration& configuration)
+      : base_(base), configuration_(configuration), store_(base) {}
+
+  // Locks and opens the store; false after saying why not. FirstTick() is then
+  // the tick after the last recorded one.
+  bool Open();
+  // Starts to record at `first_tick`: what was on when the store was last used is
+  // reported off as of its last tick, and the unit's configuration is reported.
+  // The first TimerTick follows.
+  void Begin(unsigned int first_tick);
+  // Moves the first tick, while nothing but the configuration was reported.
+  void StartAt(unsigned int first_tick);
+  // Hands a report to the store as of `tick`.
+  void Take(const Report& report, unsigned int tick);
+  void LoseGps() { gps_.Lose(store_); }
+  void TimerTick(unsigned int tick);
+  // Reports everything off, flushes and closes.
+  void Close();
+
+  bool HasPendingItems() const { return store_.HasPendingItems(); }
+  unsigned int FirstTick() const { return first_tick_; }
+  unsigned int LastTick() const { return store_.GetCurrentSystemTick(); }
+  unsigned long Events() const { return events_; }
+  unsigned long Fixes() const { return gps_.Fixes(); }
+  unsigned long Losses() const { return gps_.Losses(); }
+
+ private:
+  void MakeRoom(unsigned int bytes);
+  void Flush();
+
+  std::string base_;
+  const UnitConfiguration& configuration_;
+  StoreLock lock_{StoreLock::Use::kRecord};
+  DataStoreNormal store_;
+  GpsTracker gps_;
+  unsigned int first_tick_ = 1;
+  unsigned int last_tick_ = 0;      // of what the store held; 0 nothing
+  unsigned int pending_bytes_ = 0;  // at most so many wait for a flush
+  unsigned long events_ = 0;
+};
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_RECORDER_H_
