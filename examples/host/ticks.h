@@ -10,8 +10,8 @@
 // Errors   false: the file could not be written. Counting goes on, and after a
 //          power cut it is the last recorded tick that keeps it from going back.
 // Units    ticks, two a second.
-#ifndef UNIT_TICKS_H_
-#define UNIT_TICKS_H_
+#ifndef VMR_EXAMPLES_HOST_TICKS_H_
+#define VMR_EXAMPLES_HOST_TICKS_H_
 
 #include <string>
 
@@ -29,4 +29,4 @@ unsigned int TickNow();
 
 }  // namespace unit
 
-#endif  // UNIT_TICKS_H_
+#endif  // VMR_EXAMPLES_HOST_TICKS_H_
