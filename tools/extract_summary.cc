@@ -93,11 +93,10 @@ std::vector<std::string> WhatIsMissing(const ExtractionFacts& facts) {
 
 std::optional<std::string> FoldedStart(const ExtractionFacts& facts) {
   if (!facts.report.start_tick_folded) return std::nullopt;
-  const unsigned int start = facts.extracted.first;
   return fmt::format(
-      "tick {} itself holds events; they are in the full state, not copied. "
-      "--from {} copies them",
-      start, start - 1);
+      "tick {} itself holds events; they are in the full state, not copied; a start "
+      "one tick earlier copies them",
+      facts.extracted.first);
 }
 
 }  // namespace vmr::tool

@@ -82,8 +82,8 @@ TEST_F(ExtractTest, EventsAtTheStartTickAreWarnedAbout) {
   const Finished folded = Cut({"--from", "111", "--to", "120", "--force"});
   EXPECT_EQ(folded.exit_code, 0);
   EXPECT_EQ(folded.err,
-            "vmr: s: tick 111 itself holds events; they are in the full state, not copied. --from "
-            "110 copies them\n");
+            "vmr: s: tick 111 itself holds events; they are in the full state, not copied; a "
+            "start one tick earlier copies them\n");
   EXPECT_EQ(Bookmarks().size(), 2U);
   EXPECT_EQ(Cut({"--from", "110", "--to", "120", "--force"}).err, "");
   EXPECT_EQ(Bookmarks().size(), 3U);
