@@ -37,6 +37,23 @@ void RemoveOnSignal(const char* path) {
   }
 }
 
+// Holds the ending signals back while it lives.
+class HeldSignals {
+ public:
+  HeldSignals() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int number : kEndingSignals) sigaddset(&ending, number);
+    sigprocmask(SIG_BLOCK, &ending, &before_);
+  }
+  ~HeldSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == path.npos ? "" : path.substr(0, slash + 1);
@@ -73,6 +90,7 @@ bool OutputFile::MayBeWritten() const {
 bool OutputFile::Open() {
   if (!MayBeWritten()) return false;
   std::string pattern = FolderOf(path_) + ".vmr-extract-XXXXXX";
+  const HeldSignals held;  // none may come between making the file and noting its name
   const int fd = mkostemp(pattern.data(), O_CLOEXEC);
   if (fd < 0) return Fail(fmt::format("cannot create a file beside it: {}", strerror(errno)));
   close(fd);  // only the name is wanted
