@@ -25,8 +25,8 @@ DataStoreNormal::DataStoreNormal(const std::string& basePath)
 DataStoreNormal::~DataStoreNormal() = default;
 
 int DataStoreNormal::Close() {
-  if (recording_) WriteBuffers();
-  recording_ = false;
+  if (open_ && !read_only_) WriteBuffers();
+  open_ = false;
   static_cast<void>(DataStore::Close());  // always 1
   file1_.Close();
   file2_.Close();
@@ -61,10 +61,8 @@ int DataStoreNormal::WriteData(const unsigned char* data, int length, unsigned i
     return 0;
   }
   VMR_LOG(kLogEachItem, "writing into data store " << length << " bytes at sysTick " << sysTick);
-  if (!recording_ || length < 1 || length > kMaxClusterPayload) {
-    VMR_LOG(kLogError, "Refusing to write "
-                           << length << " bytes: "
-                           << (recording_ ? "1 to 4089 fit a cluster" : "the store is closed"));
+  if (const char* const reason = WhyNotWritable(length)) {
+    VMR_LOG(kLogError, "Refusing to write " << length << " bytes: " << reason);
     return 0;
   }
   if (length > kClusterBytes - ClusterSize(curr_buffer_.get())) CloseCurrentCluster(sysTick);
@@ -73,6 +71,12 @@ int DataStoreNormal::WriteData(const unsigned char* data, int length, unsigned i
   // Deliberate: the packet is kept, in memory at least; a file that could not
   // take it has logged so and takes it on its next turn.
   return 1;
+}
+
+const char* DataStoreNormal::WhyNotWritable(int length) const {
+  if (!open_) return "the store is closed";
+  if (read_only_) return "the store is open for reading";
+  return length < 1 || length > kMaxClusterPayload ? "1 to 4089 fit a cluster" : nullptr;
 }
 
 void DataStoreNormal::CloseCurrentCluster(unsigned int sysTick) {
@@ -145,14 +149,18 @@ int DataStoreNormal::ReadCluster(unsigned char* buf, int cluster) {
   VMR_LOG(kLogWarning,
           "Failed to read cluster #" << cluster << " from current file will try other file");
   if (other_file_->ReadCluster(kClusterBytes, buf, cluster) != 0) {
-    VMR_LOG(kLogWarning, "Rewrote Cluster #" << cluster << " to file-" << curr_file_->Path());
-    // A repair that fails is tried again by the next read.
-    static_cast<void>(curr_file_->WriteCluster(kClusterBytes, buf, cluster));
+    if (!read_only_) RepairCluster(buf, cluster);
     return 1;
   }
   // Deliberate: only a trace; the callers log what it means to them.
   VMR_LOG(kLogTrace, "Failed to read cluster #" << cluster << " from metadata files");
   return 0;
+}
+
+void DataStoreNormal::RepairCluster(const unsigned char* buf, int cluster) {
+  VMR_LOG(kLogWarning, "Rewrote Cluster #" << cluster << " to file-" << curr_file_->Path());
+  // A repair that fails is tried again by the next read.
+  static_cast<void>(curr_file_->WriteCluster(kClusterBytes, buf, cluster));
 }
 
 int DataStoreNormal::ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
@@ -165,7 +173,7 @@ int DataStoreNormal::ReadDataIntoBuffer(long position, unsigned char* buffer, in
   bytesRead = 0;
   const long position_cluster = position / kClusterBytes;
   const auto index = static_cast<int>(position - position_cluster * kClusterBytes);
-  if (!recording_ || bufferSize < 1 || index < 0 || !IsInt(position_cluster)) return FailRead();
+  if (!open_ || bufferSize < 1 || index < 0 || !IsInt(position_cluster)) return FailRead();
   return ReadFrom(AdjustClusterNumber(static_cast<int>(position_cluster)),
                   index + kClusterHeaderBytes, position,
                   {buffer, bufferSize, bytesRead, nextPosition});
@@ -241,7 +249,7 @@ int DataStoreNormal::ReadFromCurrent(int cluster, int offset, const ReadTarget& 
 }
 
 long DataStoreNormal::InitialReadLocation() {
-  if (!recording_) return 0;
+  if (!open_) return 0;
   unsigned char* const scratch = WorkBuffer();
   for (int cluster = GetNextCluster(currCluster); cluster != currCluster;
        cluster = GetNextCluster(cluster)) {

@@ -7,6 +7,7 @@
 
 #include "backends/cluster_format.h"
 #include "backends/file_store.h"
+#include "backends/metadata_hdr_cache.h"
 #include "store/data_store.h"
 
 namespace vmr {
@@ -32,6 +33,11 @@ class DataStoreNormal : public DataStore {
   // be repaired. The current tick is then the last recorded one, 0 in a new
   // store.
   int Open() override;
+  // Opens the ring for reading alone, with the same search and the same choice of
+  // the newer file, while another process may be recording into it. Nothing is
+  // created, repaired, renamed or set right; damage is read around. One file is
+  // enough: the other may be missing or unusable. WriteData then refuses.
+  int OpenReadOnly();
   // Flushes what is pending, syncs and closes both files. 1.
   int Close() override;
   // `length` 1..4089.
@@ -52,6 +58,14 @@ class DataStoreNormal : public DataStore {
   // Folds a cluster number computed from a position into the ring.
   static int AdjustClusterNumber(int cluster);
 
+  // The first tick of a cluster; 0xFFFFFFFF in one never written, and for one
+  // that cannot be read. May be what it was when the last search passed it.
+  unsigned int GetSystemTick(int cluster);
+  // The cluster from which to read in order to find a tick: the last one whose
+  // first tick is not after it, the oldest for ticks before all, the current for
+  // ticks after all. Reads at most 17 clusters. Ticks compare as plain numbers.
+  int FindSystemTick(unsigned int sysTick);
+
   int CurrentCluster() const { return currCluster; }
   int PreviousCluster() const { return prevCluster; }
 
@@ -65,6 +79,8 @@ class DataStoreNormal : public DataStore {
   };
 
   // Writing (data_store_normal.cc).
+  // Null when a packet of `length` bytes can be written.
+  const char* WhyNotWritable(int length) const;
   void CloseCurrentCluster(unsigned int sysTick);
   void FlushPrevBuffer(FileStore& file, const char* cluster_text);
   bool WritePrevBuffer(FileStore& file, const char* cluster_text);
@@ -72,6 +88,7 @@ class DataStoreNormal : public DataStore {
   void WriteCurrentToFile();
 
   // Reading (data_store_normal.cc).
+  void RepairCluster(const unsigned char* buf, int cluster);
   static int FailRead();
   int ReadFrom(int cluster, int offset, long position, const ReadTarget& to);
   int ReadFromCurrent(int cluster, int offset, const ReadTarget& to) const;
@@ -81,11 +98,14 @@ class DataStoreNormal : public DataStore {
   int AllocateImages();
   int StartStoreFiles(const std::string& basePath);
   int OpenAndRecover();
+  int OpenAsItIs();
+  const FileStore* LoadAsItIs();
   void FindBothLastPositions();
   int RecreateFiles();
   FileStore* ChooseLastWriter();
   FileStore* FillCreatedFile(FileStore& created, FileStore& source);
   FileStore* CompareFiles();
+  bool SettleEmptyFile(FileStore& empty, FileStore& source);
   bool FillEmptyFile(FileStore& empty, FileStore& source);
   void RemoveFailedCopy(FileStore& file);
   int LoadImages(FileStore& last_writer);
@@ -93,16 +113,23 @@ class DataStoreNormal : public DataStore {
   void PointNextWriteAwayFrom(const FileStore& last_writer);
   void HealNextCluster();
 
+  // Searching (tick_search.cc).
+  void StartTickSearch();
+  int SearchBetween(int oldCluster, unsigned int oldSt, int newCluster, unsigned int newSt,
+                    unsigned int sysTick);
+
   std::string base_path_;
   FileStore file1_{1};
   FileStore file2_{2};
   FileStore* curr_file_ = &file1_;   // takes the next write
   FileStore* other_file_ = &file2_;  // took the last one
-  bool recording_ = false;           // Open succeeded, Close was not called yet
+  bool open_ = false;                // opened, and not closed since
+  bool read_only_ = false;           // by OpenReadOnly
   bool searched1_ = false;           // file 1's last position was found
   bool searched2_ = false;
-  std::unique_ptr<unsigned char[]> curr_buffer_;  // the cluster being filled
-  std::unique_ptr<unsigned char[]> prev_buffer_;  // the cluster closed last
+  std::unique_ptr<unsigned char[]> curr_buffer_;                    // the cluster being filled
+  std::unique_ptr<unsigned char[]> prev_buffer_;                    // the cluster closed last
+  MetadataHdrCache hdr_cache_{MetadataHdrCache::kDefaultCapacity};  // of the tick search
 };
 
 }  // namespace vmr

@@ -160,40 +160,63 @@ int FileStore::WriteInitialClusters(int fd, const std::string& tmp_name,
 int FileStore::ValidateAndOpenFile(int clusterCount, int clusterSize) {
   Close();
   struct stat status {};
+  if (!StatFile(status) || !ResetMode(status.st_mode) ||
+      !CheckSize(status.st_size, clusterCount, clusterSize))
+    return 0;
+  return OpenChecked(O_RDWR);
+}
+
+int FileStore::StartFileReadOnly(const std::string& base, int clusterCount, int clusterSize,
+                                 int fileNumber) {
+  Close();
+  file_created_ = false;
+  path_ = base + "_" + std::to_string(fileNumber) + ".mtd";
+  struct stat status {};
+  if (!StatFile(status) || !CheckSize(status.st_size, clusterCount, clusterSize)) return 0;
+  return OpenChecked(O_RDONLY);
+}
+
+bool FileStore::StatFile(struct stat& status) const {
   if (FileOps::Current().Stat(path_.c_str(), &status) != 0) {
     const Reason reason;
     VMR_LOG(kLogError, "Unexpected stat error on file " << path_ << ", " << reason);
-    return 0;
+    return false;
   }
-  if (!S_ISREG(status.st_mode)) {
-    // Deliberate: two blanks.
-    VMR_LOG(kLogError, "Invalid file type of file  " << path_);
-    return 0;
+  if (S_ISREG(status.st_mode)) return true;
+  // Deliberate: two blanks.
+  VMR_LOG(kLogError, "Invalid file type of file  " << path_);
+  return false;
+}
+
+// Deliberate: a mode that somebody changed is set right rather than refused.
+bool FileStore::ResetMode(mode_t mode) const {
+  if ((mode & kModeBits) == kFileMode) return true;
+  if (FileOps::Current().Chmod(path_.c_str(), kFileMode) != 0) {
+    const int error = errno;
+    VMR_LOG(kLogError, "Could not reset the mode of file " << path_ << ", " << error << " : "
+                                                           << std::strerror(error));
+    return false;
   }
-  // Deliberate: a mode that somebody changed is set right rather than refused.
-  if ((status.st_mode & kModeBits) != kFileMode) {
-    if (FileOps::Current().Chmod(path_.c_str(), kFileMode) != 0) {
-      const int error = errno;
-      VMR_LOG(kLogError, "Could not reset the mode of file " << path_ << ", " << error << " : "
-                                                             << std::strerror(error));
-      return 0;
-    }
-    VMR_LOG(kLogInfo, "Reset the mode of file " << path_);
-  }
+  VMR_LOG(kLogInfo, "Reset the mode of file " << path_);
+  return true;
+}
+
+bool FileStore::CheckSize(off_t actual_bytes, int clusterCount, int clusterSize) const {
   const off_t expected_bytes = ClusterOffset(clusterSize, clusterCount);
-  if (status.st_size != expected_bytes) {
-    VMR_LOG(kLogError, "File " << path_ << " is incorrectly sized at "
-                               << static_cast<long long>(status.st_size) << ", should be "
-                               << static_cast<long long>(expected_bytes));
-    return 0;
-  }
-  fd_ = OpenFile(path_, O_RDWR);
-  if (!IsOpenDescriptor(fd_)) {
-    const Reason reason;
-    VMR_LOG(kLogError, "Could not open file " << path_ << ", " << reason);
-    return 0;
-  }
-  return 1;
+  if (actual_bytes == expected_bytes) return true;
+  VMR_LOG(kLogError, "File " << path_ << " is incorrectly sized at "
+                             << static_cast<long long>(actual_bytes) << ", should be "
+                             << static_cast<long long>(expected_bytes));
+  return false;
+}
+
+int FileStore::OpenChecked(int flags) {
+  fd_ = OpenFile(path_, flags);
+  read_only_ = flags == O_RDONLY;
+  if (IsOpenDescriptor(fd_)) return 1;
+  const Reason reason;
+  VMR_LOG(kLogError, "Could not open file " << path_ << ", " << reason);
+  return 0;
 }
 
 int FileStore::WriteCluster(int clusterSize, const unsigned char* buf, int cluster) {
@@ -298,7 +321,7 @@ int FileStore::GetSize(int clusterSize, unsigned char* buf, int cluster) {
 void FileStore::Close() {
   if (!IsOpenDescriptor(fd_)) return;
   // Every cluster was synced when it was written; what fails here cost nothing.
-  static_cast<void>(SyncFile(fd_));
+  if (!read_only_) static_cast<void>(SyncFile(fd_));
   static_cast<void>(CloseFile(fd_));
   fd_ = 0;
 }

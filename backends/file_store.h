@@ -2,6 +2,8 @@
 #ifndef VMR_BACKENDS_FILE_STORE_H_
 #define VMR_BACKENDS_FILE_STORE_H_
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <string>
 
@@ -35,6 +37,9 @@ class FileStore {
   // Checks type, mode and size of the existing file and opens it. A mode other
   // than 0660 is set right.
   int ValidateAndOpenFile(int clusterCount, int clusterSize);
+  // Opens the existing `<base>_<fileNumber>.mtd` for reading alone: it is neither
+  // created nor changed, and its mode does not matter. WriteCluster then fails.
+  int StartFileReadOnly(const std::string& base, int clusterCount, int clusterSize, int fileNumber);
 
   // Writes one cluster and waits until the device has it.
   int WriteCluster(int clusterSize, const unsigned char* buf, int cluster);
@@ -59,7 +64,8 @@ class FileStore {
   // Renames the closed file to "....CORRUPT", or deletes it if that fails.
   void HandleCorrupt();
 
-  // Syncs and closes. Harmless when closed.
+  // Syncs, unless it was open for reading alone, and closes. Harmless when
+  // closed.
   void Close();
 
   const std::string& Path() const { return path_; }
@@ -81,6 +87,10 @@ class FileStore {
   bool prevClusterStale = false;
 
  private:
+  bool CheckSize(off_t actual_bytes, int clusterCount, int clusterSize) const;
+  bool StatFile(struct stat& status) const;
+  bool ResetMode(mode_t mode) const;
+  int OpenChecked(int flags);
   bool HoldsWholeCluster(int clusterSize, int cluster) const;
   int WriteInitialClusters(int fd, const std::string& tmp_name, const unsigned char* cluster,
                            int clusterCount, int clusterSize);
@@ -90,6 +100,7 @@ class FileStore {
   std::string path_;
   int fd_ = -1;  // Deliberate: -1 when new, 0 after Close; below 1 is closed
   bool file_created_ = false;
+  bool read_only_ = false;
   unsigned int newest_st_ = 0;
   unsigned int oldest_st_ = 0;
   int newest_cluster_ = -1;

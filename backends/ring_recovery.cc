@@ -85,12 +85,21 @@ int DataStoreNormal::Open() {
     return 0;
   }
   if (OpenInit() == 0) return 0;
+  read_only_ = false;
   if (OpenAndRecover() == 0) {
     Close();
     return 0;
   }
   HealNextCluster();
   return 1;
+}
+
+int DataStoreNormal::OpenReadOnly() {
+  if (OpenInit() == 0) return 0;
+  read_only_ = true;
+  if (OpenAsItIs() != 0) return 1;
+  Close();
+  return 0;
 }
 
 int DataStoreNormal::AllocateImages() {
@@ -128,8 +137,41 @@ int DataStoreNormal::OpenAndRecover() {
 
   InitCurrentSystemTick(FindLastTick());
   PointNextWriteAwayFrom(*last_writer);
-  recording_ = true;
+  open_ = true;
   return 1;
+}
+
+// A recorder that writes meanwhile may be in the middle of the newest cluster;
+// the copy in the other file may then be of the lap before. A moment later it
+// is not.
+int DataStoreNormal::OpenAsItIs() {
+  constexpr int kAttempts = 3;
+  if (AllocateImages() == 0) return 0;
+  for (int attempt = 1; attempt <= kAttempts; ++attempt) {
+    const FileStore* const last_writer = LoadAsItIs();
+    if (last_writer == nullptr) return 0;
+    if (ClusterSt(curr_buffer_.get()) == last_writer->NewestSt()) break;
+  }
+  InitCurrentSystemTick(FindLastTick());
+  open_ = true;
+  return 1;
+}
+
+// Both files are tried, so that both say what is wrong with them. The last
+// writer stays the file that reads prefer: it lacks nothing.
+const FileStore* DataStoreNormal::LoadAsItIs() {
+  searched1_ = file1_.StartFileReadOnly(base_path_, kClusterCount, kClusterBytes, 1) != 0;
+  searched2_ = file2_.StartFileReadOnly(base_path_, kClusterCount, kClusterBytes, 2) != 0;
+  for (FileStore* const file : {&file1_, &file2_}) {
+    bool& searched = file == &file1_ ? searched1_ : searched2_;
+    searched = searched && file->FindLastPosition(kClusterCount, kClusterBytes, WorkBuffer()) != 0;
+  }
+  if (!searched1_ && !searched2_) {
+    VMR_LOG(kLogError, "Unable to find last position in both Metadata files. Nothing is changed");
+    return nullptr;
+  }
+  FileStore* const last_writer = CompareFiles();
+  return last_writer != nullptr && LoadImages(*last_writer) != 0 ? last_writer : nullptr;
 }
 
 void DataStoreNormal::FindBothLastPositions() {
@@ -202,11 +244,18 @@ FileStore* DataStoreNormal::CompareFiles() {
   // Its never-written clusters would read as the end of the recording.
   const bool never_filled = std::min(standing1, standing2) == Standing::kEmpty &&
                             std::max(standing1, standing2) == Standing::kHoldsData;
-  if (never_filled && !FillEmptyFile(behind, newer)) return nullptr;
+  if (never_filled && !SettleEmptyFile(behind, newer)) return nullptr;
   // A file that is behind within the same cluster lacks its last write; one that
   // is behind by a cluster lacks the end of the previous one too.
   MarkStale(behind, true, !same_cluster);
   return &newer;
+}
+
+// For a reader that must not fill it, it is better not there.
+bool DataStoreNormal::SettleEmptyFile(FileStore& empty, FileStore& source) {
+  if (!read_only_) return FillEmptyFile(empty, source);
+  empty.Close();
+  return true;
 }
 
 bool DataStoreNormal::FillEmptyFile(FileStore& empty, FileStore& source) {

@@ -19,6 +19,7 @@ void MetadataReader::StartAt(long position) {
   read_sys_tick_ = kNoTick;
   next_read_location_ = position;
   decoded_ = DecodeResult{};
+  skipped_bytes_ = 0;
 }
 
 // What was buffered in another work buffer is gone with it.
@@ -101,11 +102,13 @@ MetadataReader::Examined MetadataReader::ExaminePacket(std::size_t available) {
     case HEADER_NULL:
       VMR_LOG(kLogEachItem, kOperation << ": Found HEADER_NULL");
       ++parse_position_;
+      ++skipped_bytes_;
       return Examined::kHandled;
     default:
       // Over damaged or padded data the reader finds its way byte by byte.
       VMR_LOG(kLogEachItem, kOperation << ": Found OTHER");
       ++parse_position_;
+      ++skipped_bytes_;
       return Examined::kHandled;
   }
 }

@@ -3,12 +3,41 @@
 #ifndef VMR_READER_METADATA_READER_H_
 #define VMR_READER_METADATA_READER_H_
 
+#include <memory>
 #include <string>
 
+#include "backends/data_store_normal.h"
+#include "host/watchdog.h"
 #include "store/data_store.h"
 #include "store/tag_catalogue.h"
 
 namespace vmr {
+
+// How a reader opens a ring that it is given the path of.
+enum class RingAccess {
+  kRepair,    // as a recorder does: what is damaged or missing is repaired
+  kReadOnly,  // as it is: nothing on disk is changed
+};
+
+// What the last extraction came to. Ticks are kNoTick where there is none.
+struct ExtractionReport {
+  unsigned int widened_end = 0;  // last tick that was copied if there was one
+  int state_cluster = -1;        // where the replay began; -1: nowhere
+  bool dump_found = false;       // ... because a state dump was found there
+  unsigned int dump_tick = kNoTick;
+  unsigned int later_dump_tick = kNoTick;  // of the earliest dump passed as too late
+  bool start_tick_folded = false;          // the start tick held packets: not copied
+  unsigned long packets = 0;               // copied
+  unsigned long long bytes = 0;            // of them
+  unsigned int first_tick = kNoTick;       // of them
+  unsigned int last_tick = kNoTick;
+  unsigned int widest_gap = 0;           // ticks from one copied tick to the next
+  unsigned int gap_tick = kNoTick;       // the tick before it
+  unsigned long long skipped_bytes = 0;  // among the copied ticks that were no packet
+  bool ticks_went_back = false;          // from one copied tick to the next
+  unsigned int next_tick = kNoTick;      // the first one past the end
+  bool read_failed = false;              // the source could not be read to its end
+};
 
 // One reader makes one pass over one source at a time. It collects the packets
 // of a tick in the work buffer of a second store, the output, and then parses
@@ -20,7 +49,7 @@ namespace vmr {
 //          outside a packet or a buffer. No packet CRC is checked.
 class MetadataReader {
  public:
-  MetadataReader() = default;
+  explicit MetadataReader(RingAccess access = RingAccess::kRepair) : ring_access_(access) {}
   virtual ~MetadataReader() = default;
   MetadataReader(const MetadataReader&) = delete;
   MetadataReader& operator=(const MetadataReader&) = delete;
@@ -52,6 +81,27 @@ class MetadataReader {
   // only when it could not be opened.
   bool ViewFile(const std::string& path, bool ringStore, unsigned int startSystemTick,
                 unsigned int endSystemTick, bool expanded);
+
+  // Makes `destPath` a flat file that can be decoded on its own: a label, the
+  // full state at `startSystemTick`, and every packet of the ring at `sourcePath`
+  // after that tick and up to 20 ticks past `endSystemTick`. What was at
+  // `destPath` is lost once the ring is open. `watchdog` may be null. False when
+  // the ring or the file could not be opened, read or written, or when no state
+  // could be found to begin with; the file then holds what there was to write.
+  // True also when the range holds nothing.
+  bool ReadToNewFile(const std::string& sourcePath, const std::string& destPath,
+                     unsigned int startSystemTick, unsigned int endSystemTick, Watchdog* watchdog);
+  // The cluster from which to replay in order to know the state at `sysTick`: the
+  // last one, going back from `startCluster`, with a state dump not after it, or an
+  // empty one. -1 when there is none or a cluster cannot be read. The reader then
+  // stands at the packet with the dump's end.
+  int FindMostRecentStateDump(DataStoreNormal& source, DataStore& output, int startCluster,
+                              unsigned int sysTick);
+  // Whether the cluster in the read buffer, which is `output`'s work buffer, holds
+  // the end of a state dump not after `sysTick`. Parses it into `output` up to there.
+  bool DoesClusterContainStateDump(DataStore& output, unsigned int sysTick);
+
+  const ExtractionReport& LastExtraction() const { return extraction_; }
 
   // The tick of the packets collected last; kNoTick before the first that
   // tells it.
@@ -96,7 +146,30 @@ class MetadataReader {
   void ParseItems(DataStore& out, const unsigned char* items, int count);
   int ParseItemWithin(DataStore& out, const unsigned char* item, std::size_t available);
 
+  // Extracting (range_extraction.cc).
+  struct Extraction;
+  enum class Progress { kGoOn, kDone, kFailed };
+  bool OpenRing(DataStoreNormal& ring) const;
+  bool Extract(const Extraction& job);
+  bool GoToState(const Extraction& job);
+  Progress TakeTick(const Extraction& job, bool& started);
+  Progress TakeTickBeforeStart(const Extraction& job, bool& started);
+  Progress CopyTick(const Extraction& job);
+  Progress EndBefore(unsigned int tick);
+  void CountCopiedTick();
+  void WriteStartState(const Extraction& job, const char* relation);
+
+  // Looking for a state dump (state_dump_search.cc).
+  struct WalkedPacket;
+  static WalkedPacket Examine(const unsigned char* packet, std::size_t available);
+  void WalkPacket(DataStore& output, const WalkedPacket& packet);
+  void LogWalkedHeader(unsigned char header) const;
+  void ParseWalkedItems(DataStore& output, const unsigned char* items, std::size_t available);
+  bool IsWantedDump(unsigned int sysTick);
+  void EmptyPacketList();
+
   // Viewing (text_viewer.cc).
+  std::unique_ptr<DataStore> OpenSource(const std::string& path, bool ring_store) const;
   void ViewRange(DataStore& source, DataStore& out, unsigned int start, unsigned int end,
                  bool expanded);
   void ViewTick(DataStore& out);
@@ -112,6 +185,9 @@ class MetadataReader {
   unsigned int read_sys_tick_ = kNoTick;
   long next_read_location_ = 0;
   DecodeResult decoded_;
+  unsigned long long skipped_bytes_ = 0;  // that were no packet, since StartAt
+  ExtractionReport extraction_;
+  RingAccess ring_access_;
 };
 
 }  // namespace vmr

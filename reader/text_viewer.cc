@@ -13,11 +13,6 @@ namespace {
 constexpr unsigned int kWholeFileStart = 0;
 constexpr unsigned int kWholeFileEnd = 0xFFFFFFFF;
 
-std::unique_ptr<DataStore> MakeSource(const std::string& path, bool ring_store) {
-  if (ring_store) return std::make_unique<DataStoreNormal>(path);
-  return std::make_unique<DataStoreFlatRead>(path);
-}
-
 // A tick that is not known yet, usual where a wrapped ring begins, comes before
 // every start but the very beginning, and is never past the end.
 bool IsBefore(unsigned int tick, unsigned int start) {
@@ -34,8 +29,8 @@ bool MetadataReader::ViewFile(const std::string& path, bool ringStore, unsigned 
   if (startSystemTick != kWholeFileStart || endSystemTick != kWholeFileEnd)
     std::printf("Start System Tick (%u) End System Tick (%u)\n", startSystemTick, endSystemTick);
 
-  const std::unique_ptr<DataStore> source = MakeSource(path, ringStore);
-  if (source->Open() == 0) {
+  const std::unique_ptr<DataStore> source = OpenSource(path, ringStore);
+  if (source == nullptr) {
     std::fprintf(stderr, "Could not open input file %s\n", path.c_str());
     return false;
   }
@@ -51,6 +46,19 @@ bool MetadataReader::ViewFile(const std::string& path, bool ringStore, unsigned 
   static_cast<void>(out.Close());
   std::fflush(stdout);
   return true;
+}
+
+// Null when it cannot be opened.
+std::unique_ptr<DataStore> MetadataReader::OpenSource(const std::string& path,
+                                                      bool ring_store) const {
+  if (ring_store) {
+    auto ring = std::make_unique<DataStoreNormal>(path);
+    if (OpenRing(*ring)) return ring;
+    return nullptr;
+  }
+  auto flat = std::make_unique<DataStoreFlatRead>(path);
+  if (flat->Open() != 0) return flat;
+  return nullptr;
 }
 
 void MetadataReader::ViewRange(DataStore& source, DataStore& out, unsigned int start,

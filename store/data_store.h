@@ -125,6 +125,10 @@ class DataStore {
   std::int32_t GetAdjustedTime() const;
   // True while items wait for a flush.
   bool HasPendingItems() const { return used_[0] != 0; }
+  // Of the sixteen packet areas, how many hold waiting items.
+  int UsedAreas() const;
+  // Forgets the items that wait.
+  void DiscardPendingItems();
 
   // ---- Full state (full_state.cc) ---------------------------------------------
 

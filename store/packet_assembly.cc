@@ -92,6 +92,16 @@ void DataStore::WriteTickAdjust(unsigned char ticks) {
   AddToCurrPacket(item, sizeof(item), kSlack);
 }
 
+int DataStore::UsedAreas() const {
+  int count = 0;
+  for (const std::uint32_t used : used_) count += used != 0 ? 1 : 0;
+  return count;
+}
+
+void DataStore::DiscardPendingItems() {
+  for (std::uint32_t& used : used_) used = 0;
+}
+
 void DataStore::WriteBuffers() {
   VMR_LOG(kLogEachItem, "WriteBuffers");
   if (used_[0] == 0) return;

@@ -10,6 +10,7 @@ namespace vmr::tool {
 inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
+inline constexpr int kExitPartial = 3;  // something of what was asked for is not there
 
 // "vmr: text". Any thread may call it; a progress bar gives way to it.
 void Say(std::string_view text);

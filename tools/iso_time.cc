@@ -76,14 +76,14 @@ std::int64_t ReadDate(Cursor& cursor) {
   return DaysSinceEpoch(year, month, day);
 }
 
-// Second 60 is a leap second; it counts as the second after it.
-std::int64_t ReadTimeOfDay(Cursor& cursor) {
+std::int64_t ReadMinuteOfDay(Cursor& cursor) {
   const int hour = cursor.DigitsUpTo(2, 23);
   cursor.Need(":");
-  const int minute = cursor.DigitsUpTo(2, 59);
-  cursor.Need(":");
-  return (hour * 60 + minute) * 60 + cursor.DigitsUpTo(2, 60);
+  return hour * 60 + cursor.DigitsUpTo(2, 59);
 }
+
+// Second 60 is a leap second; it counts as the second after it.
+int ReadSecond(Cursor& cursor) { return cursor.DigitsUpTo(2, 60); }
 
 std::int64_t ReadFraction_us(Cursor& cursor) {
   if (cursor.Take(".,") == '\0') return 0;
@@ -105,16 +105,35 @@ std::int64_t ReadZone(Cursor& cursor) {
   return sign == '-' ? -ahead : ahead;
 }
 
+// Seconds since 1970 of what stands before the seconds, as if it were UTC.
+std::int64_t ReadDateAndMinute(Cursor& cursor) {
+  constexpr std::int64_t kSecondsPerDay = 86400;
+  const std::int64_t days = ReadDate(cursor);
+  cursor.Need("Tt ");
+  return days * kSecondsPerDay + ReadMinuteOfDay(cursor) * 60;
+}
+
 }  // namespace
 
 std::optional<std::int64_t> ParseIsoTime(std::string_view text) {
-  constexpr std::int64_t kSecondsPerDay = 86400;
   Cursor cursor(text);
-  std::int64_t seconds = ReadDate(cursor) * kSecondsPerDay;
-  cursor.Need("Tt ");
-  seconds += ReadTimeOfDay(cursor);
+  std::int64_t seconds = ReadDateAndMinute(cursor);
+  cursor.Need(":");
+  seconds += ReadSecond(cursor);
   const std::int64_t fraction_us = ReadFraction_us(cursor);
   seconds -= ReadZone(cursor);
+  if (!cursor.ReadAll()) return std::nullopt;
+  return seconds * kMicrosecondsPerSecond + fraction_us;
+}
+
+std::optional<std::int64_t> ParseCivilTime(std::string_view text) {
+  Cursor cursor(text);
+  std::int64_t seconds = ReadDateAndMinute(cursor);
+  std::int64_t fraction_us = 0;
+  if (cursor.Take(":") != '\0') {
+    seconds += ReadSecond(cursor);
+    fraction_us = ReadFraction_us(cursor);
+  }
   if (!cursor.ReadAll()) return std::nullopt;
   return seconds * kMicrosecondsPerSecond + fraction_us;
 }

@@ -15,6 +15,10 @@ inline constexpr std::int64_t kMicrosecondsPerSecond = 1000000;
 // which six count; the zone is needed. Nothing for a text that is no such time.
 std::optional<std::int64_t> ParseIsoTime(std::string_view text);
 
+// The same of a time without a zone, as if it were UTC; the seconds may be left
+// out: "2019-06-19T21:33".
+std::optional<std::int64_t> ParseCivilTime(std::string_view text);
+
 }  // namespace vmr::tool
 
 #endif  // VMR_TOOLS_ISO_TIME_H_

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tools/console.h"
+#include "tools/extract_options.h"
 #include "tools/gpsd_client.h"
 #include "tools/record_command.h"
 #include "tools/store_path.h"
@@ -26,9 +27,10 @@ the oldest.
 constexpr const char* kProgramFooter = R"(Examples:
   vmr record trips/car7 --input drive.gpsd.json --replay   record a saved drive
   vmr view trips/car7                                      print all of it
+  vmr extract trips/car7 stop.vmd --from 2082 --to 2250    cut a minute out
   vmr record --help                                        how to record live
 
-Exit codes: 0 success, 1 failure, 2 wrong usage.
+Exit codes: 0 success, 1 failure, 2 wrong usage, 3 not all of what was asked for.
 
 Environment: VMR_LOG is the sum of the levels logged to standard error:
   1 fatal, 2 errors, 4 warnings, 16 and 32 information, 64 trace,
@@ -77,8 +79,9 @@ Examples:
   vmr view trips/car7_2.mtd --flat             one surviving file by itself
   vmr view trips/car7 | less
 
-Viewing changes nothing on disk: damage is read around, not repaired. It is
-refused while a recorder runs on the store.
+Viewing changes nothing on disk: damage is read around, not repaired, and one
+file of the two is enough. A recorder may go on meanwhile: what it writes later
+is not shown.
 
 Exit codes: 0 success, 1 PATH could not be opened, 2 wrong usage.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
@@ -194,6 +197,7 @@ int ExplainUsage(const CLI::App& app, const char* what) {
 int main(int argc, char** argv) {
   vmr::tool::RecordOptions record_options;
   vmr::tool::ViewOptions view_options;
+  vmr::tool::ExtractArguments extract_arguments;
   std::string gpsd_text;
   KindChoice kind_choice;
   CLI::App app(kProgramHelp, "vmr");
@@ -202,12 +206,14 @@ int main(int argc, char** argv) {
   app.require_subcommand(0, 1);
   const CLI::App* const record = AddRecord(app, record_options, gpsd_text);
   AddView(app, view_options, kind_choice);
+  const CLI::App* const extract = AddExtract(app, extract_arguments);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return error.get_exit_code() == 0 ? app.exit(error) : ExplainUsage(app, error.what());
   }
   if (app.get_subcommands().empty())
-    return ExplainUsage(app, "a command is needed: record or view");
+    return ExplainUsage(app, "a command is needed: record, view or extract");
+  if (extract->parsed()) return vmr::tool::Extract(extract_arguments.options);
   return record->parsed() ? vmr::tool::Record(record_options) : vmr::tool::View(view_options);
 }

@@ -49,7 +49,7 @@ class Recorder {
 
   std::string base_;
   const UnitConfiguration& configuration_;
-  StoreLock lock_{StoreLock::Use::kRecord};
+  StoreLock lock_;
   DataStoreNormal store_;
   GpsTracker gps_;
   unsigned int first_tick_ = 1;

@@ -49,11 +49,12 @@ StoreLock::Outcome StoreLock::LockFile(const std::string& base) {
   for (const int held : files_)
     if (SameFile(held, fd)) return close(fd), Outcome::kLocked;
   files_.push_back(fd);
-  if (LockNow(fd, (use_ == Use::kView ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0) return Outcome::kLocked;
+  if (LockNow(fd, LOCK_EX | LOCK_NB) == 0) return Outcome::kLocked;
   // A file system without locks must not prevent recording.
   if (errno != EWOULDBLOCK) return Outcome::kLocked;
-  Say(fmt::format("{}: is in use by another process; wait until it has ended, {}", base,
-                  use_ == Use::kView ? "or view a copy" : "or record to another store"));
+  Say(fmt::format(
+      "{}: is in use by another process; wait until it has ended, or record to another store",
+      base));
   return Outcome::kRefused;
 }
 

@@ -1,4 +1,4 @@
-// Keeps two processes from using one ring at the same time.
+// Keeps two processes from recording into one ring at the same time.
 #ifndef VMR_TOOLS_STORE_LOCK_H_
 #define VMR_TOOLS_STORE_LOCK_H_
 
@@ -12,9 +12,7 @@ namespace vmr::tool {
 // Owns     the locks, until it is destroyed; the process's end frees them too.
 class StoreLock {
  public:
-  enum class Use { kView, kRecord };  // any number may view, one may record
-
-  explicit StoreLock(Use use) : use_(use) {}
+  StoreLock() = default;
   ~StoreLock();
   StoreLock(const StoreLock&) = delete;
   StoreLock& operator=(const StoreLock&) = delete;
@@ -33,7 +31,6 @@ class StoreLock {
   bool LockFolder(const std::string& base);
   void UnlockFolder();
 
-  Use use_;
   int folder_ = -1;
   std::vector<int> files_;
 };

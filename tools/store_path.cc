@@ -13,7 +13,7 @@ bool Exists(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
-Recording Unusable(const std::string& reason) { return {false, {}, reason}; }
+Recording Unusable(const std::string& reason) { return {false, {}, reason, {}}; }
 
 Recording FindFlat(const std::string& path) {
   struct stat status {};
@@ -21,18 +21,19 @@ Recording FindFlat(const std::string& path) {
     return Unusable(fmt::format("{}: {}", path, strerror(errno)));
   if (S_ISDIR(status.st_mode)) return Unusable(fmt::format("{}: {}", path, strerror(EISDIR)));
   if (!S_ISREG(status.st_mode)) return Unusable(fmt::format("{}: not a regular file", path));
-  return {false, path, {}};
+  return {false, path, {}, {}};
 }
 
 // The ring with this base, if there is one or a part of one.
 std::optional<Recording> FindRing(const std::string& base) {
   const bool first = Exists(RingFile(base, 1));
   const bool second = Exists(RingFile(base, 2));
-  if (first && second) return Recording{true, base, {}};
   if (!first && !second) return std::nullopt;
-  return Unusable(fmt::format(
-      "{}: missing; opening the ring would change it. To print the other file: vmr view --flat {}",
-      RingFile(base, first ? 2 : 1), RingFile(base, first ? 1 : 2)));
+  Recording recording{true, base, {}, {}};
+  if (!first || !second)
+    recording.remark = fmt::format("{}: missing; reading {} alone", RingFile(base, first ? 2 : 1),
+                                   RingFile(base, first ? 1 : 2));
+  return recording;
 }
 
 }  // namespace

@@ -17,14 +17,14 @@ enum class PathKind { kDetect, kRing, kFlat };
 
 struct Recording {
   bool ring = false;
-  std::string path;   // the base of a ring, else the file
-  std::string error;  // not empty: `path` cannot be viewed, and why
+  std::string path;    // the base of a ring, else the file
+  std::string error;   // not empty: `path` cannot be read, and why
+  std::string remark;  // not empty: what is worth saying about it
 };
 
 // Looks at the files at `path`: a ring's base, either of its files, or a flat
-// file; kRing and kFlat say which it is. A ring of which one file is missing is
-// refused, because opening it would create that file, and with file 1 missing
-// would begin the ring anew.
+// file; kRing and kFlat say which it is. A ring of which one file is missing can
+// be read.
 Recording FindRecording(const std::string& path, PathKind kind);
 
 }  // namespace vmr::tool

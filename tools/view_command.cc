@@ -11,8 +11,6 @@
 
 #include "reader/metadata_reader.h"
 #include "tools/console.h"
-#include "tools/read_only_files.h"
-#include "tools/store_lock.h"
 
 namespace vmr::tool {
 namespace {
@@ -41,10 +39,8 @@ int View(const ViewOptions& options) {
     Say(recording.error);
     return kExitFailure;
   }
-  StoreLock lock(StoreLock::Use::kView);
-  if (recording.ring && !lock.Before(recording.path)) return kExitFailure;
-  const ReadOnlyFiles untouched;
-  MetadataReader reader;
+  if (!recording.remark.empty()) Say(recording.remark);
+  MetadataReader reader(RingAccess::kReadOnly);
   const bool opened =
       reader.ViewFile(recording.path, recording.ring, options.from, options.to, options.expanded);
   if (!opened && recording.ring)

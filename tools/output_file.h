@@ -1,0 +1,44 @@
+// A file that appears whole or not at all.
+#ifndef VMR_TOOLS_OUTPUT_FILE_H_
+#define VMR_TOOLS_OUTPUT_FILE_H_
+
+#include <string>
+
+namespace vmr::tool {
+
+// A temporary file in the folder of the file that it is to become. It is removed
+// when the object goes without Publish, and by SIGINT, SIGTERM and SIGHUP, which
+// end the process as they do without this. One per process.
+//
+// Owns     the temporary file.
+// Errors   Open and Publish say what is wrong on standard error.
+class OutputFile {
+ public:
+  // `replace`: an existing file at `path` may be replaced.
+  OutputFile(std::string path, bool replace) : path_(std::move(path)), replace_(replace) {}
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // Refuses a path that exists, unless it may be replaced, and one that is no
+  // regular file.
+  bool Open();
+  // The temporary file's path; the file is empty after Open and may be replaced
+  // by another of that name.
+  const std::string& TemporaryPath() const { return temporary_; }
+  // Makes the temporary file's content durable and gives it its name.
+  bool Publish();
+
+ private:
+  bool MayBeWritten() const;
+  bool Fail(const std::string& what) const;
+  bool Rename() const;
+
+  std::string path_;
+  std::string temporary_;
+  bool replace_;
+};
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_OUTPUT_FILE_H_
