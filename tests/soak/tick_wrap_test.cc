@@ -147,6 +147,32 @@ TEST_F(TickWrap, AWrapAtTheRingsEndIsNoDifferent) {
   EXPECT_EQ(store_->CurrentCluster(), 32767) << "clusters 0 to 2 are newer";
 }
 
+// ---- Looking for a tick ---------------------------------------------------------------
+
+TEST_F(TickWrap, WhileTheStoreStaysOpenNeitherSideOfTheWrapIsFound) {
+  PutWrappedRing(From(kBeforeWrap, 4));
+  Open();
+  Record(From(10, 60));
+  EXPECT_EQ(store_->CurrentCluster(), 7);
+  EXPECT_EQ(store_->FindSystemTick(30), 8) << "the oldest, as for a tick before all";
+  EXPECT_EQ(store_->FindSystemTick(kBeforeWrap + 1), 7) << "the newest, as for one after all";
+}
+
+TEST_F(TickWrap, AfterARestartOnlyTicksAfterTheWrapAreFound) {
+  PutRing(kAroundTheWrap);
+  Open();
+  EXPECT_EQ(store_->FindSystemTick(11), 5);
+  EXPECT_EQ(store_->FindSystemTick(kBeforeWrap + 1), 6) << "the last after the wrap";
+}
+
+TEST_F(TickWrap, AfterARestartInAWrappedRingEveryTickIsFound) {
+  PutWrappedRing(kAroundTheWrap);
+  Open();
+  EXPECT_EQ(store_->FindSystemTick(11), 5);
+  EXPECT_EQ(store_->FindSystemTick(2000), 1007);
+  EXPECT_EQ(store_->FindSystemTick(kBeforeWrap + 1), 1);
+}
+
 // ---- Healing ------------------------------------------------------------------------
 
 // The ring as a run leaves it that went on from the wrap in cluster 3 for more
