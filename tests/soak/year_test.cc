@@ -294,7 +294,7 @@ class Year : public testing::Test {
       Pass(1);
       SetClocks();
       if (n == 0)
-        for (int talk = 0; talk < 4; ++talk) vehicle_.Talk();
+        for (int talk = 0; talk < 3; ++talk) vehicle_.Talk();
       if (n < 4)
         for (int event = 0; event < 2; ++event) vehicle_.Act(tick_);
       if (n == 2 && waiting_since_ + 1 == tick_ && tick_ > 300)
@@ -340,7 +340,10 @@ class Year : public testing::Test {
       ASSERT_EQ(reader.ParseReadSystemTick(out), 1);
       out.WriteBuffers();  // reading "covert on" records it again
       if (dump == dumps_.end() || first + expected.Packets() <= dump->packet) continue;
-      ASSERT_EQ(reader.ReadSysTick(), dump->tick);
+      // Before the first whole tick the reader does not know where it is.
+      if (reader.ReadSysTick() != kNoTick) {
+        ASSERT_EQ(reader.ReadSysTick(), dump->tick);
+      }
       ASSERT_EQ(Differences(out.Mirror(), dump->state), "") << "dump at tick " << dump->tick;
       ASSERT_NEAR(static_cast<double>(out.GetAdjustedTime()), static_cast<double>(dump->time), 1);
       ++dump;
@@ -409,7 +412,7 @@ TEST_F(Year, NothingIsLostAndNothingGrows) {
     // Between the wrap of the ticks and a lap behind it a restart would go back;
     // see tick_wrap_test.cc.
     const bool healed = wrapped && model_.Begun() > wrapped_at + RingModel::kClusters;
-    if (hour % 16 == 5 && (!wrapped || healed)) PowerCycle(hour / 16 % 2 == 0);
+    if (hour % 14 == 5 && (!wrapped || healed)) PowerCycle(hour / 14 % 2 == 0);
     if (hour == hours_ / 4) {
       descriptors = OpenDescriptors();
       heap = HeapBytes();
