@@ -3,6 +3,10 @@
 #
 # The program is linked statically: it then is what the tests have run, and can
 # be copied to a machine without the library.
+#
+# Libraries go to /usr/lib. Configured with CMAKE_INSTALL_PREFIX=/usr they go to
+# the folder of the machine's architecture, /usr/lib/x86_64-linux-gnu for one, as
+# packages need that are to be installed for two architectures side by side.
 
 set(library_package libvmr${PROJECT_VERSION_MAJOR})
 find_program(VMR_GZIP gzip REQUIRED)
@@ -26,7 +30,7 @@ function(vmr_add_package component package section summary)
   set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package})
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright DESTINATION ${doc_dir}
     COMPONENT ${component})
-  vmr_install_gzipped(CHANGELOG.md changelog.gz ${doc_dir} ${component})
+  vmr_install_gzipped(CHANGELOG.md CHANGELOG.md.gz ${doc_dir} ${component})
   foreach(document IN LISTS ARGN)
     install(FILES ${PROJECT_SOURCE_DIR}/${document} DESTINATION ${doc_dir} COMPONENT ${component})
   endforeach()
@@ -55,6 +59,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package_permissions.cmake)
 

@@ -1,8 +1,9 @@
 // The services of host/, all of them, as small as they can be: a host that has
-// no files and no shared memory.
+// no files, and nobody to share memory with.
 #include "own_host.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "host/crc8.h"
@@ -112,8 +113,15 @@ const char* EnumToString::VideoFormatToStr(int) { return "format"; }
 const char* const MicClient::names[MicClient::kMicCount] = {"1", "2", "3", "4"};
 
 SharedMemory::~SharedMemory() { Detach(); }
-void* SharedMemory::Attach(unsigned int, char) { return nullptr; }
-void SharedMemory::Detach() {}
+void* SharedMemory::Attach(unsigned int size, char) {  // shared with nobody
+  Detach();
+  size_ = size;
+  return area_ = std::calloc(1, size_);
+}
+void SharedMemory::Detach() {
+  std::free(area_);
+  area_ = nullptr;
+}
 
 void Watchdog::PetWatchdog() {}
 
