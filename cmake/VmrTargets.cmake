@@ -14,7 +14,7 @@ if(VMR_SANITIZE)
   target_link_options(vmr_build_flags INTERFACE -fsanitize=${VMR_SANITIZE})
 endif()
 
-# vmr_add_library(store SOURCES a.cc b.cc DEPENDS vmr_host PUBLIC_HEADERS a.h):
+# vmr_add_library(store PUBLIC_HEADERS a.h SOURCES a.cc b.cc DEPENDS vmr_host):
 # the folder's one library target, vmr_store here. DEPENDS names the only folders
 # below it. PUBLIC_HEADERS makes the folder part of the installed library
 # (VmrPackage.cmake) and names what is installed of its headers: what hosts
