@@ -14,10 +14,17 @@ if(VMR_SANITIZE)
   target_link_options(vmr_build_flags INTERFACE -fsanitize=${VMR_SANITIZE})
 endif()
 
-# vmr_add_library(store SOURCES a.cc b.cc DEPENDS vmr_host): the folder's one
-# library target, vmr_store here. DEPENDS names the only folders below it.
+# vmr_add_library(store PUBLIC_HEADERS a.h SOURCES a.cc b.cc DEPENDS vmr_host):
+# the folder's one library target, vmr_store here. DEPENDS names the only folders
+# below it. PUBLIC_HEADERS makes the folder part of the installed library
+# (VmrPackage.cmake) and names what is installed of its headers: what hosts
+# include, and what that includes.
 function(vmr_add_library folder)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PUBLIC_HEADERS" ${ARGN})
   add_library(vmr_${folder} STATIC ${ARG_SOURCES})
   target_link_libraries(vmr_${folder} PUBLIC vmr_build_flags ${ARG_DEPENDS})
+  if(ARG_PUBLIC_HEADERS)
+    set_property(GLOBAL APPEND PROPERTY VMR_PUBLIC_FOLDERS vmr_${folder})
+    set_target_properties(vmr_${folder} PROPERTIES VMR_PUBLIC_HEADERS "${ARG_PUBLIC_HEADERS}")
+  endif()
 endfunction()
