@@ -27,9 +27,10 @@ CLUSTER_HEADER_T HeaderOf(const unsigned char* cluster) {
 }  // namespace
 
 unsigned int DataStoreNormal::GetSystemTick(int cluster) {
+  if (!open_) return kNeverWrittenSt;
   if (const CLUSTER_HEADER_T* const cached = hdr_cache_.Find(cluster)) return cached->FirstTick();
   unsigned char* const scratch = WorkBuffer();
-  if (!open_ || ReadCluster(scratch, cluster) == 0) return kNeverWrittenSt;
+  if (ReadCluster(scratch, cluster) == 0) return kNeverWrittenSt;
   CLUSTER_HEADER_T header = HeaderOf(scratch);
   hdr_cache_.Add(cluster, header);
   return header.FirstTick();
@@ -47,11 +48,30 @@ void DataStoreNormal::StartTickSearch() {
   hdr_cache_.Add(prevCluster, prev);
 }
 
+// A recorder in another process may have gone on since the ring was opened for
+// reading. Behind the cluster that was the newest then stand newer ones, and the
+// oldest only behind those.
+int DataStoreNormal::ClusterBehindNewest() {
+  if (!read_only_) return GetNextCluster(currCluster);
+  const unsigned int newSt = GetSystemTick(currCluster);
+  const auto is_newer = [&](int clusters_on) {
+    const unsigned int st = GetSystemTick(Fold(currCluster + clusters_on));
+    return st != kNeverWrittenSt && st >= newSt;
+  };
+  if (!is_newer(1)) return GetNextCluster(currCluster);
+  int newer = 1, older = kClusterCount;  // the newest itself, a lap on
+  while (older - newer > 1) {
+    const int middle = (newer + older) / 2;
+    (is_newer(middle) ? newer : older) = middle;
+  }
+  return Fold(currCluster + older);
+}
+
 int DataStoreNormal::FindSystemTick(unsigned int sysTick) {
   StartTickSearch();
   const int newCluster = currCluster;
   const unsigned int newSt = GetSystemTick(newCluster);
-  int oldCluster = GetNextCluster(currCluster);
+  int oldCluster = ClusterBehindNewest();
   unsigned int oldSt = GetSystemTick(oldCluster);
   if (oldSt == kNeverWrittenSt) {
     oldCluster = 0;
@@ -81,7 +101,8 @@ int DataStoreNormal::FindSystemTick(unsigned int sysTick) {
     return newCluster;
   }
   if (newCluster == oldCluster) {
-    // Deliberate: no blank behind the parenthesis.
+    // Never so while the newest cluster is answered from memory: its one tick
+    // has been compared above. Deliberate: no blank behind the parenthesis.
     VMR_LOG(kLogInfo, kOperation << ": System tick (" << sysTick
                                  << ")data store only contains one cluster, searching that "
                                     "cluster");
