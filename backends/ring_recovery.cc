@@ -3,6 +3,7 @@
 // out from the files alone; nothing else is kept anywhere.
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "backends/data_store_normal.h"
 #include "host/log.h"
@@ -180,7 +181,11 @@ const FileStore* DataStoreNormal::LoadAsItIs() {
     return nullptr;
   }
   FileStore* const last_writer = CompareFiles();
-  return last_writer != nullptr && LoadImages(*last_writer) != 0 ? last_writer : nullptr;
+  if (last_writer == nullptr || LoadImages(*last_writer) == 0) return nullptr;
+  // An empty file has won against one that cannot be searched, if there is
+  // another at all. What that one holds is read from it.
+  if (last_writer->NewestSt() == kNeverWrittenSt) std::swap(curr_file_, other_file_);
+  return last_writer;
 }
 
 void DataStoreNormal::FindBothLastPositions() {
