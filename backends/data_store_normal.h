@@ -119,7 +119,7 @@ class DataStoreNormal : public DataStore {
   // Searching (tick_search.cc).
   void StartTickSearch();
   int ClusterBehindNewest();
-  int SearchBetween(int oldCluster, unsigned int oldSt, int newCluster, unsigned int newSt,
+  int SearchBetween(int old_cluster, unsigned int old_st, int new_cluster, unsigned int new_st,
                     unsigned int sysTick);
 
   std::string base_path_;
