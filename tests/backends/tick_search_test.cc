@@ -168,7 +168,7 @@ TEST_F(TickSearch, InARingOfOneClusterEveryTickIsAtOrBeyondAnEnd) {
 // The oldest is compared before the newest.
 TEST_F(TickSearch, WhenBothEndsBeginWithTheTickTheOldestIsGiven) {
   PutEmptyPair();
-  for (const std::size_t c : {0, 1, 2}) PutInBoth(c, Header(1000));
+  for (const std::size_t c : {0U, 1U, 2U}) PutInBoth(c, Header(1000));
   Open();
   ASSERT_EQ(store_.CurrentCluster(), 2);
   EXPECT_EQ(Find(1000), 0);
@@ -469,7 +469,7 @@ class TickSearchBesideARecorder : public TickSearch {
 };
 
 TEST_F(TickSearchBesideARecorder, InAYoungRingTheSearchGoesFromClusterZeroToTheNewestAtTheOpening) {
-  for (const std::size_t went_on : {0, 1, 2, 3, 50}) {
+  for (const std::size_t went_on : {0U, 1U, 2U, 3U, 50U}) {
     SCOPED_TRACE(went_on);
     PutClusters(9);
     OpenReadOnly(8);
