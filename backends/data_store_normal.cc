@@ -27,6 +27,7 @@ DataStoreNormal::~DataStoreNormal() = default;
 int DataStoreNormal::Close() {
   if (open_ && !read_only_) WriteBuffers();
   open_ = false;
+  hdr_cache_.Clear();
   static_cast<void>(DataStore::Close());  // always 1
   file1_.Close();
   file2_.Close();
@@ -251,7 +252,8 @@ int DataStoreNormal::ReadFromCurrent(int cluster, int offset, const ReadTarget& 
 long DataStoreNormal::InitialReadLocation() {
   if (!open_) return 0;
   unsigned char* const scratch = WorkBuffer();
-  for (int cluster = GetNextCluster(currCluster); cluster != currCluster;
+  StartTickSearch();
+  for (int cluster = ClusterBehindNewest(); cluster != currCluster;
        cluster = GetNextCluster(cluster)) {
     if (ReadCluster(scratch, cluster) == 0) continue;  // lost; what follows it is not
     const bool wrapped = ClusterSt(scratch) != kNeverWrittenSt;

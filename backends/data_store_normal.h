@@ -18,7 +18,8 @@ namespace vmr {
 // most that one write. A packet is never split across clusters.
 //
 // Owns     its two files and, between Open and Close, two cluster images.
-// Threads  none. No two processes may have the same files open.
+// Threads  none. No two processes may have the same files open, except that any
+//          number may have them open for reading alone.
 // Errors   WriteData succeeds once the packet is in memory; a file that could
 //          not take it stays marked and takes it on its next turn.
 // Units    positions are cluster * 4096 + index, the index counting payload
@@ -63,7 +64,8 @@ class DataStoreNormal : public DataStore {
   unsigned int GetSystemTick(int cluster);
   // The cluster from which to read in order to find a tick: the last one whose
   // first tick is not after it, the oldest for ticks before all, the current for
-  // ticks after all. Reads at most 17 clusters. Ticks compare as plain numbers.
+  // ticks after all. Reads at most 17 clusters, and up to 15 more when a recorder
+  // has gone on since OpenReadOnly. Ticks compare as plain numbers.
   int FindSystemTick(unsigned int sysTick);
 
   int CurrentCluster() const { return currCluster; }
@@ -100,6 +102,7 @@ class DataStoreNormal : public DataStore {
   int OpenAndRecover();
   int OpenAsItIs();
   const FileStore* LoadAsItIs();
+  bool HoldsNewest(const FileStore& last_writer) const;
   void FindBothLastPositions();
   int RecreateFiles();
   FileStore* ChooseLastWriter();
@@ -115,7 +118,8 @@ class DataStoreNormal : public DataStore {
 
   // Searching (tick_search.cc).
   void StartTickSearch();
-  int SearchBetween(int oldCluster, unsigned int oldSt, int newCluster, unsigned int newSt,
+  int ClusterBehindNewest();
+  int SearchBetween(int old_cluster, unsigned int old_st, int new_cluster, unsigned int new_st,
                     unsigned int sysTick);
 
   std::string base_path_;

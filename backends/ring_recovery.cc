@@ -3,6 +3,7 @@
 // out from the files alone; nothing else is kept anywhere.
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "backends/data_store_normal.h"
 #include "host/log.h"
@@ -147,14 +148,23 @@ int DataStoreNormal::OpenAndRecover() {
 int DataStoreNormal::OpenAsItIs() {
   constexpr int kAttempts = 3;
   if (AllocateImages() == 0) return 0;
-  for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-    const FileStore* const last_writer = LoadAsItIs();
-    if (last_writer == nullptr) return 0;
-    if (ClusterSt(curr_buffer_.get()) == last_writer->NewestSt()) break;
+  const FileStore* last_writer = LoadAsItIs();
+  for (int attempt = 2; last_writer != nullptr && !HoldsNewest(*last_writer); ++attempt) {
+    if (attempt > kAttempts) {
+      VMR_LOG(kLogError, "Cluster " << currCluster << " changes each time it is read");
+      return 0;
+    }
+    last_writer = LoadAsItIs();
   }
+  if (last_writer == nullptr) return 0;
   InitCurrentSystemTick(FindLastTick());
   open_ = true;
   return 1;
+}
+
+// The current image is of the cluster that the search met there.
+bool DataStoreNormal::HoldsNewest(const FileStore& last_writer) const {
+  return ClusterSt(curr_buffer_.get()) == last_writer.NewestSt();
 }
 
 // Both files are tried, so that both say what is wrong with them. The last
@@ -171,7 +181,11 @@ const FileStore* DataStoreNormal::LoadAsItIs() {
     return nullptr;
   }
   FileStore* const last_writer = CompareFiles();
-  return last_writer != nullptr && LoadImages(*last_writer) != 0 ? last_writer : nullptr;
+  if (last_writer == nullptr || LoadImages(*last_writer) == 0) return nullptr;
+  // An empty file has won against one that cannot be searched, if there is
+  // another at all. What that one holds is read from it.
+  if (last_writer->NewestSt() == kNeverWrittenSt) std::swap(curr_file_, other_file_);
+  return last_writer;
 }
 
 void DataStoreNormal::FindBothLastPositions() {

@@ -11,9 +11,9 @@ constexpr char kLogSource[] = "DataStoreNormal.cc";
 constexpr char kOperation[] = "FindSystemTick";
 
 // Clusters from the older bound up to the newer one, across the wrap if need be.
-int Distance(int oldCluster, int newCluster) {
-  return newCluster > oldCluster ? newCluster - oldCluster
-                                 : kClusterCount - oldCluster + newCluster;
+int Distance(int old_cluster, int new_cluster) {
+  return new_cluster > old_cluster ? new_cluster - old_cluster
+                                   : kClusterCount - old_cluster + new_cluster;
 }
 
 int Fold(int cluster) { return cluster >= kClusterCount ? cluster - kClusterCount : cluster; }
@@ -27,9 +27,10 @@ CLUSTER_HEADER_T HeaderOf(const unsigned char* cluster) {
 }  // namespace
 
 unsigned int DataStoreNormal::GetSystemTick(int cluster) {
+  if (!open_) return kNeverWrittenSt;
   if (const CLUSTER_HEADER_T* const cached = hdr_cache_.Find(cluster)) return cached->FirstTick();
   unsigned char* const scratch = WorkBuffer();
-  if (!open_ || ReadCluster(scratch, cluster) == 0) return kNeverWrittenSt;
+  if (ReadCluster(scratch, cluster) == 0) return kNeverWrittenSt;
   CLUSTER_HEADER_T header = HeaderOf(scratch);
   hdr_cache_.Add(cluster, header);
   return header.FirstTick();
@@ -47,70 +48,90 @@ void DataStoreNormal::StartTickSearch() {
   hdr_cache_.Add(prevCluster, prev);
 }
 
+// A recorder in another process may have gone on since the ring was opened for
+// reading. Behind the cluster that was the newest then stand newer ones, and the
+// oldest only behind those.
+int DataStoreNormal::ClusterBehindNewest() {
+  if (!read_only_) return GetNextCluster(currCluster);
+  const unsigned int new_st = GetSystemTick(currCluster);
+  const auto is_newer = [&](int clusters_on) {
+    const unsigned int st = GetSystemTick(Fold(currCluster + clusters_on));
+    return st != kNeverWrittenSt && st >= new_st;
+  };
+  if (!is_newer(1)) return GetNextCluster(currCluster);
+  int newer = 1, older = kClusterCount;  // the newest itself, a lap on
+  while (older - newer > 1) {
+    const int middle = (newer + older) / 2;
+    (is_newer(middle) ? newer : older) = middle;
+  }
+  return Fold(currCluster + older);
+}
+
 int DataStoreNormal::FindSystemTick(unsigned int sysTick) {
   StartTickSearch();
-  const int newCluster = currCluster;
-  const unsigned int newSt = GetSystemTick(newCluster);
-  int oldCluster = GetNextCluster(currCluster);
-  unsigned int oldSt = GetSystemTick(oldCluster);
-  if (oldSt == kNeverWrittenSt) {
-    oldCluster = 0;
-    oldSt = GetSystemTick(0);
+  const int new_cluster = currCluster;
+  const unsigned int new_st = GetSystemTick(new_cluster);
+  int old_cluster = ClusterBehindNewest();
+  unsigned int old_st = GetSystemTick(old_cluster);
+  if (old_st == kNeverWrittenSt) {
+    old_cluster = 0;
+    old_st = GetSystemTick(0);
   }
-  VMR_LOG(kLogEachItem, "newCluster(" << newCluster << ") newSt(" << newSt << "), oldCluster("
-                                      << oldCluster << "), oldSt(" << oldSt << ")");
-  if (oldSt > sysTick) {
+  VMR_LOG(kLogEachItem, "newCluster(" << new_cluster << ") newSt(" << new_st << "), oldCluster("
+                                      << old_cluster << "), oldSt(" << old_st << ")");
+  if (old_st > sysTick) {
     VMR_LOG(kLogSearch, kOperation << ": System tick (" << sysTick
-                                   << ") is prior to oldest system tick " << oldSt
-                                   << " Cluster = " << oldCluster);
-    return oldCluster;
+                                   << ") is prior to oldest system tick " << old_st
+                                   << " Cluster = " << old_cluster);
+    return old_cluster;
   }
-  if (newSt < sysTick) {
+  if (new_st < sysTick) {
     // Deliberate: "after to newest", as log watchers know it.
     VMR_LOG(kLogInfo, kOperation << ": System tick (" << sysTick
-                                 << ") is after to newest system tick " << newSt);
-    return newCluster;
+                                 << ") is after to newest system tick " << new_st);
+    return new_cluster;
   }
-  if (sysTick == oldSt) {
+  if (sysTick == old_st) {
     VMR_LOG(kLogInfo,
             kOperation << ": System tick (" << sysTick << ") is oldest system tick in data store");
-    return oldCluster;
+    return old_cluster;
   }
-  if (sysTick == newSt) {
+  if (sysTick == new_st) {
     VMR_LOG(kLogInfo, kOperation << ": System tick (" << sysTick << ") is start of newest cluster");
-    return newCluster;
+    return new_cluster;
   }
-  if (newCluster == oldCluster) {
-    // Deliberate: no blank behind the parenthesis.
+  if (new_cluster == old_cluster) {
+    // Never so while the newest cluster is answered from memory: its one tick
+    // has been compared above. Deliberate: no blank behind the parenthesis.
     VMR_LOG(kLogInfo, kOperation << ": System tick (" << sysTick
                                  << ")data store only contains one cluster, searching that "
                                     "cluster");
-    return oldCluster;
+    return old_cluster;
   }
-  return SearchBetween(oldCluster, oldSt, newCluster, newSt, sysTick);
+  return SearchBetween(old_cluster, old_st, new_cluster, new_st, sysTick);
 }
 
-// The tick is after `oldSt` and before `newSt`. A cluster that cannot be read
+// The tick is after `old_st` and before `new_st`. A cluster that cannot be read
 // counts as later than every tick.
-int DataStoreNormal::SearchBetween(int oldCluster, unsigned int oldSt, int newCluster,
-                                   unsigned int newSt, unsigned int sysTick) {
+int DataStoreNormal::SearchBetween(int old_cluster, unsigned int old_st, int new_cluster,
+                                   unsigned int new_st, unsigned int sysTick) {
   for (;;) {
-    const int distance = Distance(oldCluster, newCluster);
-    const int foldCluster = Fold(oldCluster + distance / 2);
-    const unsigned int foldSt = GetSystemTick(foldCluster);
-    VMR_LOG(kLogEachItem, kOperation << ": newCluster(" << newCluster << "), newSt(" << newSt
-                                     << "), foldCluster(" << foldCluster << "), foldSt(" << foldSt
-                                     << "), oldCluster(" << oldCluster << "), oldSt(" << oldSt
+    const int distance = Distance(old_cluster, new_cluster);
+    const int fold_cluster = Fold(old_cluster + distance / 2);
+    const unsigned int fold_st = GetSystemTick(fold_cluster);
+    VMR_LOG(kLogEachItem, kOperation << ": newCluster(" << new_cluster << "), newSt(" << new_st
+                                     << "), foldCluster(" << fold_cluster << "), foldSt(" << fold_st
+                                     << "), oldCluster(" << old_cluster << "), oldSt(" << old_st
                                      << "), distance(" << distance << "), sysTick(" << sysTick
                                      << ")");
-    if (distance <= 1) return oldCluster;
-    if (sysTick == foldSt) return foldCluster;
-    if (sysTick < foldSt) {
-      newCluster = foldCluster;
-      newSt = foldSt;
+    if (distance <= 1) return old_cluster;
+    if (sysTick == fold_st) return fold_cluster;
+    if (sysTick < fold_st) {
+      new_cluster = fold_cluster;
+      new_st = fold_st;
     } else {
-      oldCluster = foldCluster;
-      oldSt = foldSt;
+      old_cluster = fold_cluster;
+      old_st = fold_st;
     }
   }
 }

@@ -605,6 +605,17 @@ TEST_F(NoMemory, ForAClusterImageFailsTheOpenBeforeAnyFileIsTouched) {
   EXPECT_EQ(Open(), 1);
 }
 
+TEST_F(NoMemory, ForAnyBufferFailsAnOpeningForReadingBeforeAnyFileIsTouched) {
+  for (const int n : {1, 2, 3}) {
+    g_fail_allocation = n;
+    EXPECT_EQ(store_.OpenReadOnly(), 0);
+    EXPECT_EQ(g_fail_allocation, 0) << "fewer allocations than thought";
+    EXPECT_EQ(store_.WorkBuffer(), nullptr);
+  }
+  EXPECT_EQ(log_.Count(1, "DataStoreNormal.cc", "NewDataStore: Could not allocate memory"), 2);
+  EXPECT_TRUE(files_.Operations().empty());
+}
+
 TEST_F(NoMemory, ForTheWorkBufferFailsTheOpenOfEveryStore) {
   EXPECT_EQ(OpenWithFailedAllocation(1), 0);
   DataStoreFlatRead flat_read("/m/f");
