@@ -22,7 +22,10 @@ namespace vmr::test {
 struct FullRingCourse {
   unsigned int ticks_between_packets = 5;  // at most
   int items_in_packet = 8;                 // at most
-  bool odd_packets = true;  // long ticks, dictionaries, damage, items that are illegal
+  // A dump is found only when a whole tick stands in front of it in its cluster.
+  // With this its own packet has one.
+  bool dumps_tell_tick = false;
+  bool odd_packets = true;  // continuations, dictionaries, damage, items that are illegal
 };
 
 class FullRing {
@@ -80,11 +83,13 @@ class FullRing {
   void EmitTick() {
     tick_ += 1 + Below(course_.ticks_between_packets);
     if (tick_ >= next_dump_) {
+      if (course_.dumps_tell_tick) tick_ = (tick_ | 0xFF) + 1;
       next_dump_ = tick_ + kTicksBetweenDumps;
       if (recording_) dump_ticks_.push_back(tick_);
       return EmitPackets(dumps_[Below(dumps_.size())]);
     }
-    std::vector<Bytes> areas(course_.odd_packets && Below(2000) == 0 ? 25 : 1 + Below(10) / 8);
+    std::vector<Bytes> areas(1);
+    if (course_.odd_packets) areas.resize(Below(2000) == 0 ? 25 : 1 + Below(10) / 8);
     for (Bytes& area : areas) FillArea(area, areas.size() > 5 ? 2 : course_.items_in_packet);
     EmitPackets(areas);
     if (!course_.odd_packets) return;
@@ -132,6 +137,8 @@ class FullRing {
     if (Below(40) == 0) return Below(2) == 0 ? B("3A") : B("3B");
     if (course_.odd_packets && Below(200) == 0) return Below(2) == 0 ? B("04 02 41 42") : B("FF");
     const auto& kind = kItems[Below(std::size(kItems))];
+    // Reading the state of a radar that is not there prints a line.
+    if (!course_.odd_packets && kind.tag == 0x6F) return B("56");
     Bytes item{static_cast<unsigned char>(kind.tag + Below(kind.count))};
     std::size_t payload = kind.bytes;
     if (kind.tag == 0x61) payload = item[0] < 0x68 ? 4 : 1;
