@@ -538,6 +538,19 @@ TEST_F(RangeExtraction, AndWhenTheStartIsBetweenTwoPackets) {
           "4294967295"));
 }
 
+// In the search it is nothing to tell, and with a dump found it is no longer.
+TEST_F(RangeExtraction, ARelativePositionWithoutAnAbsoluteOneIsLoggedInTheReplay) {
+  const auto logged = [this] {
+    return log_.Count(2, "DataStore.cc", "Requested to Store GPS but location not set");
+  };
+  Record({{90, H1(90, B("92 01 01"))}, {100, Mark(100)}});
+  ASSERT_TRUE(Extract(95, 100));
+  EXPECT_EQ(logged(), 1);
+  Record({{90, H1(90, B("92 01 01 1A"))}, {100, Mark(100)}});
+  ASSERT_TRUE(Extract(95, 100));
+  EXPECT_EQ(logged(), 1);
+}
+
 // Two descriptors are the ring's, one is the output's.
 TEST_F(RangeExtraction, TheWatchdogIsPettedBetweenTheExpensiveSteps) {
   Record({{90, H1(90, B("1A")) + Mark(95) + Mark(100) + Mark(110) + Mark(131)}});

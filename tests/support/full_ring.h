@@ -62,6 +62,7 @@ class FullRing {
     for (int n = 0; n < 16; ++n) {
       RecordingStore unit;
       unit.Open();
+      unit.InitCurrentSystemTick(1);
       unit.ReportVehicleInfo({{std::string(Below(12), 'v')}}, false);
       unit.ReportDepartmentInfo({{std::string(Below(35), 'd')}}, false);
       unit.ReportOfficerInfo({{std::string(Below(28), 'o')}, {"4711"}}, false);
