@@ -15,7 +15,6 @@ namespace vmr::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::IsEmpty;
 
 constexpr auto kFirstSensor = static_cast<e_TempSensors>(0);
@@ -615,17 +614,17 @@ class RepeatedExtraction : public RangeExtraction {
     MetadataReader fresh;
     log_.Clear();
     EXPECT_TRUE(fresh.ReadToNewFile(kBase, kOut, start, end, nullptr));
-    alone_log_ = ReaderLog(0xFF);
+    alone_log = ReaderLog(0xFF);
     return Out();
   }
   // Extracts the same and compares file and messages.
   void ExpectTheSame(const Bytes& file, unsigned int start, unsigned int end) {
     EXPECT_TRUE(Extract(start, end));
     EXPECT_EQ(Out(), file);
-    EXPECT_EQ(ReaderLog(0xFF), alone_log_);
+    EXPECT_EQ(ReaderLog(0xFF), alone_log);
   }
 
-  std::vector<std::string> alone_log_;
+  std::vector<std::string> alone_log;
 };
 
 TEST_F(RepeatedExtraction, ACallGivesTheSameAfterAnother) {

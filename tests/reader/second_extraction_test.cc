@@ -27,13 +27,13 @@ struct Range {
 
 class SecondExtraction : public testing::Test {
  protected:
-  SecondExtraction() : random_(Seed()), ring_(Seed(), random_() % FullRing::kClusters) {
-    files_.MakeDirectory("/m");
-    files_.PutFile("/m/r_1.mtd", {});
-    files_.PutBlocks("/m/r_1.mtd", 0, FullRing::kClusters, [this](std::size_t cluster) {
-      return Bytes(ring_.Cluster(cluster), ring_.Cluster(cluster) + 4096);
+  SecondExtraction() : random(Seed()), ring(Seed(), random() % FullRing::kClusters) {
+    files.MakeDirectory("/m");
+    files.PutFile("/m/r_1.mtd", {});
+    files.PutBlocks("/m/r_1.mtd", 0, FullRing::kClusters, [this](std::size_t cluster) {
+      return Bytes(ring.Cluster(cluster), ring.Cluster(cluster) + 4096);
     });
-    files_.CopyContent("/m/r_1.mtd", "/m/r_2.mtd");
+    files.CopyContent("/m/r_1.mtd", "/m/r_2.mtd");
   }
 
   static std::uint32_t Seed() {
@@ -44,21 +44,21 @@ class SecondExtraction : public testing::Test {
     }();
     return kSeed;
   }
-  std::size_t Below(std::size_t n) { return random_() % n; }
+  std::size_t Below(std::size_t n) { return random() % n; }
   // One of the ticks, or the one before or after it.
   unsigned int Near(const std::vector<unsigned int>& ticks) {
     return ticks[Below(ticks.size())] + static_cast<unsigned int>(Below(3)) - 1;
   }
-  unsigned int FirstTick(std::size_t cluster) const { return ClusterSt(ring_.Cluster(cluster)); }
+  unsigned int FirstTick(std::size_t cluster) const { return ClusterSt(ring.Cluster(cluster)); }
 
   // Where both sides find a dump within an hour of ticks.
   Range AnyRange() {
-    const std::vector<unsigned int>& packets = ring_.PacketTicks();
-    const unsigned int oldest_dump = ring_.DumpTicks()[1];
+    const std::vector<unsigned int>& ticks = ring.PacketTicks();
+    const unsigned int oldest_dump = ring.DumpTicks()[1];
     unsigned int start = 0;
     switch (Below(6)) {
       case 0:
-        start = Near(ring_.DumpTicks());
+        start = Near(ring.DumpTicks());
         break;
       case 1:  // across the file's end
         start =
@@ -68,14 +68,14 @@ class SecondExtraction : public testing::Test {
         start = FirstTick(Below(FullRing::kClusters)) + static_cast<unsigned int>(Below(3)) - 1;
         break;
       default:
-        start = Near(packets);
+        start = Near(ticks);
     }
     start = std::max(start, oldest_dump);
     return {start,
             start + static_cast<unsigned int>(Below(8) == 0 ? Below(9000) : Below(900)) - 25};
   }
   Range RangeAtTheEnd() {
-    const unsigned int newest = ring_.PacketTicks().back();
+    const unsigned int newest = ring.PacketTicks().back();
     const unsigned int start = newest + 40 - static_cast<unsigned int>(Below(400));
     static const unsigned int kEnds[] = {0xFFFFFFFF, 0xFFFFFFF0, 0xFFFFFFEA};
     return {start, Below(2) == 0 ? kEnds[Below(3)] : start + static_cast<unsigned int>(Below(300))};
@@ -83,46 +83,45 @@ class SecondExtraction : public testing::Test {
 
   void ExpectEqual(const Range& range, RingAccess access) {
     SCOPED_TRACE("range " + std::to_string(range.start) + " to " + std::to_string(range.end));
-    ReferenceExtraction reference([this](std::size_t n) { return ring_.Cluster(n); },
-                                  ring_.Oldest());
+    ReferenceExtraction reference([this](std::size_t n) { return ring.Cluster(n); }, ring.Oldest());
     testing::internal::CaptureStdout();  // states of radars that are not there are told
     const bool extracted = reference.Run(range.start, range.end);
     MetadataReader reader(access);
     EXPECT_EQ(reader.ReadToNewFile("/m/r", "/m/out", range.start, range.end, nullptr), extracted);
     testing::internal::GetCapturedStdout();
-    const Bytes file = files_.Content("/m/out");
+    const Bytes file = files.Content("/m/out");
     const auto differs =
         std::mismatch(file.begin(), file.end(), reference.File().begin(), reference.File().end());
     EXPECT_TRUE(file == reference.File())
         << "at byte " << differs.first - file.begin() << " of " << file.size() << ", expected "
         << reference.File().size();
-    files_.ClearOperations();
-    packets_ += reader.LastExtraction().packets;
+    files.ClearOperations();
+    packets += reader.LastExtraction().packets;
   }
 
-  CapturedLog quiet_{0};
-  SimulatedFiles files_;
-  std::mt19937 random_;
-  FullRing ring_;
-  unsigned long packets_ = 0;
+  CapturedLog quiet{0};
+  SimulatedFiles files;
+  std::mt19937 random;
+  FullRing ring;
+  unsigned long packets = 0;
 };
 
 TEST_F(SecondExtraction, RandomRangesOfAFullRingAreEqualByteForByte) {
   SCOPED_TRACE("VMR_PROPERTY_SEED=" + std::to_string(Seed()));
-  ASSERT_GT(ring_.DumpTicks().size(), 100U);
-  const unsigned int oldest = ring_.PacketTicks().front();
+  ASSERT_GT(ring.DumpTicks().size(), 100U);
+  const unsigned int oldest = ring.PacketTicks().front();
   // Before all dumps: these pass the whole ring.
   ExpectEqual({oldest - 50, oldest + 200}, RingAccess::kReadOnly);
   ExpectEqual({oldest + 60, oldest + 30}, RingAccess::kRepair);
-  const unsigned int newest = ring_.PacketTicks().back();
+  const unsigned int newest = ring.PacketTicks().back();
   ExpectEqual({newest, 0xFFFFFFFF}, RingAccess::kReadOnly);
   ExpectEqual({newest + 1, 0xFFFFFFFF}, RingAccess::kReadOnly);
   ExpectEqual({0xFFFFFFFF, 0xFFFFFFFF}, RingAccess::kReadOnly);
   for (int n = 5; n < 200 && !HasFailure(); ++n)
     ExpectEqual(n % 10 == 0 ? RangeAtTheEnd() : AnyRange(),
                 n % 2 == 0 ? RingAccess::kRepair : RingAccess::kReadOnly);
-  EXPECT_GT(packets_, 10000U);
-  RecordProperty("packets", static_cast<int>(packets_));
+  EXPECT_GT(packets, 10000U);
+  RecordProperty("packets", static_cast<int>(packets));
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ class StateDumpSearch : public ExtractionTest {
     log_.Clear();
     reader.StartAt(0);
     Found found{reader.FindMostRecentStateDump(ring, out, start_cluster, tick), {}, 0};
-    walk_log_ = ReaderLog(0xFF);
+    walk_log = ReaderLog(0xFF);
     if (found.cluster < 0 || reader.ReadNextSystemTick(ring, out) < 1) return found;
     RecordingStore copy;
     EXPECT_EQ(copy.Open(), 1);
@@ -51,14 +51,14 @@ class StateDumpSearch : public ExtractionTest {
     return found;
   }
   bool Walked(const std::string& text) const {
-    return std::find(walk_log_.begin(), walk_log_.end(), text) != walk_log_.end();
+    return std::find(walk_log.begin(), walk_log.end(), text) != walk_log.end();
   }
   const StateMirror& Mirror() const { return out.Mirror(); }
   bool SirenOn() const { return Mirror().inputs.on[1]; }
   bool BrakeOn() const { return Mirror().inputs.on[2]; }
 
   RecordingStore out;
-  std::vector<std::string> walk_log_;
+  std::vector<std::string> walk_log;
 };
 
 // ---- Which dump ------------------------------------------------------------------
@@ -218,11 +218,11 @@ TEST_F(StateDumpSearch, ItsMessages) {
           {90, H1(90, B("56")) + Cont(B("56")) + B("83 01 20 C2 00") + B("84") + B("00") +
                    H2(91, B("1A 56")) + H2(92, B("1A"))}});
   EXPECT_EQ(Search(1, 90).cluster, 32767);
-  walk_log_.erase(std::find(walk_log_.begin(), walk_log_.end(),
-                            "128 read 8 bytes from data store at cluster 0"),
-                  walk_log_.end());
+  walk_log.erase(
+      std::find(walk_log.begin(), walk_log.end(), "128 read 8 bytes from data store at cluster 0"),
+      walk_log.end());
   EXPECT_THAT(
-      walk_log_,
+      walk_log,
       ElementsAre("128 read 30 bytes from data store at cluster 1",
                   "64 DoesClusterContainStateDumpFound HEADER_1 @ last read system tick 90",
                   "32 DoesClusterContainStateDump: HDR1 bytesLeft(22), bytesParsed(8)",
@@ -247,7 +247,7 @@ TEST_F(StateDumpSearch, ItsMessages) {
 TEST_F(StateDumpSearch, ItsMessagesWhenTheDumpIsTheOneWanted) {
   Record({{90, H1(90, B("1A")) + H2(91, B("56"))}});
   EXPECT_EQ(Search(0, 90).cluster, 0);
-  EXPECT_THAT(walk_log_,
+  EXPECT_THAT(walk_log,
               ElementsAre("128 read 13 bytes from data store at cluster 0",
                           "64 DoesClusterContainStateDumpFound HEADER_1 @ last read system tick 90",
                           "128 DoesClusterContainStateDumpFound a state dump in this cluster!",
@@ -264,7 +264,7 @@ TEST_F(StateDumpSearch, AnUnknownTickIsLoggedAsWhatItIs) {
 TEST_F(StateDumpSearch, ThePacketListIsEmptiedAfterSeventeen) {
   Record({{80, Mark(80)}, {90, H1(90, B("56")) + Times(20, Cont(B("56")))}});
   Search(1, 90);
-  EXPECT_EQ(std::count(walk_log_.begin(), walk_log_.end(),
+  EXPECT_EQ(std::count(walk_log.begin(), walk_log.end(),
                        "128 DoesClusterContainStateDumpnumReadPackets(17)"),
             1);
   EXPECT_TRUE(Walked("128 DoesClusterContainStateDumpnumReadPackets(4)"));
@@ -273,7 +273,7 @@ TEST_F(StateDumpSearch, ThePacketListIsEmptiedAfterSeventeen) {
 TEST_F(StateDumpSearch, AndOnceWhenThereAreExactlySeventeen) {
   Record({{80, Mark(80)}, {90, H1(90, B("56")) + Times(16, Cont(B("56")))}});
   Search(1, 90);
-  EXPECT_EQ(std::count(walk_log_.begin(), walk_log_.end(),
+  EXPECT_EQ(std::count(walk_log.begin(), walk_log.end(),
                        "128 DoesClusterContainStateDumpnumReadPackets(17)"),
             1);
 }
