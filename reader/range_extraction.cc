@@ -59,6 +59,18 @@ struct MetadataReader::Extraction {
     label[sizeof(label) - 1] = '\0';
     out.ReportStringData(TAG_LOG, label);
   }
+  // The waiting items go when they are too many: the full state says what they
+  // would.
+  void KeepRoomForState() const {
+    if (out.UsedAreas() <= kFilledAreas) return;
+    out.DiscardPendingItems();
+    ReportLabel();
+  }
+  void WriteState() const {
+    KeepRoomForState();
+    out.WriteFullState(false);
+    out.WriteBuffers();
+  }
 };
 
 bool MetadataReader::OpenRing(DataStoreNormal& ring) const {
@@ -121,8 +133,7 @@ bool MetadataReader::Extract(const Extraction& job) {
                                      "starting/ending system ticks, writing full state at starting "
                                      "system tick");
     job.out.InitCurrentSystemTick(job.start);
-    job.out.WriteFullState(false);
-    job.out.WriteBuffers();
+    job.WriteState();
   }
   return progress != Progress::kFailed;
 }
@@ -172,10 +183,7 @@ MetadataReader::Progress MetadataReader::TakeTickBeforeStart(const Extraction& j
     VMR_LOG(kLogError, kOperation << ": Failed Parsing System Tick");
     return Progress::kFailed;
   }
-  if (job.out.UsedAreas() > kFilledAreas) {
-    job.out.DiscardPendingItems();  // the full state says what they would
-    job.ReportLabel();
-  }
+  job.KeepRoomForState();
   if (IsBefore(read_sys_tick_, job.start)) return Progress::kGoOn;
   // The tick's own packets are part of that state, and not copied.
   extraction_.start_tick_folded = true;
@@ -221,8 +229,7 @@ void MetadataReader::WriteStartState(const Extraction& job, const char* relation
                                 << " the starting system tick, writing full state start"
                                 << Position{read_sys_tick_, job.start, job.end});
   if (read_sys_tick_ != job.start) job.out.InitCurrentSystemTick(job.start);
-  job.out.WriteFullState(false);
-  job.out.WriteBuffers();
+  job.WriteState();
   skipped_bytes_ = 0;
 }
 

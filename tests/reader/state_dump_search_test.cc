@@ -1,0 +1,443 @@
+// Looking for the state dump from which a replay begins.
+//
+// VMR_PROPERTY_SEED=n runs the random configurations with that seed; a failure
+// prints the seed.
+#include <stdlib.h>
+
+#include <algorithm>
+#include <random>
+
+#include "store/tag_catalogue.h"
+#include "tests/reader/extraction_fixture.h"
+
+namespace vmr::test {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr unsigned int kAnyTick = 0xFFFFFFFE;
+
+// Where the search went, and what the reader met next.
+struct Found {
+  int cluster;
+  Bytes next_tick;  // the packets that the reader collects from there
+  unsigned int tick;
+};
+bool operator==(const Found& a, const Found& b) {
+  return a.cluster == b.cluster && a.next_tick == b.next_tick && a.tick == b.tick;
+}
+void PrintTo(const Found& found, std::ostream* os) {
+  *os << "cluster " << found.cluster << ", tick " << found.tick << ", "
+      << testing::PrintToString(found.next_tick);
+}
+
+class StateDumpSearch : public ExtractionTest {
+ protected:
+  StateDumpSearch() { EXPECT_EQ(out.Open(), 1); }
+
+  Found Search(int start_cluster, unsigned int tick) {
+    DataStoreNormal ring(kBase);
+    EXPECT_EQ(ring.Open(), 1);
+    log_.Clear();
+    reader.StartAt(0);
+    Found found{reader.FindMostRecentStateDump(ring, out, start_cluster, tick), {}, 0};
+    walk_log = ReaderLog(0xFF);
+    if (found.cluster < 0 || reader.ReadNextSystemTick(ring, out) < 1) return found;
+    RecordingStore copy;
+    EXPECT_EQ(copy.Open(), 1);
+    reader.WriteReadSystemTick(copy);
+    found.next_tick = AllOf(copy);
+    found.tick = reader.ReadSysTick();
+    return found;
+  }
+  bool Walked(const std::string& text) const {
+    return std::find(walk_log.begin(), walk_log.end(), text) != walk_log.end();
+  }
+  const StateMirror& Mirror() const { return out.Mirror(); }
+  bool SirenOn() const { return Mirror().inputs.on[1]; }
+  bool BrakeOn() const { return Mirror().inputs.on[2]; }
+
+  RecordingStore out;
+  std::vector<std::string> walk_log;
+};
+
+// ---- Which dump ------------------------------------------------------------------
+
+TEST_F(StateDumpSearch, ADumpInTheStartClusterIsFound) {
+  Record({{90, Mark(90)}, {100, Mark(100) + H2(101, B("36 1A 38")) + H2(102, B("56"))}});
+  EXPECT_EQ(Search(1, 101), (Found{1, H2(101, B("36 1A 38")), 101}));
+  EXPECT_TRUE(SirenOn());
+  EXPECT_TRUE(BrakeOn());
+  EXPECT_EQ(out.GetCurrentSystemTick(), 101U);
+}
+
+TEST_F(StateDumpSearch, ADumpThatIsTooLateIsPassed) {
+  Record({{90, H1(90, B("1A"))}, {100, Mark(100) + H2(101, B("1A"))}});
+  EXPECT_EQ(Search(1, 100), (Found{0, H1(90, B("1A")), 90}));
+  EXPECT_TRUE(
+      Walked("32 Found a state dump in this cluster but readSysTick (101) is > sysTick "
+             "(100) searching for!"));
+  EXPECT_EQ(reader.LastExtraction().later_dump_tick, 101U);
+}
+
+// A later one in the same cluster is met by the replay anyway.
+TEST_F(StateDumpSearch, TheFirstOfAClusterWins) {
+  Record({{90, Mark(90) + H2(91, B("1A")) + H2(92, B("1A"))}});
+  EXPECT_EQ(Search(0, 100), (Found{0, H2(91, B("1A")), 91}));
+}
+
+TEST_F(StateDumpSearch, TheNearestClusterBeforeTheStartWins) {
+  Record({{90, H1(90, B("1A"))}, {100, H1(100, B("1A"))}, {110, Mark(110)}, {120, Mark(120)}});
+  EXPECT_EQ(Search(3, 125), (Found{1, H1(100, B("1A")), 100}));
+}
+
+TEST_F(StateDumpSearch, ItGoesBackOverTheRingsEnd) {
+  RecordAll([](std::size_t c) -> ClusterOf {
+    const auto tick = static_cast<unsigned int>(c < 5 ? 40000 + c : 1000 + c);
+    return {tick, H1(tick, c == 32766 ? B("1A") : B("56"))};
+  });
+  EXPECT_EQ(Search(2, 40003), (Found{32766, H1(33766, B("1A")), 33766}));
+}
+
+TEST_F(StateDumpSearch, AMarkInAContinuationIsFoundAndTheReaderStaysThere) {
+  Record({{90, Mark(90) + H2(95, B("36")) + Cont(B("38")) + Cont(B("37 1A")) + Cont(B("39"))}});
+  const Found found = Search(0, 100);
+  EXPECT_EQ(found, (Found{0, Cont(B("37 1A")) + Cont(B("39")), 95}));
+  EXPECT_FALSE(SirenOn());
+  EXPECT_TRUE(BrakeOn());  // the packet behind it is not passed any more
+  EXPECT_TRUE(ReaderLogged(4,
+                           "ReadNextSystemTick: Possible out of sequence read of a CONTINUATION "
+                           "packet in source @ last read system tick 95"));
+}
+
+// The mark opens a cluster, where no tick is known yet.
+TEST_F(StateDumpSearch, ADumpThatIsSplitOverTwoClustersIsPassed) {
+  Record({{80, H1(80, B("1A"))},
+          {90, Mark(90) + H2(95, B("36"))},
+          {100, Cont(B("38 1A")) + H1(100, B("56"))}});
+  EXPECT_EQ(Search(2, 100), (Found{0, H1(80, B("1A")), 80}));
+  EXPECT_TRUE(
+      Walked("32 Found a state dump in this cluster but readSysTick (4294967295) is > "
+             "sysTick (100) searching for!"));
+}
+
+TEST_F(StateDumpSearch, SoIsOneBehindAShortHeaderThatOpensACluster) {
+  Record({{80, H1(80, B("1A"))}, {90, H2(90, B("1A")) + H2(91, B("56"))}});
+  EXPECT_EQ(Search(1, 100).cluster, 0);
+}
+
+TEST_F(StateDumpSearch, ForTheLastOfAllTicksEvenAnUnknownTickWillDo) {
+  Record({{80, H1(80, B("1A"))}, {90, H2(90, B("1A"))}});
+  EXPECT_EQ(Search(1, 0xFFFFFFFF).cluster, 1);
+}
+
+// Deliberate: no carry.
+TEST_F(StateDumpSearch, AShortHeaderReplacesTheLowByteOnly) {
+  Record({{0x1FE, H1(0x1FE, B("56")) + H2(0x02, B("1A"))}});
+  EXPECT_EQ(Search(0, 0x102), (Found{0, H2(0x02, B("1A")), 0x102}));
+}
+
+TEST_F(StateDumpSearch, AHeadersTickIsReadLeastSignificantByteFirst) {
+  Record({{0x01020304, WithCrc(B("80 04 03 02 01 01 1A"))}});
+  EXPECT_EQ(Search(0, 0x01020304).tick, 0x01020304U);
+  EXPECT_EQ(Search(0, 0x01020303).cluster, 32766);  // too late, so on to an empty one
+}
+
+// ---- Where the walk ends -----------------------------------------------------------
+
+TEST_F(StateDumpSearch, AnEmptyClusterEndsItAndTheReplayBeginsBehindIt) {
+  Record({{90, Mark(90)}, {100, Mark(100)}, {110, Mark(110)}});
+  EXPECT_EQ(Search(2, 115).cluster, 32767);
+  EXPECT_TRUE(Walked("2 No data found in cluster 32767"));
+  DataStoreNormal ring(kBase);
+  ASSERT_EQ(ring.Open(), 1);
+  reader.StartAt(0);
+  reader.FindMostRecentStateDump(ring, out, 2, 115);
+  ASSERT_EQ(reader.ReadNextSystemTick(ring, out), 1);
+  EXPECT_EQ(reader.ReadSysTick(), 90U);
+}
+
+TEST_F(StateDumpSearch, AStartClusterThatIsEmptyIsTheAnswer) {
+  Record({{90, H1(90, B("1A"))}, {100, Mark(100)}});
+  EXPECT_EQ(Search(7, 115).cluster, 7);
+}
+
+TEST_F(StateDumpSearch, AClusterThatCannotBeReadIsAFailure) {
+  Record({{90, Mark(90)}, {100, Mark(100)}, {110, Mark(110)}, {120, Mark(120)}, {130, Mark(130)}});
+  LoseCluster(1);
+  EXPECT_EQ(Search(2, 115).cluster, -1);
+  EXPECT_TRUE(Walked("2 Failed to read data from cluster 1"));
+}
+
+TEST_F(StateDumpSearch, ANumberThatIsNoClusterIsAFailure) {
+  Record({{90, Mark(90)}});
+  for (const int cluster : {-1, 32768}) {
+    EXPECT_EQ(Search(cluster, 115).cluster, -1);
+    EXPECT_TRUE(Walked("2 Failed to read data from cluster " + std::to_string(cluster)));
+  }
+}
+
+TEST_F(StateDumpSearch, ARoundWithoutADumpIsAFailure) {
+  RecordAll([](std::size_t c) -> ClusterOf {
+    const auto tick = static_cast<unsigned int>(1000 + c);
+    return {tick, H1(tick, c == 4 ? B("1A") : B("56"))};
+  });
+  EXPECT_EQ(Search(3, 1003).cluster, -1);  // that of cluster 4 is too late
+  EXPECT_TRUE(Walked("4 Made it through all clusters and did not find systick"));
+}
+
+TEST_F(StateDumpSearch, APacketThatClaimsToReachPastTheClustersEndEndsItsCluster) {
+  const Bytes claims[] = {B("80 6F 00 00 00 08 1A 1A 1A 1A 1A 1A 1A 1A"),  // one byte short
+                          B("80 6F 00 00 00"),
+                          B("81 6F FF 1A"),
+                          B("81 6F"),
+                          B("82 02 1A 1A"),
+                          B("82"),
+                          B("83 02 01 02 1A 1A"),
+                          B("83"),
+                          B("80")};
+  for (const Bytes& claim : claims) {
+    SCOPED_TRACE(testing::PrintToString(claim));
+    Record({{90, H1(90, B("1A"))}, {110, Mark(110) + claim}});
+    EXPECT_EQ(Search(1, 200).cluster, 0);
+    EXPECT_TRUE(Walked("32 DoesClusterContainStateDump: HDR1 bytesLeft(" +
+                       std::to_string(claim.size()) + "), bytesParsed(8)"));
+    EXPECT_TRUE(Walked("128 DoesClusterContainStateDumpnumReadPackets(1)"));
+  }
+}
+
+TEST_F(StateDumpSearch, AndThePacketThatEndsWithItIsParsed) {
+  Record({{90, Mark(90)}, {110, Mark(110) + H2(111, Times(255, B("1A")))}});
+  EXPECT_EQ(Search(1, 200).cluster, 1);
+}
+
+// ---- Messages ------------------------------------------------------------------------
+
+TEST_F(StateDumpSearch, ItsMessages) {
+  Record({{80, Mark(80)},
+          {90, H1(90, B("56")) + Cont(B("56")) + B("83 01 20 C2 00") + B("84") + B("00") +
+                   H2(91, B("1A 56")) + H2(92, B("1A"))}});
+  EXPECT_EQ(Search(1, 90).cluster, 32767);
+  walk_log.erase(
+      std::find(walk_log.begin(), walk_log.end(), "128 read 8 bytes from data store at cluster 0"),
+      walk_log.end());
+  EXPECT_THAT(
+      walk_log,
+      ElementsAre("128 read 30 bytes from data store at cluster 1",
+                  "64 DoesClusterContainStateDumpFound HEADER_1 @ last read system tick 90",
+                  "32 DoesClusterContainStateDump: HDR1 bytesLeft(22), bytesParsed(8)",
+                  "64 DoesClusterContainStateDumpFound HEADER_CONT @ last read system tick 90",
+                  "32 DoesClusterContainStateDump: CONT bytesLeft(18), bytesParsed(4)",
+                  "32 DoesClusterContainStateDump: DICT bytesLeft(13), bytesParsed(5)",
+                  "32 DoesClusterContainStateDump: UNKN bytesLeft(12), bytesParsed(1)",
+                  "32 DoesClusterContainStateDump: UNKN bytesLeft(11), bytesParsed(1)",
+                  "64 DoesClusterContainStateDumpFound HEADER_2 @ last read system tick 91",
+                  "128 DoesClusterContainStateDumpFound a state dump in this cluster!",
+                  "32 Found a state dump in this cluster but readSysTick (91) is > sysTick (90) "
+                  "searching for!",
+                  "32 DoesClusterContainStateDump: HDR2 bytesLeft(5), bytesParsed(6)",
+                  "64 DoesClusterContainStateDumpFound HEADER_2 @ last read system tick 92",
+                  "128 DoesClusterContainStateDumpFound a state dump in this cluster!",
+                  "32 Found a state dump in this cluster but readSysTick (92) is > sysTick (90) "
+                  "searching for!",
+                  "32 DoesClusterContainStateDump: HDR2 bytesLeft(0), bytesParsed(5)",
+                  "128 DoesClusterContainStateDumpnumReadPackets(4)"));
+}
+
+TEST_F(StateDumpSearch, ItsMessagesWhenTheDumpIsTheOneWanted) {
+  Record({{90, H1(90, B("1A")) + H2(91, B("56"))}});
+  EXPECT_EQ(Search(0, 90).cluster, 0);
+  EXPECT_THAT(walk_log,
+              ElementsAre("128 read 13 bytes from data store at cluster 0",
+                          "64 DoesClusterContainStateDumpFound HEADER_1 @ last read system tick 90",
+                          "128 DoesClusterContainStateDumpFound a state dump in this cluster!",
+                          "32 Found a state dump in this cluster!"));
+}
+
+TEST_F(StateDumpSearch, AnUnknownTickIsLoggedAsWhatItIs) {
+  Record({{80, Mark(80)}, {90, H2(90, B("56"))}});
+  Search(1, 90);
+  EXPECT_TRUE(
+      Walked("64 DoesClusterContainStateDumpFound HEADER_2 @ last read system tick 4294967295"));
+}
+
+TEST_F(StateDumpSearch, ThePacketListIsEmptiedAfterSeventeen) {
+  Record({{80, Mark(80)}, {90, H1(90, B("56")) + Times(20, Cont(B("56")))}});
+  Search(1, 90);
+  EXPECT_EQ(std::count(walk_log.begin(), walk_log.end(),
+                       "128 DoesClusterContainStateDumpnumReadPackets(17)"),
+            1);
+  EXPECT_TRUE(Walked("128 DoesClusterContainStateDumpnumReadPackets(4)"));
+}
+
+TEST_F(StateDumpSearch, AndOnceWhenThereAreExactlySeventeen) {
+  Record({{80, Mark(80)}, {90, H1(90, B("56")) + Times(16, Cont(B("56")))}});
+  Search(1, 90);
+  EXPECT_EQ(std::count(walk_log.begin(), walk_log.end(),
+                       "128 DoesClusterContainStateDumpnumReadPackets(17)"),
+            1);
+}
+
+TEST_F(StateDumpSearch, NothingBufferedHoldsNoDump) {
+  EXPECT_FALSE(reader.DoesClusterContainStateDump(out, kAnyTick));
+  EXPECT_THAT(ReaderLog(0xFF), testing::IsEmpty());
+}
+
+TEST_F(StateDumpSearch, NothingOfAnEarlierSearchIsLeft) {
+  Record({{90, H1(90, B("1A"))}, {100, H2(101, B("1A")) + H2(102, B("56"))}});
+  EXPECT_EQ(Search(0, 90).cluster, 0);  // the tick is known, the reader stands at a packet
+  EXPECT_EQ(Search(1, 101).cluster, 0);
+  EXPECT_TRUE(
+      Walked("32 Found a state dump in this cluster but readSysTick (4294967295) is > "
+             "sysTick (101) searching for!"));
+}
+
+// ---- The item that no decoder accepts --------------------------------------------------
+
+TEST_F(StateDumpSearch, AMarkBehindATimeZoneNameIsFound) {
+  Record({{90, Mark(90)}, {100, H1(100, B("36 04 03 43 53 54 38 1A"))}});
+  EXPECT_EQ(Search(1, 100), (Found{1, H1(100, B("36 04 03 43 53 54 38 1A")), 100}));
+  EXPECT_TRUE(SirenOn());
+  EXPECT_TRUE(BrakeOn());
+}
+
+TEST_F(StateDumpSearch, EvenWhenTheNameIsEmptyOrThereAreTwo) {
+  Record({{90, Mark(90)}, {100, H1(100, B("04 00 04 01 41 1A"))}});
+  EXPECT_EQ(Search(1, 100).cluster, 1);
+}
+
+TEST_F(StateDumpSearch, ANameThatClaimsToReachPastItsPacketGivesThePacketUp) {
+  for (const char* const items : {"36 04 03 1A 1A", "36 04 FF 1A", "36 04"}) {
+    SCOPED_TRACE(items);
+    Record({{90, H1(90, B("1A"))}, {100, H1(100, B(items)) + H2(101, B("56"))}});
+    EXPECT_EQ(Search(1, 105).cluster, 0);
+    EXPECT_TRUE(SirenOn());
+  }
+}
+
+TEST_F(StateDumpSearch, ANameThatEndsItsPacketIsTheLastItem) {
+  Record({{90, H1(90, B("1A"))}, {100, H1(100, B("36 04 02 1A 1A")) + H2(101, B("1A"))}});
+  EXPECT_EQ(Search(1, 105), (Found{1, H2(101, B("1A")), 101}));
+}
+
+TEST_F(StateDumpSearch, OtherItemsThatNoDecoderAcceptsGiveThePacketUp) {
+  for (const char* const tag : {"00 00", "01 00", "0A 00", "57 00", "F2 00", "FF 00"}) {
+    SCOPED_TRACE(tag);
+    Record({{90, H1(90, B("1A"))}, {100, H1(100, B(tag) + B("1A"))}});
+    EXPECT_EQ(Search(1, 105).cluster, 0);
+  }
+}
+
+// The replay meets the packet again, and gives it up there.
+TEST_F(StateDumpSearch, OnlyTheSearchStepsOverIt) {
+  Record({{90, H1(90, B("36 04 00 1A 38")) + H2(95, B("36 04 00 39 3E"))}});
+  ASSERT_TRUE(Extract(100, 110));
+  const Bytes state = StartOf(100, 110, [](DataStore& unit) {
+    unit.StoreConfigSettingsValid(true, TAG_POLICY_END);
+    unit.ReportStateData(TAG_SIREN_ON, false, 0);
+    unit.ReportStateData(TAG_BRAKE_ON, false, 0);
+  });
+  EXPECT_EQ(Out(), state);
+}
+
+// ---- Random configurations ------------------------------------------------------------
+
+// A unit as it is configured in the field, with texts of usual lengths.
+class ConfiguredUnits : public StateDumpSearch {
+ protected:
+  static std::uint32_t Seed() {
+    const char* const wanted = getenv("VMR_PROPERTY_SEED");
+    return wanted != nullptr ? static_cast<std::uint32_t>(strtoul(wanted, nullptr, 10))
+                             : std::random_device{}();
+  }
+  std::string Text(std::size_t least, std::size_t most) {
+    std::string text(least + random() % (most - least + 1), ' ');
+    for (char& c : text) c = static_cast<char>('a' + random() % 26);
+    return text;
+  }
+  void Configure(DataStore& unit) {
+    unsigned char mac[6];
+    for (unsigned char& byte : mac) byte = static_cast<unsigned char>(random());
+    unit.ReportMac(mac, false);
+    unit.ReportSystemSerialNum(Text(6, 14));
+    unit.ReportVehicleInfo({{Text(2, 12)}}, false);
+    unit.ReportDepartmentInfo({{Text(8, 35)}}, false);
+    unit.ReportOfficerInfo({{Text(6, 28)}, {Text(2, 8)}}, false);
+    SystemInfo system;
+    system.time_zone_index = static_cast<std::int32_t>(random() % 50);
+    system.time_zone_name.value = random() % 2 == 0 ? Text(3, 5) : Text(12, 40);
+    system.radar_type = static_cast<std::uint16_t>(random() % 5);
+    unit.ReportSystemInfo(system, false);
+    for (int component = 0; component < 10; ++component)
+      if (random() % 3 != 0)
+        unit.ReportVersion(static_cast<e_COMPONENT>(component), Text(3, 20).c_str());
+    unit.ReportConfiguration(false);
+  }
+  // The dump as it stands in the ring, and a minute behind it.
+  void RecordOne(unsigned int dump_tick) {
+    DataStoreNormal unit(kBase);
+    ASSERT_EQ(unit.Open(), 1);
+    unit.InitCurrentSystemTick(10);
+    unit.ReportStateData(TAG_SIREN_ON, true, 0);
+    unit.WriteBuffers();
+    Configure(unit);
+    unit.InitCurrentSystemTick(dump_tick);
+    unit.WriteFullState(false);
+    unit.WriteBuffers();
+    for (unsigned int tick = dump_tick + 1; tick < dump_tick + 120; ++tick) {
+      unit.InitCurrentSystemTick(tick);
+      unit.ReportBookmark(0);
+      unit.WriteBuffers();
+    }
+    unit.Close();
+  }
+  // Whether a mark stands where a reader that gives a packet up at the time zone
+  // name meets it.
+  static bool MarkIsInPlainSight(const Bytes& packets) {
+    for (std::size_t at = 0; at < packets.size();) {
+      const std::size_t head = packets[at] == 0x80 ? 6 : packets[at] == 0x81 ? 3 : 2;
+      const std::size_t end = at + head + packets[at + head - 1];
+      for (std::size_t item = at + head; item < end && packets[item] != 0x04;) {
+        if (packets[item] == 0x1A) return true;
+        item += ItemLength(FindTag(packets[item]), &packets[item], end - item);
+      }
+      at = end + 1;
+    }
+    return false;
+  }
+  Bytes FirstCluster() const {
+    const Bytes cluster = files_.ReadBlock(kFile1, 0);
+    return Bytes(cluster.begin() + 7, cluster.begin() + cluster[5] + 256 * cluster[6]);
+  }
+
+  std::mt19937 random;
+};
+
+TEST_F(ConfiguredUnits, ExtractWhereverTheMarkStands) {
+  constexpr unsigned int kDumpTick = 7300;
+  const std::uint32_t seed = Seed();
+  PutEmptyPair();
+  const SimulatedFiles::Image empty = files_.Snapshot();
+  int in_plain_sight = 0;
+  for (std::uint32_t run = 0; run < 500 && !HasFailure(); ++run) {
+    SCOPED_TRACE("VMR_PROPERTY_SEED=" + std::to_string(seed) + ", run " + std::to_string(run));
+    random.seed(seed + run);
+    files_.Restore(empty);
+    log_.Clear();
+    RecordOne(kDumpTick);
+    in_plain_sight += MarkIsInPlainSight(FirstCluster()) ? 1 : 0;
+    ASSERT_TRUE(Extract(kDumpTick + 50, kDumpTick + 60));
+    EXPECT_TRUE(reader.LastExtraction().dump_found);
+    EXPECT_EQ(reader.LastExtraction().dump_tick, kDumpTick);
+    EXPECT_EQ(reader.LastExtraction().state_cluster, 0);
+    EXPECT_EQ(reader.LastExtraction().packets, 30U);
+  }
+  // Both kinds were among them; usually four in ten are the first.
+  EXPECT_GT(in_plain_sight, 50);
+  EXPECT_LT(in_plain_sight, 450);
+  RecordProperty("in_plain_sight", in_plain_sight);
+  RecordProperty("seed", std::to_string(seed));
+}
+
+}  // namespace
+}  // namespace vmr::test
