@@ -133,7 +133,7 @@ off_t DataStoreFlatWrite::SeekToEnd() {
 
 int DataStoreFlatWrite::WriteData(const unsigned char* data, int length, unsigned int /*sysTick*/) {
   using flat_write::kLogSource;
-  if (SeekToEnd() < 0) return 0;
+  if (SeekToEnd() < 0) return FailWrite();
   int idle_calls = 0;
   // Deliberate: a length below 1 is a success with nothing to write.
   for (int remaining = data == nullptr ? 0 : length; remaining > 0;) {
@@ -149,12 +149,18 @@ int DataStoreFlatWrite::WriteData(const unsigned char* data, int length, unsigne
       const int error = errno;
       VMR_LOG(kLogError,
               "Error writing to file (" << path_ << ") " << error << std::strerror(error));
-      return 0;
+      return FailWrite();
     }
     if (result == 0) static_cast<void>(FileOps::Current().Usleep(kRetryPause_us));
+    wrote_everything_ = wrote_everything_ && result == remaining;
     remaining -= static_cast<int>(result);
   }
   return 1;
+}
+
+int DataStoreFlatWrite::FailWrite() {
+  wrote_everything_ = false;
+  return 0;
 }
 
 int DataStoreFlatWrite::Close() {
@@ -165,6 +171,7 @@ int DataStoreFlatWrite::Close() {
     if (CloseFile(fd_) != 0) {
       const int error = errno;
       VMR_LOG(kLogError, "close failed: " << error);
+      wrote_everything_ = false;
     }
     fd_ = 0;
   }

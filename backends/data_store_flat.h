@@ -56,11 +56,17 @@ class DataStoreFlatWrite : public DataStore {
   int Close() override;
   int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
 
+  // Since the object was made, all that was to be written stands in the file as
+  // it was handed over: no write failed or was short, nor did a close fail.
+  bool WroteEverything() const { return wrote_everything_; }
+
  private:
   off_t SeekToEnd();
+  int FailWrite();
 
   std::string path_;
   int fd_ = 0;
+  bool wrote_everything_ = true;
 };
 
 // Reads a flat file, or a file of clusters as if it were one.

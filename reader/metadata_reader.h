@@ -37,6 +37,7 @@ struct ExtractionReport {
   bool ticks_went_back = false;          // from one copied tick to the next
   unsigned int next_tick = kNoTick;      // the first one past the end
   bool read_failed = false;              // the source could not be read to its end
+  bool wrote_everything = false;         // no write to the file failed or was short
 };
 
 // One reader makes one pass over one source at a time. It collects the packets

@@ -104,6 +104,7 @@ bool MetadataReader::ReadToNewFile(const std::string& sourcePath, const std::str
   source.Close();
   Pet(watchdog);
   out.Close();
+  extraction_.wrote_everything = out.WroteEverything();
   Pet(watchdog);
   return extracted;
 }

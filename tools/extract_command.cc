@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -116,8 +117,11 @@ TickRange Widen(const TickRange& range, unsigned int margin_s) {
           static_cast<unsigned int>(std::min<std::uint64_t>(range.last + margin, 0xFFFFFFFF))};
 }
 
-std::string WhyNoExtract(const std::string& base, const ExtractionFacts& facts) {
+std::string WhyNoExtract(const std::string& base, const ExtractOptions& options,
+                         const ExtractionFacts& facts) {
   const ExtractionReport& report = facts.report;
+  if (report.state_cluster >= 0 && !report.wrote_everything)
+    return fmt::format("{}: cannot be written whole; is there room for it?", options.out);
   if (report.state_cluster >= 0)
     return fmt::format("{}: the extraction failed at tick {}", base, report.last_tick);
   const std::string hint =
@@ -152,12 +156,15 @@ int ExtractRange(const std::string& base, const ExtractOptions& options, Extract
                                      facts.extracted.last, &pulse);
   }
   facts.report = reader.LastExtraction();
-  return extracted ? Conclude(base, out, facts) : Fail(WhyNoExtract(base, facts));
+  // The library calls an extraction a success even if its state found no room.
+  return extracted && facts.report.wrote_everything ? Conclude(base, out, facts)
+                                                    : Fail(WhyNoExtract(base, options, facts));
 }
 
 }  // namespace
 
 int Extract(const ExtractOptions& options) {
+  signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes is a full disk like any other
   const Recording recording = FindRecording(options.store, PathKind::kDetect);
   if (!recording.error.empty()) return Fail(recording.error);
   if (!recording.ring)

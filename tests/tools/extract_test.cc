@@ -219,6 +219,20 @@ TEST_F(ExtractTest, ReasonsForFailureAreNamedAndLeaveNothing) {
   EXPECT_TRUE(LeftNothingBehind());
 }
 
+TEST_F(ExtractTest, AFileThatFindsNoRoomIsNotThere) {
+  RecordBookmarks();
+  // No room for the state, with packets in the range and without.
+  for (const char* range : {"--from 102 --to 120", "--from 5000 --to 6000"}) {
+    const std::string command = "cd " + folder +
+                                " && ulimit -f 1 && VMR_LOG=1 " VMR_PROGRAM " extract s cut " +
+                                range + " 2> err";
+    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+    EXPECT_EQ(ReadFile(Path("err")), "vmr: cut: cannot be written whole; is there room for it?\n");
+    EXPECT_FALSE(Written());
+    EXPECT_TRUE(LeftNothingBehind());
+  }
+}
+
 TEST_F(ExtractTest, TimesNeedARecordingThatHasSome) {
   WriteFile(Path("input"), "");
   EXPECT_EQ(Run({"record", "s", "--replay", "--input", "input"}).exit_code, 0);
