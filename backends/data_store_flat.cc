@@ -152,7 +152,7 @@ int DataStoreFlatWrite::WriteData(const unsigned char* data, int length, unsigne
       return FailWrite();
     }
     if (result == 0) static_cast<void>(FileOps::Current().Usleep(kRetryPause_us));
-    wrote_everything_ = wrote_everything_ && result == remaining;
+    if (result != 0 && result != remaining) wrote_everything_ = false;  // a short write
     remaining -= static_cast<int>(result);
   }
   return 1;

@@ -322,6 +322,24 @@ TEST_F(FlatWrite, AHeaderThatCannotBeWrittenDoesNotFailTheOpen) {
   EXPECT_EQ(files_.Content("/m/f"), Dictionary());
 }
 
+TEST_F(FlatWrite, TellsWhetherEverythingWasWritten) {
+  const auto wrote_everything = [&](const auto& disturb) {
+    files_.PutFile("/m/f", {});
+    DataStoreFlatWrite store("/m/f");
+    EXPECT_EQ(store.Open(), 1);
+    disturb();
+    store.AddToCurrPacket(B("56").data(), 1, 1);
+    store.Close();
+    return store.WroteEverything();
+  };
+  EXPECT_TRUE(wrote_everything([] {}));
+  EXPECT_TRUE(wrote_everything([&] { files_.LimitTo(0, FileOp::kWrite, "/m/f", 1); }));
+  EXPECT_FALSE(wrote_everything([&] { files_.LimitTo(2, FileOp::kWrite, "/m/f", 1); }));
+  EXPECT_FALSE(wrote_everything([&] { files_.FailOnce(FileOp::kWrite, "/m/f", ENOSPC); }));
+  EXPECT_FALSE(wrote_everything([&] { files_.FailOnce(FileOp::kLseek, "/m/f", EIO); }));
+  EXPECT_FALSE(wrote_everything([&] { files_.FailOnce(FileOp::kClose, "/m/f", EIO); }));
+}
+
 TEST_F(FlatWrite, InterruptedCallsAreRepeated) {
   for (const FileOp op : {FileOp::kOpen, FileOp::kLseek, FileOp::kWrite, FileOp::kClose})
     files_.FailOnce(op, "/m/f", EINTR);
