@@ -12,6 +12,12 @@ if(VMR_SANITIZE)
   target_compile_options(vmr_build_flags INTERFACE
     -fsanitize=${VMR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vmr_build_flags INTERFACE -fsanitize=${VMR_SANITIZE})
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL ppc)
+    # As an object: the runtime comes last on the line, behind every archive.
+    add_library(vmr_atomic_shim OBJECT ${PROJECT_SOURCE_DIR}/cmake/atomic_shim.c)
+    target_compile_options(vmr_atomic_shim PRIVATE -fno-builtin)
+    target_link_libraries(vmr_build_flags INTERFACE $<TARGET_OBJECTS:vmr_atomic_shim> atomic)
+  endif()
 endif()
 
 # vmr_add_library(store PUBLIC_HEADERS a.h SOURCES a.cc b.cc DEPENDS vmr_host):

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include "host/gps_util.h"
 #include "store/bytes.h"
@@ -22,6 +23,8 @@ constexpr unsigned short kDescSlack = 4;
 constexpr long double kPi = 3.14159265358979323846264338327950288L;
 constexpr long double kEarthRadius_ft = 20905231.0L;
 constexpr long double kDriftLimit_ft = 20.0L;
+// More than the law of cosines is wrong at the limit: 0.000003 feet with 64 bits.
+constexpr long double kRounding_ft = 0.0001L;
 
 // Deliberate: symmetric, so that -128 and -32768 are never written.
 constexpr std::int64_t kMaxDelta8 = 127;
@@ -53,7 +56,7 @@ bool SameWithinDegree(const Location_t& a, const Location_t& b) {
 }
 
 // A full circle is 216,000,000 TTs = 2 pi.
-long double Angle_rad(std::int32_t tts) {
+long double Angle_rad(std::int64_t tts) {
   const auto t = static_cast<long double>(tts);
   return (t + t) * kPi / static_cast<long double>(kTTsPerCircle);
 }
@@ -65,10 +68,14 @@ struct Angles {
 
 // Spherical law of cosines (haversine's older sister: Sinnott, "Virtues of the
 // Haversine", Sky & Telescope 68, 1984, gives both). Extended precision carries
-// it over distances of a few feet, where double would not.
+// it over distances of a few feet, where double would not. No number for
+// identical positions that rounding has carried beyond acos's domain, which is
+// not asked then: a unit may trap invalid operations.
 long double Distance_ft(const Angles& from, const Angles& to) {
-  return kEarthRadius_ft * acosl(sinl(from.lat) * sinl(to.lat) +
-                                 cosl(from.lat) * cosl(to.lat) * cosl(to.lon - from.lon));
+  const long double cosine =
+      sinl(from.lat) * sinl(to.lat) + cosl(from.lat) * cosl(to.lat) * cosl(to.lon - from.lon);
+  if (fabsl(cosine) > 1.0L) return std::numeric_limits<long double>::quiet_NaN();
+  return kEarthRadius_ft * acosl(cosine);
 }
 
 struct AxesTTs {
@@ -76,14 +83,32 @@ struct AxesTTs {
   std::int32_t lon;
 };
 
+long double HalfSineSquared(std::int32_t from_tts, std::int32_t to_tts) {
+  const long double sine = sinl(Angle_rad(static_cast<std::int64_t>(to_tts) - from_tts) / 2);
+  return sine * sine;
+}
+
+// Whether more than 20 feet lie between two positions, for those that rounding
+// keeps the law of cosines from telling apart: by the haversine, which is exact
+// there. A long double has 64 bits on a PC and 106 on the unit; without this,
+// their recordings of such a move would differ.
+bool IsBeyondDriftLimit(const AxesTTs& from, const AxesTTs& to) {
+  const long double limit = sinl(kDriftLimit_ft / kEarthRadius_ft / 2);
+  return HalfSineSquared(from.lat, to.lat) + cosl(Angle_rad(from.lat)) * cosl(Angle_rad(to.lat)) *
+                                                 HalfSineSquared(from.lon, to.lon) >
+         limit * limit;
+}
+
 // Whether the vehicle has moved more than 20 feet. A distance that is no number
-// (identical positions a rounding step beyond acos's domain) is no movement.
+// is no movement.
 bool IsMovement(const AxesTTs& from_tts, const AxesTTs& to_tts) {
   const Angles from{Angle_rad(from_tts.lat), Angle_rad(from_tts.lon)};
   const Angles to{Angle_rad(to_tts.lat), Angle_rad(to_tts.lon)};
   const long double distance_ft = Distance_ft(from, to);
   VMR_LOG(kLogInfo, "distance from " << from.lat << "," << from.lon << " to " << to.lat << ","
                                      << to.lon << " is " << distance_ft);
+  if (fabsl(distance_ft - kDriftLimit_ft) < kRounding_ft)
+    return IsBeyondDriftLimit(from_tts, to_tts);
   return distance_ft > kDriftLimit_ft;
 }
 

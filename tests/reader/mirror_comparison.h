@@ -212,7 +212,7 @@ class MirrorComparison {
     Axis("gps.gpsLon", w.gpsLon, r.gpsLon, w.gpsLon.hemisphere != 'W' && letters_count);
   }
   void Axis(const std::string& field, const Location_t& w, const Location_t& r, bool negative) {
-    const bool quadrant = r.hemisphere >= 0 && r.hemisphere <= 3;
+    const bool quadrant = static_cast<unsigned char>(r.hemisphere) <= 3;
     to_.Allow(Difference::kHemisphere, field + ".hemisphere", w.hemisphere, r.hemisphere,
               quadrant || negative);
     const auto number = [&](const char* part, int written, int read) {

@@ -1,46 +1,23 @@
 // The way of an item from its report to its packet takes no memory from the
-// heap. This program's operator new counts, and can be told to fail.
+// heap, nor does its way into a cluster and back from it.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
 
+#include "backends/data_store_normal.h"
 #include "host/default/host_control.h"
 #include "host/log.h"
+#include "reader/metadata_reader.h"
 #include "store/data_store.h"
+#include "tests/memory/counting.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/everything.h"
+#include "tests/support/temp_dir.h"
 #include "tests/support/test_clock.h"
-
-namespace {
-
-std::size_t allocations = 0;
-bool refuse_memory = false;
-
-void* Allocate(std::size_t size) {
-  ++allocations;
-  return refuse_memory ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-void* AllocateOrThrow(std::size_t size) {
-  void* const memory = Allocate(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return AllocateOrThrow(size); }
-void* operator new[](std::size_t size) { return AllocateOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 namespace vmr::test {
 namespace {
@@ -62,19 +39,12 @@ class CountingStore : public DataStore {
   unsigned char last_byte = 0;
 };
 
-template <typename Action>
-std::size_t AllocationsDuring(Action action) {
-  const std::size_t before = allocations;
-  action();
-  return allocations - before;
-}
-
-class Allocations : public testing::Test {
+class NoAllocation : public testing::Test {
  protected:
   // Everything that a host does with a store while it records, one tick long.
   void RecordOneTick() {
     ++tick;
-    clock.Set(static_cast<std::time_t>(tick / 2 + (tick % 50 == 0 ? 1000 : 0)));
+    clock.Set(static_cast<std::time_t>(tick / 2) + (tick % 50 == 0 ? 1000 : 0));
     const bool even = tick % 2 == 0;
     fix.latitude_fraction = static_cast<std::int32_t>(tick * 37 % 10000);
     fix.longitude_minutes = static_cast<std::uint16_t>(tick / 7 % 60);
@@ -183,7 +153,7 @@ class Allocations : public testing::Test {
   const unsigned char big_item[200] = {};
 };
 
-TEST_F(Allocations, AreCounted) {
+TEST_F(NoAllocation, AreCounted) {
   // Volatile, or the compiler may leave out what is never looked at.
   EXPECT_EQ(AllocationsDuring([] {
               int* volatile number = new int(1);
@@ -202,7 +172,59 @@ TEST_F(Allocations, AreCounted) {
             2u);
 }
 
-TEST_F(Allocations, ThereAreNoneFromTheReportToThePacket) {
+TEST_F(NoAllocation, IsCountedInTheCLibraryToo) {
+  EXPECT_EQ(AllocationsDuring([] {
+              void* volatile memory = std::malloc(10);
+              std::free(memory);
+            }),
+            1u);
+  EXPECT_EQ(AllocationsDuring([] {
+              char* volatile copy = strdup("copied by the C library");
+              std::free(copy);
+            }),
+            1u);
+  const std::size_t before = HeapBytes();
+  const std::string text(5000, 'x');
+  EXPECT_GE(HeapBytes() - before, 5000u);
+}
+
+// Into both files, across clusters, and back from all of them.
+TEST_F(NoAllocation, ThereIsNoneInWritingClustersReadingThemAndParsingTheirItems) {
+  constexpr int kTicks = 3000;
+  const TempDir folder(TempDir::RoomForRings());
+  DataStoreNormal ring(folder.Path("r"));
+  ASSERT_EQ(ring.Open(), 1);
+  ReportEverything(ring);
+  const auto record = [&](int ticks) {
+    for (int n = 0; n < ticks; ++n) {
+      fix.latitude_fraction = static_cast<std::int32_t>(++tick * 37 % 10000);
+      ring.ReportGps(fix, tick, true);
+      ring.ReportStateData(tick % 2 == 0 ? TAG_SIREN_ON : TAG_SIREN_OFF, true, tick);
+      if (n % 100 == 0) ring.WriteFullState(true);
+      ring.TimerTick(tick);
+    }
+  };
+  record(101);
+  const int first_cluster = ring.CurrentCluster();
+  EXPECT_EQ(AllocationsDuring([&] { record(kTicks); }), 0u);
+  EXPECT_GT(ring.CurrentCluster(), first_cluster + 5) << "the control: clusters were written";
+
+  CountingStore out;
+  ASSERT_EQ(out.Open(), 1);
+  MetadataReader reader;
+  int ticks_read = 0;
+  const long oldest = ring.InitialReadLocation();  // a search, which may remember what it met
+  const auto read_all = [&] {
+    reader.StartAt(oldest);
+    for (; reader.ReadNextSystemTick(ring, out) > 0; ++ticks_read) reader.ParseReadSystemTick(out);
+  };
+  read_all();  // the texts of the mirror take their room once
+  ticks_read = 0;
+  EXPECT_EQ(AllocationsDuring(read_all), 0u);
+  EXPECT_GT(ticks_read, kTicks) << "the control: items were parsed";
+}
+
+TEST_F(NoAllocation, ThereAreNoneFromTheReportToThePacket) {
   ASSERT_EQ(store.Open(), 1);
   Record(3);
   const int packets_before = store.packets;
@@ -211,7 +233,7 @@ TEST_F(Allocations, ThereAreNoneFromTheReportToThePacket) {
 }
 
 // The exception: a text that outgrows what the mirror has room for.
-TEST_F(Allocations, ALongerTextThanEverBeforeTakesMemoryOnce) {
+TEST_F(NoAllocation, ALongerTextThanEverBeforeTakesMemoryOnce) {
   const VehicleInfo longest{{std::string(200, 'x')}};
   Record(3);
   EXPECT_GT(AllocationsDuring([&] { store.ReportVehicleInfo(longest, true); }), 0u);
@@ -219,7 +241,7 @@ TEST_F(Allocations, ALongerTextThanEverBeforeTakesMemoryOnce) {
   EXPECT_EQ(AllocationsDuring([&] { store.ReportVehicleInfo(longest, true); }), 0u);
 }
 
-TEST_F(Allocations, ThereAreNoneEvenIfEveryMessageIsWanted) {
+TEST_F(NoAllocation, ThereAreNoneEvenIfEveryMessageIsWanted) {
   const CapturedLog capture;
   static int lines = 0;
   host::SetLogSink([](unsigned int, std::string_view) { ++lines; });
@@ -228,7 +250,7 @@ TEST_F(Allocations, ThereAreNoneEvenIfEveryMessageIsWanted) {
   EXPECT_GT(lines, 1000) << "the control: messages were built";
 }
 
-TEST_F(Allocations, ThereAreNoneWhenItemsAreDropped) {
+TEST_F(NoAllocation, ThereAreNoneWhenItemsAreDropped) {
   const CapturedLog capture;
   host::SetLogSink([](unsigned int, std::string_view) {});
   const auto overflow = [this] {
@@ -239,7 +261,7 @@ TEST_F(Allocations, ThereAreNoneWhenItemsAreDropped) {
   EXPECT_EQ(AllocationsDuring(overflow), 0u);
 }
 
-TEST_F(Allocations, WithoutMemoryForTheWorkBufferOpenFailsAndSaysSo) {
+TEST_F(NoAllocation, WithoutMemoryForTheWorkBufferOpenFailsAndSaysSo) {
   const CapturedLog capture;
   static unsigned int level = 0;
   static bool text_matches = false;
@@ -249,9 +271,9 @@ TEST_F(Allocations, WithoutMemoryForTheWorkBufferOpenFailsAndSaysSo) {
     text_matches = text.size() > kEnd.size() && text.substr(text.size() - kEnd.size()) == kEnd &&
                    text.substr(0, 13) == "DataStore.cc:";
   });
-  refuse_memory = true;
+  RefuseMemory(true);
   const int opened = store.Open();
-  refuse_memory = false;
+  RefuseMemory(false);
   EXPECT_EQ(opened, 0);
   EXPECT_EQ(level, kLogFatal);
   EXPECT_TRUE(text_matches);
