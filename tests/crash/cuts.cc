@@ -1,7 +1,9 @@
 // Losses of power: one at every write of a recording session, and a second one
 // while the store recovers from the first.
+#include <algorithm>
 #include <string>
 
+#include "tests/crash/rounds.h"
 #include "tests/crash/run.h"
 #include "tests/crash/sessions.h"
 
@@ -46,7 +48,6 @@ class Cuts {
 };
 
 void Cuts::Visit(const std::string& id, const Expected& expected, bool escaped) {
-  if (!run_.Wants(id)) return;
   Expected asked = expected;
   asked.everything = run_.IsSample();
   const std::string wrong = check_.Visit(asked);
@@ -60,6 +61,7 @@ void Cuts::Visit(const std::string& id, const Expected& expected, bool escaped) 
 
 void Cuts::VisitTorn(const std::string& id, const Done& write, const Page& torn,
                      Expected expected) {
+  if (!run_.Wants(id)) return;
   const bool escaped = EscapesCrc(torn, write.before, write.after);
   ++run_.counts["torn_images"];
   run_.counts["crc_coincidences"] += escaped ? 1 : 0;
@@ -76,9 +78,11 @@ void Cuts::VisitUnsynced(const std::string& prefix, const Session& session, std:
   if (unsynced.empty()) return;
   const unsigned int choices = 1U << std::min<std::size_t>(unsynced.size(), 4);
   for (unsigned int kept = 0; kept + 1 < choices; ++kept) {
+    const std::string id = prefix + Numbered("/lost", kept);
+    if (!run_.Wants(id)) continue;
     const CowFiles::Mark mark = files_.Set();
     LoseUnsynced(files_, session, unsynced, kept);
-    Visit(prefix + Numbered("/lost", kept), expected, false);
+    Visit(id, expected, false);
     files_.Undo(mark);
   }
 }
@@ -120,6 +124,7 @@ void Cuts::VisitClosed(const std::string& id, const Session& session, const Stre
   Expected expected;
   expected.stream = &stream;
   expected.at_least = expected.at_most = before + session.written;
+  if (!run_.Wants(id)) return;
   ++run_.counts["clean_closes"];
   Visit(id, expected, false);
 }
@@ -205,16 +210,6 @@ void Cuts::SecondSession(const std::string& prefix, const Stream& first, int at_
                          VisitTorn(step_prefix + "/" + name, step.write, torn, expected);
                      });
     files_.SetPage(step.write.name, step.write.page, step.write.after);
-  }
-}
-
-template <typename Visit>
-void ForEachRound(Run& run, const Visit& visit) {
-  for (unsigned int round = 0; round == 0 || !run.Enough(false); ++round) {
-    for (const Scenario& scenario : Scenarios())
-      for (int turn = 0; turn < 2 && !run.Enough(true); ++turn) visit(scenario, round, turn);
-    if (run.Replaying() && run.Visited() > 0) return;
-    if (run.Replaying() && round > 10000) return;
   }
 }
 

@@ -24,6 +24,7 @@ struct Kind {
 constexpr Kind kKinds[] = {
     {"single", vmr::crash::EnumerateSingleCuts},
     {"double", vmr::crash::EnumerateDoubleCuts},
+    {"damage", vmr::crash::EnumerateDamage},
 };
 
 int Usage() {

@@ -141,8 +141,9 @@ Prediction Predict(const ReadImage& file1, const ReadImage& file2) {
   p.last_writer = second ? 1 : 0;
   p.curr_stale[1 - writer] = true;
   p.prev_stale[1 - writer] = !same_cluster;
-  p.fills_empty = Rank(a) + Rank(b) == 3;
   p.current = p.file[writer].newest;
+  const bool first_cluster_only = p.current == 0 && p.file[writer].oldest_st == kEmpty;
+  p.fills_empty = Rank(a) + Rank(b) == 3 && !first_cluster_only;
   p.previous = p.current == 0 ? kLast : p.current - 1;
 
   const ReadImage& mine = second ? file2 : file1;

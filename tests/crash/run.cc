@@ -1,6 +1,7 @@
 #include "tests/crash/run.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 
 namespace vmr::crash {
@@ -17,9 +18,15 @@ bool Run::Wants(const std::string& id) {
   return true;
 }
 
+unsigned int Run::ReplayedRound() const {
+  const std::size_t at = options_.replay.find("/r");
+  if (at == std::string::npos) return 0;
+  return static_cast<unsigned int>(std::strtoul(options_.replay.c_str() + at + 2, nullptr, 10));
+}
+
 void Run::Fail(const std::string& id, const std::string& wrong) {
-  ++failures_;
   ++counts["undocumented_losses"];
+  if (++failures_ > kMaxFailures) return;
   std::printf("FAIL %s: %s\n  alone: %s --replay %s\n", id.c_str(), wrong.c_str(),
               options_.program.c_str(), id.c_str());
   std::fflush(stdout);

@@ -34,6 +34,8 @@ class Run {
   // Enough states, or enough time, or too many failures. Asked between rounds;
   // `within` a round only the time and the failures count.
   bool Enough(bool within) const;
+  // The round that the replayed state belongs to, else 0.
+  unsigned int ReplayedRound() const;
   bool Replaying() const { return !options_.replay.empty(); }
   long Visited() const { return visited_; }
   // Every so-many-th state is read back in full.
@@ -59,6 +61,7 @@ class Run {
 // packets, until the run has enough.
 void EnumerateSingleCuts(Run& run);
 void EnumerateDoubleCuts(Run& run);
+void EnumerateDamage(Run& run);
 
 }  // namespace vmr::crash
 

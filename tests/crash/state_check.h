@@ -28,6 +28,7 @@ struct Expected {
   // A cluster that is damaged in one file and must be read from the other.
   int damaged_name = kAnyName;
   int damaged_cluster = -1;
+  int lost_cluster = -1;    // damaged in both files; outside of what is read back
   bool everything = false;  // read the whole ring back, which takes long
 };
 
@@ -68,9 +69,11 @@ class StateCheck {
   std::string CheckFound(const Expected& expected);
   int DocumentedLoss(const Expected& expected);
   std::string CheckDamagedCluster(const Expected& expected, DataStoreNormal& store) const;
+  std::string CheckLostCluster(const Expected& expected, DataStoreNormal& store) const;
   std::string CheckEverything(DataStoreNormal& store);
   std::string CheckFlags(DataStoreNormal& store) const;
   std::string CheckGoingOn(const Expected& expected);
+  bool MayLackTheLast(const Prediction& closed);
   std::string AppendThree(DataStoreNormal& store);
   std::string CompareMirrors(int from, int previous, int current) const;
   std::string CompareWrites(const std::vector<int>& lengths, std::size_t from) const;
@@ -81,6 +84,7 @@ class StateCheck {
   int found_ = 0;
   Bytes stream_;
   Bytes again_;
+  unsigned char good_[kPageBytes];  // the sound copy of the damaged cluster
 };
 
 }  // namespace vmr::crash
