@@ -226,10 +226,15 @@ ssize_t CowFiles::Read(int fd, void* buffer, std::size_t count) {
   note.bytes = static_cast<int>(count);
   if (Strikes(note)) {
     if (fault_.error != 0) return FailWith(fault_.error);
-    count = std::max<std::size_t>(1, count - std::min(count, Index(fault_.short_by)));
+    count = Shortened(count);
   }
   const long moved = MoveOut(descriptor, static_cast<unsigned char*>(buffer), count);
   return moved < 0 ? FailWith(EIO) : moved;
+}
+
+std::size_t CowFiles::Shortened(std::size_t count) const {
+  if (fault_.short_by >= kPageBytes) return 0;
+  return std::max<std::size_t>(1, count - std::min(count, Index(fault_.short_by)));
 }
 
 long CowFiles::MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t count) {
@@ -263,10 +268,12 @@ ssize_t CowFiles::Write(int fd, const void* data, std::size_t count) {
   if (Strikes(note)) {
     if (fault_.error != 0) return FailWith(fault_.error);
     if (fault_.lost) {
-      descriptor.offset += static_cast<long>(count);
+      done_.back().to = kLostWrite;
+      Advance(descriptor, static_cast<long>(count));  // the size is not lost
       return static_cast<ssize_t>(count);
     }
-    count = std::max<std::size_t>(1, count - std::min(count, Index(fault_.short_by)));
+    count = Shortened(count);
+    if (count == 0) return 0;
   }
   return MoveIn(descriptor, static_cast<const unsigned char*>(data), count);
 }
@@ -301,12 +308,16 @@ long CowFiles::MoveIn(Descriptor& descriptor, const unsigned char* data, std::si
   ChangePage(file, page, after);
   done_.back().before = before;
   done_.back().after = after;
-  descriptor.offset += moved;
-  if (descriptor.offset > file.size) {
-    NoteSize(file);
-    file.size = descriptor.offset;
-  }
+  Advance(descriptor, moved);
   return moved;
+}
+
+void CowFiles::Advance(Descriptor& descriptor, long bytes) {
+  File& file = *descriptor.file;
+  descriptor.offset += bytes;
+  if (descriptor.offset <= file.size) return;
+  NoteSize(file);
+  file.size = descriptor.offset;
 }
 
 off_t CowFiles::Lseek(int fd, off_t offset, int whence) {
@@ -334,6 +345,10 @@ int CowFiles::Close(int fd) {
 int CowFiles::Stat(const char* path, struct stat* status) {
   const int name = Lookup(path);
   if (Strikes(Note(Call::kStat, name))) return FailWith(fault_.error);
+  if (fault_.stat_fails_behind && struck_ > 0 && first_struck_ + 2 == done_.size()) {
+    stat_struck_ = true;
+    return FailWith(EIO);
+  }
   if (!Exists(name)) return FailWith(ENOENT);
   *status = {};
   status->st_size = Size(name);

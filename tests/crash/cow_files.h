@@ -48,6 +48,9 @@ struct Page {
   std::uint8_t bad_sectors = 0;
 };
 
+// `to` of a write that reported success and stored nothing.
+inline constexpr int kLostWrite = -2;
+
 // One call as it was asked for and answered.
 struct Done {
   Call call;
@@ -64,11 +67,12 @@ struct Done {
 struct Fault {
   Call call = Call::kCount;  // kCount: no fault
   int name = kAnyName;
-  int skip = 0;          // matching calls before it strikes
-  bool forever = false;  // or once
-  int error = 0;         // errno, or 0 for one of the following
-  int short_by = 0;      // so many bytes less are moved, at least one
-  bool lost = false;     // reports success, stores nothing
+  int skip = 0;                    // matching calls before it strikes
+  bool forever = false;            // or once
+  int error = 0;                   // errno, or 0 for one of the following
+  int short_by = 0;                // so many bytes less are moved, at least one; none from 4096 on
+  bool stat_fails_behind = false;  // so does the stat right behind it
+  bool lost = false;               // reports success, stores nothing
 };
 
 // Page tables over shared pages; a write makes a new page and notes the old one.
@@ -133,10 +137,12 @@ class CowFiles : public FileOps {
   void SetFault(const Fault& fault) {
     fault_ = fault;
     struck_ = 0;
+    stat_struck_ = false;
   }
   void ClearFault() { fault_ = {}; }
   // How often the fault struck.
   int Struck() const { return struck_; }
+  bool StatStruck() const { return stat_struck_; }
   // The call that the fault struck first: an index into Calls().
   std::size_t FirstStruck() const { return first_struck_; }
 
@@ -178,12 +184,14 @@ class CowFiles : public FileOps {
   Descriptor* Find(int fd);
   Done Note(Call call, int name) const;
   // Adds the call; true when the fault strikes it.
+  std::size_t Shortened(std::size_t count) const;
   bool Strikes(const Done& done);
   int FailWith(int error);
   void NoteSize(File& file);
   void ChangePage(File& file, int page, const Page& content);
   Page NewPage(const unsigned char* bytes);
   long MoveIn(Descriptor& descriptor, const unsigned char* data, std::size_t count);
+  void Advance(Descriptor& descriptor, long bytes);
   static long MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t count);
   static void Fill(const Page& page, unsigned char* to);
 
@@ -198,6 +206,7 @@ class CowFiles : public FileOps {
   Fault fault_;
   int struck_ = 0;
   std::size_t first_struck_ = 0;
+  bool stat_struck_ = false;
   FileOps* before_;
 };
 

@@ -25,6 +25,7 @@ constexpr Kind kKinds[] = {
     {"single", vmr::crash::EnumerateSingleCuts},
     {"double", vmr::crash::EnumerateDoubleCuts},
     {"damage", vmr::crash::EnumerateDamage},
+    {"calls", vmr::crash::EnumerateFailingCalls},
 };
 
 int Usage() {

@@ -1,7 +1,5 @@
 #include "tests/crash/oracle.h"
 
-#include <map>
-
 namespace vmr::crash {
 namespace {
 

@@ -214,15 +214,18 @@ void PutSmall(CowFiles& files, int from, int to, std::uint32_t tick) {
 
 }  // namespace
 
+void MakeEmptyRing(CowFiles& files, int name) {
+  const Bytes never_written = ClusterOf(0xFFFFFFFF, {});
+  const Page empty = files.MakePage(never_written.data(), kHeaderBytes);
+  files.MakeRing(name);
+  for (int cluster = 0; cluster < kPages; ++cluster) files.SetPage(name, cluster, empty);
+}
+
 void MakeFiles(const Scenario& scenario, PacketMaker& maker, CowFiles& files, Stream* stream,
                int* used) {
   files.Clear();
-  files.MakeRing(kFile1);
-  files.MakeRing(kFile2);
-  const Bytes never_written = ClusterOf(0xFFFFFFFF, {});
-  const Page empty = files.MakePage(never_written.data(), kHeaderBytes);
-  for (const int name : {kFile1, kFile2})
-    for (int cluster = 0; cluster < kPages; ++cluster) files.SetPage(name, cluster, empty);
+  MakeEmptyRing(files, kFile1);
+  MakeEmptyRing(files, kFile2);
   *used = kHeaderBytes;
   if (scenario.empty) return;
 

@@ -77,6 +77,9 @@ Bytes SmallCluster(std::uint32_t tick);
 // A whole cluster around a payload.
 Bytes ClusterOf(std::uint32_t first_tick, const Bytes& payload);
 
+// A file of never-written clusters.
+void MakeEmptyRing(CowFiles& files, int name);
+
 // Puts the scenario's two equal files in place. `stream` gets what stands in the
 // last clusters before the current one, and `used` the current one's used bytes.
 void MakeFiles(const Scenario& scenario, PacketMaker& maker, CowFiles& files, Stream* stream,

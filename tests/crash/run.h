@@ -62,6 +62,7 @@ class Run {
 void EnumerateSingleCuts(Run& run);
 void EnumerateDoubleCuts(Run& run);
 void EnumerateDamage(Run& run);
+void EnumerateFailingCalls(Run& run);
 
 }  // namespace vmr::crash
 

@@ -18,14 +18,14 @@ void AddSteps(const CowFiles& files, std::size_t from, int acknowledged, Session
               std::vector<std::size_t>* unsynced) {
   for (std::size_t i = from; i < files.Calls().size(); ++i) {
     const Done& done = files.Calls()[i];
-    if (done.error != 0) continue;
+    if (done.error != 0 || done.to == kLostWrite) continue;
     if (done.call == Call::kFsync) {
       const auto synced = [&](std::size_t step) {
         return session->steps[step].write.name == done.name;
       };
       unsynced->erase(std::remove_if(unsynced->begin(), unsynced->end(), synced), unsynced->end());
     }
-    if (done.call != Call::kWrite) continue;
+    if (done.call != Call::kWrite || done.name > kFile2) continue;  // not of a new file
     session->steps.push_back({done, acknowledged, session->holder, *unsynced});
     unsynced->push_back(session->steps.size() - 1);
   }
@@ -39,14 +39,17 @@ Session Record(CowFiles& files, const std::vector<Packet>& packets) {
   files.ForgetCalls();
   DataStoreNormal store(kBase);
   session.opened = store.Open() != 0;
+  session.returned_at.push_back(files.Calls().size());
   if (!session.opened) return session;
   AddSteps(files, 0, 0, &session, &unsynced);
   for (const Packet& packet : packets) {
     const std::size_t from = files.Calls().size();
-    store.WriteData(packet.bytes.data(), static_cast<int>(packet.bytes.size()), packet.tick);
+    const int length = static_cast<int>(packet.bytes.size());
+    if (store.WriteData(packet.bytes.data(), length, packet.tick) != 1) ++session.refused;
+    session.returned_at.push_back(files.Calls().size());
     AddSteps(files, from, session.written, &session, &unsynced);
     ++session.written;
-    session.holder = session.steps.back().write.name;
+    if (!session.steps.empty()) session.holder = session.steps.back().write.name;
   }
   const std::size_t from = files.Calls().size();
   store.Close();

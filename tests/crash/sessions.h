@@ -24,7 +24,9 @@ struct Step {
 struct Session {
   bool opened = false;
   std::vector<Step> steps;
-  int written = 0;  // packets, all acknowledged in the end
+  int written = 0;                       // packets, all acknowledged in the end
+  int refused = 0;                       // packets for which WriteData did not return 1
+  std::vector<std::size_t> returned_at;  // calls made when the open, then each packet returned
   int holder = kAnyName;
 };
 
