@@ -145,8 +145,8 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
       begin == Begin::kRing ? round % 2 == 1 : begin == Begin::kFile2Missing;
   start_ = MakeStart(*situation.scenario, maker, file1_wrote_last ? 1 : 0, files_);
   if (begin == Begin::kFile1Empty) MakeEmptyRing(files_, kFile1);
-  if (begin == Begin::kNoFiles || begin == Begin::kFile1Missing) files_.Remove1(kFile1);
-  if (begin == Begin::kNoFiles || begin == Begin::kFile2Missing) files_.Remove1(kFile2);
+  if (begin == Begin::kNoFiles || begin == Begin::kFile1Missing) files_.TakeName(kFile1);
+  if (begin == Begin::kNoFiles || begin == Begin::kFile2Missing) files_.TakeName(kFile2);
   if (begin == Begin::kBothUnsearchable) SpoilBothSearches(files_);
   for (const int name : {kFile1, kFile2})
     if (begin == Begin::kWrongMode) files_.SetMode(name, S_IFREG | 0644);

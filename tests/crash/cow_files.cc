@@ -69,9 +69,9 @@ void CowFiles::MakeFile(int name, long size, mode_t mode) {
   names_[Index(name)] = file;
 }
 
-void CowFiles::Name1(int name, int from) { names_[Index(name)] = names_[Index(from)]; }
+void CowFiles::NameAs(int name, int from) { names_[Index(name)] = names_[Index(from)]; }
 
-void CowFiles::Remove1(int name) { names_[Index(name)] = nullptr; }
+void CowFiles::TakeName(int name) { names_[Index(name)] = nullptr; }
 
 void CowFiles::CopyFile(int from, int to) {
   File* const file = NewFile();
@@ -370,8 +370,8 @@ int CowFiles::Rename(const char* from, const char* to) {
   note.to = Lookup(to);
   if (Strikes(note)) return FailWith(fault_.error);
   if (!Exists(name)) return FailWith(ENOENT);
-  Name1(note.to, name);
-  Remove1(name);
+  NameAs(note.to, name);
+  TakeName(name);
   return 0;
 }
 
@@ -379,7 +379,7 @@ int CowFiles::Unlink(const char* path) {
   const int name = Lookup(path);
   if (Strikes(Note(Call::kUnlink, name))) return FailWith(fault_.error);
   if (!Exists(name)) return FailWith(ENOENT);
-  Remove1(name);
+  TakeName(name);
   return 0;
 }
 

@@ -93,9 +93,9 @@ class CowFiles : public FileOps {
   // A file of kPages pages without content.
   void MakeRing(int name);
   void MakeFile(int name, long size, mode_t mode);
-  // One name for another's file, as a directory keeps them; -1 for `from` removes.
-  void Name1(int name, int from);
-  void Remove1(int name);
+  // Gives the file of one name another; takes a name away.
+  void NameAs(int name, int from);
+  void TakeName(int name);
   void CopyFile(int from, int to);
   void SetSize(int name, long size);
   void SetMode(int name, mode_t mode);
