@@ -29,9 +29,9 @@ std::size_t Index(int number) { return static_cast<std::size_t>(number); }
 const char* PathOf(int name) { return kPaths[name]; }
 
 const char* NameOf(Call call) {
-  static const char* const names[] = {"open", "read",  "write",  "lseek",  "fsync", "close",
-                                      "stat", "chmod", "rename", "unlink", "system"};
-  return names[static_cast<int>(call)];
+  static const char* const kCallNames[] = {"open", "read",  "write",  "lseek",  "fsync", "close",
+                                           "stat", "chmod", "rename", "unlink", "system"};
+  return kCallNames[static_cast<int>(call)];
 }
 
 CowFiles::CowFiles() : before_(FileOps::Use(this)) {}
@@ -113,9 +113,9 @@ Page CowFiles::MakePage(const unsigned char* bytes, int used) {
 long CowFiles::Size(int name) const { return names_[Index(name)]->size; }
 
 const Page& CowFiles::PageAt(int name, int page) const {
-  static const Page none;
+  static const Page kNone;
   const File& file = *names_[Index(name)];
-  return Index(page) < file.pages.size() ? file.pages[Index(page)] : none;
+  return Index(page) < file.pages.size() ? file.pages[Index(page)] : kNone;
 }
 
 bool CowFiles::ReadRaw(int name, int page, unsigned char* to) const {

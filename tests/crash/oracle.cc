@@ -95,11 +95,11 @@ int UsedBytes(const unsigned char* cluster) { return cluster[5] + cluster[6] * 2
 std::uint32_t FirstTick(const unsigned char* cluster) { return Tick(cluster + 1); }
 
 bool IsWholeCluster(const unsigned char* cluster) {
-  static const CrcTable table;
+  static const CrcTable kTable;
   const int size = UsedBytes(cluster);
   if (size < 7 || size > 4096) return false;
   unsigned char crc = 0xFF;
-  for (int i = 1; i < size; ++i) crc = table.of[crc ^ cluster[i]];
+  for (int i = 1; i < size; ++i) crc = kTable.of[crc ^ cluster[i]];
   return crc == cluster[0];
 }
 

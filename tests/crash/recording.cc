@@ -46,7 +46,7 @@ void Stream::CutTo(int packets) {
 }
 
 const std::vector<Scenario>& Scenarios() {
-  static const std::vector<Scenario> scenarios = {
+  static const std::vector<Scenario> kScenarios = {
       {"empty", 0, false, true, Pattern::kMixed},
       {"first-1000", 1000, false, false, Pattern::kMixed},
       {"first-16383", 16383, false, false, Pattern::kMixed},
@@ -62,7 +62,7 @@ const std::vector<Scenario>& Scenarios() {
       {"equal-first-1000", 1000, false, false, Pattern::kEqualTicks},
       {"equal-second-32766", 32766, true, false, Pattern::kEqualTicks},
   };
-  return scenarios;
+  return kScenarios;
 }
 
 // ---- Packets ---------------------------------------------------------------------

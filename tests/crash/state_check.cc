@@ -13,7 +13,7 @@ constexpr std::size_t kMaxStreamBytes = 1 << 27;
 
 // Three full headers of growing length, at ticks above all others.
 const std::vector<Packet>& AppendedPackets() {
-  static const std::vector<Packet> packets = [] {
+  static const std::vector<Packet> kPackets = [] {
     std::vector<Packet> made;
     for (unsigned char n = 0; n < 3; ++n) {
       const std::uint32_t tick = 3000000U + n;
@@ -29,7 +29,7 @@ const std::vector<Packet>& AppendedPackets() {
     }
     return made;
   }();
-  return packets;
+  return kPackets;
 }
 
 int Write(DataStoreNormal& store, const Bytes& bytes, std::uint32_t tick) {
@@ -271,10 +271,10 @@ std::string StateCheck::CheckLostCluster(const Expected& expected, DataStoreNorm
 
 // Three packets that each need a cluster of their own show what every flag says.
 std::string StateCheck::CheckFlags(DataStoreNormal& store) const {
-  static const Bytes large(kLargest, 0);
+  static const Bytes kLargeBytes(kLargest, 0);
   const std::size_t from = files_.Calls().size();
   for (int n = 0; n < 3; ++n)
-    if (Write(store, large, 4000000) == 0) return "a packet was refused";
+    if (Write(store, kLargeBytes, 4000000) == 0) return "a packet was refused";
   return CompareWrites({kLargest, kLargest, kLargest}, from);
 }
 
