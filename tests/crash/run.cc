@@ -14,6 +14,7 @@ bool Run::WantsSome(const std::string& prefix) const {
 
 bool Run::Wants(const std::string& id) {
   if (Replaying() && id != options_.replay) return false;
+  if (!Replaying() && offered_++ % options_.every != 0) return false;
   ++visited_;
   return true;
 }

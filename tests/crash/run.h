@@ -17,6 +17,7 @@ struct Options {
   std::string counts;   // file that gets the line of counts appended
   std::string program;  // for the command of a replay
   long states = 0;      // end of the last round that reaches so many
+  long every = 1;       // visit every so-many-th state only
   long seconds = 0;     // or so much time instead, if above 0
 };
 
@@ -37,6 +38,8 @@ class Run {
   // The round that the replayed state belongs to, else 0.
   unsigned int ReplayedRound() const;
   bool Replaying() const { return !options_.replay.empty(); }
+  // Some states are left out, and with them perhaps what the others would show.
+  bool Sampling() const { return options_.every > 1; }
   long Visited() const { return visited_; }
   // Every so-many-th state is read back in full.
   bool IsSample() const { return Replaying() || visited_ % 4096 == 1; }
@@ -53,6 +56,7 @@ class Run {
 
   Options options_;
   long visited_ = 0;
+  long offered_ = 0;
   int failures_ = 0;
   std::chrono::steady_clock::time_point start_;
 };
