@@ -34,7 +34,7 @@ class Damage {
   void WoundSectors(const std::string& prefix, int name, int cluster, int from, int to,
                     Wound wound);
   void DamageBoth(const std::string& prefix, int cluster1, int cluster2);
-  void Visit(const std::string& id, int name, int cluster, const Page& damaged);
+  void Visit(const char* count, const std::string& id, int name, int cluster, const Page& damaged);
   Page Copy(int name, int cluster, unsigned char** bytes);
   Expected Undamaged() const;
 
@@ -136,8 +136,7 @@ void Damage::FlipBit(const std::string& prefix, int name, int cluster, int bit) 
   unsigned char* bytes = nullptr;
   const Page damaged = Copy(name, cluster, &bytes);
   bytes[bit / 8] ^= static_cast<unsigned char>(1U << bit % 8);
-  ++run_.counts["flipped_bits"];
-  Visit(prefix + "bit" + std::to_string(bit), name, cluster, damaged);
+  Visit("flipped_bits", prefix + "bit" + std::to_string(bit), name, cluster, damaged);
   files_.Undo(mark);
 }
 
@@ -155,15 +154,17 @@ void Damage::WoundSectors(const std::string& prefix, int name, int cluster, int 
   }
   for (int sector = from; sector < to && wound == Wound::kUnreadable; ++sector)
     damaged.bad_sectors |= static_cast<std::uint8_t>(1U << sector);
-  ++run_.counts["damaged_sectors"];
-  Visit(prefix + kWoundNames[static_cast<int>(wound)] + std::to_string(from) + "-" +
+  Visit("damaged_sectors",
+        prefix + kWoundNames[static_cast<int>(wound)] + std::to_string(from) + "-" +
             std::to_string(to),
         name, cluster, damaged);
   files_.Undo(mark);
 }
 
-void Damage::Visit(const std::string& id, int name, int cluster, const Page& damaged) {
+void Damage::Visit(const char* count, const std::string& id, int name, int cluster,
+                   const Page& damaged) {
   if (!run_.Wants(id)) return;
+  ++run_.counts[count];
   const Page& sound = files_.PageAt(name, cluster);
   const bool escaped = EscapesCrc(damaged, sound, sound);
   run_.counts["crc_coincidences"] += escaped ? 1 : 0;
