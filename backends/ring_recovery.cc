@@ -255,9 +255,13 @@ FileStore* DataStoreNormal::CompareFiles() {
   FileStore& newer = file2_is_newer ? file2_ : file1_;
   FileStore& behind = file2_is_newer ? file1_ : file2_;
   // A power loss may have come between creating a missing file and filling it.
-  // Its never-written clusters would read as the end of the recording.
+  // Its never-written clusters would read as the end of the recording. Where the
+  // recording is still in its first cluster, the next turn fills it; a copy would
+  // only spread what damage the other file has.
+  const bool first_cluster_only = newer.NewestCluster() == 0 && newer.OldestSt() == kNeverWrittenSt;
   const bool never_filled = std::min(standing1, standing2) == Standing::kEmpty &&
-                            std::max(standing1, standing2) == Standing::kHoldsData;
+                            std::max(standing1, standing2) == Standing::kHoldsData &&
+                            !first_cluster_only;
   if (never_filled && !SettleEmptyFile(behind, newer)) return nullptr;
   // A file that is behind within the same cluster lacks its last write; one that
   // is behind by a cluster lacks the end of the previous one too.

@@ -294,6 +294,20 @@ TEST_F(RingRecovery, AnEmptyFileBesideOneWithDataIsFilledSoThatTheRecordingIsRea
   EXPECT_EQ(files_.ReadBlock(kFile2, 2), OnePacket(2));
 }
 
+// A new store whose very first packet was its last: there is nothing to copy that
+// the next turn does not write, and damage in the one file must not reach the other.
+TEST_F(RingRecovery, AnEmptyFileBesideOneInItsFirstClusterIsNotFilledWithItsDamage) {
+  PutPairWith(1);
+  PutEmptyRing(kFile1);
+  files_.FlipByte(kFile2, 2 * 4096 + 1);
+  ASSERT_EQ(Open(), 1);
+  ExpectOpenedAt(0, 32767, 1000);
+  EXPECT_EQ(files_.Count(FileOp::kSystem), 0);
+  EXPECT_EQ(files_.ReadBlock(kFile1, 2), NeverWritten());
+  WritesOf(1001);
+  EXPECT_EQ(TicksOf(ReadStream(store_, 0)), (std::vector<unsigned int>{1000, 1001}));
+}
+
 TEST_F(RingRecovery, AnEmptyFileThatCannotBeFilledIsGoneOnWith) {
   PutPairWith(5);
   PutEmptyRing(kFile2);

@@ -1,0 +1,215 @@
+// The files of one ring store in memory, made for visiting many thousand states
+// a second: whatever is done to them can be undone in place.
+#ifndef VMR_TESTS_CRASH_COW_FILES_H_
+#define VMR_TESTS_CRASH_COW_FILES_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/file_ops.h"
+
+namespace vmr::crash {
+
+inline constexpr int kPageBytes = 4096;
+inline constexpr int kPages = 32768;
+inline constexpr int kSectorBytes = 512;
+inline constexpr int kSectors = kPageBytes / kSectorBytes;
+inline constexpr char kBase[] = "/m/r";
+
+// The names that a ring store uses. kDirectory is the folder of all of them.
+enum Name { kFile1, kFile2, kTmp1, kTmp2, kCorrupt1, kNames, kDirectory = kNames, kAnyName };
+const char* PathOf(int name);
+
+enum class Call {
+  kOpen,
+  kRead,
+  kWrite,
+  kLseek,
+  kFsync,
+  kClose,
+  kStat,
+  kChmod,
+  kRename,
+  kUnlink,
+  kSystem,
+  kCount
+};
+const char* NameOf(Call call);
+
+// One page's content: `used` bytes, zeros behind them. A set bit of
+// `bad_sectors` makes reading that sector fail with EIO until it is written.
+struct Page {
+  const unsigned char* bytes = nullptr;
+  std::uint16_t used = 0;
+  std::uint8_t bad_sectors = 0;
+};
+
+// `to` of a write that reported success and stored nothing.
+inline constexpr int kLostWrite = -2;
+
+// One call as it was asked for and answered.
+struct Done {
+  Call call;
+  int name;            // of the descriptor's file, or of the path
+  int to;              // new name of kRename, destination of kSystem
+  int page;            // of kRead and kWrite
+  int bytes;           // asked for by kRead and kWrite
+  bool create;         // of kOpen
+  int error;           // 0 when it succeeded
+  Page before, after;  // of a successful kWrite within one page
+};
+
+// What a call does instead of its work.
+struct Fault {
+  Call call = Call::kCount;  // kCount: no fault
+  int name = kAnyName;
+  int skip = 0;                    // matching calls before it strikes
+  bool forever = false;            // or once
+  int error = 0;                   // errno, or 0 for one of the following
+  int short_by = 0;                // so many bytes less are moved, at least one; none from 4096 on
+  bool stat_fails_behind = false;  // so does the stat right behind it
+  bool lost = false;               // reports success, stores nothing
+};
+
+// Page tables over shared pages; a write makes a new page and notes the old one.
+//
+// Owns     its files and pages. In use as FileOps while it lives.
+// Threads  none; one object at a time.
+class CowFiles : public FileOps {
+ public:
+  CowFiles();
+  ~CowFiles() override;
+  CowFiles(const CowFiles&) = delete;
+  CowFiles& operator=(const CowFiles&) = delete;
+
+  // ---- Setting up and looking; none of these counts as a call --------------------
+
+  // Forgets everything, the pages included.
+  void Clear();
+  // A file of kPages pages without content.
+  void MakeRing(int name);
+  void MakeFile(int name, long size, mode_t mode);
+  // Gives the file of one name another; takes a name away.
+  void NameAs(int name, int from);
+  void TakeName(int name);
+  void CopyFile(int from, int to);
+  void SetSize(int name, long size);
+  void SetMode(int name, mode_t mode);
+  void SetPage(int name, int page, const Page& content);
+  // Bytes that stay until Clear or the undoing of a mark set before.
+  unsigned char* Allocate(std::size_t bytes);
+  Page MakePage(const unsigned char* bytes, int used);
+
+  bool Exists(int name) const { return names_[static_cast<std::size_t>(name)] != nullptr; }
+  long Size(int name) const;
+  const Page& PageAt(int name, int page) const;
+  // The page's bytes; false when the device cannot read it or does not have it.
+  bool ReadRaw(int name, int page, unsigned char* to) const;
+
+  // ---- Undo ----------------------------------------------------------------------
+
+  struct File {
+    std::vector<Page> pages;
+    long size = 0;
+    mode_t mode = 0;
+  };
+  using Names = std::array<File*, kNames>;
+  struct Mark {
+    std::size_t changes;
+    std::size_t files;
+    std::size_t chunk, chunk_used;
+    std::size_t done;
+    Names names;
+  };
+  Mark Set() const;
+  // Everything as at the mark. Pages made since are freed, unless kept because a
+  // list of calls still refers to them.
+  void Undo(const Mark& mark, bool keep_pages = false);
+
+  // ---- What was done, and faults ---------------------------------------------------
+
+  const std::vector<Done>& Calls() const { return done_; }
+  void ForgetCalls() { done_.clear(); }
+  void SetFault(const Fault& fault) {
+    fault_ = fault;
+    struck_ = 0;
+    stat_struck_ = false;
+  }
+  void ClearFault() { fault_ = {}; }
+  // How often the fault struck.
+  int Struck() const { return struck_; }
+  bool StatStruck() const { return stat_struck_; }
+  // The call that the fault struck first: an index into Calls().
+  std::size_t FirstStruck() const { return first_struck_; }
+
+  // ---- FileOps ---------------------------------------------------------------------
+
+  int Open(const char* path, int flags, mode_t mode) override;
+  ssize_t Read(int fd, void* buffer, std::size_t count) override;
+  ssize_t Write(int fd, const void* data, std::size_t count) override;
+  off_t Lseek(int fd, off_t offset, int whence) override;
+  int Fsync(int fd) override;
+  int Close(int fd) override;
+  int Stat(const char* path, struct stat* status) override;
+  int Chmod(const char* path, mode_t mode) override;
+  int Rename(const char* from, const char* to) override;
+  int Unlink(const char* path) override;
+  int Remove(const char* path) override;
+  int System(const char* command) override;
+  int Usleep(unsigned int microseconds) override;
+
+ private:
+  struct Descriptor {
+    File* file = nullptr;
+    int name = kDirectory;
+    bool open = false;
+    long offset = 0;
+  };
+  struct Change {
+    File* file;
+    int page;  // -1: size and mode
+    Page before;
+    long size;
+    mode_t mode;
+  };
+  static constexpr int kFirstDescriptor = 3;
+  static constexpr std::size_t kChunkBytes = 1 << 20;
+
+  File* NewFile();
+  static int Lookup(const char* path);
+  Descriptor* Find(int fd);
+  Done Note(Call call, int name) const;
+  // Adds the call; true when the fault strikes it.
+  std::size_t Shortened(std::size_t count) const;
+  bool Strikes(const Done& done);
+  int FailWith(int error);
+  void NoteSize(File& file);
+  void ChangePage(File& file, int page, const Page& content);
+  Page NewPage(const unsigned char* bytes);
+  long MoveIn(Descriptor& descriptor, const unsigned char* data, std::size_t count);
+  void Advance(Descriptor& descriptor, long bytes);
+  static long MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t count);
+  static void Fill(const Page& page, unsigned char* to);
+
+  Names names_{};
+  std::vector<std::unique_ptr<File>> files_;
+  std::vector<Change> changes_;
+  std::vector<std::unique_ptr<unsigned char[]>> chunks_;
+  std::size_t chunk_ = 0, chunk_used_ = 0;
+  const unsigned char* last_page_ = nullptr;
+  std::array<Descriptor, 16> descriptors_{};
+  std::vector<Done> done_;
+  Fault fault_;
+  int struck_ = 0;
+  std::size_t first_struck_ = 0;
+  bool stat_struck_ = false;
+  FileOps* before_;
+};
+
+}  // namespace vmr::crash
+
+#endif  // VMR_TESTS_CRASH_COW_FILES_H_

@@ -1,0 +1,234 @@
+// Losses of power: one at every write of a recording session, and a second one
+// while the store recovers from the first.
+#include <algorithm>
+#include <string>
+
+#include "tests/crash/rounds.h"
+#include "tests/crash/run.h"
+#include "tests/crash/sessions.h"
+
+namespace vmr::crash {
+namespace {
+
+std::string Numbered(const char* letter, long number) { return letter + std::to_string(number); }
+
+// Puts back what the unsynced steps whose bit is not set had written.
+void LoseUnsynced(CowFiles& files, const Session& session, const std::vector<std::size_t>& unsynced,
+                  unsigned int kept) {
+  for (std::size_t i = unsynced.size(); i-- > 0;) {
+    const Done& write = session.steps[unsynced[i]].write;
+    files.SetPage(write.name, write.page, write.before);
+  }
+  for (std::size_t i = 0; i < unsynced.size(); ++i) {
+    const Done& write = session.steps[unsynced[i]].write;
+    if ((kept >> i & 1) != 0) files.SetPage(write.name, write.page, write.after);
+  }
+}
+
+class Cuts {
+ public:
+  explicit Cuts(Run& run) : run_(run), check_(files_, run.counts) {}
+
+  void Singles(const Scenario& scenario, unsigned int round, int turn);
+  void Doubles(const Scenario& scenario, unsigned int round, int turn);
+
+ private:
+  // A cut state: the file's page as the torn write left it.
+  void VisitTorn(const std::string& id, const Done& write, const Page& torn, Expected expected);
+  void VisitUnsynced(const std::string& prefix, const Session& session, std::size_t n,
+                     const Expected& expected);
+  void Visit(const std::string& id, const Expected& expected, bool escaped);
+  void VisitClosed(const std::string& id, const Session& session, const Stream& stream, int before);
+  void SecondSession(const std::string& prefix, const Stream& first, int at_least,
+                     unsigned int seed);
+
+  Run& run_;
+  CowFiles files_;
+  StateCheck check_;
+};
+
+void Cuts::Visit(const std::string& id, const Expected& expected, bool escaped) {
+  Expected asked = expected;
+  asked.everything = run_.IsSample();
+  const std::string wrong = check_.Visit(asked);
+  if (wrong.empty()) return;
+  if (escaped) {
+    ++run_.counts["losses_by_crc_coincidence"];
+  } else {
+    run_.Fail(id, wrong);
+  }
+}
+
+void Cuts::VisitTorn(const std::string& id, const Done& write, const Page& torn,
+                     Expected expected) {
+  if (!run_.Wants(id)) return;
+  const bool escaped = EscapesCrc(torn, write.before, write.after);
+  ++run_.counts["torn_images"];
+  run_.counts["crc_coincidences"] += escaped ? 1 : 0;
+  const CowFiles::Mark mark = files_.Set();
+  files_.SetPage(write.name, write.page, torn);
+  Visit(id, expected, escaped);
+  files_.Undo(mark);
+}
+
+// Earlier writes that were not synced may be lost or kept, in any choice.
+void Cuts::VisitUnsynced(const std::string& prefix, const Session& session, std::size_t n,
+                         const Expected& expected) {
+  const std::vector<std::size_t>& unsynced = session.steps[n].unsynced;
+  if (unsynced.empty()) return;
+  const unsigned int choices = 1U << std::min<std::size_t>(unsynced.size(), 4);
+  for (unsigned int kept = 0; kept + 1 < choices; ++kept) {
+    const std::string id = prefix + Numbered("/lost", kept);
+    if (!run_.Wants(id)) continue;
+    const CowFiles::Mark mark = files_.Set();
+    LoseUnsynced(files_, session, unsynced, kept);
+    Visit(id, expected, false);
+    files_.Undo(mark);
+  }
+}
+
+void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
+  const std::string prefix = std::string("single/") + scenario.name + "/" + Numbered("r", round) +
+                             "/" + Numbered("t", turn);
+  if (!run_.WantsSome(prefix + "/")) return;
+  PacketMaker maker(scenario.pattern, round, 400000);
+  Start start = MakeStart(scenario, maker, turn, files_);
+  const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
+  const int before = start.stream.Count();
+  for (const Packet& packet : packets) start.stream.Add(packet);
+
+  const CowFiles::Mark mark = files_.Set();
+  const Session session = Record(files_, packets);
+  files_.Undo(mark, true);
+  for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
+    const Step& step = session.steps[n];
+    const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
+    Expected expected;
+    expected.stream = &start.stream;
+    expected.at_least = before + step.acknowledged;
+    expected.at_most = expected.at_least + 1;
+    if (run_.WantsSome(step_prefix + "/")) {
+      VisitUnsynced(step_prefix, session, n, expected);
+      ForEachTornImage(files_, step.write.before, step.write.after, static_cast<unsigned int>(n),
+                       [&](const std::string& name, const Page& torn) {
+                         VisitTorn(step_prefix + "/" + name, step.write, torn, expected);
+                       });
+    }
+    files_.SetPage(step.write.name, step.write.page, step.write.after);
+  }
+  if (!run_.Enough(true)) VisitClosed(prefix + "/closed", session, start.stream, before);
+}
+
+void Cuts::VisitClosed(const std::string& id, const Session& session, const Stream& stream,
+                       int before) {
+  Expected expected;
+  expected.stream = &stream;
+  expected.at_least = expected.at_most = before + session.written;
+  if (!run_.Wants(id)) return;
+  ++run_.counts["clean_closes"];
+  Visit(id, expected, false);
+}
+
+// ---- Two cuts ------------------------------------------------------------------------
+
+void Cuts::Doubles(const Scenario& scenario, unsigned int round, int turn) {
+  const std::string prefix = std::string("double/") + scenario.name + "/" + Numbered("r", round) +
+                             "/" + Numbered("t", turn);
+  if (!run_.WantsSome(prefix + "/")) return;
+  PacketMaker maker(scenario.pattern, round, 400000);
+  Start start = MakeStart(scenario, maker, turn, files_);
+  const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
+  const int before = start.stream.Count();
+  for (const Packet& packet : packets) start.stream.Add(packet);
+
+  const CowFiles::Mark mark = files_.Set();
+  const Session session = Record(files_, packets);
+  files_.Undo(mark, true);
+  for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
+    const Step& step = session.steps[n];
+    const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
+    // One torn image of each write, another one in every round.
+    int left = maker.Draw(CountTornImages(step.write.before, step.write.after));
+    const auto visit = [&](const std::string& name, const Page& torn) {
+      if (left-- != 0 || EscapesCrc(torn, step.write.before, step.write.after)) return;
+      const CowFiles::Mark cut = files_.Set();
+      files_.SetPage(step.write.name, step.write.page, torn);
+      SecondSession(step_prefix + "/" + name, start.stream, before + step.acknowledged,
+                    round + static_cast<unsigned int>(n));
+      files_.Undo(cut);
+    };
+    if (run_.WantsSome(step_prefix + "/"))
+      ForEachTornImage(files_, step.write.before, step.write.after, static_cast<unsigned int>(n),
+                       visit);
+    files_.SetPage(step.write.name, step.write.page, step.write.after);
+  }
+}
+
+// Recovers from the first cut, records a little, and loses power again.
+void Cuts::SecondSession(const std::string& prefix, const Stream& first, int at_least,
+                         unsigned int seed) {
+  const CowFiles::Mark mark = files_.Set();
+  Bytes found;
+  int used = 7;
+  int holder = kAnyName;
+  {
+    const Prediction predicted = Predict(ImageOf(files_, kFile1), ImageOf(files_, kFile2));
+    used = predicted.size;
+    holder = predicted.last_writer;
+    DataStoreNormal store(kBase);
+    if (store.Open() == 0 || !ReadStream(store, first.from_cluster, &found)) return;
+  }
+  files_.Undo(mark);
+  Stream stream = first;
+  const int recovered = first.PacketsIn(found);
+  if (recovered < 0) return;  // reported by the single cuts
+  stream.CutTo(recovered);
+
+  PacketMaker maker(Pattern::kMixed, seed, 500000);
+  const std::vector<Packet> packets = MakePackets(maker, used, seed % 2 == 0 ? 1 : 0, 3);
+  for (const Packet& packet : packets) stream.Add(packet);
+  const Session session = Record(files_, packets);
+  files_.Undo(mark, true);
+  for (std::size_t n = 0; n < session.steps.size(); ++n) {
+    const Step& step = session.steps[n];
+    const std::string step_prefix = prefix + "/" + Numbered("v", static_cast<long>(n));
+    Expected expected;
+    expected.stream = &stream;
+    expected.at_least =
+        step.acknowledged == 0 ? std::min(at_least, recovered) : recovered + step.acknowledged;
+    expected.at_most = recovered + step.acknowledged + 1;
+    expected.holder = step.holder == kAnyName ? holder : step.holder;
+    expected.may_recreate = true;
+    // All images of a write that changes little, a sample of the others.
+    const int images = CountTornImages(step.write.before, step.write.after);
+    const int stride = images / 40 + 1;
+    int nth = maker.Draw(stride);
+    VisitUnsynced(step_prefix, session, n, expected);
+    ForEachTornImage(files_, step.write.before, step.write.after, seed,
+                     [&](const std::string& name, const Page& torn) {
+                       if (nth++ % stride == 0)
+                         VisitTorn(step_prefix + "/" + name, step.write, torn, expected);
+                     });
+    files_.SetPage(step.write.name, step.write.page, step.write.after);
+  }
+}
+
+}  // namespace
+
+void EnumerateSingleCuts(Run& run) {
+  Cuts cuts(run);
+  ForEachRound(run, [&](const Scenario& scenario, unsigned int round, int turn) {
+    cuts.Singles(scenario, round, turn);
+  });
+}
+
+// Only with rising ticks: two clusters of the same first tick are beyond what one
+// cut may leave.
+void EnumerateDoubleCuts(Run& run) {
+  Cuts cuts(run);
+  ForEachRound(run, [&](const Scenario& scenario, unsigned int round, int turn) {
+    if (scenario.pattern != Pattern::kEqualTicks) cuts.Doubles(scenario, round, turn);
+  });
+}
+
+}  // namespace vmr::crash
