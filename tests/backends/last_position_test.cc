@@ -11,7 +11,6 @@ namespace vmr {
 namespace {
 
 using namespace test;
-using ::testing::ElementsAre;
 
 constexpr unsigned int kNever = 0xFFFFFFFF;
 constexpr unsigned int kNoTickYet = 0xFFFFFFFE;

@@ -175,7 +175,8 @@ class PowerCut : public RingTest {
     for (const char* const path : {kFile1, kFile2}) {
       const auto file = image.find(path);
       if (file == image.end()) continue;
-      for (const std::size_t cluster : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 32766, 32767})
+      for (const std::size_t cluster :
+           {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 32766U, 32767U})
         if (HoldsDamageUnderARightCrc(file->second.blocks, cluster)) return true;
     }
     return false;

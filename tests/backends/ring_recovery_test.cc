@@ -29,7 +29,6 @@ namespace {
 
 using namespace test;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 class RingRecovery : public RingTest {
  protected:

@@ -16,10 +16,10 @@ constexpr std::size_t kBlockBytes = BlockMap::kBlockBytes;
 constexpr mode_t kPermissions = 07777;
 
 const char* NameOf(FileOp op) {
-  static const char* const names[] = {"open",   "read",   "write", "lseek",  "fsync",
-                                      "close",  "stat",   "chmod", "rename", "unlink",
-                                      "remove", "system", "usleep"};
-  return names[static_cast<int>(op)];
+  static const char* const kNames[] = {"open",   "read",   "write", "lseek",  "fsync",
+                                       "close",  "stat",   "chmod", "rename", "unlink",
+                                       "remove", "system", "usleep"};
+  return kNames[static_cast<int>(op)];
 }
 
 std::string ParentOf(const std::string& path) {
@@ -76,9 +76,9 @@ std::string Describe(const Operation& operation) {
 // ---- BlockMap ------------------------------------------------------------------
 
 const BlockMap::BlockPtr& BlockMap::At(std::size_t index) const {
-  static const BlockPtr zeros;
+  static const BlockPtr kZeros;
   const std::size_t chunk = index / kChunkBlocks;
-  if (chunk >= chunks_.size() || !chunks_[chunk]) return zeros;
+  if (chunk >= chunks_.size() || !chunks_[chunk]) return kZeros;
   return (*chunks_[chunk])[index % kChunkBlocks];
 }
 
