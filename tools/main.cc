@@ -11,6 +11,8 @@
 #include "tools/extract_options.h"
 #include "tools/gpsd_client.h"
 #include "tools/record_command.h"
+#include "tools/scrub_command.h"
+#include "tools/scrub_options.h"
 #include "tools/store_path.h"
 #include "tools/view_command.h"
 
@@ -30,6 +32,7 @@ constexpr const char* kProgramFooter = R"(Examples:
   vmr view trips/car7                                      print all of it
   vmr extract trips/car7 stop.vmd --from 2082 --to 2250    cut a minute out
   vmr check trips/car7                                     look it over for damage
+  vmr scrub trips/car7                                     mend what can be mended
   vmr record --help                                        how to record live
 
 Exit codes: 0 success, 1 failure, 2 wrong usage, 3 not all of what was asked for
@@ -202,6 +205,7 @@ int main(int argc, char** argv) {
   vmr::tool::ViewOptions view_options;
   vmr::tool::ExtractArguments extract_arguments;
   vmr::tool::CheckOptions check_options;
+  std::string scrubbed_store;
   std::string gpsd_text;
   KindChoice kind_choice;
   CLI::App app(kProgramHelp, "vmr");
@@ -212,13 +216,15 @@ int main(int argc, char** argv) {
   AddView(app, view_options, kind_choice);
   const CLI::App* const extract = AddExtract(app, extract_arguments);
   const CLI::App* const check = AddCheck(app, check_options);
+  const CLI::App* const scrub = vmr::tool::AddScrub(app, scrubbed_store);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return error.get_exit_code() == 0 ? app.exit(error) : ExplainUsage(app, error.what());
   }
   if (app.get_subcommands().empty())
-    return ExplainUsage(app, "a command is needed: record, view, extract or check");
+    return ExplainUsage(app, "a command is needed: record, view, extract, check or scrub");
+  if (scrub->parsed()) return vmr::tool::Scrub(scrubbed_store);
   if (check->parsed()) return vmr::tool::Check(check_options);
   if (extract->parsed()) return vmr::tool::Extract(extract_arguments.options);
   return record->parsed() ? vmr::tool::Record(record_options) : vmr::tool::View(view_options);

@@ -407,6 +407,24 @@ TEST_F(CheckTest, TheJsonHasTheFieldsThatAreDocumented) {
       "good_copy": "s_1.mtd", "search_path": [9], "last_packet_open": true})"));
 }
 
+TEST_F(CheckTest, ARecorderBesideItIsNoDamage) {
+  RunningProgram recorder(folder, {"record", "s", "--replay", "--input", "-"});
+  recorder.Write("x\n");
+  ASSERT_TRUE(recorder.WaitForMessage("standard input:1:"));
+  int tick = 0;
+  for (int round = 0; round < 10; ++round) {
+    std::string lines;
+    for (int line = 0; line < 500; ++line)
+      lines += "{\"event\":\"bookmark\",\"tick\":" + std::to_string(tick += 10) + "}\n";
+    recorder.Write(lines);
+    const Finished checked = Check();
+    EXPECT_EQ(checked.exit_code, 0) << checked.out << checked.err;
+  }
+  EXPECT_EQ(recorder.Finish().exit_code, 0);
+  EXPECT_EQ(Check().exit_code, 0);
+  EXPECT_GE(CheckJson()["recording"]["packets"], 5000);
+}
+
 TEST_F(CheckTest, ReasonsForFailureAreNamed) {
   const auto fails = [&](const Arguments& arguments, const std::string& why) {
     const Finished failed = Run(arguments);

@@ -100,6 +100,16 @@ class RingImageTest : public ProgramTest {
     stream.read(reinterpret_cast<char*>(image.data()), static_cast<std::streamsize>(kImageBytes));
     return image;
   }
+  bool SameContent(const std::string& a, const std::string& b) const {
+    std::ifstream files[] = {std::ifstream(Path(a), std::ios::binary),
+                             std::ifstream(Path(b), std::ios::binary)};
+    std::string parts[] = {std::string(1 << 20, '\0'), std::string(1 << 20, '\0')};
+    while (files[0] && files[1]) {
+      for (const int i : {0, 1}) files[i].read(parts[i].data(), 1 << 20);
+      if (files[0].gcount() != files[1].gcount() || parts[0] != parts[1]) return false;
+    }
+    return files[0].eof() && files[1].eof();
+  }
   // Its CRC no longer fits.
   void Damage(int file, int cluster, const std::string& store = "s") const {
     Bytes byte = Get(file, cluster, store);
