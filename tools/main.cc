@@ -11,6 +11,7 @@
 #include "tools/extract_options.h"
 #include "tools/gpsd_client.h"
 #include "tools/record_command.h"
+#include "tools/recover_options.h"
 #include "tools/scrub_command.h"
 #include "tools/scrub_options.h"
 #include "tools/store_path.h"
@@ -33,6 +34,7 @@ constexpr const char* kProgramFooter = R"(Examples:
   vmr extract trips/car7 stop.vmd --from 2082 --to 2250    cut a minute out
   vmr check trips/car7                                     look it over for damage
   vmr scrub trips/car7                                     mend what can be mended
+  vmr recover trips/car7 saved/car7                        save what can be read
   vmr record --help                                        how to record live
 
 Exit codes: 0 success, 1 failure, 2 wrong usage, 3 not all of what was asked for
@@ -206,6 +208,7 @@ int main(int argc, char** argv) {
   vmr::tool::ExtractArguments extract_arguments;
   vmr::tool::CheckOptions check_options;
   std::string scrubbed_store;
+  vmr::tool::RecoverOptions recover_options;
   std::string gpsd_text;
   KindChoice kind_choice;
   CLI::App app(kProgramHelp, "vmr");
@@ -217,13 +220,15 @@ int main(int argc, char** argv) {
   const CLI::App* const extract = AddExtract(app, extract_arguments);
   const CLI::App* const check = AddCheck(app, check_options);
   const CLI::App* const scrub = vmr::tool::AddScrub(app, scrubbed_store);
+  const CLI::App* const recover = AddRecover(app, recover_options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return error.get_exit_code() == 0 ? app.exit(error) : ExplainUsage(app, error.what());
   }
   if (app.get_subcommands().empty())
-    return ExplainUsage(app, "a command is needed: record, view, extract, check or scrub");
+    return ExplainUsage(app, "a command is needed: record, view, extract, check, scrub or recover");
+  if (recover->parsed()) return vmr::tool::Recover(recover_options);
   if (scrub->parsed()) return vmr::tool::Scrub(scrubbed_store);
   if (check->parsed()) return vmr::tool::Check(check_options);
   if (extract->parsed()) return vmr::tool::Extract(extract_arguments.options);

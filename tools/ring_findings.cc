@@ -48,7 +48,10 @@ FindingKind KindOfBadCopy(CopyState state) {
 
 class Collector {
  public:
-  explicit Collector(RingSurvey& survey) : survey_(survey) {}
+  explicit Collector(RingSurvey& survey)
+      : survey_(survey),
+        known_before_(NearestKnown(NextCluster)),
+        known_after_(NearestKnown(PrevCluster)) {}
 
   std::vector<Finding> Run() {
     for (const int file : {1, 2}) AddFile(file);
@@ -203,8 +206,8 @@ class Collector {
   }
 
   void AddLost(int cluster) {
-    const int before = Known(cluster, PrevCluster);
-    const int after = Known(cluster, NextCluster);
+    const int before = known_before_[static_cast<std::size_t>(cluster)];
+    const int after = known_after_[static_cast<std::size_t>(cluster)];
     const bool behind_the_end = before >= 0 && before < cluster && !survey_.At(before).HoldsData();
     Finding finding =
         About(cluster, behind_the_end ? FindingKind::kHeldNothing : FindingKind::kLost, 0);
@@ -215,11 +218,17 @@ class Collector {
     Add(finding);
   }
 
-  // The nearest cluster with a sound copy; -1 when there is none.
-  int Known(int cluster, int (*step)(int)) const {
-    for (int other = step(cluster); other != cluster; other = step(other))
-      if (survey_.At(other).Known()) return other;
-    return -1;
+  // For each cluster the nearest other one with a sound copy, stepping from one to
+  // the next; -1 when there is none.
+  std::vector<int> NearestKnown(int (*step)(int)) const {
+    std::vector<int> nearest(static_cast<std::size_t>(kClusterCount), -1);
+    int known = -1;
+    // Twice round: the first time finds what the second begins with.
+    for (int i = 0, cluster = 0; i < 2 * kClusterCount; ++i, cluster = step(cluster)) {
+      nearest[static_cast<std::size_t>(cluster)] = known;
+      if (survey_.At(cluster).Known()) known = cluster;
+    }
+    return nearest;
   }
 
   // Between the last tick before and the first one after, where they are data of
@@ -296,11 +305,19 @@ class Collector {
       if (problem == FileProblem::kNone ? found : problem != FileProblem::kMissing)
         all_fail = false;
     }
-    if (all_fail) return AddSearch(FindingKind::kBeginsAnew, 0);
+    if (all_fail) return AddBeginsAnew();
     const SearchResult& best = survey_.SearchOfBest();
     if (best.found && !survey_.Empty() && best.newest != survey_.Newest())
       AddSearch(FindingKind::kWrongNewest, 0);
     AddRefusal();
+  }
+
+  // At the obstacle in the file that was looked at last.
+  void AddBeginsAnew() {
+    Finding finding = findings_.back();
+    finding.kind = FindingKind::kBeginsAnew;
+    finding.file = 0;
+    findings_.push_back(finding);
   }
 
   void AddSearch(FindingKind kind, int file) {
@@ -332,6 +349,8 @@ class Collector {
   }
 
   RingSurvey& survey_;
+  std::vector<int> known_before_;
+  std::vector<int> known_after_;
   std::vector<Finding> findings_;
 };
 
