@@ -104,7 +104,7 @@ void RingSalvage::AddOlderCopies() {
       older.push_back(Salvaged(store_, cluster, other));
   }
   SourceAccount account;  // of the store's own files: nothing to tell
-  Merge(std::move(older), account);
+  Merge(older, account);
 }
 
 bool RingSalvage::AddFile(const std::string& path) {
@@ -120,11 +120,11 @@ bool RingSalvage::AddFile(const std::string& path) {
     if (survey->At(cluster).HoldsData()) added.push_back(Salvaged(*survey, cluster, 0));
   aside_.push_back(std::move(survey));
   accounts_.push_back({path});
-  Merge(std::move(added), accounts_.back());
+  Merge(added, accounts_.back());
   return true;
 }
 
-void RingSalvage::Merge(std::vector<SalvagedCluster> added, SourceAccount& account) {
+void RingSalvage::Merge(const std::vector<SalvagedCluster>& added, SourceAccount& account) {
   std::vector<unsigned int> latest;  // last tick of the clusters so far, in their order
   for (const SalvagedCluster& cluster : clusters_)
     latest.push_back(std::max(latest.empty() ? 0 : latest.back(), cluster.last_tick));

@@ -62,7 +62,7 @@ class RingSalvage {
  private:
   void AddStore();
   void AddOlderCopies();
-  void Merge(std::vector<SalvagedCluster> added, SourceAccount& account);
+  void Merge(const std::vector<SalvagedCluster>& added, SourceAccount& account);
   bool IsDuplicate(const SalvagedCluster& added);
   bool Overlaps(const SalvagedCluster& added, const std::vector<unsigned int>& latest) const;
   void AddBearings();

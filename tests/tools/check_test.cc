@@ -13,7 +13,6 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 class CheckTest : public RingImageTest {
@@ -95,7 +94,7 @@ TEST_F(CheckTest, DamageOfEveryKindIsNamedWithItsFileAndSpan) {
     const char* phrase;
     Bytes bytes;
     std::size_t offset;
-  } kDamage[] = {{"wrong_crc", "wrong CRC", B("99"), 0},
+  } damages[] = {{"wrong_crc", "wrong CRC", B("99"), 0},
                  {"wrong_crc", "wrong CRC", B("99"), 2},
                  {"wrong_crc", "wrong CRC", B("99"), 20},
                  {"impossible_size", "impossible size", B("00 00"), 5},
@@ -104,7 +103,7 @@ TEST_F(CheckTest, DamageOfEveryKindIsNamedWithItsFileAndSpan) {
                  {"wrong_crc", "wrong CRC", B("00 10"), 5},
                  {"impossible_size", "impossible size", Bytes(kImageBytes, 0), 0},
                  {"impossible_size", "impossible size", Bytes(kImageBytes, 0xFF), 0}};
-  for (const auto& damage : kDamage)
+  for (const auto& damage : damages)
     for (const int file : {1, 2}) {
       SCOPED_TRACE(damage.phrase + FileName(file));
       Put(file, 4, damage.bytes, damage.offset);

@@ -199,19 +199,19 @@ class ScrubPowerCut : public testing::Test {
  protected:
   ScrubPowerCut() {
     host::SetLogLevel(0);
-    files_.MakeDirectory("/m");
+    files.MakeDirectory("/m");
     const Bytes unwritten = UnwrittenCluster();
-    files_.PutFile(kFile1, {});
-    files_.PutBlocks(kFile1, 0, kRingClusters, [&](std::size_t) { return unwritten; });
-    files_.PutBlocks(kFile1, 0, 6, [](std::size_t cluster) { return Packet(cluster); });
-    files_.CopyContent(kFile1, kFile2);
+    files.PutFile(kFile1, {});
+    files.PutBlocks(kFile1, 0, kRingClusters, [&](std::size_t) { return unwritten; });
+    files.PutBlocks(kFile1, 0, 6, [](std::size_t cluster) { return Packet(cluster); });
+    files.CopyContent(kFile1, kFile2);
   }
 
   static Bytes Packet(std::size_t cluster) {
     const auto tick = static_cast<std::uint32_t>(100 * cluster);
     return ClusterOf(tick, FullPacket(tick, B("56")) + FullPacket(tick + 1, B("56")));
   }
-  void Spoil(const char* path, long cluster) { files_.FlipByte(path, cluster * 4096 + 1); }
+  void Spoil(const char* path, long cluster) { files.FlipByte(path, cluster * 4096 + 1); }
   bool Scrub() const {
     const std::string base = "/m/r";
     tool::RingSurvey survey(kFile1, kFile2);
@@ -227,7 +227,7 @@ class ScrubPowerCut : public testing::Test {
   static constexpr char kFile1[] = "/m/r_1.mtd";
   static constexpr char kFile2[] = "/m/r_2.mtd";
 
-  SimulatedFiles files_;
+  SimulatedFiles files;
 };
 
 TEST_F(ScrubPowerCut, NothingIsLostAtAnyMoment) {
@@ -235,13 +235,13 @@ TEST_F(ScrubPowerCut, NothingIsLostAtAnyMoment) {
   Spoil(kFile1, 0);
   Spoil(kFile2, 16383);
   Spoil(kFile2, 2);
-  files_.PutBlock(kFile1, 5, ClusterOf(500, FullPacket(500, B("56"))));
-  files_.PutBlock(kFile2, 3, ClusterOf(300, FullPacket(300, B("56"))));
-  const SimulatedFiles::Image before = files_.Snapshot();
+  files.PutBlock(kFile1, 5, ClusterOf(500, FullPacket(500, B("56"))));
+  files.PutBlock(kFile2, 3, ClusterOf(300, FullPacket(300, B("56"))));
+  const SimulatedFiles::Image before = files.Snapshot();
   // Reading is the most of it: only where something changes is the power cut.
   ASSERT_TRUE(Scrub());
   std::vector<int> moments;
-  const auto& operations = files_.Operations();
+  const auto& operations = files.Operations();
   for (std::size_t i = 0; i < operations.size(); ++i)
     if (operations[i].op == FileOp::kWrite || operations[i].op == FileOp::kFsync)
       moments.push_back(static_cast<int>(i) + 1);
@@ -249,53 +249,53 @@ TEST_F(ScrubPowerCut, NothingIsLostAtAnyMoment) {
   for (const int moment : moments)
     for (unsigned int seed = 0; seed < 3; ++seed) {
       SCOPED_TRACE(testing::Message() << "operation " << moment << " seed " << seed);
-      files_.Restore(before);
-      files_.CutPowerAt(moment);
+      files.Restore(before);
+      files.CutPowerAt(moment);
       EXPECT_FALSE(Scrub());
-      files_.PowerUp(Unsynced::kTorn, seed);
+      files.PowerUp(Unsynced::kTorn, seed);
       EXPECT_LE(Gravest(), tool::Severity::kDamaged);
       EXPECT_TRUE(Scrub());
       EXPECT_EQ(Gravest(), tool::Severity::kNormal);
-      EXPECT_EQ(files_.ReadBlock(kFile1, 5), Packet(5));
-      EXPECT_TRUE(files_.SameContent(kFile1, kFile2));
+      EXPECT_EQ(files.ReadBlock(kFile1, 5), Packet(5));
+      EXPECT_TRUE(files.SameContent(kFile1, kFile2));
     }
 }
 
 TEST_F(ScrubPowerCut, ARecorderFindsItsPlaceAtAnyMoment) {
   // File 2 cannot be searched, file 1 lacks the newest packet.
   Spoil(kFile2, 16383);
-  files_.PutBlock(kFile1, 5, ClusterOf(500, FullPacket(500, B("56"))));
-  const SimulatedFiles::Image before = files_.Snapshot();
+  files.PutBlock(kFile1, 5, ClusterOf(500, FullPacket(500, B("56"))));
+  const SimulatedFiles::Image before = files.Snapshot();
   ASSERT_TRUE(Scrub());
-  const std::vector<Operation> operations = files_.Operations();
+  const std::vector<Operation> operations = files.Operations();
   for (std::size_t i = 0; i < operations.size(); ++i) {
     if (operations[i].op != FileOp::kWrite && operations[i].op != FileOp::kFsync) continue;
     for (unsigned int seed = 0; seed < 3; ++seed) {
-      files_.Restore(before);
-      files_.CutPowerAt(static_cast<int>(i) + 1);
+      files.Restore(before);
+      files.CutPowerAt(static_cast<int>(i) + 1);
       EXPECT_FALSE(Scrub());
-      files_.PowerUp(Unsynced::kTorn, seed);
+      files.PowerUp(Unsynced::kTorn, seed);
       DataStoreNormal store("/m/r");
       ASSERT_EQ(store.Open(), 1);
       EXPECT_EQ(store.CurrentCluster(), 5) << "begun anew";
       store.Close();
-      EXPECT_FALSE(files_.Exists("/m/r_1.mtd.CORRUPT"));
+      EXPECT_FALSE(files.Exists("/m/r_1.mtd.CORRUPT"));
     }
   }
 }
 
 TEST_F(ScrubPowerCut, AWriteThatFailsIsReported) {
   Spoil(kFile1, 3);
-  files_.FailOnce(FileOp::kWrite, kFile1, ENOSPC);
+  files.FailOnce(FileOp::kWrite, kFile1, ENOSPC);
   EXPECT_FALSE(Scrub());
-  files_.FailOnce(FileOp::kFsync, kFile1, EIO);
+  files.FailOnce(FileOp::kFsync, kFile1, EIO);
   EXPECT_FALSE(Scrub());
   EXPECT_TRUE(Scrub());
   EXPECT_EQ(Gravest(), tool::Severity::kNormal);
 }
 
 TEST_F(ScrubPowerCut, AReadErrorInOnePlaceIsOneBadCopy) {
-  files_.FailFromNowOn(FileOp::kRead, kFile1, EIO);
+  files.FailFromNowOn(FileOp::kRead, kFile1, EIO);
   tool::RingSurvey survey(kFile1, kFile2);
   survey.Read();
   EXPECT_EQ(survey.At(3).copy[0].state, tool::CopyState::kUnreadable);
