@@ -11,6 +11,7 @@ inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitPartial = 3;  // something of what was asked for is not there
+inline constexpr int kExitDamaged = 4;  // a store is damaged, but nothing of it is lost
 
 // "vmr: text". Any thread may call it; a progress bar gives way to it.
 void Say(std::string_view text);

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -75,23 +74,6 @@ class SilencedOutput {
 int Fail(const std::string& text) {
   Say(text);
   return kExitFailure;
-}
-
-bool SameFile(const std::string& a, const std::string& b) {
-  struct stat first {};
-  struct stat second {};
-  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
-         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
-
-// Its two files, and what recovery leaves beside them.
-bool BelongsToRing(const std::string& path, const std::string& base) {
-  for (int number = 1; number <= 2; ++number)
-    for (const char* const ending : {"", ".tmp", ".CORRUPT"}) {
-      const std::string file = RingFile(base, number) + ending;
-      if (path == file || SameFile(path, file)) return true;
-    }
-  return false;
 }
 
 // Reads the times of the recording, if the range needs them. False after saying

@@ -6,10 +6,14 @@
 #include <cstdlib>
 #include <string>
 
+#include "tools/check_options.h"
 #include "tools/console.h"
 #include "tools/extract_options.h"
 #include "tools/gpsd_client.h"
 #include "tools/record_command.h"
+#include "tools/recover_options.h"
+#include "tools/scrub_command.h"
+#include "tools/scrub_options.h"
 #include "tools/store_path.h"
 #include "tools/view_command.h"
 
@@ -28,9 +32,13 @@ constexpr const char* kProgramFooter = R"(Examples:
   vmr record trips/car7 --input drive.gpsd.json --replay   record a saved drive
   vmr view trips/car7                                      print all of it
   vmr extract trips/car7 stop.vmd --from 2082 --to 2250    cut a minute out
+  vmr check trips/car7                                     look it over for damage
+  vmr scrub trips/car7                                     mend what can be mended
+  vmr recover trips/car7 saved/car7                        save what can be read
   vmr record --help                                        how to record live
 
-Exit codes: 0 success, 1 failure, 2 wrong usage, 3 not all of what was asked for.
+Exit codes: 0 success, 1 failure, 2 wrong usage, 3 not all of what was asked for
+is there, 4 a store is damaged but nothing of it is lost.
 
 Environment: VMR_LOG is the sum of the levels logged to standard error:
   1 fatal, 2 errors, 4 warnings, 16 and 32 information, 64 trace,
@@ -198,6 +206,9 @@ int main(int argc, char** argv) {
   vmr::tool::RecordOptions record_options;
   vmr::tool::ViewOptions view_options;
   vmr::tool::ExtractArguments extract_arguments;
+  vmr::tool::CheckOptions check_options;
+  std::string scrubbed_store;
+  vmr::tool::RecoverOptions recover_options;
   std::string gpsd_text;
   KindChoice kind_choice;
   CLI::App app(kProgramHelp, "vmr");
@@ -207,13 +218,19 @@ int main(int argc, char** argv) {
   const CLI::App* const record = AddRecord(app, record_options, gpsd_text);
   AddView(app, view_options, kind_choice);
   const CLI::App* const extract = AddExtract(app, extract_arguments);
+  const CLI::App* const check = AddCheck(app, check_options);
+  const CLI::App* const scrub = vmr::tool::AddScrub(app, scrubbed_store);
+  const CLI::App* const recover = AddRecover(app, recover_options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return error.get_exit_code() == 0 ? app.exit(error) : ExplainUsage(app, error.what());
   }
   if (app.get_subcommands().empty())
-    return ExplainUsage(app, "a command is needed: record, view or extract");
+    return ExplainUsage(app, "a command is needed: record, view, extract, check, scrub or recover");
+  if (recover->parsed()) return vmr::tool::Recover(recover_options);
+  if (scrub->parsed()) return vmr::tool::Scrub(scrubbed_store);
+  if (check->parsed()) return vmr::tool::Check(check_options);
   if (extract->parsed()) return vmr::tool::Extract(extract_arguments.options);
   return record->parsed() ? vmr::tool::Record(record_options) : vmr::tool::View(view_options);
 }

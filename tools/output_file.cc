@@ -10,6 +10,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "tools/console.h"
 
 namespace vmr::tool {
@@ -17,24 +20,47 @@ namespace {
 
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-// What a signal's handler removes; null when there is nothing to remove.
-const char* volatile file_in_the_making = nullptr;
+// What a signal's handler removes; null where there is nothing to remove.
+const char* volatile files_in_the_making[OutputFile::kMostAtOnce] = {};
 
 void RemoveAndEnd(int signal_number) {
-  if (file_in_the_making != nullptr) unlink(file_in_the_making);
+  for (const char* const path : files_in_the_making)
+    if (path != nullptr) unlink(path);
   signal(signal_number, SIG_DFL);
   raise(signal_number);
 }
 
-void RemoveOnSignal(const char* path) {
-  file_in_the_making = path;
+void Exchange(const char* listed, const char* by) {
+  for (const char* volatile& path : files_in_the_making)
+    if (path == listed) {
+      path = by;
+      return;
+    }
+}
+
+bool AnyInTheMaking() {
+  return std::any_of(std::begin(files_in_the_making), std::end(files_in_the_making),
+                     [](const char* path) { return path != nullptr; });
+}
+
+void HandleEndingSignals() {
   struct sigaction action {};
-  action.sa_handler = path != nullptr ? RemoveAndEnd : SIG_DFL;
+  action.sa_handler = AnyInTheMaking() ? RemoveAndEnd : SIG_DFL;
   for (const int number : kEndingSignals) {
     struct sigaction before {};
     const bool ignored = sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
     if (!ignored) sigaction(number, &action, nullptr);
   }
+}
+
+void RemoveOnSignal(const std::string& path) {
+  Exchange(nullptr, path.c_str());
+  HandleEndingSignals();
+}
+
+void KeepOnSignal(const std::string& path) {
+  Exchange(path.c_str(), nullptr);
+  HandleEndingSignals();
 }
 
 // Holds the ending signals back while it lives.
@@ -70,7 +96,7 @@ bool SyncPath(const std::string& path, int flags) {
 
 OutputFile::~OutputFile() {
   if (temporary_.empty()) return;
-  RemoveOnSignal(nullptr);
+  KeepOnSignal(temporary_);
   unlink(temporary_.c_str());
 }
 
@@ -89,20 +115,20 @@ bool OutputFile::MayBeWritten() const {
 
 bool OutputFile::Open() {
   if (!MayBeWritten()) return false;
-  std::string pattern = FolderOf(path_) + ".vmr-extract-XXXXXX";
+  std::string pattern = fmt::format("{}.vmr-{}-XXXXXX", FolderOf(path_), purpose_);
   const HeldSignals held;  // none may come between making the file and noting its name
   const int fd = mkostemp(pattern.data(), O_CLOEXEC);
   if (fd < 0) return Fail(fmt::format("cannot create a file beside it: {}", strerror(errno)));
   close(fd);  // only the name is wanted
   temporary_ = pattern;
-  RemoveOnSignal(temporary_.c_str());
+  RemoveOnSignal(temporary_);
   return true;
 }
 
 bool OutputFile::Publish() {
   if (!SyncPath(temporary_, O_RDONLY)) return Fail(strerror(errno));
   if (!Rename()) return Fail(errno == EEXIST ? "exists; --force replaces it" : strerror(errno));
-  RemoveOnSignal(nullptr);
+  KeepOnSignal(temporary_);
   temporary_.clear();
   const std::string folder = FolderOf(path_);
   // The content is safe; without this only its name could get lost in a power cut.

@@ -8,14 +8,18 @@ namespace vmr::tool {
 
 // A temporary file in the folder of the file that it is to become. It is removed
 // when the object goes without Publish, and by SIGINT, SIGTERM and SIGHUP, which
-// end the process as they do without this. One per process.
+// end the process as they do without this.
 //
 // Owns     the temporary file.
 // Errors   Open and Publish say what is wrong on standard error.
 class OutputFile {
  public:
-  // `replace`: an existing file at `path` may be replaced.
-  OutputFile(std::string path, bool replace) : path_(std::move(path)), replace_(replace) {}
+  static constexpr int kMostAtOnce = 2;  // in a process
+
+  // `replace`: an existing file at `path` may be replaced. `purpose` is part of the
+  // temporary name: ".vmr-extract-XXXXXX".
+  OutputFile(std::string path, bool replace, const char* purpose = "extract")
+      : path_(std::move(path)), purpose_(purpose), replace_(replace) {}
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -35,6 +39,7 @@ class OutputFile {
   bool Rename() const;
 
   std::string path_;
+  const char* purpose_;
   std::string temporary_;
   bool replace_;
 };

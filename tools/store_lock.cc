@@ -52,9 +52,7 @@ StoreLock::Outcome StoreLock::LockFile(const std::string& base) {
   if (LockNow(fd, LOCK_EX | LOCK_NB) == 0) return Outcome::kLocked;
   // A file system without locks must not prevent recording.
   if (errno != EWOULDBLOCK) return Outcome::kLocked;
-  Say(fmt::format(
-      "{}: is in use by another process; wait until it has ended, or record to another store",
-      base));
+  Say(fmt::format("{}: is in use by another process; {}", base, advice_));
   return Outcome::kRefused;
 }
 

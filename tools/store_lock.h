@@ -12,7 +12,9 @@ namespace vmr::tool {
 // Owns     the locks, until it is destroyed; the process's end frees them too.
 class StoreLock {
  public:
-  StoreLock() = default;
+  // `advice`: what to do when the ring is in use.
+  explicit StoreLock(std::string advice = "wait until it has ended, or record to another store")
+      : advice_(std::move(advice)) {}
   ~StoreLock();
   StoreLock(const StoreLock&) = delete;
   StoreLock& operator=(const StoreLock&) = delete;
@@ -31,6 +33,7 @@ class StoreLock {
   bool LockFolder(const std::string& base);
   void UnlockFolder();
 
+  std::string advice_;
   int folder_ = -1;
   std::vector<int> files_;
 };

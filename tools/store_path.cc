@@ -52,6 +52,20 @@ std::optional<std::string> RingBaseOf(const std::string& path) {
   return std::nullopt;
 }
 
+bool SameFile(const std::string& a, const std::string& b) {
+  struct stat first {};
+  struct stat second {};
+  return a == b || (stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
+                    first.st_dev == second.st_dev && first.st_ino == second.st_ino);
+}
+
+bool BelongsToRing(const std::string& path, const std::string& base) {
+  for (int number = 1; number <= 2; ++number)
+    for (const char* const ending : {"", ".tmp", ".CORRUPT"})
+      if (SameFile(path, RingFile(base, number) + ending)) return true;
+  return false;
+}
+
 Recording FindRecording(const std::string& path, PathKind kind) {
   if (kind == PathKind::kFlat) return FindFlat(path);
   if (const auto ring = FindRing(path)) return *ring;

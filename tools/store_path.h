@@ -13,6 +13,11 @@ std::string RingFile(const std::string& base, int number);
 // The base of a ring when `path` has the form of one of its two files.
 std::optional<std::string> RingBaseOf(const std::string& path);
 
+// Both paths are the same, or lead to the same file.
+bool SameFile(const std::string& a, const std::string& b);
+// `path` is one of the ring's two files, or of what recovery leaves beside them.
+bool BelongsToRing(const std::string& path, const std::string& base);
+
 enum class PathKind { kDetect, kRing, kFlat };
 
 struct Recording {

@@ -16,7 +16,9 @@ using CommandLine = ProgramTest;
 
 TEST_F(CommandLine, HelpOnEveryLevelGoesToStandardOutputAndSucceeds) {
   for (const Arguments& arguments :
-       {Arguments{"--help"}, Arguments{"record", "--help"}, Arguments{"view", "--help"}}) {
+       {Arguments{"--help"}, Arguments{"record", "--help"}, Arguments{"view", "--help"},
+        Arguments{"check", "--help"}, Arguments{"scrub", "--help"},
+        Arguments{"recover", "--help"}}) {
     const Finished help = Run(arguments);
     EXPECT_EQ(help.exit_code, 0);
     EXPECT_EQ(help.err, "");

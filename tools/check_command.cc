@@ -1,0 +1,50 @@
+#include "tools/check_command.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "tools/console.h"
+#include "tools/ring_report.h"
+#include "tools/store_path.h"
+
+namespace vmr::tool {
+
+std::optional<std::string> RingToSurvey(const std::string& store) {
+  const Recording recording = FindRecording(store, PathKind::kDetect);
+  if (recording.error.empty() && recording.ring) return recording.path;
+  Say(recording.error.empty() ? fmt::format("{}: is a flat file, not a store", store)
+                              : recording.error);
+  return std::nullopt;
+}
+
+bool CouldBeRead(const RingSurvey& survey) {
+  bool any = false;
+  for (const int file : {0, 1}) {
+    const ClusterFile& looked_at = survey.File(file);
+    any = any || looked_at.IsOpen();
+    if (looked_at.Problem() != FileProblem::kNotOpened) continue;
+    Say(fmt::format("{}: {}", looked_at.Path(), looked_at.Reason()));
+    return false;
+  }
+  if (!any) Say(fmt::format("{}: no regular file", survey.File(0).Path()));
+  return any;
+}
+
+int Check(const CheckOptions& options) {
+  const auto base = RingToSurvey(options.store);
+  if (!base) return kExitFailure;
+  RingSurvey survey(RingFile(*base, 1), RingFile(*base, 2));
+  survey.Read();
+  if (!CouldBeRead(survey)) return kExitFailure;
+  const std::vector<Finding> findings = FindAll(survey);
+  const RingReport report(*base, survey, findings);
+  fmt::print("{}", options.json ? report.Json().dump(2) + "\n" : report.Text());
+  if (std::fflush(stdout) != 0) {
+    Say("standard output: write error");
+    return kExitFailure;
+  }
+  return report.ExitCode();
+}
+
+}  // namespace vmr::tool

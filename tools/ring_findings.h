@@ -1,0 +1,66 @@
+// What is wrong with a ring, or merely worth knowing, as a person needs it.
+#ifndef VMR_TOOLS_RING_FINDINGS_H_
+#define VMR_TOOLS_RING_FINDINGS_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/ring_survey.h"
+
+namespace vmr::tool {
+
+enum class FindingKind {
+  kMissingFile,
+  kNotAFile,
+  kShortFile,
+  kLongFile,
+  kUnreadable,
+  kImpossibleSize,
+  kWrongCrc,
+  kWrongPackets,
+  kOutdated,
+  kBehind,
+  kLost,
+  kHeldNothing,
+  kConflict,
+  kUnsoundPackets,
+  kUndecodableItems,
+  kWrongFirstTick,
+  kTicksGoBack,
+  kSecondRun,
+  kNotSearchable,
+  kWrongNewest,
+  kBeginsAnew,
+  kCannotStart,
+};
+
+enum class Severity { kNormal, kDamaged, kLost };
+
+// Something about consecutive clusters. Ticks are kNoTick where nothing tells.
+struct Finding {
+  FindingKind kind = FindingKind::kBehind;
+  int file = 0;           // 1 or 2; 0: about both
+  int first_cluster = 0;  // may be higher than `last_cluster`: across the ring's end
+  int last_cluster = 0;
+  int good_file = 0;  // which file has good copies; 0: neither, or not to be asked
+  unsigned int first_tick = kNoTick;
+  unsigned int last_tick = kNoTick;
+  TagSet tags;                    // the kinds of items in them, as far as known
+  std::vector<int> search_path;   // those that a recorder's search reads
+  bool last_packet_open = false;  // the last packet of all may have been in this copy alone
+
+  Severity Grade() const;
+  int Clusters() const;
+};
+
+const char* KindText(FindingKind kind);  // stable, for programs
+const char* SeverityText(Severity severity);
+// The gravest; kNormal without findings.
+Severity Gravest(const std::vector<Finding>& findings);
+
+// Reads damaged clusters once more, for what can still be made out.
+std::vector<Finding> FindAll(RingSurvey& survey);
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_RING_FINDINGS_H_

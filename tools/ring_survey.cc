@@ -1,0 +1,249 @@
+#include "tools/ring_survey.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "store/bytes.h"
+
+namespace vmr::tool {
+namespace {
+
+bool TellsTick(unsigned int st) { return st < kUnreadableSt; }
+
+struct Images {
+  unsigned char bytes[2][kClusterBytes];
+  const unsigned char* operator[](int index) const { return bytes[index]; }
+};
+
+CopyFacts FactsOf(CopyState state, const unsigned char* image) {
+  CopyFacts facts;
+  facts.state = state;
+  if (!IsSound(state) && state != CopyState::kBadCrc) return facts;
+  facts.used_bytes = ClusterSize(image);
+  if (IsSound(state)) facts.first_tick = ClusterSt(image);
+  if (state == CopyState::kGood) facts.content = WalkCluster(image, facts.used_bytes);
+  return facts;
+}
+
+struct SoundCopy {
+  const CopyFacts& facts;
+  const unsigned char* image;
+};
+
+// The packets of `a` are the first ones of `b`. The headers may differ: a cluster
+// that a continuation opened gets its first tick later.
+bool IsBeginning(const SoundCopy& a, const SoundCopy& b) {
+  if (a.facts.state != CopyState::kGood || b.facts.state != CopyState::kGood) return false;
+  const auto compared = static_cast<std::size_t>(a.facts.used_bytes - kClusterHeaderBytes);
+  return a.facts.used_bytes <= b.facts.used_bytes &&
+         std::memcmp(a.image + kClusterHeaderBytes, b.image + kClusterHeaderBytes, compared) == 0;
+}
+
+bool IsBefore(const CopyFacts& a, const CopyFacts& b) {
+  if (a.state == CopyState::kNeverWritten) return b.state == CopyState::kGood;
+  if (b.state == CopyState::kNeverWritten) return false;
+  // Without a first tick a cluster holds nothing but the packets just written.
+  if (!TellsTick(b.first_tick)) return TellsTick(a.first_tick);
+  if (!TellsTick(a.first_tick)) return false;
+  return std::max(a.first_tick, a.content.last_tick == kNoTick ? 0 : a.content.last_tick) <
+         b.first_tick;
+}
+
+// `a` is of a time before `b`.
+bool IsOlder(const SoundCopy& a, const SoundCopy& b) { return IsBefore(a.facts, b.facts); }
+
+bool IsFaultyTwin(const SoundCopy& a, const SoundCopy& b) {
+  return a.facts.first_tick == b.facts.first_tick && a.facts.content.Faulty() &&
+         !b.facts.content.Faulty();
+}
+
+// What may be true of one copy beside the other, in the order of asking.
+struct Comparison {
+  Relation relation;
+  bool (*holds)(const SoundCopy& a, const SoundCopy& b);
+};
+constexpr Comparison kComparisons[] = {{Relation::kFaulty, IsFaultyTwin},
+                                       {Relation::kShorter, IsBeginning},
+                                       {Relation::kOlder, IsOlder}};
+
+// `facts.copy` is complete. Sets what follows from both.
+void Compare(ClusterFacts& facts, const Images& images) {
+  const auto settle = [&facts](Relation relation, int best) {
+    facts.relation = relation;
+    facts.best = best;
+  };
+  const CopyFacts& first = facts.copy[0];
+  const CopyFacts& second = facts.copy[1];
+  const bool sound1 = IsSound(first.state);
+  const bool sound2 = IsSound(second.state);
+  if (!sound1 || !sound2)
+    return settle(sound1 || sound2 ? Relation::kOneSound : Relation::kNoneSound, sound1   ? 0
+                                                                                 : sound2 ? 1
+                                                                                          : -1);
+  const auto used = static_cast<std::size_t>(first.used_bytes);
+  if (first.used_bytes == second.used_bytes && std::memcmp(images[0], images[1], used) == 0)
+    return settle(Relation::kEqual, 0);
+  for (const Comparison& comparison : kComparisons)
+    for (const int other : {0, 1})
+      if (comparison.holds({facts.copy[static_cast<std::size_t>(other)], images[other]},
+                           {facts.copy[static_cast<std::size_t>(1 - other)], images[1 - other]}))
+        return settle(comparison.relation, 1 - other);
+  settle(Relation::kConflict, first.used_bytes >= second.used_bytes ? 0 : 1);
+}
+
+bool SameCopy(const CopyFacts& a, const CopyFacts& b) {
+  return a.state == b.state && a.used_bytes == b.used_bytes && a.first_tick == b.first_tick &&
+         a.content.packets == b.content.packets && a.content.last_tick == b.content.last_tick;
+}
+
+}  // namespace
+
+unsigned int ClusterFacts::FirstTick() const {
+  return TellsTick(Best().first_tick) ? Best().first_tick : Best().content.first_tick;
+}
+
+unsigned int ClusterFacts::LastTick() const {
+  return Best().content.last_tick != kNoTick ? Best().content.last_tick : FirstTick();
+}
+
+class RingSurvey::TimeSink final : public ContentSink {
+ public:
+  explicit TimeSink(std::vector<TimeReading>& readings) : readings_(readings) {}
+  void TakeItem(const unsigned char* item, unsigned int tick) override {
+    if (item[0] == TAG_TIME && tick != kNoTick)
+      readings_.push_back({tick, static_cast<std::int32_t>(GetLe32(item + 1))});
+  }
+
+ private:
+  std::vector<TimeReading>& readings_;
+};
+
+RingSurvey::RingSurvey(const std::string& path1, const std::string& path2)
+    : files_{{ClusterFile(path1), ClusterFile(path2)}},
+      clusters_(static_cast<std::size_t>(kClusterCount)) {}
+
+void RingSurvey::Read() {
+  for (ClusterFile& file : files_) file.Open();
+  times_.clear();
+  for (int cluster = 0; cluster < kClusterCount; ++cluster) ReadCluster(cluster, Pass::kFirst);
+  LookAgain();
+  FindRunEnds();
+  RunSearches();
+  ChooseNewest();
+  BuildClock();
+}
+
+bool RingSurvey::ReadCluster(int cluster, Pass pass) {
+  Images images;
+  CopyState states[2];
+  for (const int file : {0, 1})
+    states[file] = pass == Pass::kFirst ? File(file).ReadInTurn(cluster, images.bytes[file])
+                                        : File(file).Read(cluster, images.bytes[file]);
+  ClusterFacts facts;
+  facts.copy[0] = FactsOf(states[0], images[0]);
+  const bool same = states[0] == states[1] && std::memcmp(images[0], images[1], kClusterBytes) == 0;
+  facts.copy[1] = same ? facts.copy[0] : FactsOf(states[1], images[1]);
+  Compare(facts, images);
+  times_.erase(cluster);
+  if (facts.HoldsData() && facts.Best().content.tags.test(TAG_TIME)) {
+    TimeSink sink(times_[cluster]);
+    WalkCluster(images[facts.best], facts.Best().used_bytes, &sink);
+  }
+  ClusterFacts& kept = clusters_[static_cast<std::size_t>(cluster)];
+  const bool changed = !SameCopy(kept.copy[0], facts.copy[0]) ||
+                       !SameCopy(kept.copy[1], facts.copy[1]) || kept.relation != facts.relation;
+  kept = facts;
+  return changed;
+}
+
+// What is absent stays so.
+bool RingSurvey::NeedsSecondLook(int cluster) const {
+  const ClusterFacts& facts = At(cluster);
+  const auto doubtful = [](const CopyFacts& copy) {
+    return !IsSound(copy.state) && copy.state != CopyState::kAbsent;
+  };
+  return doubtful(facts.copy[0]) || doubtful(facts.copy[1]) ||
+         (facts.relation >= Relation::kShorter);
+}
+
+void RingSurvey::LookAgain() {
+  constexpr int kMostRounds = 3;
+  bool changed = true;
+  for (int round = 0; round < kMostRounds && changed; ++round) {
+    changed = false;
+    for (int cluster = 0; cluster < kClusterCount; ++cluster)
+      if (NeedsSecondLook(cluster) && ReadCluster(cluster, Pass::kAgain)) changed = true;
+  }
+}
+
+// Clusters that cannot be read are stepped over.
+void RingSurvey::FindRunEnds() {
+  run_ends_.clear();
+  int before = -1;  // the last cluster with known content, going round the ring
+  for (int cluster = kClusterCount - 1; cluster >= 0 && before < 0; --cluster)
+    if (At(cluster).Known()) before = cluster;
+  for (int cluster = 0; cluster < kClusterCount && before >= 0; ++cluster) {
+    if (!At(cluster).Known()) continue;
+    const bool drops = !At(cluster).HoldsData() || before == cluster ||
+                       (At(cluster).FirstTick() < At(before).FirstTick());
+    if (At(before).HoldsData() && drops) run_ends_.push_back(before);
+    before = cluster;
+  }
+}
+
+// Where there are several runs, the recorder's own search decides.
+void RingSurvey::ChooseNewest() {
+  newest_ = -1;
+  const auto ends_later = [this](int a, int b) { return At(a).LastTick() < At(b).LastTick(); };
+  if (run_ends_.empty()) return;
+  newest_ = *std::max_element(run_ends_.begin(), run_ends_.end(), ends_later);
+  const SearchResult& search = SearchOfBest();
+  if (search.found &&
+      std::find(run_ends_.begin(), run_ends_.end(), search.newest) != run_ends_.end())
+    newest_ = search.newest;
+}
+
+int RingSurvey::Oldest() const {
+  int cluster = newest_;
+  do cluster = NextCluster(cluster);
+  while (cluster != newest_ && !At(cluster).HoldsData());
+  return cluster;
+}
+
+bool RingSurvey::IsBeingWritten(int cluster) const {
+  return std::any_of(run_ends_.begin(), run_ends_.end(),
+                     [cluster](int end) { return cluster == end || cluster == PrevCluster(end); });
+}
+
+void RingSurvey::RunSearches() {
+  std::array<std::vector<unsigned int>, 3> first_ticks;
+  for (auto& ticks : first_ticks) ticks.reserve(clusters_.size());
+  for (const ClusterFacts& facts : clusters_) {
+    for (const std::size_t file : {0U, 1U})
+      first_ticks[file].push_back(IsSound(facts.copy[file].state) ? facts.copy[file].first_tick
+                                                                  : kUnreadableSt);
+    first_ticks[2].push_back(facts.Known() ? facts.Best().first_tick : kUnreadableSt);
+  }
+  for (std::size_t i = 0; i < searches_.size(); ++i)
+    searches_[i] = SearchLastPosition(first_ticks[i]);
+}
+
+bool RingSurvey::OnSearchPath(int cluster) const {
+  return std::any_of(searches_.begin(), searches_.end(), [cluster](const SearchResult& search) {
+    return std::find(search.path.begin(), search.path.end(), cluster) != search.path.end();
+  });
+}
+
+void RingSurvey::BuildClock() {
+  clock_ = RecordedClock();
+  if (Empty()) return;
+  int cluster = newest_;
+  do {
+    cluster = NextCluster(cluster);
+    const auto found = times_.find(cluster);
+    if (found == times_.end()) continue;
+    for (const TimeReading& reading : found->second) clock_.Add(reading.tick, reading.time_s);
+  } while (cluster != newest_);
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,44 @@
+#include "tools/scrub_command.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "tools/check_command.h"
+#include "tools/console.h"
+#include "tools/ring_report.h"
+#include "tools/ring_scrub.h"
+#include "tools/store_lock.h"
+#include "tools/store_path.h"
+
+namespace vmr::tool {
+namespace {
+
+// The account of the work, whether it was finished or not.
+bool Mend(const std::string& base, RingSurvey& survey) {
+  RingScrub scrub(base, survey);
+  const bool done = scrub.Run();
+  fmt::print("{}", scrub.Account().empty() && done ? "nothing to mend\n" : scrub.Account());
+  return done;
+}
+
+}  // namespace
+
+int Scrub(const std::string& store) {
+  const auto base = RingToSurvey(store);
+  if (!base) return kExitFailure;
+  StoreLock lock("end it first");
+  if (!lock.Before(*base)) return kExitFailure;
+  RingSurvey survey(RingFile(*base, 1), RingFile(*base, 2));
+  survey.Read();
+  if (!CouldBeRead(survey) || !Mend(*base, survey) || !lock.After(*base)) return kExitFailure;
+  survey.Read();
+  const std::vector<Finding> findings = FindAll(survey);
+  const RingReport report(*base, survey, findings);
+  fmt::print("{}", report.Text());
+  if (std::fflush(stdout) == 0) return report.ExitCode();
+  Say("standard output: write error");
+  return kExitFailure;
+}
+
+}  // namespace vmr::tool
