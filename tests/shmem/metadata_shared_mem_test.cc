@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 #include <string.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "tests/support/bytes.h"
@@ -20,25 +19,25 @@ constexpr char kFile[] = "MetadataSharedMem.cc";
 constexpr char kNotAttached[] = "MetadataSharedMem::ShmemAttach - Shared Memory attachment failure";
 constexpr char kNotConnected[] = "MetadataSharedMem::MetadadataItems - MetadataMgr not connected";
 
-// While it lives, nothing that needs a new descriptor can be had, and so no area
-// can be attached.
-class NoDescriptors {
+// While it lives, a directory has the area's name, and no area can be attached.
+class NoArea {
  public:
-  NoDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit none{0, before_.rlim_max};
-    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  NoArea() {
+    shm_unlink("/vmr.M");
+    EXPECT_EQ(mkdir(kPath, 0700), 0);
   }
-  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-  NoDescriptors(const NoDescriptors&) = delete;
-  NoDescriptors& operator=(const NoDescriptors&) = delete;
+  ~NoArea() { rmdir(kPath); }
+  NoArea(const NoArea&) = delete;
+  NoArea& operator=(const NoArea&) = delete;
 
- private:
-  rlimit before_{};
+  static constexpr char kPath[] = "/dev/shm/vmr.M";
 };
 
 class MetadataSharedMemory : public MetadataManagersArea {
  protected:
+  // What a test that was killed may have left is no hindrance.
+  MetadataSharedMemory() { rmdir(NoArea::kPath); }
+
   // The area as the metadata manager has it.
   unsigned char* ManagersArea() {
     void* const area = manager_.Attach(88, 'M');
@@ -94,7 +93,7 @@ TEST_F(MetadataSharedMemory, IsSharedWithTheManagerToItsLastByte) {
 TEST_F(MetadataSharedMemory, IsAttachedOnce) {
   EXPECT_EQ(link_.ShmemAttach(), 1);
   unsigned char* const items = link_.MetadataItems(false);
-  const NoDescriptors no_descriptors;  // a second attachment would fail
+  const NoArea no_area;  // a second attachment would fail
   EXPECT_EQ(link_.ShmemAttach(), 1);
   EXPECT_EQ(link_.Init(false), 1);
   EXPECT_EQ(link_.MetadataItems(false), items);
@@ -110,7 +109,7 @@ TEST_F(MetadataSharedMemory, IsGivenUpWithTheLink) {
 }
 
 TEST_F(MetadataSharedMemory, ThatCannotBeAttachedIsLoggedAndNull) {
-  const NoDescriptors no_descriptors;
+  const NoArea no_area;
   EXPECT_EQ(link_.ShmemAttach(), 0);
   EXPECT_THAT(log_.Entries(), ElementsAre(AttachmentFailure()));
   EXPECT_EQ(link_.Init(true), 0);
@@ -123,7 +122,7 @@ TEST_F(MetadataSharedMemory, ThatCannotBeAttachedIsLoggedAndNull) {
 
 TEST_F(MetadataSharedMemory, IsTriedAgainAfterAFailure) {
   {
-    const NoDescriptors no_descriptors;
+    const NoArea no_area;
     EXPECT_EQ(link_.MetadataItems(false), nullptr);
   }
   log_.Clear();

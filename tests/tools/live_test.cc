@@ -18,10 +18,12 @@ TEST_F(LiveTest, TheEndOfAllInputsEndsTheRecording) {
   const Finished live =
       Run({"record", "s", "--input", "-"}, "{\"event\":\"bookmark\",\"tick\":4000000000}\nx\n");
   EXPECT_EQ(live.exit_code, 0);
-  EXPECT_EQ(live.err,
-            "vmr: standard input:2: not valid JSON at column 1\n"
-            "vmr: s: recorded ticks 1 to 1\n"
-            "vmr: s: 2 lines, 0 fixes, 0 losses of fix, 1 events, 1 lines skipped\n");
+  // One tick, and on a busy machine a few more.
+  EXPECT_THAT(live.err,
+              testing::MatchesRegex("vmr: standard input:2: not valid JSON at column 1\n"
+                                    "vmr: s: recorded ticks 1 to [0-9]+\n"
+                                    "vmr: s: 2 lines, 0 fixes, 0 losses of fix, 1 events, 1 lines "
+                                    "skipped\n"));
   EXPECT_THAT(Items(), ElementsAre(kBookmark));
 }
 
