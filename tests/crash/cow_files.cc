@@ -324,7 +324,7 @@ off_t CowFiles::Lseek(int fd, off_t offset, int whence) {
   Descriptor& descriptor = *Find(fd);
   if (Strikes(Note(Call::kLseek, descriptor.name))) return FailWith(fault_.error);
   if (whence != SEEK_SET) GiveUp("lseek from elsewhere");
-  descriptor.offset = offset;
+  descriptor.offset = static_cast<long>(offset);
   return offset;
 }
 
