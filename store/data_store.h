@@ -68,7 +68,8 @@ struct StateMirror {
 // Threads  none; one store is used by one thread at a time.
 // Errors   results are nonzero for success; failures are logged. Nothing
 //          throws, and nothing on the way of an item to its packet allocates.
-// Units    ticks, two a second, unsigned 32-bit; differences survive a wrap.
+// Units    ticks, two a second, unsigned 32-bit; differences survive a wrap, but
+//          an event's tick is compared as a plain number with that of the slack.
 //          Slack: ticks that an item may wait for others of its packet.
 class DataStore {
  public:

@@ -25,6 +25,32 @@ void LoseUnsynced(CowFiles& files, const Session& session, const std::vector<std
   }
 }
 
+// "single/SCENARIO/r3/t1", what replay ids of a round begin with.
+std::string Prefix(const char* kind, const Scenario& scenario, unsigned int round, int turn) {
+  return std::string(kind) + "/" + scenario.name + "/" + Numbered("r", round) + "/" +
+         Numbered("t", turn);
+}
+
+// A recording session from a scenario's start on, every step of it kept. The
+// files are at the start again.
+struct Course {
+  Course(const Scenario& scenario, unsigned int round, int turn, CowFiles& files)
+      : maker(scenario.pattern, round, 400000),
+        start(MakeStart(scenario, maker, turn, files)),
+        before(start.stream.Count()) {
+    const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
+    for (const Packet& packet : packets) start.stream.Add(packet);
+    const CowFiles::Mark mark = files.Set();
+    session = Record(files, packets);
+    files.Undo(mark, true);
+  }
+
+  PacketMaker maker;
+  Start start;  // its stream: with the session's packets
+  int before;   // packets at the start
+  Session session;
+};
+
 class Cuts {
  public:
   explicit Cuts(Run& run) : run_(run), check_(files_, run.counts) {}
@@ -88,24 +114,16 @@ void Cuts::VisitUnsynced(const std::string& prefix, const Session& session, std:
 }
 
 void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
-  const std::string prefix = std::string("single/") + scenario.name + "/" + Numbered("r", round) +
-                             "/" + Numbered("t", turn);
+  const std::string prefix = Prefix("single", scenario, round, turn);
   if (!run_.WantsSome(prefix + "/")) return;
-  PacketMaker maker(scenario.pattern, round, 400000);
-  Start start = MakeStart(scenario, maker, turn, files_);
-  const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
-  const int before = start.stream.Count();
-  for (const Packet& packet : packets) start.stream.Add(packet);
-
-  const CowFiles::Mark mark = files_.Set();
-  const Session session = Record(files_, packets);
-  files_.Undo(mark, true);
+  Course course(scenario, round, turn, files_);
+  const Session& session = course.session;
   for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
     const Step& step = session.steps[n];
     const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
     Expected expected;
-    expected.stream = &start.stream;
-    expected.at_least = before + step.acknowledged;
+    expected.stream = &course.start.stream;
+    expected.at_least = course.before + step.acknowledged;
     expected.at_most = expected.at_least + 1;
     if (run_.WantsSome(step_prefix + "/")) {
       VisitUnsynced(step_prefix, session, n, expected);
@@ -116,7 +134,8 @@ void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
     }
     files_.SetPage(step.write.name, step.write.page, step.write.after);
   }
-  if (!run_.Enough(true)) VisitClosed(prefix + "/closed", session, start.stream, before);
+  if (!run_.Enough(true))
+    VisitClosed(prefix + "/closed", session, course.start.stream, course.before);
 }
 
 void Cuts::VisitClosed(const std::string& id, const Session& session, const Stream& stream,
@@ -132,29 +151,21 @@ void Cuts::VisitClosed(const std::string& id, const Session& session, const Stre
 // ---- Two cuts ------------------------------------------------------------------------
 
 void Cuts::Doubles(const Scenario& scenario, unsigned int round, int turn) {
-  const std::string prefix = std::string("double/") + scenario.name + "/" + Numbered("r", round) +
-                             "/" + Numbered("t", turn);
+  const std::string prefix = Prefix("double", scenario, round, turn);
   if (!run_.WantsSome(prefix + "/")) return;
-  PacketMaker maker(scenario.pattern, round, 400000);
-  Start start = MakeStart(scenario, maker, turn, files_);
-  const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
-  const int before = start.stream.Count();
-  for (const Packet& packet : packets) start.stream.Add(packet);
-
-  const CowFiles::Mark mark = files_.Set();
-  const Session session = Record(files_, packets);
-  files_.Undo(mark, true);
+  Course course(scenario, round, turn, files_);
+  const Session& session = course.session;
   for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
     const Step& step = session.steps[n];
     const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
     // One torn image of each write, another one in every round.
-    int left = maker.Draw(CountTornImages(step.write.before, step.write.after));
+    int left = course.maker.Draw(CountTornImages(step.write.before, step.write.after));
     const auto visit = [&](const std::string& name, const Page& torn) {
       if (left-- != 0 || EscapesCrc(torn, step.write.before, step.write.after)) return;
       const CowFiles::Mark cut = files_.Set();
       files_.SetPage(step.write.name, step.write.page, torn);
-      SecondSession(step_prefix + "/" + name, start.stream, before + step.acknowledged,
-                    round + static_cast<unsigned int>(n));
+      SecondSession(step_prefix + "/" + name, course.start.stream,
+                    course.before + step.acknowledged, round + static_cast<unsigned int>(n));
       files_.Undo(cut);
     };
     if (run_.WantsSome(step_prefix + "/"))

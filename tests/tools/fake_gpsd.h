@@ -7,7 +7,7 @@
 namespace vmr::test {
 
 // Listens on a free port of this machine. A test accepts one connection at a
-// time; every wait ends after ten seconds, with a result of false.
+// time; every wait ends after two minutes, with a result of false.
 class FakeGpsd {
  public:
   FakeGpsd();

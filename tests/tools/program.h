@@ -30,8 +30,8 @@ class RunningProgram {
 
   void Write(const std::string& text) const;
   void Signal(int signal) const;
-  // Waits until the program has said `text` on standard error; false after ten
-  // seconds.
+  // Waits until the program has said `text` on standard error; false after two
+  // minutes.
   bool WaitForMessage(const std::string& text) const;
   // Ends its standard input and waits for it.
   Finished Finish();
