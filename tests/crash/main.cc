@@ -1,9 +1,9 @@
-// vmr_crash_states KIND [--states N] [--every N] [--seconds N] [--counts FILE]
+// vmr_crash_states KIND [--only ID] [--states N] [--every N] [--seconds N] [--counts FILE]
 // vmr_crash_states --replay ID
 //
-// Visits states that faults leave of a recording and checks each. Prints one line
-// of counts as JSON; exit code 1 when a check failed, with the command that
-// repeats it alone.
+// Visits states that faults leave of a recording, with --only those whose id begins
+// so, and checks each. Prints one line of counts as JSON; exit code 1 when a check
+// failed, with the command that repeats it alone.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -30,10 +30,10 @@ constexpr Kind kKinds[] = {
 };
 
 int Usage() {
-  std::fprintf(
-      stderr,
-      "usage: vmr_crash_states KIND [--states N] [--every N] [--seconds N] [--counts FILE]\n"
-      "       vmr_crash_states --replay ID\n");
+  std::fprintf(stderr,
+               "usage: vmr_crash_states KIND [--only ID] [--states N] [--every N] [--seconds N]\n"
+               "                             [--counts FILE]\n"
+               "       vmr_crash_states --replay ID\n");
   return 2;
 }
 
@@ -53,6 +53,7 @@ bool Parse(int argc, char** argv, Options* options) {
     if (argument == "--every") options->every = std::max(1L, std::strtol(value, nullptr, 10));
     if (argument == "--seconds") options->seconds = std::strtol(value, nullptr, 10);
     if (argument == "--counts") options->counts = value;
+    if (argument == "--only") options->only = value;
     if (argument == "--replay") options->replay = value;
   }
   if (!options->replay.empty())

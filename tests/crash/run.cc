@@ -1,21 +1,75 @@
 #include "tests/crash/run.h"
 
+#include <signal.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 
-namespace vmr::crash {
+// Of the sanitizers' runtime, where there is one.
+extern "C" void __sanitizer_set_death_callback(  // NOLINT: their name
+    void (*callback)()) __attribute__((weak));
 
-Run::Run(const Options& options) : options_(options), start_(std::chrono::steady_clock::now()) {}
+namespace vmr::crash {
+namespace {
+
+bool BeginsWith(const std::string& text, const std::string& beginning) {
+  return text.compare(0, beginning.size(), beginning) == 0;
+}
+
+// What is said if the library does not survive the state being visited.
+char g_last_words[1024];
+
+void Visiting(const std::string& id, const std::string& program) {
+  std::snprintf(g_last_words, sizeof(g_last_words),
+                "FAIL %s: not survived\n  alone: %s --replay %s\n", id.c_str(), program.c_str(),
+                id.c_str());
+}
+
+void SayLastWords() {
+  if (write(STDOUT_FILENO, g_last_words, strlen(g_last_words)) < 0) return;  // nobody listens
+}
+
+void DieOf(int signal_number) {
+  SayLastWords();
+  signal(signal_number, SIG_DFL);
+  raise(signal_number);
+}
+
+// A sanitizer that looks at a signal itself goes on doing so, and calls back. SIGTERM
+// is for a run that does not end.
+void NameTheStateWhenDying() {
+  if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(SayLastWords);
+  for (const int deadly : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTERM}) {
+    struct sigaction present {};
+    if (sigaction(deadly, nullptr, &present) == 0 && present.sa_handler == SIG_DFL)
+      signal(deadly, DieOf);
+  }
+}
+
+}  // namespace
+
+Run::Run(const Options& options) : options_(options), start_(std::chrono::steady_clock::now()) {
+  NameTheStateWhenDying();
+}
 
 bool Run::WantsSome(const std::string& prefix) const {
-  return !Replaying() || options_.replay.compare(0, prefix.size(), prefix) == 0;
+  if (Replaying()) return BeginsWith(options_.replay, prefix);
+  return BeginsWith(options_.only, prefix) || BeginsWith(prefix, options_.only);
 }
 
 bool Run::Wants(const std::string& id) {
-  if (Replaying() && id != options_.replay) return false;
+  if (!Replaying() && !BeginsWith(id, options_.only)) return false;
   if (!Replaying() && offered_++ % options_.every != 0) return false;
+  return WantsRare(id);
+}
+
+bool Run::WantsRare(const std::string& id) {
+  if (Replaying() ? id != options_.replay : !BeginsWith(id, options_.only)) return false;
   ++visited_;
+  Visiting(id, options_.program);
   return true;
 }
 

@@ -14,6 +14,7 @@ namespace vmr::crash {
 struct Options {
   std::string kind;     // "single", "double", ...
   std::string replay;   // the only state to visit; empty: all
+  std::string only;     // visit states whose id begins so
   std::string counts;   // file that gets the line of counts appended
   std::string program;  // for the command of a replay
   long states = 0;      // end of the last round that reaches so many
@@ -28,6 +29,9 @@ class Run {
 
   // False when the state is not to be visited in this run.
   bool Wants(const std::string& id);
+  // The same for one of a few of its kind, which is not left out for being one of
+  // many.
+  bool WantsRare(const std::string& id);
   // False when no state whose id begins so is.
   bool WantsSome(const std::string& prefix) const;
   // Prints the failure with the command that repeats it.
@@ -39,7 +43,7 @@ class Run {
   unsigned int ReplayedRound() const;
   bool Replaying() const { return !options_.replay.empty(); }
   // Some states are left out, and with them perhaps what the others would show.
-  bool Sampling() const { return options_.every > 1; }
+  bool Sampling() const { return options_.every > 1 || !options_.only.empty(); }
   long Visited() const { return visited_; }
   // Every so-many-th state is read back in full.
   bool IsSample() const { return Replaying() || visited_ % 4096 == 1; }
