@@ -252,6 +252,12 @@ void FailingCalls::FailAt(const std::string& prefix, const Fault& base, const Fa
 
 // ---- Judging ------------------------------------------------------------------------
 
+// Interrupted by a signal, these calls are made again.
+bool IsRepeated(Call call) {
+  return call == Call::kOpen || call == Call::kRead || call == Call::kWrite ||
+         call == Call::kLseek || call == Call::kFsync;
+}
+
 bool FailingCalls::BothThere() const {
   for (const int name : {kFile1, kFile2})
     if (!files_.Exists(name) || files_.Size(name) != static_cast<long>(kPages) * kPageBytes)
@@ -293,6 +299,8 @@ bool FailingCalls::MayGiveUp(const Fault& fault) const {
 std::string FailingCalls::Judge(const Fault& fault, const Session& session, int struck_in) {
   run_.counts["open_refused"] += session.opened ? 0 : 1;
   if (session.refused > 0) return "WriteData refused a packet";
+  if (fault.error == EINTR && IsRepeated(fault.call) && !session.opened)
+    return "an interrupted call was not repeated";
   const bool source_lost = files_.Exists(kCorrupt1) && case_.begin != Begin::kBothUnsearchable &&
                            case_.begin != Begin::kNoFiles;
   if (source_lost && !MayGiveUp(fault)) return "both files were given up";

@@ -31,6 +31,12 @@ std::string Prefix(const char* kind, const Scenario& scenario, unsigned int roun
          Numbered("t", turn);
 }
 
+bool IsClusterThenZeros(const Page& page) {
+  return page.used == kPageBytes && IsWholeCluster(page.bytes) &&
+         std::all_of(page.bytes + UsedBytes(page.bytes), page.bytes + kPageBytes,
+                     [](unsigned char byte) { return byte == 0; });
+}
+
 // A recording session from a scenario's start on, every step of it kept. The
 // files are at the start again.
 struct Course {
@@ -40,14 +46,29 @@ struct Course {
         before(start.stream.Count()) {
     const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
     for (const Packet& packet : packets) start.stream.Add(packet);
+    for (const Packet& packet : packets) lengths.push_back(static_cast<int>(packet.bytes.size()));
+    predicted = Predict(ImageOf(files, kFile1), ImageOf(files, kFile2));
     const CowFiles::Mark mark = files.Set();
     session = Record(files, packets);
     files.Undo(mark, true);
   }
 
+  // From sound files on every write is one that the flags ask for, of a cluster with
+  // nothing behind the bytes in use.
+  bool WritesAsPredicted() const {
+    const std::vector<ClusterWrite> right = PredictWrites(predicted, lengths);
+    return std::equal(session.steps.begin(), session.steps.end(), right.begin(), right.end(),
+                      [](const Step& step, const ClusterWrite& write) {
+                        return step.write.name == write.name && step.write.page == write.cluster &&
+                               IsClusterThenZeros(step.write.after);
+                      });
+  }
+
   PacketMaker maker;
-  Start start;  // its stream: with the session's packets
-  int before;   // packets at the start
+  Start start;               // its stream: with the session's packets
+  int before;                // packets at the start
+  std::vector<int> lengths;  // of the session's packets
+  Prediction predicted;      // of the start
   Session session;
 };
 
@@ -63,8 +84,9 @@ class Cuts {
   void VisitTorn(const std::string& id, const Done& write, const Page& torn, Expected expected);
   void VisitUnsynced(const std::string& prefix, const Session& session, std::size_t n,
                      const Expected& expected);
-  void Visit(const std::string& id, const Expected& expected, bool escaped);
-  void VisitClosed(const std::string& id, const Session& session, const Stream& stream, int before);
+  void Visit(const std::string& id, Expected expected, bool escaped);
+  void VisitUncut(const std::string& prefix, const Course& course);
+  void VisitEqual(const std::string& prefix, const Scenario& scenario, unsigned int round);
   void SecondSession(const std::string& prefix, const Stream& first, int at_least,
                      unsigned int seed);
 
@@ -73,10 +95,9 @@ class Cuts {
   StateCheck check_;
 };
 
-void Cuts::Visit(const std::string& id, const Expected& expected, bool escaped) {
-  Expected asked = expected;
-  asked.everything = run_.IsSample();
-  const std::string wrong = check_.Visit(asked);
+void Cuts::Visit(const std::string& id, Expected expected, bool escaped) {
+  expected.everything = expected.everything || run_.IsSample();
+  const std::string wrong = check_.Visit(expected);
   if (wrong.empty()) return;
   if (escaped) {
     ++run_.counts["losses_by_crc_coincidence"];
@@ -134,18 +155,35 @@ void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
     }
     files_.SetPage(step.write.name, step.write.page, step.write.after);
   }
-  if (!run_.Enough(true))
-    VisitClosed(prefix + "/closed", session, course.start.stream, course.before);
+  if (!run_.Enough(true)) VisitUncut(prefix, course);
+  if (!run_.Enough(true) && turn == 0) VisitEqual(prefix, scenario, round);
 }
 
-void Cuts::VisitClosed(const std::string& id, const Session& session, const Stream& stream,
-                       int before) {
+// After a clean close, all of it.
+void Cuts::VisitUncut(const std::string& prefix, const Course& course) {
+  if (run_.WantsRare(prefix + "/writes") && !course.WritesAsPredicted())
+    run_.Fail(prefix + "/writes", "a session on sound files wrote what it should not");
+  Expected expected;
+  expected.stream = &course.start.stream;
+  expected.at_least = expected.at_most = course.before + course.session.written;
+  if (!run_.WantsRare(prefix + "/closed")) return;
+  ++run_.counts["clean_closes"];
+  expected.everything = true;
+  Visit(prefix + "/closed", expected, false);
+}
+
+// Two files with the same content, as one filled from the other is.
+void Cuts::VisitEqual(const std::string& prefix, const Scenario& scenario, unsigned int round) {
+  if (!run_.WantsRare(prefix + "/equal")) return;
+  PacketMaker maker(scenario.pattern, round, 400000);
+  Stream stream;
+  int used = 0;
+  MakeFiles(scenario, maker, files_, &stream, &used);
   Expected expected;
   expected.stream = &stream;
-  expected.at_least = expected.at_most = before + session.written;
-  if (!run_.Wants(id)) return;
-  ++run_.counts["clean_closes"];
-  Visit(id, expected, false);
+  expected.at_least = expected.at_most = stream.Count();
+  ++run_.counts["equal_files"];
+  Visit(prefix + "/equal", expected, false);
 }
 
 // ---- Two cuts ------------------------------------------------------------------------
@@ -209,7 +247,9 @@ void Cuts::SecondSession(const std::string& prefix, const Stream& first, int at_
         step.acknowledged == 0 ? std::min(at_least, recovered) : recovered + step.acknowledged;
     expected.at_most = recovered + step.acknowledged + 1;
     expected.holder = step.holder == kAnyName ? holder : step.holder;
-    expected.may_recreate = true;
+    // The first cut left sectors of a cluster unreadable, and mending it makes them
+    // readable: torn, it may show the packet that the first cut interrupted.
+    if (step.acknowledged == 0) expected.resurfaced = &first;
     // All images of a write that changes little, a sample of the others.
     const int images = CountTornImages(step.write.before, step.write.after);
     const int stride = images / 40 + 1;

@@ -185,6 +185,10 @@ std::string StateCheck::CheckFirstOpen(const Expected& expected) {
 std::string StateCheck::CheckFound(const Expected& expected) {
   if (predicted_.outcome == Outcome::kRecreates) return "";
   found_ = expected.stream->PacketsIn(stream_);
+  if (found_ < 0 && expected.resurfaced != nullptr) {
+    found_ = expected.resurfaced->PacketsIn(stream_);
+    counts_["resurfaced_unacknowledged"] += found_ >= 0 ? 1 : 0;
+  }
   if (found_ < 0)
     return "what is read back (" + Number(static_cast<long>(stream_.size())) +
            " bytes) is not what was written";

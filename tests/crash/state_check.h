@@ -19,6 +19,9 @@ struct Expected {
   const Stream* stream = nullptr;
   int at_least = 0;  // packets
   int at_most = 0;
+  // What may be read back in its place, as many packets of it: a packet that was
+  // never acknowledged may have been unreadable, and be readable again.
+  const Stream* resurfaced = nullptr;
   // One packet less is allowed when the oracle finds this file (kFile1, kFile2)
   // unsearchable; kAnyName: never.
   int holder = kAnyName;
