@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <tuple>
 
 #include "tests/support/reference_crc.h"
 
@@ -42,6 +43,12 @@ bool HasEqualFirstTicks(const Prediction& predicted) {
   const Position& one = predicted.file[0];
   const Position& two = predicted.file[1];
   return one.found && two.found && one.newest != two.newest && one.newest_st == two.newest_st;
+}
+
+bool operator==(const Position& a, const Position& b) {
+  if (!a.found || !b.found) return a.found == b.found;
+  return std::tie(a.newest, a.newest_st, a.oldest, a.oldest_st, a.size) ==
+         std::tie(b.newest, b.newest_st, b.oldest, b.oldest_st, b.size);
 }
 
 std::string Number(long number) { return std::to_string(number); }
