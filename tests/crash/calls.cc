@@ -6,23 +6,13 @@
 #include <map>
 #include <string>
 
+#include "tests/crash/beginnings.h"
 #include "tests/crash/rounds.h"
 #include "tests/crash/run.h"
 #include "tests/crash/sessions.h"
 
 namespace vmr::crash {
 namespace {
-
-// What the files are like when the session begins.
-enum class Begin {
-  kRing,
-  kNoFiles,
-  kFile1Missing,
-  kFile2Missing,
-  kFile1Empty,
-  kBothUnsearchable,
-  kWrongMode
-};
 
 struct Case {
   std::string name;
@@ -109,6 +99,7 @@ class FailingCalls {
   std::string CompareClosedClusters() const;
   bool BothThere() const;
   bool LacksEndOfPrevious() const;
+  bool OldRecordingIsGone() const;
   bool MayGiveUp(const Fault& fault) const;
 
   Run& run_;
@@ -128,14 +119,6 @@ class FailingCalls {
 
 // ---- Preparing ----------------------------------------------------------------------
 
-void SpoilBothSearches(CowFiles& files) {
-  for (const int name : {kFile1, kFile2}) {
-    Page page = files.PageAt(name, 16383);
-    page.bad_sectors = 1;
-    files.SetPage(name, 16383, page);
-  }
-}
-
 void FailingCalls::Prepare(const Case& situation, unsigned int round) {
   case_ = situation;
   PacketMaker maker(situation.scenario->pattern, round, 400000);
@@ -144,13 +127,8 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
   const bool file1_wrote_last =
       begin == Begin::kRing ? round % 2 == 1 : begin == Begin::kFile2Missing;
   start_ = MakeStart(*situation.scenario, maker, file1_wrote_last ? 1 : 0, files_);
-  if (begin == Begin::kFile1Empty) MakeEmptyRing(files_, kFile1);
-  if (begin == Begin::kNoFiles || begin == Begin::kFile1Missing) files_.TakeName(kFile1);
-  if (begin == Begin::kNoFiles || begin == Begin::kFile2Missing) files_.TakeName(kFile2);
-  if (begin == Begin::kBothUnsearchable) SpoilBothSearches(files_);
-  for (const int name : {kFile1, kFile2})
-    if (begin == Begin::kWrongMode) files_.SetMode(name, S_IFREG | 0644);
-  if (begin == Begin::kNoFiles || begin == Begin::kBothUnsearchable) start_ = Start{};
+  Bring(begin, files_);
+  if (BeginsAnew(begin)) start_ = Start{};
   before_ = start_.stream.Count();
   packets_ = MakePackets(maker, start_.used, situation.closings, situation.more);
   stream_ = shorter_stream_ = start_.stream;
@@ -279,6 +257,15 @@ bool FailingCalls::LacksEndOfPrevious() const {
   return UsedBytes(one) != UsedBytes(two) && std::equal(one + 7, one + common, two + 7);
 }
 
+// Set aside, or no file holds the cluster that it ended in.
+bool FailingCalls::OldRecordingIsGone() const {
+  const auto holds = [&](int name) {
+    unsigned char bytes[kPageBytes];
+    return files_.ReadRaw(name, case_.scenario->cluster, bytes) && FirstTick(bytes) != 0xFFFFFFFF;
+  };
+  return files_.Exists(kCorrupt1) || (!holds(kFile1) && !holds(kFile2));
+}
+
 // Both files are given up when neither can be read, or the only one there is
 // cannot be.
 bool FailingCalls::MayGiveUp(const Fault& fault) const {
@@ -293,8 +280,7 @@ bool FailingCalls::MayGiveUp(const Fault& fault) const {
 std::string FailingCalls::Judge(const Fault& fault, const Session& session, int struck_in) {
   run_.counts["open_refused"] += session.opened ? 0 : 1;
   if (session.refused > 0) return "WriteData refused a packet";
-  const bool source_lost = files_.Exists(kCorrupt1) && case_.begin != Begin::kBothUnsearchable &&
-                           case_.begin != Begin::kNoFiles;
+  const bool source_lost = !BeginsAnew(case_.begin) && OldRecordingIsGone();
   if (source_lost && !MayGiveUp(fault)) return "both files were given up";
   run_.counts["documented_given_up_unreadable"] += source_lost ? 1 : 0;
   const int total = static_cast<int>(packets_.size());

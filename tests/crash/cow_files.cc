@@ -112,6 +112,8 @@ Page CowFiles::MakePage(const unsigned char* bytes, int used) {
 
 long CowFiles::Size(int name) const { return names_[Index(name)]->size; }
 
+mode_t CowFiles::Mode(int name) const { return names_[Index(name)]->mode; }
+
 const Page& CowFiles::PageAt(int name, int page) const {
   static const Page kNone;
   const File& file = *names_[Index(name)];
@@ -175,6 +177,10 @@ int CowFiles::Lookup(const char* path) {
   GiveUp(path);
 }
 
+bool CowFiles::LeadsToFile(int name) const {
+  return Exists(name) && !S_ISLNK(names_[Index(name)]->mode);
+}
+
 CowFiles::Descriptor* CowFiles::Find(int fd) {
   const std::size_t index = Index(fd - kFirstDescriptor);
   if (fd < kFirstDescriptor || index >= descriptors_.size() || !descriptors_[index].open)
@@ -210,7 +216,7 @@ int CowFiles::Open(const char* path, int flags, mode_t mode) {
   if (Strikes(note)) return FailWith(fault_.error);
   if ((flags & O_CLOEXEC) == 0) GiveUp("open without close-on-exec");
   if (name != kDirectory && (flags & (O_CREAT | O_TRUNC)) != 0) MakeFile(name, 0, S_IFREG | mode);
-  if (name != kDirectory && !Exists(name)) return FailWith(ENOENT);
+  if (name != kDirectory && !LeadsToFile(name)) return FailWith(ENOENT);
   for (std::size_t index = 0; index < descriptors_.size(); ++index) {
     if (descriptors_[index].open) continue;
     descriptors_[index] = {name == kDirectory ? nullptr : names_[Index(name)], name, true, 0};
@@ -349,7 +355,7 @@ int CowFiles::Stat(const char* path, struct stat* status) {
     stat_struck_ = true;
     return FailWith(EIO);
   }
-  if (!Exists(name)) return FailWith(ENOENT);
+  if (!LeadsToFile(name)) return FailWith(ENOENT);
   *status = {};
   status->st_size = Size(name);
   status->st_mode = names_[Index(name)]->mode;
@@ -359,7 +365,7 @@ int CowFiles::Stat(const char* path, struct stat* status) {
 int CowFiles::Chmod(const char* path, mode_t mode) {
   const int name = Lookup(path);
   if (Strikes(Note(Call::kChmod, name))) return FailWith(fault_.error);
-  if (!Exists(name)) return FailWith(ENOENT);
+  if (!LeadsToFile(name)) return FailWith(ENOENT);
   SetMode(name, (names_[Index(name)]->mode & static_cast<mode_t>(S_IFMT)) | mode);
   return 0;
 }

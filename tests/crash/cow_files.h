@@ -88,6 +88,9 @@ class CowFiles : public FileOps {
 
   // ---- Setting up and looking; none of these counts as a call --------------------
 
+  // A page's 4096 bytes.
+  static void Fill(const Page& page, unsigned char* to);
+
   // Forgets everything, the pages included.
   void Clear();
   // A file of kPages pages without content.
@@ -104,8 +107,12 @@ class CowFiles : public FileOps {
   unsigned char* Allocate(std::size_t bytes);
   Page MakePage(const unsigned char* bytes, int used);
 
+  // A name that leads to no file, as a symbolic link to nothing.
+  void MakeDangling(int name) { MakeFile(name, 0, S_IFLNK | 0777); }
+
   bool Exists(int name) const { return names_[static_cast<std::size_t>(name)] != nullptr; }
   long Size(int name) const;
+  mode_t Mode(int name) const;
   const Page& PageAt(int name, int page) const;
   // The page's bytes; false when the device cannot read it or does not have it.
   bool ReadRaw(int name, int page, unsigned char* to) const;
@@ -118,6 +125,11 @@ class CowFiles : public FileOps {
     mode_t mode = 0;
   };
   using Names = std::array<File*, kNames>;
+  const Names& NamesNow() const { return names_; }
+  // A file without a name, empty, and the naming of one. Its pages may be filled
+  // at once: undoing a mark set before takes the whole file.
+  File* NewFile();
+  void NameFile(int name, File* file) { names_[static_cast<std::size_t>(name)] = file; }
   struct Mark {
     std::size_t changes;
     std::size_t files;
@@ -179,13 +191,15 @@ class CowFiles : public FileOps {
   static constexpr int kFirstDescriptor = 3;
   static constexpr std::size_t kChunkBytes = 1 << 20;
 
-  File* NewFile();
   static int Lookup(const char* path);
   Descriptor* Find(int fd);
   Done Note(Call call, int name) const;
-  // Adds the call; true when the fault strikes it.
+  // Bytes that a shortened call moves.
   std::size_t Shortened(std::size_t count) const;
+  // Adds the call; true when the fault strikes it.
   bool Strikes(const Done& done);
+  // The name leads to a file of whatever kind.
+  bool LeadsToFile(int name) const;
   int FailWith(int error);
   void NoteSize(File& file);
   void ChangePage(File& file, int page, const Page& content);
@@ -193,7 +207,6 @@ class CowFiles : public FileOps {
   long MoveIn(Descriptor& descriptor, const unsigned char* data, std::size_t count);
   void Advance(Descriptor& descriptor, long bytes);
   static long MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t count);
-  static void Fill(const Page& page, unsigned char* to);
 
   Names names_{};
   std::vector<std::unique_ptr<File>> files_;

@@ -67,6 +67,7 @@ void EnumerateSingleCuts(Run& run);
 void EnumerateDoubleCuts(Run& run);
 void EnumerateDamage(Run& run);
 void EnumerateFailingCalls(Run& run);
+void EnumerateFileFaults(Run& run);
 
 }  // namespace vmr::crash
 

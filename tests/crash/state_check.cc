@@ -179,6 +179,8 @@ std::string StateCheck::CheckFirstOpen(const Expected& expected) {
     return "a file was set aside, or was not";
   std::string wrong = CompareOpened(store, predicted_);
   if (!wrong.empty()) return wrong;
+  for (const int name : {kFile1, kFile2})
+    if (files_.Mode(name) != (S_IFREG | 0660)) return "the mode of a file is not set right";
   const bool recreated = predicted_.outcome == Outcome::kRecreates;
   if (!ReadStream(store, recreated ? 0 : expected.stream->from_cluster, &stream_))
     return "reading back failed";
