@@ -20,8 +20,9 @@ inline constexpr int kSectorBytes = 512;
 inline constexpr int kSectors = kPageBytes / kSectorBytes;
 inline constexpr char kBase[] = "/m/r";
 
-// The names that a ring store uses. kDirectory is the folder of all of them.
-enum Name { kFile1, kFile2, kTmp1, kTmp2, kCorrupt1, kNames, kDirectory = kNames, kAnyName };
+// The names that a ring store uses, and a flat file. kDirectory is the folder of
+// all of them.
+enum Name { kFile1, kFile2, kTmp1, kTmp2, kCorrupt1, kFlat, kNames, kDirectory = kNames, kAnyName };
 const char* PathOf(int name);
 
 enum class Call {
@@ -36,6 +37,7 @@ enum class Call {
   kRename,
   kUnlink,
   kSystem,
+  kUsleep,
   kCount
 };
 const char* NameOf(Call call);
@@ -61,18 +63,20 @@ struct Done {
   bool create;         // of kOpen
   int error;           // 0 when it succeeded
   Page before, after;  // of a successful kWrite within one page
+  long offset = 0;     // of kLseek
+  int whence = 0;
 };
 
 // What a call does instead of its work.
 struct Fault {
   Call call = Call::kCount;  // kCount: no fault
   int name = kAnyName;
-  int skip = 0;                    // matching calls before it strikes
-  bool forever = false;            // or once
-  int error = 0;                   // errno, or 0 for one of the following
-  int short_by = 0;                // so many bytes less are moved, at least one; none from 4096 on
-  bool stat_fails_behind = false;  // so does the stat right behind it
-  bool lost = false;               // reports success, stores nothing
+  int skip = 0;             // matching calls before it strikes
+  bool forever = false;     // or once
+  int error = 0;            // errno, or 0 for one of the following
+  int short_by = 0;         // so many bytes less are moved, at least one; none from 4096 on
+  bool next_fails = false;  // so does the stat or the usleep right behind it
+  bool lost = false;        // reports success, stores nothing
 };
 
 // Page tables over shared pages; a write makes a new page and notes the old one.
@@ -149,14 +153,17 @@ class CowFiles : public FileOps {
   void SetFault(const Fault& fault) {
     fault_ = fault;
     struck_ = 0;
-    stat_struck_ = false;
+    next_struck_ = false;
   }
   void ClearFault() { fault_ = {}; }
   // How often the fault struck.
   int Struck() const { return struck_; }
-  bool StatStruck() const { return stat_struck_; }
+  bool NextStruck() const { return next_struck_; }
   // The call that the fault struck first: an index into Calls().
   std::size_t FirstStruck() const { return first_struck_; }
+
+  // Descriptor 0 is handed out first, as in a process whose standard input is closed.
+  void FreeDescriptorZero(bool free) { zero_is_free_ = free; }
 
   // ---- FileOps ---------------------------------------------------------------------
 
@@ -188,7 +195,6 @@ class CowFiles : public FileOps {
     long size;
     mode_t mode;
   };
-  static constexpr int kFirstDescriptor = 3;
   static constexpr std::size_t kChunkBytes = 1 << 20;
 
   static int Lookup(const char* path);
@@ -206,6 +212,7 @@ class CowFiles : public FileOps {
   Page NewPage(const unsigned char* bytes);
   long MoveIn(Descriptor& descriptor, const unsigned char* data, std::size_t count);
   void Advance(Descriptor& descriptor, long bytes);
+  bool StrikesNext();
   static long MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t count);
 
   Names names_{};
@@ -219,7 +226,8 @@ class CowFiles : public FileOps {
   Fault fault_;
   int struck_ = 0;
   std::size_t first_struck_ = 0;
-  bool stat_struck_ = false;
+  bool next_struck_ = false;
+  bool zero_is_free_ = false;
   FileOps* before_;
 };
 
