@@ -194,8 +194,12 @@ class RingMaker {
 
 }  // namespace
 
-RingInput MakeRing(InputBytes& input, MemoryFiles& files) {
+void MakeEmptyRing(MemoryFiles& files, const char* path) {
   static const Page kEmpty = NeverWritten();
+  files.MakeFile(path, kRingFileBytes, kEmpty);
+}
+
+RingInput MakeRing(InputBytes& input, MemoryFiles& files) {
   RingInput ring;
   ring.flags = input.Byte();
   ring.read_only = (ring.flags & kReadOnly) != 0;
@@ -203,7 +207,7 @@ RingInput MakeRing(InputBytes& input, MemoryFiles& files) {
   ring.tick_a = input.Le32();
   ring.tick_b = input.Le32();
   files.Clear();
-  for (const char* const path : {kFile1, kFile2}) files.MakeFile(path, kRingFileBytes, kEmpty);
+  for (const char* const path : {kFile1, kFile2}) MakeEmptyRing(files, path);
   RingMaker maker(input, files, ring);
   while (!input.AtEnd() && ring.clusters.size() < kMostClusters) maker.AddCluster();
   MakeOdd(files, kFile1, odd & 15);

@@ -56,6 +56,9 @@ struct RingInput {
   long payload_bytes = 0;     // at most so many are in all of them
 };
 
+// A file of clusters that were never written.
+void MakeEmptyRing(MemoryFiles& files, const char* path);
+
 // Puts the input's files in place; all other clusters were never written.
 RingInput MakeRing(InputBytes& input, MemoryFiles& files);
 
