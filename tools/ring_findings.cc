@@ -184,6 +184,7 @@ class Collector {
       kind = FindingKind::kBehind;
     Finding finding = About(cluster, kind, file);
     finding.good_file = 3 - file;
+    if (kind == FindingKind::kWrongPackets) finding.last_packet_open = MayHoldLastPacket(cluster);
     if (kind == FindingKind::kBehind) NarrowToLag(finding, Copy(cluster, file));
     Add(finding);
   }

@@ -22,7 +22,8 @@ enum class Relation : unsigned char {
   kEqual,
   kShorter,   // the other one is a beginning of the best one
   kOlder,     // the other one is of an earlier time, or was never written
-  kFaulty,    // the other one has unsound packets where the best one has none
+  kFaulty,    // the other one has unsound packets where the best one has none,
+              // or its CRC is right by chance
   kConflict,  // both are sound, different, and nothing tells which is right
 };
 
