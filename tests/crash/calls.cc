@@ -102,7 +102,7 @@ class FailingCalls {
   void FailCall(const std::string& prefix, Call call, int name);
   void FailAt(const std::string& prefix, const Fault& fault, const FaultKind& kind, int k,
               bool forever);
-  bool IsDull(const Done& done, int nth) const;
+  static bool IsDull(const Done& done, int nth);
   std::string Judge(const Fault& fault, const Session& session, int struck_in);
   std::string Reopen();
   Expected Promise(const Fault& fault, const Session& session, int struck_in) const;
@@ -125,7 +125,6 @@ class FailingCalls {
   Stream new_stream_;           // them alone
   std::vector<Done> baseline_;  // the session's calls when nothing fails
   std::map<std::string, long> sites_;
-  unsigned int seed_ = 0;
 };
 
 // ---- Preparing ----------------------------------------------------------------------
@@ -168,7 +167,6 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
   Record(files_, packets_);
   baseline_ = files_.Calls();
   files_.Undo(mark);
-  seed_ = round;
 }
 
 // ---- Failing ------------------------------------------------------------------------
@@ -183,13 +181,9 @@ void FailingCalls::Enumerate(const Case& situation, unsigned int round) {
       if (!run_.Enough(true)) FailCall(prefix + "/", static_cast<Call>(call), name);
 }
 
-// Of a long row of like calls a few will do; of the reads and seeks every third,
-// others in every round.
-bool FailingCalls::IsDull(const Done& done, int nth) const {
-  if (done.call == Call::kWrite && IsNewFile(done.name))
-    return nth % 8192 > 1 && nth % 32768 < 32766;
-  const bool frequent = done.call == Call::kRead || done.call == Call::kLseek;
-  return frequent && (static_cast<unsigned int>(nth) + seed_) % 3 != 0;
+// Of the 32768 like writes of a new file a few will do.
+bool FailingCalls::IsDull(const Done& done, int nth) {
+  return done.call == Call::kWrite && IsNewFile(done.name) && nth % 8192 > 1 && nth % 32768 < 32766;
 }
 
 void FailingCalls::FailCall(const std::string& prefix, Call call, int name) {
