@@ -79,6 +79,13 @@ class RingSurvey {
   // one file may lack its latest packets.
   bool IsBeingWritten(int cluster) const;
 
+  // The file that a recorder would go on with: 0 or 1. Of copies in conflict its
+  // are the best ones, so that two recordings are not mixed.
+  int LastWriter() const;
+  // Several clusters hold data in both files, and it is nowhere the same: the files
+  // are of two recordings, or one is older by a whole lap.
+  bool IsOfTwoRecordings() const;
+
   // The recorder's search, in one file as it is and in the best copies of all.
   const SearchResult& SearchOf(int file) const { return searches_[static_cast<std::size_t>(file)]; }
   const SearchResult& SearchOfBest() const { return searches_[2]; }
@@ -100,9 +107,11 @@ class RingSurvey {
   bool ReadCluster(int cluster, Pass pass);
   bool NeedsSecondLook(int cluster) const;
   void LookAgain();
+  void SearchFiles();
+  void SettleConflicts();
   void FindRunEnds();
+  void SearchBestCopies();
   void ChooseNewest();
-  void RunSearches();
   void BuildClock();
 
   std::array<ClusterFile, 2> files_;
@@ -111,6 +120,7 @@ class RingSurvey {
   std::vector<int> run_ends_;
   int newest_ = -1;
   std::array<SearchResult, 3> searches_;
+  int conflicts_go_to_ = 0;  // the file whose copies count
   RecordedClock clock_;
 };
 
