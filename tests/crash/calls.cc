@@ -37,7 +37,7 @@ class FailingCalls {
   void FailAt(const std::string& prefix, const Fault& fault, const FaultKind& kind, int k,
               bool forever);
   void NoteSites();
-  bool IsDull(const Done& done, int nth) const;
+  static bool IsDull(const Done& done, int nth);
   std::string Judge(const Fault& fault, const Session& session, int struck_in);
   std::string Reopen();
   Expected Promise(const Fault& fault, const Session& session, int struck_in) const;
@@ -46,20 +46,21 @@ class FailingCalls {
   bool LacksEndOfPrevious() const;
   bool OldRecordingIsGone() const;
   bool MayGiveUp(const Fault& fault) const;
+  bool MayRefuseToOpen(const Fault& fault) const;
 
   Run& run_;
   CowFiles files_;
   StateCheck check_;
   Case case_;
   Start start_;
-  int before_ = 0;  // packets in front of the session
+  int before_ = 0;         // packets in front of the session
+  int holder_ = kAnyName;  // file that took the last of them
   std::vector<Packet> packets_;
   Stream stream_;               // with the session's packets
   Stream shorter_stream_;       // without the last one in front of them
   Stream new_stream_;           // them alone
   std::vector<Done> baseline_;  // the session's calls when nothing fails
   StruckSites& sites_;
-  unsigned int seed_ = 0;
 };
 
 // ---- Preparing ----------------------------------------------------------------------
@@ -72,6 +73,7 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
   // The file that stays must be the one with the last packet.
   const bool file1_wrote_last =
       begin == Begin::kRing ? round % 2 == 1 : begin == Begin::kFile2Missing;
+  holder_ = file1_wrote_last ? kFile1 : kFile2;
   start_ = MakeStart(*situation.scenario, maker, file1_wrote_last ? 1 : 0, files_);
   Bring(begin, files_);
   if (BeginsAnew(begin)) start_ = Start{};
@@ -90,7 +92,6 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
   Record(files_, packets_);
   baseline_ = files_.Calls();
   files_.Undo(mark);
-  seed_ = round;
 }
 
 // ---- Failing ------------------------------------------------------------------------
@@ -105,13 +106,9 @@ void FailingCalls::Enumerate(const Case& situation, unsigned int round) {
       if (!run_.Enough(true)) FailCall(prefix + "/", static_cast<Call>(call), name);
 }
 
-// Of a long row of like calls a few will do; of the reads and seeks every third,
-// others in every round.
-bool FailingCalls::IsDull(const Done& done, int nth) const {
-  if (done.call == Call::kWrite && IsNewFile(done.name))
-    return nth % 8192 > 1 && nth % 32768 < 32766;
-  const bool frequent = done.call == Call::kRead || done.call == Call::kLseek;
-  return frequent && (static_cast<unsigned int>(nth) + seed_) % 3 != 0;
+// Of the 32768 like writes of a new file a few will do.
+bool FailingCalls::IsDull(const Done& done, int nth) {
+  return done.call == Call::kWrite && IsNewFile(done.name) && nth % 8192 > 1 && nth % 32768 < 32766;
 }
 
 void FailingCalls::FailCall(const std::string& prefix, Call call, int name) {
@@ -226,11 +223,21 @@ bool FailingCalls::MayGiveUp(const Fault& fault) const {
   return one_missing || (fault.forever && fault.name == kAnyName);
 }
 
+// Both files are there: one that cannot be read, written or synced costs no
+// recording.
+bool FailingCalls::MayRefuseToOpen(const Fault& fault) const {
+  if (case_.begin != Begin::kRing && case_.begin != Begin::kWrongMode) return true;
+  const bool reads = fault.call == Call::kRead || fault.call == Call::kLseek;
+  if (reads && fault.forever && fault.name == kAnyName) return true;
+  return fault.call == Call::kOpen || fault.call == Call::kStat || fault.call == Call::kChmod;
+}
+
 // `struck_in`: during which packet the fault struck first; 0 the open, 1 the
 // first one.
 std::string FailingCalls::Judge(const Fault& fault, const Session& session, int struck_in) {
   run_.counts["open_refused"] += session.opened ? 0 : 1;
   if (session.refused > 0) return "WriteData refused a packet";
+  if (!session.opened && !MayRefuseToOpen(fault)) return "Open failed";
   const bool source_lost = !BeginsAnew(case_.begin) && OldRecordingIsGone();
   if (source_lost && !MayGiveUp(fault)) return "both files were given up";
   run_.counts["documented_given_up_unreadable"] += source_lost ? 1 : 0;
@@ -253,13 +260,17 @@ std::string FailingCalls::Judge(const Fault& fault, const Session& session, int 
   expected.mirrors_equal = settled;
   // A disk that lies while a file is created leaves one that holds nothing.
   expected.may_recreate = case_.begin == Begin::kBothUnsearchable || (fault.lost && fault.forever);
+  expected.damage_stays = expected.may_recreate;
   const std::string wrong = check_.Visit(expected);
-  if (!wrong.empty() && LacksEndOfPrevious()) {
+  const bool writes_fail =
+      fault.call == Call::kWrite || fault.call == Call::kFsync || fault.call == Call::kLseek;
+  if (!wrong.empty() && writes_fail && LacksEndOfPrevious()) {
     ++run_.counts["documented_previous_cluster_lacks_its_end"];
     return "";
   }
   const bool read_fails = fault.call == Call::kRead || fault.call == Call::kLseek;
-  if (wrong.empty() || !read_fails || before_ == 0 || !session.opened) return wrong;
+  const bool of_holder = fault.name == kAnyName || fault.name == holder_;
+  if (wrong.empty() || !read_fails || !of_holder || before_ == 0 || !session.opened) return wrong;
   // The session may have gone on without the packet that only the unreadable file
   // had.
   ++run_.counts["one_less_holder_unreadable"];
