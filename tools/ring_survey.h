@@ -22,7 +22,8 @@ enum class Relation : unsigned char {
   kEqual,
   kShorter,   // the other one is a beginning of the best one
   kOlder,     // the other one is of an earlier time, or was never written
-  kFaulty,    // the other one has unsound packets where the best one has none
+  kFaulty,    // the other one has unsound packets where the best one has none,
+              // or its CRC is right by chance
   kConflict,  // both are sound, different, and nothing tells which is right
 };
 
@@ -78,6 +79,13 @@ class RingSurvey {
   // one file may lack its latest packets.
   bool IsBeingWritten(int cluster) const;
 
+  // The file that a recorder would go on with: 0 or 1. Of copies in conflict its
+  // are the best ones, so that two recordings are not mixed.
+  int LastWriter() const;
+  // Several clusters hold data in both files, and it is nowhere the same: the files
+  // are of two recordings, or one is older by a whole lap.
+  bool IsOfTwoRecordings() const;
+
   // The recorder's search, in one file as it is and in the best copies of all.
   const SearchResult& SearchOf(int file) const { return searches_[static_cast<std::size_t>(file)]; }
   const SearchResult& SearchOfBest() const { return searches_[2]; }
@@ -99,9 +107,11 @@ class RingSurvey {
   bool ReadCluster(int cluster, Pass pass);
   bool NeedsSecondLook(int cluster) const;
   void LookAgain();
+  void SearchFiles();
+  void SettleConflicts();
   void FindRunEnds();
+  void SearchBestCopies();
   void ChooseNewest();
-  void RunSearches();
   void BuildClock();
 
   std::array<ClusterFile, 2> files_;
@@ -110,6 +120,7 @@ class RingSurvey {
   std::vector<int> run_ends_;
   int newest_ = -1;
   std::array<SearchResult, 3> searches_;
+  int conflicts_go_to_ = 0;  // the file whose copies count
   RecordedClock clock_;
 };
 

@@ -14,6 +14,16 @@
 namespace vmr::tool {
 namespace {
 
+// Neither recording is to be written over the other.
+bool IsOneRecording(const std::string& base, const RingSurvey& survey) {
+  if (!survey.IsOfTwoRecordings()) return true;
+  Say(
+      fmt::format("{} and {} hold the same packets nowhere; take the one away that does not belong "
+                  "here, and scrub builds it anew from the other",
+                  RingFile(base, 1), RingFile(base, 2)));
+  return false;
+}
+
 // The account of the work, whether it was finished or not.
 bool Mend(const std::string& base, RingSurvey& survey) {
   RingScrub scrub(base, survey);
@@ -31,7 +41,8 @@ int Scrub(const std::string& store) {
   if (!lock.Before(*base)) return kExitFailure;
   RingSurvey survey(RingFile(*base, 1), RingFile(*base, 2));
   survey.Read();
-  if (!CouldBeRead(survey) || !Mend(*base, survey) || !lock.After(*base)) return kExitFailure;
+  if (!CouldBeRead(survey) || !IsOneRecording(*base, survey)) return kExitFailure;
+  if (!Mend(*base, survey) || !lock.After(*base)) return kExitFailure;
   survey.Read();
   const std::vector<Finding> findings = FindAll(survey);
   const RingReport report(*base, survey, findings);

@@ -1,6 +1,7 @@
 // Losses of power: one at every write of a recording session, and a second one
 // while the store recovers from the first.
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "tests/crash/rounds.h"
@@ -43,7 +44,8 @@ struct Course {
   Course(const Scenario& scenario, unsigned int round, int turn, CowFiles& files)
       : maker(scenario.pattern, round, 400000),
         start(MakeStart(scenario, maker, turn, files)),
-        before(start.stream.Count()) {
+        before(start.stream.Count()),
+        ticks_rise(scenario.pattern != Pattern::kEqualTicks) {
     const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
     for (const Packet& packet : packets) start.stream.Add(packet);
     for (const Packet& packet : packets) lengths.push_back(static_cast<int>(packet.bytes.size()));
@@ -65,12 +67,16 @@ struct Course {
   }
 
   PacketMaker maker;
-  Start start;               // its stream: with the session's packets
-  int before;                // packets at the start
+  Start start;  // its stream: with the session's packets
+  int before;   // packets at the start
+  bool ticks_rise;
   std::vector<int> lengths;  // of the session's packets
   Prediction predicted;      // of the start
   Session session;
 };
+
+// Nothing has failed in it.
+bool IsWhole(const Session& session) { return session.opened && session.refused == 0; }
 
 class Cuts {
  public:
@@ -84,9 +90,10 @@ class Cuts {
   void VisitTorn(const std::string& id, const Done& write, const Page& torn, Expected expected);
   void VisitUnsynced(const std::string& prefix, const Session& session, std::size_t n,
                      const Expected& expected);
-  void Visit(const std::string& id, Expected expected, bool escaped);
+  void Visit(const std::string& id, const Expected& expected, bool escaped);
   void VisitUncut(const std::string& prefix, const Course& course);
   void VisitEqual(const std::string& prefix, const Scenario& scenario, unsigned int round);
+  std::string CompareFiles() const;
   void SecondSession(const std::string& prefix, const Stream& first, int at_least,
                      unsigned int seed);
 
@@ -95,9 +102,10 @@ class Cuts {
   StateCheck check_;
 };
 
-void Cuts::Visit(const std::string& id, Expected expected, bool escaped) {
-  expected.everything = expected.everything || run_.IsSample();
-  const std::string wrong = check_.Visit(expected);
+void Cuts::Visit(const std::string& id, const Expected& expected, bool escaped) {
+  Expected asked = expected;
+  asked.everything = expected.everything || run_.IsSample();
+  const std::string wrong = check_.Visit(asked);
   if (wrong.empty()) return;
   if (escaped) {
     ++run_.counts["losses_by_crc_coincidence"];
@@ -139,10 +147,12 @@ void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
   if (!run_.WantsSome(prefix + "/")) return;
   Course course(scenario, round, turn, files_);
   const Session& session = course.session;
+  if (!IsWhole(session)) run_.Fail(prefix, "recording failed without a cut");
   for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
     const Step& step = session.steps[n];
     const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
     Expected expected;
+    expected.ticks_rise = course.ticks_rise;
     expected.stream = &course.start.stream;
     expected.at_least = course.before + step.acknowledged;
     expected.at_most = expected.at_least + 1;
@@ -166,9 +176,12 @@ void Cuts::VisitUncut(const std::string& prefix, const Course& course) {
   Expected expected;
   expected.stream = &course.start.stream;
   expected.at_least = expected.at_most = course.before + course.session.written;
+  expected.ticks_rise = course.ticks_rise;
+  expected.everything = true;
   if (!run_.WantsRare(prefix + "/closed")) return;
   ++run_.counts["clean_closes"];
-  expected.everything = true;
+  const std::string wrong = CompareFiles();
+  if (!wrong.empty()) return run_.Fail(prefix + "/closed", wrong);
   Visit(prefix + "/closed", expected, false);
 }
 
@@ -182,8 +195,22 @@ void Cuts::VisitEqual(const std::string& prefix, const Scenario& scenario, unsig
   Expected expected;
   expected.stream = &stream;
   expected.at_least = expected.at_most = stream.Count();
+  expected.ticks_rise = scenario.pattern != Pattern::kEqualTicks;
   ++run_.counts["equal_files"];
   Visit(prefix + "/equal", expected, false);
+}
+
+// All bytes of both files, but for the two clusters that take turns.
+std::string Cuts::CompareFiles() const {
+  const Prediction closed = Predict(ImageOf(files_, kFile1), ImageOf(files_, kFile2));
+  unsigned char one[kPageBytes], two[kPageBytes];
+  for (int cluster = 0; cluster < kPages; ++cluster) {
+    if (cluster == closed.current || cluster == closed.previous) continue;
+    const bool read = files_.ReadRaw(kFile1, cluster, one) && files_.ReadRaw(kFile2, cluster, two);
+    if (!read || memcmp(one, two, kPageBytes) != 0)
+      return "the files differ in cluster " + std::to_string(cluster) + " after a clean close";
+  }
+  return "";
 }
 
 // ---- Two cuts ------------------------------------------------------------------------
@@ -193,6 +220,7 @@ void Cuts::Doubles(const Scenario& scenario, unsigned int round, int turn) {
   if (!run_.WantsSome(prefix + "/")) return;
   Course course(scenario, round, turn, files_);
   const Session& session = course.session;
+  if (!IsWhole(session)) run_.Fail(prefix, "recording failed without a cut");
   for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
     const Step& step = session.steps[n];
     const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
@@ -217,26 +245,24 @@ void Cuts::Doubles(const Scenario& scenario, unsigned int round, int turn) {
 void Cuts::SecondSession(const std::string& prefix, const Stream& first, int at_least,
                          unsigned int seed) {
   const CowFiles::Mark mark = files_.Set();
-  Bytes found;
-  int used = 7;
-  int holder = kAnyName;
-  {
-    const Prediction predicted = Predict(ImageOf(files_, kFile1), ImageOf(files_, kFile2));
-    used = predicted.size;
-    holder = predicted.last_writer;
-    DataStoreNormal store(kBase);
-    if (store.Open() == 0 || !ReadStream(store, first.from_cluster, &found)) return;
-  }
-  files_.Undo(mark);
+  // The first cut by itself, as strictly as any.
+  Expected after_first;
+  after_first.stream = &first;
+  after_first.at_least = at_least;
+  after_first.at_most = at_least + 1;
+  const std::string wrong = check_.Visit(after_first);
+  if (!wrong.empty()) return run_.Fail(prefix, "after the first cut: " + wrong);
+  const int used = check_.Predicted().size;
+  const int holder = check_.Predicted().last_writer;
+  const int recovered = check_.Found();
   Stream stream = first;
-  const int recovered = first.PacketsIn(found);
-  if (recovered < 0) return;  // reported by the single cuts
   stream.CutTo(recovered);
 
   PacketMaker maker(Pattern::kMixed, seed, 500000);
   const std::vector<Packet> packets = MakePackets(maker, used, seed % 2 == 0 ? 1 : 0, 3);
   for (const Packet& packet : packets) stream.Add(packet);
   const Session session = Record(files_, packets);
+  if (!IsWhole(session)) run_.Fail(prefix, "recording failed after the first cut");
   files_.Undo(mark, true);
   for (std::size_t n = 0; n < session.steps.size(); ++n) {
     const Step& step = session.steps[n];

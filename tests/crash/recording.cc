@@ -108,8 +108,8 @@ Packet PacketMaker::Next(int& used) {
 }
 
 Packet PacketMaker::Smallest(int& used) {
-  used += 7;
-  return Header1(7);
+  used += kSmallestBytes;
+  return Header1(kSmallestBytes);
 }
 
 Packet PacketMaker::Make(int length, bool opens) {
