@@ -8,7 +8,7 @@
 #include <cstring>
 #include <fstream>
 
-// Of the sanitizers' runtime, where there is one.
+// Of AddressSanitizer, where it is.
 extern "C" void __sanitizer_set_death_callback(  // NOLINT: their name
     void (*callback)()) __attribute__((weak));
 
@@ -38,7 +38,7 @@ void DieOf(int signal_number) {
   raise(signal_number);
 }
 
-// A sanitizer that looks at a signal itself goes on doing so, and calls back. SIGTERM
+// AddressSanitizer goes on looking at its signals itself, and calls back. SIGTERM
 // is for a run that does not end.
 void NameTheStateWhenDying() {
   if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(SayLastWords);
