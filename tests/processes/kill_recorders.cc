@@ -268,7 +268,7 @@ bool Run::Fail(const std::string& id, const std::string& wrong) {
 bool Run::One(unsigned int seed, int number, const std::string& base) {
   constexpr int kKillsBetweenFullReadings = 8;
   const Group& group = kGroups[number];
-  const int kills = std::max(1, options_.kills * group.percent / 100);
+  const int kills = (options_.kills * group.percent + 99) / 100;
   const int end = options_.last_kill >= 0 ? options_.last_kill + 1 : kills;
   Ring ring(group, base, counts_);
   const std::string prefix = std::to_string(seed) + "/" + group.name + "/";
@@ -285,6 +285,11 @@ bool Run::One(unsigned int seed, int number, const std::string& base) {
 
 int Run::Finish(bool succeeded, bool on_disk) {
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start_;
+  // Recorders that were all killed before they recorded would show nothing.
+  if (options_.group.empty() && counts_["acknowledged"] < counts_["kills"]) {
+    std::printf("FAIL only %ld packets acknowledged\n", counts_["acknowledged"]);
+    succeeded = false;
+  }
   counts_["kills_on_disk"] = on_disk ? counts_["kills"] : 0;
   std::string line = "{\"kind\":\"kills\"";
   for (const auto& [name, count] : counts_) line += ",\"" + name + "\":" + std::to_string(count);
