@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -111,7 +110,8 @@ void Sleep(long microseconds) {
   }
 }
 
-// Reads acknowledgements to the end of the pipe, and kills when it is time.
+// Reads acknowledgements and kills when it is time. The pipe ends when nobody is
+// left who could touch the files.
 class Watch {
  public:
   Watch(pid_t process, int pipe, const KillPlan& plan) : process_(process), pipe_(pipe) {
@@ -146,20 +146,15 @@ class Watch {
   Killed result_;
 };
 
-// Of the process and of what it leaves behind: nothing touches the files any more.
-std::string WaitForAll(pid_t process) {
-  std::string wrong = "the recorder is gone";
+// How it ended, "" when it was killed.
+std::string WaitFor(pid_t process) {
   int status = 0;
-  for (pid_t ended; (ended = waitpid(-1, &status, 0)) > 0 || errno == EINTR;) {
-    if (ended != process) continue;
-    const bool killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-    if (killed) wrong.clear();
-    if (WIFEXITED(status))
-      wrong = "the recorder ended by itself with " + std::to_string(WEXITSTATUS(status));
-    else if (!killed)
-      wrong = "the recorder ended by signal " + std::to_string(WTERMSIG(status));
-  }
-  return wrong;
+  while (waitpid(process, &status, 0) < 0)
+    if (errno != EINTR) return std::strerror(errno);
+  if (WIFEXITED(status))
+    return "the recorder ended by itself with " + std::to_string(WEXITSTATUS(status));
+  if (WTERMSIG(status) == SIGKILL) return "";
+  return "the recorder ended by signal " + std::to_string(WTERMSIG(status));
 }
 
 }  // namespace
@@ -173,8 +168,7 @@ std::string Describe(const KillPlan& plan) {
 Killed RecordUntilKilled(const std::string& base, std::uint32_t next, const KillPlan& plan) {
   Killed failed;
   int ends[2];
-  // Orphans become this process's children, which it can wait for.
-  if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0 || pipe2(ends, O_CLOEXEC) != 0) {
+  if (pipe2(ends, O_CLOEXEC) != 0) {
     failed.wrong = std::strerror(errno);
     return failed;
   }
@@ -182,6 +176,7 @@ Killed RecordUntilKilled(const std::string& base, std::uint32_t next, const Kill
   if (process == 0) {
     setpgid(0, 0);
     close(ends[0]);
+    fcntl(ends[1], F_SETFD, 0);  // the copy command has it too: the pipe ends with the last
     Record(base, next, ends[1], plan);
   }
   close(ends[1]);
@@ -193,7 +188,7 @@ Killed RecordUntilKilled(const std::string& base, std::uint32_t next, const Kill
   setpgid(process, process);  // whoever comes first
   Killed result = Watch(process, ends[0], plan).Result();
   close(ends[0]);
-  result.wrong = WaitForAll(process);
+  result.wrong = WaitFor(process);
   return result;
 }
 
