@@ -11,6 +11,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import shutil
 import subprocess
 import sys
@@ -66,6 +67,7 @@ def main():
     run = subprocess.run(command_line(arguments, found, crashes, seconds, seed),
                          stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, text=True,
                          errors="replace", check=False)
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
     written = re.findall(r"Test unit written to (\S+)", run.stderr)
     counts = {
         "test": "fuzz",
@@ -76,6 +78,7 @@ def main():
         "features": number(r"ft: (\d+)", run.stderr),
         "crashes": len(written),
         "seconds": round(time.monotonic() - started, 1),
+        "cpu_seconds": round(used.ru_utime + used.ru_stime, 1),
     }
     line = json.dumps(counts, separators=(",", ":"))
     print(line)
