@@ -19,6 +19,10 @@ if(VMR_SANITIZE)
     target_link_libraries(vmr_build_flags INTERFACE $<TARGET_OBJECTS:vmr_atomic_shim> atomic)
   endif()
 endif()
+if(VMR_COVERAGE)
+  target_compile_options(vmr_build_flags INTERFACE --coverage)
+  target_link_options(vmr_build_flags INTERFACE --coverage)
+endif()
 
 # vmr_add_library(store PUBLIC_HEADERS a.h SOURCES a.cc b.cc DEPENDS vmr_host):
 # the folder's one library target, vmr_store here. DEPENDS names the only folders
@@ -29,6 +33,11 @@ function(vmr_add_library folder)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PUBLIC_HEADERS" ${ARGN})
   add_library(vmr_${folder} STATIC ${ARG_SOURCES})
   target_link_libraries(vmr_${folder} PUBLIC vmr_build_flags ${ARG_DEPENDS})
+  if(VMR_COVERAGE)
+    # A branch counted is then one of the source: none is merged with another, and
+    # no call counts as two, one of which is an exception.
+    target_compile_options(vmr_${folder} PRIVATE -O0 -fno-exceptions)
+  endif()
   if(ARG_PUBLIC_HEADERS)
     set_property(GLOBAL APPEND PROPERTY VMR_PUBLIC_FOLDERS vmr_${folder})
     set_target_properties(vmr_${folder} PROPERTIES VMR_PUBLIC_HEADERS "${ARG_PUBLIC_HEADERS}")

@@ -51,7 +51,8 @@ void CheckReport(const ExtractionReport& report, const RingInput& input, std::si
   Require(report.bytes <= static_cast<unsigned long long>(input.payload_bytes),
           "nothing is copied twice");
   if (report.packets == 0) return;
-  Require(report.first_tick > input.tick_a, "what is copied comes after the start");
+  Require(report.first_tick <= report.widened_end && report.last_tick <= report.widened_end,
+          "what is copied comes before the end");
 }
 
 }  // namespace

@@ -61,6 +61,9 @@ void Require(bool holds, const char* what) {
 
 }  // namespace vmr::fuzz
 
-// Less freed memory is kept from use than usual, so that less memory is touched.
+// Less freed memory is kept from use than usual, so that less memory is touched, and
+// less is noted of where it came from.
 extern "C" const char* __asan_default_options();
-extern "C" const char* __asan_default_options() { return "quarantine_size_mb=4"; }
+extern "C" const char* __asan_default_options() {
+  return "quarantine_size_mb=1:malloc_context_size=3";
+}

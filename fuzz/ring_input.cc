@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <iterator>
 
 #include "backends/cluster_format.h"
 #include "fuzz/fuzz_setup.h"
@@ -33,7 +34,17 @@ enum Control : unsigned int {
   kFirstDamagedOnly = 128
 };
 
-constexpr int kClustersBeforeEnd = 8;
+constexpr int kClustersBeforeEnd = 4;
+
+// A cluster that says it is a little shorter or longer than it is, or one of these.
+constexpr int kRightSize = 100;
+constexpr int kExtremeSizes[] = {0, 6, 7, 8, 2000, 4095, 4096, 4097, 0x8000, 0xFFFF};
+constexpr int kFirstExtreme = 256 - static_cast<int>(std::size(kExtremeSizes));
+int SizeTold(int size, int wrong_size) {
+  if (wrong_size >= kFirstExtreme) return kExtremeSizes[wrong_size - kFirstExtreme];
+  return size + wrong_size - kRightSize;
+}
+
 // Enough for what a recorder rewrites, far from enough to create a file.
 constexpr long kLittleRoom = long{64} * kClusterBytes;
 constexpr long kRingFileBytes = long{kClusterCount} * kClusterBytes;
@@ -127,7 +138,7 @@ class RingMaker {
         (control & kFilesMask) == kShorterInSecond ? input_.Byte() : std::uint8_t{0};
     const std::uint32_t given = TickGiven(control);
     const unsigned int damage = (control & kDamaged) != 0 ? input_.Byte() : 1;
-    const int given_size = (control & kSizeGiven) != 0 ? input_.Le16() : 0;
+    const int wrong_size = (control & kSizeGiven) != 0 ? input_.Byte() : kRightSize;
     const InputBytes::Span packets =
         input_.Take(std::min<std::size_t>(input_.Le16(), kMaxClusterPayload));
 
@@ -142,8 +153,8 @@ class RingMaker {
       tick = tick_ + 1;
     tick_ = tick;
     SetClusterSt(image.data(), tick);
-    const int size = kClusterHeaderBytes + static_cast<int>(packets.size);
-    SetClusterSize(image.data(), (control & kSizeGiven) != 0 ? given_size : size);
+    SetClusterSize(image.data(),
+                   SizeTold(kClusterHeaderBytes + static_cast<int>(packets.size), wrong_size));
     Put(control, image, damage, static_cast<int>(less));
     ring_.clusters.push_back(cluster_);
     ring_.payload_bytes += kClusterBytes;

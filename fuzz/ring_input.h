@@ -27,7 +27,7 @@
 //                    of the cluster before and a byte
 //             16     a byte says how many clusters are left out before it
 //             32     damaged: a byte changes the CRC; 0: cannot be read
-//             64     a LE16 is the size, whatever it is
+//             64     a byte says how wrong its size is; 100 not at all
 //             128    only the first of both copies is damaged
 #ifndef VMR_FUZZ_RING_INPUT_H_
 #define VMR_FUZZ_RING_INPUT_H_

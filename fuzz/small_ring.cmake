@@ -13,7 +13,7 @@ function(small_ring_header header is instead)
   endif()
   file(GENERATE OUTPUT ${small_include}/${header} CONTENT "${small_text}")
 endfunction()
-small_ring_header(backends/cluster_format.h "kClusterCount = 32768" "kClusterCount = 16")
+small_ring_header(backends/cluster_format.h "kClusterCount = 32768" "kClusterCount = 8")
 small_ring_header(tools/cluster_file.h "kClustersAtOnce = 64" "kClustersAtOnce = 4")
 
 set(small_ring_sources ${vmr_fuzz_ring_sources})

@@ -82,8 +82,8 @@ bool MetadataReader::HasRoomForCluster(DataStore& buffer) {
 bool MetadataReader::ReadMore(DataStore& source, DataStore& buffer, int& bytes_read) {
   MakeRoom();
   const int room = buffer.WorkBufferSize() - static_cast<int>(buffered_bytes_);
-  if (room <= 0 || source.ReadDataIntoBuffer(next_read_location_, buffer_start_ + buffered_bytes_,
-                                             room, bytes_read, next_read_location_) == 0)
+  if (source.ReadDataIntoBuffer(next_read_location_, buffer_start_ + buffered_bytes_, room,
+                                bytes_read, next_read_location_) == 0)
     return false;
   buffered_bytes_ += static_cast<std::size_t>(bytes_read);
   return true;

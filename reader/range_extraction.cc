@@ -143,7 +143,7 @@ bool MetadataReader::Extract(const Extraction& job) {
 bool MetadataReader::GoToState(const Extraction& job) {
   const int cluster = job.source.FindSystemTick(job.start);
   Pet(job.watchdog);
-  if (cluster < 0) {
+  if (cluster < 0) {  // never so: the search of an open ring ends at a cluster
     VMR_LOG(kLogError, kOperation << ": Failure finding system tick - " << job.start);
     return false;
   }
@@ -180,7 +180,7 @@ MetadataReader::Progress MetadataReader::TakeTickBeforeStart(const Extraction& j
     started = true;
     return read_sys_tick_ > job.end ? EndBefore(read_sys_tick_) : CopyTick(job);
   }
-  if (ParseReadSystemTick(job.out) == 0) {
+  if (ParseReadSystemTick(job.out) == 0) {  // never so: what was collected is of known kinds
     VMR_LOG(kLogError, kOperation << ": Failed Parsing System Tick");
     return Progress::kFailed;
   }

@@ -82,7 +82,7 @@ void MetadataReader::ViewRange(DataStore& source, DataStore& out, unsigned int s
 }
 
 void MetadataReader::ViewTick(DataStore& out) {
-  if (ParseReadSystemTick(out) == 0) {
+  if (ParseReadSystemTick(out) == 0) {  // never so: what was collected is of known kinds
     // Deliberate: to standard error, and the listing counts as a success.
     std::fprintf(stderr, "Error Parsing the system tick\n");
     decoded_.end_of_stream_seen = true;  // ends the listing like the stream's own end

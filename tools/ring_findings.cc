@@ -21,6 +21,7 @@ constexpr KindRow kKinds[] = {
     {FindingKind::kWrongCrc, "wrong_crc", Severity::kDamaged},
     {FindingKind::kWrongPackets, "wrong_packets", Severity::kDamaged},
     {FindingKind::kOutdated, "outdated", Severity::kDamaged},
+    {FindingKind::kMisplaced, "misplaced", Severity::kDamaged},
     {FindingKind::kBehind, "behind", Severity::kNormal},
     {FindingKind::kLost, "lost", Severity::kLost},
     {FindingKind::kHeldNothing, "held_nothing", Severity::kDamaged},
@@ -165,6 +166,7 @@ class Collector {
       case Relation::kShorter:
       case Relation::kOlder:
       case Relation::kFaulty:
+      case Relation::kMisplaced:
         AddLesserCopy(cluster, facts.best == 0 ? 2 : 1);
         break;
     }
@@ -198,11 +200,15 @@ class Collector {
     FindingKind kind = FindingKind::kOutdated;
     if (relation == Relation::kFaulty)
       kind = FindingKind::kWrongPackets;
+    else if (relation == Relation::kMisplaced)
+      kind = FindingKind::kMisplaced;
     else if (IsUsualLag(cluster, relation))
       kind = FindingKind::kBehind;
     Finding finding = About(cluster, kind, file);
     finding.good_file = 3 - file;
     if (kind == FindingKind::kWrongPackets) finding.last_packet_open = MayHoldLastPacket(cluster);
+    if (kind == FindingKind::kMisplaced)
+      finding.last_packet_open = survey_.HoldsLatest(Copy(cluster, file));
     if (kind == FindingKind::kBehind) NarrowToLag(finding, Copy(cluster, file));
     Add(finding);
   }

@@ -19,6 +19,7 @@ enum class FindingKind {
   kWrongCrc,
   kWrongPackets,
   kOutdated,
+  kMisplaced,
   kBehind,
   kLost,
   kHeldNothing,

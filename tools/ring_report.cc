@@ -37,6 +37,7 @@ constexpr PhraseRow kPhrases[] = {
     {FindingKind::kWrongCrc, Form::kCopies, "wrong CRC"},
     {FindingKind::kWrongPackets, Form::kCopies, "unsound packets"},
     {FindingKind::kOutdated, Form::kCopies, "an older state"},
+    {FindingKind::kMisplaced, Form::kCopies, "packets that belong elsewhere in the ring"},
     {FindingKind::kBehind, Form::kCopies, "lacks the latest packets, as it may between two turns"},
     {FindingKind::kLost, Form::kCopies, "no file has a good copy"},
     {FindingKind::kHeldNothing, Form::kCopies, "no good copy, but nothing was ever recorded there"},
@@ -231,10 +232,12 @@ std::string RingReport::ItemsText(const Finding& finding) {
                      Joined(KindNames(finding.tags)));
 }
 
-const char* RingReport::OpenPacketText(bool of_a_file) {
-  return of_a_file ? "; the latest packet may have been in it alone"
-                   : "; a power cut may have left it so, and then only a packet that was being "
-                     "written is missing";
+const char* RingReport::OpenPacketText(const Finding& finding) {
+  if (PhraseOf(finding.kind).form == Form::kFile)
+    return "; the latest packet may have been in it alone";
+  if (finding.kind == FindingKind::kMisplaced) return "; the latest packet stands there alone";
+  return "; a power cut may have left it so, and then only a packet that was being written is "
+         "missing";
 }
 
 std::string RingReport::Describe(const Finding& finding) const {
@@ -255,7 +258,7 @@ std::string RingReport::Describe(const Finding& finding) const {
   if (finding.preferred_file > 0)
     text += fmt::format("; a recorder goes on with {}, and `vmr recover` takes its copies",
                         RingFile(base_, finding.preferred_file));
-  if (finding.last_packet_open) text += OpenPacketText(row.form == Form::kFile);
+  if (finding.last_packet_open) text += OpenPacketText(finding);
   if (!finding.search_path.empty() && row.form == Form::kCopies &&
       finding.Grade() != Severity::kNormal)
     text += fmt::format("; a recorder that starts reads cluster {}",

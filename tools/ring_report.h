@@ -31,7 +31,7 @@ class RingReport {
   std::string TickText(unsigned int tick) const;
   std::string SpanText(const Finding& finding) const;
   static std::string ItemsText(const Finding& finding);
-  static const char* OpenPacketText(bool of_a_file);
+  static const char* OpenPacketText(const Finding& finding);
   nlohmann::ordered_json FileJson(int file) const;
   nlohmann::ordered_json RecordingJson() const;
   nlohmann::ordered_json FindingJson(const Finding& finding) const;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "store/bytes.h"
+#include "tools/copy_fit.h"
 
 namespace vmr::tool {
 namespace {
@@ -105,12 +106,12 @@ bool SameCopy(const CopyFacts& a, const CopyFacts& b) {
 
 }  // namespace
 
-unsigned int ClusterFacts::FirstTick() const {
-  return TellsTick(Best().first_tick) ? Best().first_tick : Best().content.first_tick;
+unsigned int CopyFacts::FirstTick() const {
+  return TellsTick(first_tick) ? first_tick : content.first_tick;
 }
 
-unsigned int ClusterFacts::LastTick() const {
-  return Best().content.last_tick != kNoTick ? Best().content.last_tick : FirstTick();
+unsigned int CopyFacts::LastTick() const {
+  return content.last_tick != kNoTick ? content.last_tick : FirstTick();
 }
 
 class RingSurvey::TimeSink final : public ContentSink {
@@ -137,6 +138,7 @@ void RingSurvey::Read() {
   LookAgain();
   SearchFiles();
   SettleConflicts();
+  SettleMisplaced();
   FindRunEnds();
   SearchBestCopies();
   ChooseNewest();
@@ -154,16 +156,21 @@ bool RingSurvey::ReadCluster(int cluster, Pass pass) {
   const bool same = states[0] == states[1] && std::memcmp(images[0], images[1], kClusterBytes) == 0;
   facts.copy[1] = same ? facts.copy[0] : FactsOf(states[1], images[1]);
   Compare(facts, images, conflicts_go_to_);
-  times_.erase(cluster);
-  if (facts.HoldsData() && facts.Best().content.tags.test(TAG_TIME)) {
-    TimeSink sink(times_[cluster]);
-    WalkCluster(images[facts.best], facts.Best().used_bytes, &sink);
-  }
   ClusterFacts& kept = clusters_[static_cast<std::size_t>(cluster)];
   const bool changed = !SameCopy(kept.copy[0], facts.copy[0]) ||
                        !SameCopy(kept.copy[1], facts.copy[1]) || kept.relation != facts.relation;
   kept = facts;
+  TakeTimes(cluster, images[std::max(facts.best, 0)]);
   return changed;
+}
+
+// From the image of the best copy.
+void RingSurvey::TakeTimes(int cluster, const unsigned char* image) {
+  times_.erase(cluster);
+  const ClusterFacts& facts = At(cluster);
+  if (!facts.HoldsData() || !facts.Best().content.tags.test(TAG_TIME)) return;
+  TimeSink sink(times_[cluster]);
+  WalkCluster(image, facts.Best().used_bytes, &sink);
 }
 
 // What is absent stays so.
@@ -266,6 +273,51 @@ void RingSurvey::SettleConflicts() {
       ReadCluster(cluster, Pass::kAgain);
 }
 
+// Again as long as it changes what is next to something else.
+void RingSurvey::SettleMisplaced() {
+  constexpr int kMostRounds = 3;
+  bool changed = true;
+  for (int round = 0; round < kMostRounds && changed; ++round) {
+    changed = false;
+    for (int cluster = 0; cluster < kClusterCount; ++cluster)
+      if (BelongsElsewhere(cluster)) changed = true;
+  }
+}
+
+// Of two sound copies the one that fits better where it stands counts, be its ticks
+// earlier; where the clusters around leave no room for either, none does. What is in
+// conflict with its twin tells nothing about others.
+bool RingSurvey::BelongsElsewhere(int cluster) {
+  ClusterFacts& facts = clusters_[static_cast<std::size_t>(cluster)];
+  const ClusterFacts& before = At(PrevCluster(cluster));
+  const ClusterFacts& behind = At(NextCluster(cluster));
+  const bool in_question = facts.relation == Relation::kOneSound ||
+                           facts.relation == Relation::kOlder ||
+                           facts.relation == Relation::kConflict;
+  if (!in_question || before.relation == Relation::kConflict ||
+      behind.relation == Relation::kConflict)
+    return false;
+  int fits[2];
+  for (const std::size_t file : {0U, 1U})
+    fits[file] = FitOf(facts.copy[file], cluster, before, behind);
+  const int better = fits[0] > fits[1] ? 0 : 1;
+  const bool none = fits[better] < kFits && FollowOnEachOther(before, behind);
+  const bool settled = facts.relation == Relation::kOneSound || fits[0] == fits[1] ||
+                       (facts.relation == Relation::kOlder && facts.best == better);
+  if (!none && settled) return false;
+  facts.relation = none ? Relation::kNoneSound : Relation::kMisplaced;
+  facts.best = none ? -1 : better;
+  unsigned char image[kClusterBytes];
+  File(better).Read(cluster, image);
+  TakeTimes(cluster, image);
+  return true;
+}
+
+bool RingSurvey::HoldsLatest(const CopyFacts& copy) const {
+  return copy.state == CopyState::kGood && !Empty() && copy.LastTick() != kNoTick &&
+         copy.LastTick() > At(newest_).LastTick();
+}
+
 bool RingSurvey::IsOfTwoRecordings() const {
   constexpr int kSeveral = 3;  // of a recording one file may lack the last two
   int unlike = 0;
@@ -273,7 +325,7 @@ bool RingSurvey::IsOfTwoRecordings() const {
     const bool both_hold_data =
         facts.copy[0].state == CopyState::kGood && facts.copy[1].state == CopyState::kGood;
     if (!both_hold_data || facts.relation == Relation::kFaulty) continue;
-    if (facts.relation != Relation::kOlder && facts.relation != Relation::kConflict) return false;
+    if (facts.relation < Relation::kOlder) return false;
     ++unlike;
   }
   return unlike >= kSeveral;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "tools/check_command.h"
@@ -32,6 +33,16 @@ bool Mend(const std::string& base, RingSurvey& survey) {
   return done;
 }
 
+// Nothing can be written where there is no good copy.
+void SayIfNoRecorderMayStart(const std::string& base, const std::vector<Finding>& findings) {
+  const auto stops = [](const Finding& finding) {
+    return finding.kind == FindingKind::kBeginsAnew || finding.kind == FindingKind::kCannotStart;
+  };
+  if (std::any_of(findings.begin(), findings.end(), stops))
+    Say(fmt::format("{}: start no recorder on it; vmr recover makes a store of what is good",
+                    base));
+}
+
 }  // namespace
 
 int Scrub(const std::string& store) {
@@ -47,6 +58,7 @@ int Scrub(const std::string& store) {
   const std::vector<Finding> findings = FindAll(survey);
   const RingReport report(*base, survey, findings);
   fmt::print("{}", report.Text());
+  SayIfNoRecorderMayStart(*base, findings);
   if (std::fflush(stdout) == 0) return report.ExitCode();
   Say("standard output: write error");
   return kExitFailure;

@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <limits>
 
 #include "tests/backends/ring_fixture.h"
+#include "tests/support/temp_dir.h"
 #include "tests/support/test_clock.h"
 
 namespace vmr {
@@ -217,6 +219,12 @@ TEST_F(FileStoreTest, ARelativePathSyncsTheCurrentDirectory) {
   ASSERT_EQ(file_.StartFile("r", buffer_.data(), kCount, kSize, 1), 1);
   EXPECT_TRUE(files_.Exists("r_1.mtd"));
   EXPECT_TRUE(files_.IsNameSynced("r_1.mtd"));
+}
+
+TEST_F(FileStoreTest, APathInTheRootDirectorySyncsIt) {
+  ASSERT_EQ(file_.StartFile("/r", buffer_.data(), kCount, kSize, 1), 1);
+  EXPECT_EQ(files_.Trace({FileOp::kFsync}).back(), "fsync /");
+  EXPECT_TRUE(files_.IsNameSynced("/r_1.mtd"));
 }
 
 // ---- Validating ------------------------------------------------------------------
@@ -580,6 +588,28 @@ TEST_F(FileStoreTest, ASmallClusterSizeBoundsTheSizeField) {
   EXPECT_EQ(file_.ReadCluster(64, buffer_.data(), 0), 0);
 }
 
+TEST_F(FileStoreTest, ClustersTooSmallForAHeaderOrTooLargeForTheSizeFieldAreRefused) {
+  StartExisting();
+  for (const int size : {6, 0, -1, 65536}) {
+    log_.Clear();
+    EXPECT_EQ(file_.ReadCluster(size, buffer_.data(), 0), 0);
+    EXPECT_EQ(file_.CreateFile(buffer_.data(), kCount, size), 0);
+    const std::string text = "Clusters cannot be of size " + std::to_string(size);
+    EXPECT_THAT(log_.Texts(2), ElementsAre(text, text));
+  }
+  EXPECT_TRUE(files_.Operations().empty());
+  EXPECT_EQ(buffer_, Repeat(0xEE, kSize));
+}
+
+TEST_F(FileStoreTest, ClustersOfTheSmallestAndTheLargestSizeAreCreatedAndRead) {
+  for (const int size : {7, 65535}) {
+    buffer_.assign(65535, 0xEE);
+    ASSERT_EQ(file_.StartFile("/m/s" + std::to_string(size), buffer_.data(), 2, size, 1), 1);
+    EXPECT_EQ(file_.ReadCluster(size, buffer_.data(), 1), 1);
+    EXPECT_EQ(Bytes(buffer_.begin(), buffer_.begin() + 7), B("A8 FF FF FF FF 07 00"));
+  }
+}
+
 // ---- Headers ---------------------------------------------------------------------
 
 TEST_F(FileStoreTest, HeaderFieldsAreLeastSignificantByteFirst) {
@@ -659,6 +689,14 @@ TEST_F(FileStoreCopyTest, CopyFileRunsCpAndOpensTheSyncedCopy) {
   EXPECT_EQ(files_.OpenDescriptors(), 2);
 }
 
+TEST_F(FileStoreCopyTest, AClosedFileIsReplacedByTheCopyToo) {
+  StartBoth();
+  copy_.Close();
+  EXPECT_EQ(Copy(), 1);
+  EXPECT_TRUE(files_.SameContent(kFile1, kFile2));
+  EXPECT_EQ(copy_.ReadCluster(kSize, buffer_.data(), 0), 1);
+}
+
 TEST_F(FileStoreCopyTest, AFailedCopyIsLoggedAndLeavesTheFileClosed) {
   StartBoth();
   files_.FailOnce(FileOp::kSystem, "", ENOMEM);
@@ -688,6 +726,17 @@ TEST_F(FileStoreCopyTest, ACopyThatCannotBeSyncedIsAFailure) {
   EXPECT_EQ(Copy(), 0);
   EXPECT_EQ(log_.Texts(2).size(), 1U);
   EXPECT_EQ(files_.OpenDescriptors(), 1);
+}
+
+// Neither command can do anything: no path stays as an argument of its own.
+TEST_F(FileStoreCopyTest, WithoutAPathNothingIsCopied) {
+  StartExisting();
+  FileStore nameless(2);
+  EXPECT_EQ(nameless.CopyFile(kCount, kSize, file_), 0);
+  EXPECT_EQ(file_.CopyFile(kCount, kSize, nameless), 0);
+  EXPECT_THAT(files_.Trace({FileOp::kSystem}),
+              ElementsAre("system cp /m/r_1.mtd ''", "system cp '' /m/r_1.mtd"));
+  EXPECT_EQ(files_.ReadBlock(kFile1, 0), NeverWritten());
 }
 
 TEST_F(FileStoreTest, RemoveDeletesTheFile) {
@@ -722,6 +771,32 @@ TEST_F(FileStoreTest, ACorruptFileThatCannotBeRenamedIsDeleted) {
   file_.HandleCorrupt();
   ExpectOnlyError("Failed to rename /m/r_1.mtd errno 13 - Permission denied");
   EXPECT_TRUE(files_.Paths().empty());
+}
+
+// ---- Without messages ------------------------------------------------------------
+
+TEST_F(FileStoreTest, FailsAlikeWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  EXPECT_EQ(file_.StartFile(kBase, nullptr, kCount, kSize, 1), 0);
+  files_.FailOnce(FileOp::kOpen, std::string(kFile1) + ".tmp", EACCES);
+  EXPECT_EQ(Start(), 0);
+  files_.FailOnce(FileOp::kRename, std::string(kFile1) + ".tmp", EROFS);
+  EXPECT_EQ(Start(), 0);
+  EXPECT_FALSE(files_.Exists(kFile1));
+  files_.PutFile(kFile1, B("01"), 0644);
+  EXPECT_EQ(Start(), 0);  // of the wrong size
+  files_.PutFile(kFile1, B("01"), 0644);
+  files_.FailOnce(FileOp::kChmod, kFile1, EPERM);
+  EXPECT_EQ(Start(), 0);
+  files_.FailOnce(FileOp::kUnlink, kFile1, EPERM);
+  file_.Remove();
+  EXPECT_TRUE(files_.Exists(kFile1));
+  files_.Delete(kFile1);
+  files_.MakeDirectory(kFile1);
+  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(file_.ReadCluster(kSize, nullptr, 0), 0);
+  EXPECT_EQ(file_.ReadCluster(6, buffer_.data(), 0), 0);
+  EXPECT_TRUE(quiet.Entries().empty());
 }
 
 // ---- The real shell --------------------------------------------------------------
@@ -762,6 +837,23 @@ INSTANTIATE_TEST_SUITE_P(Names, FileStoreShellTest,
                          ::testing::Values("plain", "two  blanks", "it's", "\"quoted\"",
                                            "$HOME; exit 1 #", "`false`", "a\\b", "star*?[a]",
                                            "new\nline", "amp&pipe|", "caf\xC3\xA9", "~root"));
+
+// Relative to the directory that the test is in, as a host's own path may be.
+TEST(FileStoreCopyCommand, APathThatBeginsWithADashIsNotTakenForAnOption) {
+  const TempDir directory;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(directory.Path(""));
+  Bytes buffer(kSize);
+  FileStore source(1), copy(2);
+  const Bytes image = ClusterImage(5, PacketAt(5));
+  EXPECT_EQ(source.StartFile("-r", buffer.data(), kCount, kSize, 1), 1);
+  EXPECT_EQ(source.WriteCluster(kSize, image.data(), 3), 1);
+  EXPECT_EQ(copy.StartFile("-r", buffer.data(), kCount, kSize, 2), 1);
+  EXPECT_EQ(copy.CopyFile(kCount, kSize, source), 1);
+  EXPECT_EQ(copy.ReadCluster(kSize, buffer.data(), 3), 1);
+  EXPECT_EQ(buffer, image);
+  std::filesystem::current_path(before);
+}
 
 // How the cp command names a base path.
 std::string CopyCommandFor(const std::string& base) {

@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <fcntl.h>
 
+#include <cstdint>
 #include <type_traits>
 
 #include "backends/data_store_flat.h"
@@ -167,12 +168,30 @@ TEST(FlatMessage, LengthsBelow1WriteNothing) {
   EXPECT_EQ(store.WriteData(PacketAt(1, 10).data(), 10, 1), 1);
 }
 
+TEST(FlatMessage, APacketThatIsNotThereTakesNoRoom) {
+  CapturedLog log;
+  Bytes buffer(10, 0xEE);
+  DataStoreFlatMessage store(buffer.data(), 10, false);
+  ASSERT_EQ(store.Open(), 1);
+  EXPECT_EQ(store.WriteData(nullptr, 5, 1), 1);
+  EXPECT_EQ(store.BytesWritten(), 0);
+  EXPECT_EQ(buffer, Bytes(10, 0xEE));
+}
+
 TEST(FlatMessage, WithoutABufferRefusesEveryPacket) {
   CapturedLog log;
   DataStoreFlatMessage store(nullptr, 100, true);
   EXPECT_EQ(store.Open(), 1);
   EXPECT_EQ(store.BytesWritten(), 0);
   EXPECT_EQ(log.Count(1, "DataStoreFlatMessage.cc", kNoRoom), 2);
+}
+
+TEST(FlatMessage, RefusesAlikeWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  DataStoreFlatMessage store(nullptr, 100, false);
+  EXPECT_EQ(store.Open(), 1);
+  EXPECT_EQ(store.WriteData(kSirenOn, 1, 1), 0);
+  EXPECT_TRUE(quiet.Entries().empty());
 }
 
 // ---- Flat file written -----------------------------------------------------------
@@ -267,6 +286,12 @@ TEST_F(FlatWrite, LengthsBelow1SucceedAtOnceAfterTheSeek) {
   EXPECT_EQ(store_.WriteData(kSirenOn, 0, 1), 1);
   EXPECT_EQ(store_.WriteData(kSirenOn, -1, 1), 1);
   EXPECT_EQ(files_.Count(FileOp::kLseek), 2);
+  EXPECT_EQ(files_.Count(FileOp::kWrite), 0);
+}
+
+TEST_F(FlatWrite, APacketThatIsNotThereSucceedsAtOnce) {
+  Open();
+  EXPECT_EQ(store_.WriteData(nullptr, 5, 1), 1);
   EXPECT_EQ(files_.Count(FileOp::kWrite), 0);
 }
 
@@ -415,6 +440,23 @@ TEST_F(FlatWrite, CannotBeRead) {
   EXPECT_TRUE(log_.Has(2, "DataStore.cc", "Error calling ReadDataIntoBuffer"));
 }
 
+TEST_F(FlatWrite, FailsAlikeWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  files_.FailOnce(FileOp::kOpen, "/m/f", EACCES);
+  EXPECT_EQ(store_.Open(), 0);
+  files_.PutFile("/m/f", B("84"));  // appended to
+  ASSERT_EQ(store_.Open(), 1);
+  files_.FailOnce(FileOp::kLseek, "/m/f", ESPIPE);
+  EXPECT_EQ(Write(B("84")), 0);
+  files_.FailOnce(FileOp::kWrite, "/m/f", ENOSPC);
+  EXPECT_EQ(Write(B("84")), 0);
+  files_.FailOnce(FileOp::kClose, "/m/f", EIO);
+  EXPECT_EQ(store_.Close(), 1);
+  EXPECT_FALSE(store_.WroteEverything());
+  EXPECT_EQ(files_.Content("/m/f"), B("84"));
+  EXPECT_TRUE(quiet.Entries().empty());
+}
+
 // ---- Flat file read --------------------------------------------------------------
 
 class FlatRead : public ::testing::Test {
@@ -531,6 +573,16 @@ TEST_F(FlatRead, APositionInsideABlockReadsTheBlockFromItsBeginning) {
   EXPECT_EQ(ReadBytes(), Part(content, 4096, 8192));
 }
 
+// Where the block of the position would begin there is no file any more. The
+// position then stays as it was.
+TEST_F(FlatRead, APositionBehindAFileThatEndsWithABlockGivesNothing) {
+  OpenFile(Magic() + Pattern(8188));
+  EXPECT_EQ(Read(8193), 1);
+  EXPECT_EQ(bytes_read_, 0);
+  EXPECT_EQ(next_, -5);
+  EXPECT_EQ(files_.Count(FileOp::kRead), 0);
+}
+
 TEST_F(FlatRead, AFileOfExactlyTheMagicGivesNothingAndPosition4) {
   OpenFile(Magic());
   EXPECT_EQ(Read(0), 1);
@@ -553,6 +605,13 @@ TEST_F(FlatRead, ABufferSmallerThan4092BytesIsRefusedWithoutReading) {
   EXPECT_EQ(Read(0, 4092), 1);
   EXPECT_EQ(Read(4096, 4095), 0);
   EXPECT_EQ(Read(4096, 4096), 1);
+}
+
+TEST_F(FlatRead, ANullBufferIsRefused) {
+  OpenFile(Magic() + Pattern(10000));
+  EXPECT_EQ(store_.ReadDataIntoBuffer(4096, nullptr, 8192, bytes_read_, next_), 0);
+  EXPECT_EQ(bytes_read_, 0);
+  EXPECT_EQ(files_.Count(FileOp::kRead), 0);
 }
 
 TEST_F(FlatRead, AFileWithoutMagicIsReadWithoutTheFirst7BytesOfEveryBlock) {
@@ -592,8 +651,13 @@ TEST_F(FlatRead, AFileThatEndsWhileItIsReadGivesNothing) {
 
 TEST_F(FlatRead, FailedSeeksAndReadsAreLoggedWithTheOperationsName) {
   OpenFile(Magic() + Pattern(10000));
-  files_.FailOnce(FileOp::kLseek, "/m/f", EIO, 3);  // the one behind the magic
-  EXPECT_EQ(Read(0), 0);
+  for (const int seek : {1, 2, 3}) {  // to the end, to the magic, behind it
+    log_.Clear();
+    files_.FailOnce(FileOp::kLseek, "/m/f", EIO, seek);
+    EXPECT_EQ(Read(0), 0) << seek;
+    EXPECT_THAT(log_.Texts(2), ElementsAre("ReadDataIntoBuffer: Error seeking into file /m/f, "
+                                           "errno: 5, strerror: Input/output error"));
+  }
   files_.FailOnce(FileOp::kRead, "/m/f", EISDIR);
   EXPECT_EQ(Read(0), 0);
   files_.FailOnce(FileOp::kRead, "/m/f", EIO);
@@ -666,6 +730,49 @@ TEST_F(FlatRead, ADescriptorOfZeroIsMovedUp) {
 TEST_F(FlatRead, ReadsFromTheBeginning) {
   OpenFile(Magic());
   EXPECT_EQ(store_.InitialReadLocation(), 0);
+}
+
+// Positions are of type long, which on the unit ends at 2 GiB.
+class FilesOf3GB : public SimulatedFiles {
+ public:
+  off_t Lseek(int fd, off_t offset, int whence) override {
+    return whence == SEEK_END ? off_t{3000000000} : SimulatedFiles::Lseek(fd, offset, whence);
+  }
+};
+
+TEST(FlatReadOfAHugeFile, IsRefusedWhereALongDoesNotReachItsEnd) {
+  constexpr bool kLongReaches = sizeof(long) > sizeof(std::int32_t);
+  FilesOf3GB files;
+  CapturedLog log;
+  files.MakeDirectory("/m");
+  files.PutFile("/m/f", Magic() + Bytes(100, 0x84));
+  DataStoreFlatRead store("/m/f");
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(store.Open(), 1);
+  testing::internal::GetCapturedStdout();
+  Bytes buffer(8192);
+  int bytes_read = -5;
+  long next = -5;
+  EXPECT_EQ(store.ReadDataIntoBuffer(0, buffer.data(), 8192, bytes_read, next),
+            kLongReaches ? 1 : 0);
+  EXPECT_EQ(bytes_read, kLongReaches ? 100 : 0);
+  EXPECT_EQ(log.Has(2, "DataStoreFlatRead.cc",
+                    "ReadDataIntoBuffer: Error seeking into file /m/f, errno: 75, strerror: Value "
+                    "too large for defined data type"),
+            !kLongReaches);
+}
+
+TEST_F(FlatRead, FailsAlikeWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  OpenAndListen(0);  // there is no file
+  files_.PutFile("/m/f", Pattern(100));
+  files_.FailOnce(FileOp::kLseek, "/m/f", ESPIPE);
+  OpenAndListen(0);
+  OpenAndListen(1);
+  EXPECT_EQ(store_.WriteData(kSirenOn, 1, 1), 0);
+  files_.FailOnce(FileOp::kRead, "/m/f", EIO);
+  EXPECT_EQ(Read(0), 0);
+  EXPECT_TRUE(quiet.Entries().empty());
 }
 
 }  // namespace

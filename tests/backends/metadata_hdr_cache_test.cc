@@ -54,6 +54,8 @@ TEST(MetadataHdrCache, TheLastFreePlaceIsUsed) {
   cache.Add(9999, HeaderWithTick(1));
   EXPECT_NE(cache.Find(9999), nullptr);
   EXPECT_EQ(cache.Size(), 1024U);
+  cache.Add(10000, HeaderWithTick(1));  // and none behind it, message or not
+  EXPECT_EQ(cache.Find(10000), nullptr);
 }
 
 TEST(MetadataHdrCache, ASecondHeaderForAClusterKeepsTheFirst) {

@@ -307,6 +307,23 @@ TEST_F(RingRecovery, AnEmptyFileBesideOneInItsFirstClusterIsNotFilledWithItsDama
   EXPECT_EQ(TicksOf(ReadStream(store_, 0)), (std::vector<unsigned int>{1000, 1001}));
 }
 
+// It has no first tick, as a never-written cluster has none, but it is not empty.
+TEST_F(RingRecovery, AFirstClusterThatOnlyAContinuationHasReachedHoldsData) {
+  const Bytes continuation = B("82 02 36 38 00");
+  for (const std::string behind : {kFile1, kFile2}) {
+    SCOPED_TRACE(behind);
+    PutEmptyPair();
+    PutInBoth(0, ClusterImage(0xFFFFFFFF, continuation));
+    PutEmptyRing(behind);
+    ASSERT_EQ(Open(), 1);
+    ExpectOpenedAt(0, 32767, 0);
+    EXPECT_EQ(ReadStream(store_, 0), continuation);
+    WritesOf(1);
+    EXPECT_EQ(files_.ReadBlock(behind, 0), ClusterImage(1, continuation + PacketAt(1)));
+    store_.Close();
+  }
+}
+
 TEST_F(RingRecovery, AnEmptyFileThatCannotBeFilledIsGoneOnWith) {
   PutPairWith(5);
   PutEmptyRing(kFile2);
@@ -488,6 +505,12 @@ TEST_F(RingRecovery, ADashFurtherBackIsNoHindrance) {
   EXPECT_EQ(store.Open(), 1);
 }
 
+TEST_F(RingRecovery, WithoutABasePathTheFilesHaveTheirNumbersForNames) {
+  DataStoreNormal store("");
+  EXPECT_EQ(store.Open(), 1);
+  EXPECT_THAT(files_.Paths(), ElementsAre("_1.mtd", "_2.mtd"));
+}
+
 // ---- Loading ---------------------------------------------------------------------
 
 // In a full ring about to wrap the search reads the two ends only.
@@ -548,6 +571,21 @@ TEST_F(RingRecovery, ANextClusterUnreadableInBothFilesDoesNotFailTheOpen) {
   ASSERT_EQ(Open(), 1);
   EXPECT_TRUE(Logged(64, "Failed to read cluster #1 from metadata files"));
   EXPECT_EQ(WriteTick(store_, 50001), 1);
+}
+
+// ---- Without messages ------------------------------------------------------------
+
+TEST_F(RingRecovery, FailsAlikeWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  DataStoreNormal dashed("-r");
+  EXPECT_EQ(dashed.Open(), 0);
+  EXPECT_EQ(store_.OpenReadOnly(), 0);  // there are no files
+  PutPairWith(kRingClusters);
+  files_.FlipByte(kFile1, 32766L * 4096);
+  files_.FlipByte(kFile2, 32766L * 4096);
+  EXPECT_EQ(Open(), 0);
+  ExpectClosedAfterFailure();
+  EXPECT_TRUE(quiet.Entries().empty());
 }
 
 // ---- The last tick ---------------------------------------------------------------
@@ -669,14 +707,23 @@ TEST_F(NoMemory, ForAnyBufferFailsAnOpeningForReadingBeforeAnyFileIsTouched) {
 
 TEST_F(NoMemory, ForTheWorkBufferFailsTheOpenOfEveryStore) {
   EXPECT_EQ(OpenWithFailedAllocation(1), 0);
+  unsigned char byte = 0xEE;
   DataStoreFlatRead flat_read("/m/f");
   DataStoreFlatWrite flat_write("/m/f");
+  DataStoreFlatMessage message(&byte, 1, true);
   for (DataStore* const store :
-       {static_cast<DataStore*>(&flat_read), static_cast<DataStore*>(&flat_write)}) {
+       std::initializer_list<DataStore*>{&flat_read, &flat_write, &message}) {
     g_fail_allocation = 1;
     EXPECT_EQ(store->Open(), 0);
   }
   EXPECT_TRUE(files_.Operations().empty());
+  EXPECT_EQ(byte, 0xEE);
+}
+
+TEST_F(NoMemory, FailsTheOpenWithEveryMessageSwitchedOffToo) {
+  const CapturedLog quiet(0);
+  EXPECT_EQ(OpenWithFailedAllocation(2), 0);
+  ExpectClosedAfterFailure();
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Writing to and reading from the ring store.
 #include <errno.h>
 
+#include <limits>
+
 #include "tests/backends/ring_fixture.h"
 
 namespace vmr {
@@ -518,6 +520,15 @@ TEST_F(RingStore, PositionsOutsideTheRingAreFolded) {
   EXPECT_EQ(Read(-1), 0);
 }
 
+TEST_F(RingStore, PositionsFarOutsideTheRingAreNotCutDownToOnesInIt) {
+  PutPairWith(5);
+  Open();
+  for (const long position : {std::numeric_limits<long>::max(), std::numeric_limits<long>::min()}) {
+    EXPECT_EQ(Read(position), 0) << position;
+    EXPECT_EQ(bytes_read_, 0);
+  }
+}
+
 TEST_F(RingStore, ABufferWithoutRoomReadsNothing) {
   PutPairWith(5);
   Open();
@@ -566,6 +577,41 @@ TEST_F(RingStore, ARingThatHasNotWrappedIsReadFromClusterZero) {
   PutPairWith(5);
   Open();
   EXPECT_EQ(store_.InitialReadLocation(), 0);
+}
+
+TEST_F(RingStore, ARingWhoseOldestClustersAreLostIsReadFromTheFirstThatIsNot) {
+  PutPairWith(kRingClusters);
+  PutInBoth(0, ClusterImage(50000, PacketAt(50000)));
+  Open();
+  for (const long lost : {1L, 2L}) {
+    files_.FlipByte(kFile1, lost * 4096);
+    files_.FlipByte(kFile2, lost * 4096);
+  }
+  EXPECT_EQ(store_.InitialReadLocation(), 3 * 4096);
+}
+
+TEST_F(RingStore, ARingOfWhichNothingCanBeReadAnyMoreIsReadFromWhatIsInMemory) {
+  PutPairWith(5);
+  Open();
+  const CapturedLog quiet(0);
+  files_.FailFromNowOn(FileOp::kRead, "", EIO);
+  EXPECT_EQ(store_.InitialReadLocation(), 4 * 4096);
+  EXPECT_EQ(TicksOf(ReadStream(store_, 4 * 4096)), (std::vector<unsigned int>{1004}));
+}
+
+// ---- Without messages ------------------------------------------------------------
+
+TEST_F(RingStore, RefusesAlikeWithEveryMessageSwitchedOff) {
+  PutPairWith(5);
+  Open();
+  const CapturedLog quiet(0);
+  EXPECT_EQ(store_.WriteData(nullptr, 5, 1), 0);
+  EXPECT_EQ(WriteRaw(4090, 1), 0);
+  EXPECT_EQ(store_.ReadDataIntoBuffer(0, nullptr, 4096, bytes_read_, next_), 0);
+  EXPECT_EQ(Read(-1), 0);
+  EXPECT_EQ(Read(32769L * 4096), 1);
+  EXPECT_EQ(ReadBytes(), PacketAt(1000));
+  EXPECT_TRUE(quiet.Entries().empty());
 }
 
 // ---- Lifecycle -------------------------------------------------------------------

@@ -51,6 +51,7 @@ struct Promise {
   int at_least = 0;
   int at_most = 0;
   bool mirrors_equal = true;
+  bool ticks_rise = true;
   bool may_be_missing = false;              // a file, or both
   bool may_be_wrong = false;                // of another size or kind
   int cut_short = kAnyName;                 // the file that `cp` was at work on
@@ -234,7 +235,9 @@ std::string WholeFiles::JudgePair(const Promise& promise) {
   expected.at_least = promise.at_least;
   expected.at_most = promise.at_most;
   expected.mirrors_equal = promise.mirrors_equal;
-  expected.damage_stays = promise.cut_short != kAnyName;  // what `cp` left is bad
+  expected.ticks_rise = promise.ticks_rise;
+  // What a copy lacks stays bad until it is read or written over.
+  expected.damage_stays = !Searchable(kFile1) || !Searchable(kFile2);
   if (promise.history == nullptr || Searchable(kFile1) || Searchable(kFile2))
     return check_.Visit(expected);
   return JudgeNew(promise);
@@ -365,6 +368,7 @@ void WholeFiles::Cuts(Begin begin, const Scenario& scenario, unsigned int round,
   files_.Undo(mark, true);
   Promise promise;
   promise.stream = &stream;
+  promise.ticks_rise = scenario.pattern != Pattern::kEqualTicks;
   promise.may_be_missing = begin != Begin::kRing && begin != Begin::kFile1Empty &&
                            begin != Begin::kFile2Empty && begin != Begin::kWrongMode;
   if (begin == Begin::kBothUnsearchable) promise.history = &file1;

@@ -59,6 +59,7 @@ class Run {
   static constexpr int kMaxFailures = 10;
 
   void JudgeCoincidences();
+  void JudgeAmount();
 
   Options options_;
   long visited_ = 0;

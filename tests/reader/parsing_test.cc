@@ -1,8 +1,20 @@
 // Parsing packets and items into a store, and the text that viewing prints.
+#include <time.h>
+
 #include <ostream>
 
 #include "store/tag_catalogue.h"
 #include "tests/reader/reader_fixture.h"
+
+// Local time in this program is UTC, and can be made to fail: the C library never
+// does for the times that a recording holds.
+namespace {
+bool local_time_fails = false;
+}
+
+extern "C" struct tm* localtime_r(const time_t* seconds, struct tm* result) noexcept {
+  return local_time_fails ? nullptr : gmtime_r(seconds, result);
+}
 
 namespace vmr::test {
 namespace {
@@ -82,6 +94,19 @@ TEST_F(Parsing, TimeOfAHeaderLineWrapsAsASigned32BitNumber) {
 }
 
 // ---- Dictionary --------------------------------------------------------------
+
+TEST_F(Parsing, HeaderLineSaysSoWhenTheTimeCannotBeFormed) {
+  out.InitCurrentSystemTick(7);
+  local_time_fails = true;
+  std::string lines = View(WithCrc(B("80 C8 00 00 00 00")));
+  lines += View(WithCrc(B("81 CA 00")));
+  lines += View(B("82 00 FF"));
+  local_time_fails = false;
+  EXPECT_EQ(lines,
+            "(hdr1)     7 (NULL localtime return) (00) \n"
+            "(hdr2)   200 (NULL localtime return) (00) \n"
+            "(hdrCONT)   202 (NULL localtime return) (00) \n");
+}
 
 TEST_F(Parsing, ADictionaryIsPrintedAsOneLine) {
   EXPECT_EQ(View(B("83 04 02 08 11 82 09 83 E1 02 00")),
@@ -174,6 +199,28 @@ TEST_F(Parsing, ParsingATickEndsAtItsFirstBadPacketOnly) {
   EXPECT_EQ(reader.ParseReadSystemTick(out), 1);
   EXPECT_FALSE(Mirror().inputs.on[1]);  // behind the illegal tag, in its packet
   EXPECT_TRUE(Mirror().inputs.on[2]);   // in the packet after it
+}
+
+// The packets are where the reader has put them, in the output's work buffer.
+TEST_F(Parsing, ACollectedPacketThatWasOverwrittenEndsItsTick) {
+  MemorySource source(WithCrc(B("80 64 00 00 00 01 36")) + WithContCrc(B("82 01 38")));
+  ASSERT_EQ(ReadNext(source), 2);
+  out.WorkBuffer()[0] = 0x84;
+  EXPECT_EQ(reader.ParseReadSystemTick(out), 0);
+  EXPECT_TRUE(Logged(2, "Found NULL packet in processed data prior to 12"));
+  EXPECT_FALSE(Mirror().inputs.on[1]);
+  EXPECT_FALSE(Mirror().inputs.on[2]);
+}
+
+TEST_F(Parsing, RefusesAlikeWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  EXPECT_EQ(Parse(B("84 36")), 0);
+  EXPECT_EQ(Parse(B("A7 36")), 0);
+  MemorySource source(WithCrc(B("80 64 00 00 00 00")));
+  ASSERT_EQ(ReadNext(source), 1);
+  out.accept = false;
+  EXPECT_EQ(reader.WriteReadSystemTick(out), 0);
+  EXPECT_TRUE(quiet.Entries().empty());
 }
 
 // ---- Items that cannot be parsed ---------------------------------------------

@@ -262,6 +262,18 @@ TEST_F(RangeExtraction, TheReportSaysWhatWasCopied) {
   EXPECT_FALSE(report.ticks_went_back);
 }
 
+TEST_F(RangeExtraction, TicksThatGoBackAreCopiedAsTheyComeAndReported) {
+  Record({{80, Mark(80) + Mark(100) + Mark(110) + Mark(105) + Mark(104) + Mark(112)}});
+  ASSERT_TRUE(Extract(95, 120));
+  EXPECT_EQ(Copied(95, 120), Mark(100) + Mark(110) + Mark(105) + Mark(104) + Mark(112));
+  const ExtractionReport& report = reader.LastExtraction();
+  EXPECT_TRUE(report.ticks_went_back);
+  EXPECT_EQ(report.first_tick, 100U);
+  EXPECT_EQ(report.last_tick, 112U);
+  EXPECT_EQ(report.widest_gap, 10U);  // not what is between 110 and 105
+  EXPECT_EQ(report.gap_tick, 100U);
+}
+
 // ---- An input that reading records again -----------------------------------------
 
 constexpr char kCovertOn[] = "35 37 39 3D 3F 41 43 45 47 3A 4B";
@@ -445,6 +457,22 @@ TEST_F(RangeExtraction, AParseFailureBeforeTheStartDoesNotComeOfDamage) {
   EXPECT_TRUE(Extract(100, 110));
   EXPECT_EQ(Copied(100, 110), Mark(110));
   EXPECT_THAT(ReaderLog(2), ElementsAre("2 No data found in cluster 32767"));
+}
+
+TEST_F(RangeExtraction, FailsAlikeWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  files_.PutFile(kFile1, B("01 02 03"));
+  files_.PutFile(kFile2, B("01 02 03"));
+  EXPECT_FALSE(Extract(90, 100));
+  Record({{90, Mark(90)}, {100, Mark(100)}, {110, Mark(110)}, {120, Mark(120)}, {130, Mark(130)}});
+  files_.FailOnce(FileOp::kOpen, kOut, EACCES);
+  EXPECT_FALSE(Extract(95, 100));
+  files_.FailOnce(FileOp::kWrite, kOut, ENOSPC, 4);  // magic, dictionary, state, packet
+  EXPECT_FALSE(Extract(95, 100));
+  EXPECT_EQ(Copied(95, 100), Bytes());
+  LoseCluster(1);
+  EXPECT_FALSE(Extract(115, 120));
+  EXPECT_TRUE(quiet.Entries().empty());
 }
 
 TEST_F(RangeExtraction, ACopyFailureKeepsWhatWasWrittenSoFar) {

@@ -177,6 +177,24 @@ TEST_F(StateDumpSearch, ANumberThatIsNoClusterIsAFailure) {
   }
 }
 
+TEST_F(StateDumpSearch, AClosedOutputHasNoBufferToSearchIn) {
+  Record({{90, H1(90, B("1A"))}});
+  DataStoreNormal ring(kBase);
+  ASSERT_EQ(ring.Open(), 1);
+  RecordingStore closed;
+  EXPECT_EQ(reader.FindMostRecentStateDump(ring, closed, 0, 115), -1);
+  EXPECT_TRUE(ReaderLogged(2, "Failed to read data from cluster 0"));
+}
+
+TEST_F(StateDumpSearch, IsTheSameWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  Record({{90, H1(90, B("1A"))}});
+  EXPECT_EQ(Search(0, 115).cluster, 0);
+  EXPECT_EQ(Search(7, 115).cluster, 7);  // an empty one
+  EXPECT_EQ(Search(32768, 115).cluster, -1);
+  EXPECT_TRUE(quiet.Entries().empty());
+}
+
 TEST_F(StateDumpSearch, ARoundWithoutADumpIsAFailure) {
   RecordAll([](std::size_t c) -> ClusterOf {
     const auto tick = static_cast<unsigned int>(1000 + c);

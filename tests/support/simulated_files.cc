@@ -694,7 +694,7 @@ int SimulatedFiles::System(const char* command) {
 long SimulatedFiles::CopyEffect(const std::string& from, const std::string& to) {
   constexpr long kExitedWithOne = 256;
   const FilePtr source = Lookup(from);
-  if (!source || source->directory || !HasParent(to)) return kExitedWithOne;
+  if (!source || source->directory || to.empty() || !HasParent(to)) return kExitedWithOne;
   if (!Lookup(to)) {
     ChangeNames({"", to, std::make_shared<File>()});
     Get(to).mode = source->mode;

@@ -3,8 +3,12 @@
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 
+#include "backends/data_store_normal.h"
+#include "tests/support/file_hook.h"
 #include "tests/tools/ring_images.h"
+#include "tools/check_command.h"
 
 namespace vmr::test {
 namespace {
@@ -43,6 +47,14 @@ class CheckTest : public RingImageTest {
     EXPECT_EQ(checked.exit_code, exit_code) << checked.out;
     EXPECT_THAT(checked.out, testing::EndsWith("\n" + verdict + "\n"));
     EXPECT_EQ(checked.err, "");
+  }
+  // Where the library itself takes the recording to end.
+  int NewestOfARecorder() const {
+    DataStoreNormal store(Path("s"));
+    EXPECT_EQ(store.OpenReadOnly(), 1);
+    const int newest = store.CurrentCluster();
+    store.Close();
+    return newest;
   }
 };
 
@@ -238,6 +250,60 @@ TEST_F(CheckTest, AFileOfGarbageIsDamageInEveryCluster) {
                      "impossible_size s_1.mtd 11-32767", "not_searchable s_1.mtd 0-0"});
 }
 
+// In this process: no file system here has bad blocks to look at.
+class CheckOfABadDeviceTest : public CheckTest {
+ protected:
+  CheckOfABadDeviceTest() { fs::current_path(folder); }
+  ~CheckOfABadDeviceTest() override { fs::current_path(before_); }
+
+  Finished CheckWith(const std::set<off_t>& bad_in_1, const std::set<off_t>& bad_in_2,
+                     bool as_json) const {
+    const BadBlocks device({{"s_1.mtd", bad_in_1}, {"s_2.mtd", bad_in_2}});
+    testing::internal::CaptureStdout();
+    const int exit_code = tool::Check({"s", as_json});
+    return {exit_code, testing::internal::GetCapturedStdout(), ""};
+  }
+
+ private:
+  fs::path before_ = fs::current_path();
+};
+
+TEST_F(CheckOfABadDeviceTest, AClusterUnreadableInOneFileIsDamage) {
+  MakeRingOfBookmarks(1000);
+  const Finished checked = CheckWith({4, 63, 64}, {5, 16383}, true);
+  EXPECT_EQ(checked.exit_code, 4);
+  const json found = json::parse(checked.out, nullptr, false);
+  EXPECT_THAT(
+      FindingsOf(found),
+      ElementsAre("unreadable s_1.mtd 4-4", "unreadable s_2.mtd 5-5", "unreadable s_1.mtd 63-64",
+                  "unreadable s_2.mtd 16383-16383", "not_searchable s_2.mtd 16383-16383"));
+  EXPECT_EQ(found["findings"][0]["text"],
+            "s_1.mtd cluster 4: cannot be read; ticks 410 to 460: Bookmark; s_2.mtd has a good "
+            "copy");
+  EXPECT_EQ(found["files"][0]["good_clusters"], 997);
+  EXPECT_EQ(found["files"][0]["damaged_clusters"], 3);
+  EXPECT_EQ(found["recording"]["packets"], 2000);
+}
+
+TEST_F(CheckOfABadDeviceTest, AClusterUnreadableInBothIsLost) {
+  MakeRingOfBookmarks(1000);
+  const Finished checked = CheckWith({5}, {5}, false);
+  EXPECT_EQ(checked.exit_code, 3);
+  EXPECT_THAT(checked.out, HasSubstr("\nlost: cluster 5: no file has a good copy; between ticks "
+                                     "460 and 610\n"));
+  EXPECT_THAT(checked.out, testing::EndsWith("\nsomething is lost\n"));
+}
+
+// One cannot be read, the other is damaged: what is still legible comes from that.
+TEST_F(CheckOfABadDeviceTest, AClusterUnreadableInOneAndDamagedInTheOtherIsLost) {
+  MakeRingOfBookmarks(1000);
+  Damage(2, 5);
+  const Finished checked = CheckWith({5}, {}, false);
+  EXPECT_EQ(checked.exit_code, 3);
+  EXPECT_THAT(checked.out, HasSubstr("\nlost: cluster 5: no file has a good copy; between ticks "
+                                     "460 and 610; still legible there: Bookmark\n"));
+}
+
 TEST_F(CheckTest, WhatOneFileLacksBetweenTwoTurnsIsNormal) {
   MakeRingOfBookmarks(10);
   const std::uint32_t tick = 910;
@@ -358,6 +424,26 @@ TEST_F(CheckTest, ARecordingInTwoRunsIsSaid) {
   EXPECT_THAT(Findings(), testing::Contains("second_run - 4-4"));
 }
 
+// Of the packets cluster 9 is the newest, and nothing of them is lost.
+TEST_F(CheckTest, ASearchThatEndsBeforeTheNewestClusterIsADanger) {
+  MakeRingOfBookmarks(10);
+  const Bytes packets = FullPacket(710, B("56")) + FullPacket(760, B("56"));
+  PutInBoth(7, ClusterOf(0xFFFFFFFF, packets));  // reads as never written
+  EXPECT_THAT(Findings(), ElementsAre("wrong_first_tick - 7-7", "wrong_newest - 6-6"));
+  EXPECT_THAT(Check().out,
+              HasSubstr("\ndamaged: a recorder's search ends at the wrong place, in cluster 6\n"));
+  ExpectVerdict(4, "damaged, nothing is lost");
+  EXPECT_EQ(NewestOfARecorder(), 6);
+}
+
+TEST_F(CheckTest, ASearchThatEndsBehindTheNewestClusterIsADanger) {
+  MakeRingOfBookmarks(10);
+  PutInBoth(0, ClusterOf(0xFFFFFFFE, FullPacket(10, B("56"))));  // reads as a ring about to wrap
+  EXPECT_THAT(Findings(), ElementsAre("wrong_first_tick - 0-0", "wrong_newest - 32767-32767"));
+  ExpectVerdict(4, "damaged, nothing is lost");
+  EXPECT_EQ(NewestOfARecorder(), 32767);
+}
+
 TEST_F(CheckTest, TimesAreGivenWhereTheRecordingTellsThem) {
   MakeRingOfBookmarks(10);
   // 1714557600 is 2024-05-01T10:00:00Z, at tick 410.
@@ -429,6 +515,21 @@ TEST_F(CheckTest, ReasonsForFailureAreNamed) {
   fails({"check", "flat"}, "flat: is a flat file, not a store");
   fs::create_directory(Path("s_1.mtd"));
   fails({"check", "s"}, "s_1.mtd: no regular file");
+}
+
+// A file that is there and may not be read is neither damaged nor missing: with its
+// twin alone nothing could be said of what is lost.
+TEST_F(CheckTest, AFileThatMayNotBeReadIsNoVerdict) {
+  MakeRingOfBookmarks(10);
+  for (const int file : {1, 2}) {
+    ASSERT_EQ(chmod(Path(FileName(file)).c_str(), 0), 0);
+    const Finished failed = RunUnprivileged({"check", "s"});
+    EXPECT_EQ(failed.exit_code, 1);
+    EXPECT_EQ(failed.err, "vmr: " + FileName(file) + ": Permission denied\n");
+    EXPECT_EQ(failed.out, "");
+    ASSERT_EQ(chmod(Path(FileName(file)).c_str(), 0440), 0);
+  }
+  EXPECT_EQ(RunUnprivileged({"check", "s"}).exit_code, 0);
 }
 
 TEST_F(CheckTest, EitherFileNamesTheStore) {

@@ -61,6 +61,102 @@ TEST_F(ForeignFileTest, GarbageWithARightCrcNeverReplacesAGoodCopyOfEarlierTicks
   EXPECT_TRUE(SameContent("s_2.mtd", "whole"));
 }
 
+// A device put a write where it does not belong.
+TEST_F(ForeignFileTest, AClusterInTheWrongPlaceReplacesNoCopyThatBelongsThere) {
+  const struct {
+    int place;  // where a copy of `cluster` stands in file 2
+    int cluster;
+  } cases[] = {{3, 7}, {7, 3}, {0, 5}, {9, 2}, {10, 9}, {20000, 4}, {32767, 8}};
+  for (const auto& misplaced : cases) {
+    SCOPED_TRACE(misplaced.place);
+    MakeRingOfBookmarks(10);
+    fs::copy_file(Path("s_1.mtd"), Path("whole"), fs::copy_options::overwrite_existing);
+    Put(2, misplaced.place, TwoBookmarks(misplaced.cluster));
+    const Finished checked = Check();
+    EXPECT_EQ(checked.exit_code, misplaced.place == 9 ? 0 : 4);
+    EXPECT_THAT(checked.out,
+                StartsWith("s: 20 packets with 20 items in 10 clusters, ticks 10 to "));
+    EXPECT_EQ(Scrub().exit_code, 0);
+    EXPECT_TRUE(SameContent("s_1.mtd", "whole"));
+    EXPECT_TRUE(SameContent("s_2.mtd", "whole"));
+  }
+}
+
+TEST_F(ForeignFileTest, AClusterInTheWrongPlaceIsNamed) {
+  MakeRingOfBookmarks(10);
+  Put(2, 3, TwoBookmarks(7));
+  EXPECT_THAT(Check().out,
+              HasSubstr("\ndamaged: s_2.mtd cluster 3: packets that belong elsewhere in the ring; "
+                        "ticks 310 to 360: Bookmark; s_1.mtd has a good copy"));
+}
+
+TEST_F(ForeignFileTest, InAWrappedRingToo) {
+  MakeRing(kRingClusters, [](int cluster) {
+    return TwoBookmarks(cluster < 100 ? cluster + kRingClusters : cluster);
+  });
+  KeepAsWhole();
+  Put(2, 100, TwoBookmarks(20));             // where the oldest is
+  Put(2, 50, TwoBookmarks(20));              // among the newer ones
+  Put(2, 500, TwoBookmarks(kRingClusters));  // among the older ones
+  EXPECT_EQ(Scrub().exit_code, 0);
+  EXPECT_TRUE(SameContent("s_1.mtd", "whole"));
+  EXPECT_TRUE(SameContent("s_2.mtd", "whole"));
+}
+
+TEST_F(ForeignFileTest, AWriteOfTheLatestPacketThatWentElsewhereIsKept) {
+  MakeRingOfBookmarks(10);
+  const Bytes latest = ClusterOf(
+      910, FullPacket(910, B("56")) + FullPacket(960, B("56")) + FullPacket(970, B("34")));
+  Put(2, 3, latest);
+  const Finished checked = Check();
+  EXPECT_EQ(checked.exit_code, 4);
+  EXPECT_THAT(checked.out, HasSubstr("; the latest packet stands there alone"));
+  EXPECT_THAT(checked.out, EndsWith("\ndamaged, nothing is lost but perhaps the latest packet\n"));
+  EXPECT_EQ(Scrub().exit_code, 4);
+  EXPECT_EQ(Get(2, 3), latest);
+  EXPECT_THAT(Run({"recover", "s", "new"}).out,
+              StartsWith("new: 21 packets in 10 clusters, ticks 10 to 970\n"));
+}
+
+TEST_F(ForeignFileTest, AClusterThatOnlyBelongsElsewhereIsLostWhereItStands) {
+  MakeRingOfBookmarks(10);
+  Damage(1, 4);
+  Put(2, 4, TwoBookmarks(7));
+  const Finished checked = Check();
+  EXPECT_EQ(checked.exit_code, 3);
+  EXPECT_THAT(checked.out, HasSubstr("\nlost: cluster 4: no file has a good copy; between ticks "
+                                     "360 and 510"));
+  EXPECT_THAT(Run({"recover", "s", "new"}).out,
+              StartsWith("new: 18 packets in 9 clusters, ticks 10 to 960\n"));
+}
+
+TEST_F(ForeignFileTest, BehindTheEndItIsNot) {
+  MakeRingOfBookmarks(10);
+  Damage(1, 70);
+  Put(2, 70, TwoBookmarks(7));
+  EXPECT_EQ(Check().exit_code, 4);
+  EXPECT_THAT(Run({"recover", "s", "new"}).out,
+              StartsWith("new: 20 packets in 10 clusters, ticks 10 to 960\n"));
+}
+
+TEST_F(ForeignFileTest, AClusterThatStandsOnlyInTheWrongPlaceIsRecovered) {
+  MakeRingOfBookmarks(10);
+  PutInBoth(4, Bytes(kImageBytes, 0));
+  Put(2, 7, TwoBookmarks(4));
+  const Finished recovered = Run({"recover", "s", "new"});
+  EXPECT_THAT(recovered.out, StartsWith("new: 20 packets in 10 clusters, ticks 10 to 960\n"));
+  EXPECT_EQ(Get(1, 4, "new"), TwoBookmarks(4));
+}
+
+TEST_F(ForeignFileTest, AStoreThatScrubbingCannotMakeSearchableIsNotToBeRecordedInto) {
+  MakeRingOfBookmarks(10);
+  PutInBoth(16383, Bytes(kImageBytes, 0));
+  const Finished scrubbed = Scrub();
+  EXPECT_EQ(scrubbed.exit_code, 4);
+  EXPECT_EQ(scrubbed.err,
+            "vmr: s: start no recorder on it; vmr recover makes a store of what is good\n");
+}
+
 TEST_F(ForeignFileTest, AFileOfManyDamagedPlacesIsToldInFewLines) {
   MakeRingOfBookmarks(10);
   for (int cluster = 100; cluster < 200; cluster += 2) Damage(2, cluster);

@@ -1,8 +1,10 @@
 #include "tests/tools/program.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +29,13 @@ std::string RoomyFolder() {
   return temporary != nullptr ? temporary : "/tmp";
 }
 
+// The next program that this process becomes has none. A user who is not root may
+// not give up what he has not.
+void GiveUpPrivilegesOverFiles() {
+  for (const unsigned long privilege : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH})
+    static_cast<void>(prctl(PR_CAPBSET_DROP, privilege, 0, 0, 0));
+}
+
 [[noreturn]] void BecomeProgram(const std::string& folder, const Arguments& arguments, int input) {
   std::vector<char*> argv = {const_cast<char*>("vmr")};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
@@ -42,7 +51,8 @@ std::string RoomyFolder() {
 
 }  // namespace
 
-RunningProgram::RunningProgram(const std::string& folder, const Arguments& arguments)
+RunningProgram::RunningProgram(const std::string& folder, const Arguments& arguments,
+                               Privileges privileges)
     : folder_(folder) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
@@ -51,6 +61,7 @@ RunningProgram::RunningProgram(const std::string& folder, const Arguments& argum
   process_ = fork();
   if (process_ == 0) {
     signal(SIGPIPE, SIG_DFL);
+    if (privileges == Privileges::kNoneOverFiles) GiveUpPrivilegesOverFiles();
     BecomeProgram(folder, arguments, ends[0]);
   }
   close(ends[0]);
@@ -113,6 +124,10 @@ Finished ProgramTest::Run(const Arguments& arguments, const std::string& input) 
   RunningProgram program(folder, arguments);
   program.Write(input);
   return program.Finish();
+}
+
+Finished ProgramTest::RunUnprivileged(const Arguments& arguments) const {
+  return RunningProgram(folder, arguments, Privileges::kNoneOverFiles).Finish();
 }
 
 Finished ProgramTest::Replay(const std::string& lines) const {

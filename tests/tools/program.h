@@ -19,11 +19,17 @@ struct Finished {
 
 using Arguments = std::vector<std::string>;
 
+enum class Privileges {
+  kAsTheTest,
+  kNoneOverFiles,  // the modes of files count, for root too
+};
+
 // A program under way: its standard input is a pipe, its output goes to files
 // of the folder it runs in.
 class RunningProgram {
  public:
-  RunningProgram(const std::string& folder, const Arguments& arguments);
+  RunningProgram(const std::string& folder, const Arguments& arguments,
+                 Privileges privileges = Privileges::kAsTheTest);
   ~RunningProgram();
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
@@ -54,6 +60,7 @@ class ProgramTest : public testing::Test {
 
   std::string Path(const std::string& name) const { return folder + "/" + name; }
   Finished Run(const Arguments& arguments, const std::string& input = "") const;
+  Finished RunUnprivileged(const Arguments& arguments) const;
   // Records lines with --replay into the store "s"; it has to succeed.
   Finished Replay(const std::string& lines) const;
   // All items of a listing of the store "s", without times and without the
