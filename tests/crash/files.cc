@@ -66,13 +66,13 @@ struct FileFault {
   int error = 0;
 };
 
-template <long size>
+template <long kBytes>
 void SetSize(CowFiles& files, int name) {
-  files.SetSize(name, size);
+  files.SetSize(name, kBytes);
 }
-template <mode_t kind>
+template <mode_t kKind>
 void MakeKind(CowFiles& files, int name) {
-  files.SetMode(name, kind | 0660);
+  files.SetMode(name, kKind | 0660);
 }
 
 const FileFault kFileFaults[] = {
