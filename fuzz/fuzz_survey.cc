@@ -73,6 +73,13 @@ unsigned long WriteSalvaged(const RingSalvage& salvage, MemoryFiles& files) {
   return packets;
 }
 
+unsigned long PacketsIn(const RingSurvey& survey) {
+  unsigned long packets = 0;
+  for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster)
+    if (survey.At(cluster).HoldsData()) packets += survey.At(cluster).Best().content.packets;
+  return packets;
+}
+
 void Save(RingSurvey& survey, const RingInput& input, MemoryFiles& files) {
   RingSalvage salvage(survey);
   if ((input.flags & kFirstIsSetAside) != 0)
@@ -87,13 +94,13 @@ void Save(RingSurvey& survey, const RingInput& input, MemoryFiles& files) {
   const std::vector<Finding> findings = Look(made, input);
   Require(Gravest(findings) != Severity::kLost, "nothing is lost of what was saved");
   Require(made.SearchOf(0).found && made.SearchOf(1).found, "what was saved can be searched");
-  unsigned long found = 0;
   for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster) {
     Require(made.At(cluster).relation == Relation::kEqual, "both new files are the same");
     Require(!made.At(cluster).Best().content.Faulty(), "only sound packets are saved");
-    found += made.At(cluster).Best().content.packets;
   }
-  Require(found >= packets, "every saved packet is there");
+  Require(PacketsIn(made) >= packets, "every saved packet is there");
+  if (salvage.TooOld() == 0)
+    Require(packets >= PacketsIn(survey), "every packet that can be read is saved");
 }
 
 // ---- Mending -----------------------------------------------------------------------
