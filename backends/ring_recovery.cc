@@ -1,11 +1,15 @@
 // Opening the ring store: which cluster was written last, which of the two files
 // took the last write, what tick the recording had reached. All of it is found
 // out from the files alone; nothing else is kept anywhere.
+#include <errno.h>
+
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 
 #include "backends/data_store_normal.h"
+#include "backends/file_io.h"
 #include "host/log.h"
 
 namespace vmr {
@@ -194,13 +198,22 @@ void DataStoreNormal::FindBothLastPositions() {
 }
 
 // Deliberate: the history is lost rather than recording refused. Only file #1 is
-// kept aside.
+// kept aside. One that this opening made holds nothing, and what an opening cut
+// short by a power loss has set aside must not give way to it.
 int DataStoreNormal::RecreateFiles() {
   file1_.Close();
   file2_.Close();
   VMR_LOG(kLogError, "Unable to find last position in both Metadata files. Recreating files");
-  file1_.HandleCorrupt();
+  if (file1_.FileCreated())
+    file1_.Remove();
+  else
+    file1_.HandleCorrupt();
   file2_.Remove();
+  // If the new files' names reached the device first, a power loss could leave a
+  // new file #1 without the one set aside, or beside the old file #2.
+  if (!SyncDirectoryOf(file1_.Path()))
+    VMR_LOG(kLogWarning, "Could not sync the directory of file " << file1_.Path() << ", " << errno
+                                                                 << ": " << std::strerror(errno));
   if (StartStoreFiles(base_path_) == 0) return 0;
   FindBothLastPositions();
   return searched1_ && searched2_ ? 1 : 0;

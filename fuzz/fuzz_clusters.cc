@@ -88,7 +88,7 @@ void MakeCrcsRight(std::vector<unsigned char>& bytes) {
 // The first byte: lowest bit, whether CRCs are made right; the others, how many
 // clusters the bytes behind are spread over.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  vmr::fuzz::SetUpOnce();
+  vmr::fuzz::StartInput(data, size);
   if (size < 1) return 0;
   const int cluster_count = 2 + (data[0] >> 1) % (kMaxClusters - 1);
   std::vector<unsigned char> bytes(static_cast<std::size_t>(cluster_count * kSmallClusterBytes));

@@ -5,7 +5,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using vmr::fuzz::Require;
-  vmr::fuzz::SetUpOnce();
+  vmr::fuzz::StartInput(data, size);
   vmr::DataStoreNull out;
   vmr::MetadataReader reader;
   const auto length = static_cast<int>(size);

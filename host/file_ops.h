@@ -3,6 +3,7 @@
 #ifndef VMR_HOST_FILE_OPS_H_
 #define VMR_HOST_FILE_OPS_H_
 
+#include <errno.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -32,6 +33,14 @@ class FileOps {
   // it succeeded.
   virtual int System(const char* command) = 0;
   virtual int Usleep(unsigned int microseconds) = 0;
+  // Rename that fails with EEXIST where it would replace something. A host whose
+  // system can look and rename in one step does better.
+  virtual int RenameNew(const char* from, const char* to) {
+    struct stat status {};
+    const bool there = Stat(to, &status) == 0;
+    if (there) errno = EEXIST;
+    return there || errno != ENOENT ? -1 : Rename(from, to);
+  }
 
   // The operations in use; POSIX unless replaced.
   static FileOps& Current();

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 
+#include "host/file_ops.h"
 #include "tools/console.h"
 #include "tools/ring_report.h"
 #include "tools/store_path.h"
@@ -31,12 +33,27 @@ bool CouldBeRead(const RingSurvey& survey) {
   return any;
 }
 
+void SayWhatWasSetAside(const std::string& base, const std::vector<std::string>& given,
+                        const char* command) {
+  for (const int number : {1, 2}) {
+    const std::string path = RingFile(base, number) + ".CORRUPT";
+    struct stat status {};
+    const auto same = [&path](const std::string& file) { return SameFile(path, file); };
+    if (FileOps::Current().Stat(path.c_str(), &status) != 0 ||
+        std::any_of(given.begin(), given.end(), same))
+      continue;
+    Say(fmt::format("{}: was set aside by a recorder; {}--corrupt {} adds what it holds", path,
+                    command, path));
+  }
+}
+
 int Check(const CheckOptions& options) {
   const auto base = RingToSurvey(options.store);
   if (!base) return kExitFailure;
   RingSurvey survey(RingFile(*base, 1), RingFile(*base, 2));
   survey.Read();
   if (!CouldBeRead(survey)) return kExitFailure;
+  SayWhatWasSetAside(*base, {}, "vmr recover with ");
   const std::vector<Finding> findings = FindAll(survey);
   const RingReport report(*base, survey, findings);
   fmt::print("{}", options.json ? report.Json().dump(2) + "\n" : report.Text());

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vmr::tool {
 
@@ -21,6 +22,10 @@ class RingSurvey;
 std::optional<std::string> RingToSurvey(const std::string& store);
 // Whether both files could be looked at, as far as they are files; says why not.
 bool CouldBeRead(const RingSurvey& survey);
+// Files that a recorder set aside beside `base`, but for those `given`. `command`
+// is what stands in front of the option that reads them.
+void SayWhatWasSetAside(const std::string& base, const std::vector<std::string>& given,
+                        const char* command);
 
 }  // namespace vmr::tool
 

@@ -83,6 +83,7 @@ class Walk {
 
   void TakePacket(const PacketKind& kind, const unsigned char* packet, std::size_t bytes) {
     if (content_.packets++ == 0) content_.first_kind = packet[0];
+    if (packet == image_ + kClusterHeaderBytes) content_.begins_sound = true;
     TakeTick(packet);
     if (sink_ != nullptr) sink_->TakePacket(packet, bytes, tick_);
     if (kind.has_items)

@@ -22,6 +22,7 @@ struct ClusterContent {
   unsigned int first_tick = kNoTick;  // of the first packet with a header of its own
   unsigned int last_tick = kNoTick;
   unsigned char first_kind = 0;  // of the first packet; 0 without one
+  bool begins_sound = false;     // the first packet stands where packets begin
 
   unsigned int junk_bytes = 0;   // in a packet's place that begin none
   unsigned int wrong_crcs = 0;   // packets

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -146,7 +145,6 @@ int ExtractRange(const std::string& base, const ExtractOptions& options, Extract
 }  // namespace
 
 int Extract(const ExtractOptions& options) {
-  signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes is a full disk like any other
   const Recording recording = FindRecording(options.store, PathKind::kDetect);
   if (!recording.error.empty()) return Fail(recording.error);
   if (!recording.ring)

@@ -1,9 +1,11 @@
 // The command line of `vmr`.
 #include <fmt/format.h>
+#include <signal.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
 #include <string>
 
 #include "tools/check_options.h"
@@ -200,9 +202,18 @@ int ExplainUsage(const CLI::App& app, const char* what) {
   return kExitUsage;
 }
 
+// What was asked for by --help or --version.
+int Explain(const CLI::App& app, const CLI::ParseError& error) {
+  app.exit(error);
+  if (std::cout.flush()) return vmr::tool::kExitSuccess;
+  vmr::tool::Say("standard output: write error");
+  return vmr::tool::kExitFailure;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes is a full disk like any other
   vmr::tool::RecordOptions record_options;
   vmr::tool::ViewOptions view_options;
   vmr::tool::ExtractArguments extract_arguments;
@@ -224,7 +235,7 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return error.get_exit_code() == 0 ? app.exit(error) : ExplainUsage(app, error.what());
+    return error.get_exit_code() == 0 ? Explain(app, error) : ExplainUsage(app, error.what());
   }
   if (app.get_subcommands().empty())
     return ExplainUsage(app, "a command is needed: record, view, extract, check, scrub or recover");

@@ -4,15 +4,16 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <iterator>
+#include <random>
 
+#include "backends/file_io.h"
+#include "host/file_ops.h"
 #include "tools/console.h"
 
 namespace vmr::tool {
@@ -85,11 +86,28 @@ std::string FolderOf(const std::string& path) {
   return slash == path.npos ? "" : path.substr(0, slash + 1);
 }
 
-bool SyncPath(const std::string& path, int flags) {
-  const int fd = open(path.c_str(), flags | O_CLOEXEC);
-  if (fd < 0) return false;
-  const bool synced = fsync(fd) == 0;
-  return close(fd) == 0 && synced;
+bool SyncPath(const std::string& path) {
+  const int fd = OpenFile(path, O_RDONLY);
+  if (!IsOpenDescriptor(fd)) return false;
+  const bool synced = SyncFile(fd) == 0;
+  return CloseFile(fd) == 0 && synced;
+}
+
+// Makes an empty file named `prefix` and six characters that are free there; -1 and
+// errno when none can be made.
+int MakeFile(const std::string& prefix, std::string& path) {
+  constexpr char kCharacters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+  constexpr int kAttempts = 100;
+  constexpr mode_t kOwnersOnly = 0600;
+  std::random_device random;
+  int fd = -1;
+  for (int attempt = 0; attempt < kAttempts && fd < 0; ++attempt) {
+    path = prefix;
+    for (int n = 0; n < 6; ++n) path += kCharacters[random() % (sizeof(kCharacters) - 1)];
+    fd = OpenFile(path, O_WRONLY | O_CREAT | O_EXCL, kOwnersOnly);
+    if (fd < 0 && errno != EEXIST) return -1;
+  }
+  return fd;
 }
 
 }  // namespace
@@ -97,7 +115,7 @@ bool SyncPath(const std::string& path, int flags) {
 OutputFile::~OutputFile() {
   if (temporary_.empty()) return;
   KeepOnSignal(temporary_);
-  unlink(temporary_.c_str());
+  static_cast<void>(FileOps::Current().Unlink(temporary_.c_str()));  // nobody is left to tell
 }
 
 bool OutputFile::Fail(const std::string& what) const {
@@ -107,7 +125,8 @@ bool OutputFile::Fail(const std::string& what) const {
 
 bool OutputFile::MayBeWritten() const {
   struct stat status {};
-  if (stat(path_.c_str(), &status) != 0) return errno == ENOENT || Fail(strerror(errno));
+  if (FileOps::Current().Stat(path_.c_str(), &status) != 0)
+    return errno == ENOENT || Fail(strerror(errno));
   if (S_ISDIR(status.st_mode)) return Fail(strerror(EISDIR));
   if (!S_ISREG(status.st_mode)) return Fail("not a regular file");
   return replace_ || Fail("exists; --force replaces it");
@@ -115,36 +134,32 @@ bool OutputFile::MayBeWritten() const {
 
 bool OutputFile::Open() {
   if (!MayBeWritten()) return false;
-  std::string pattern = fmt::format("{}.vmr-{}-XXXXXX", FolderOf(path_), purpose_);
   const HeldSignals held;  // none may come between making the file and noting its name
-  const int fd = mkostemp(pattern.data(), O_CLOEXEC);
+  std::string made;
+  const int fd = MakeFile(fmt::format("{}.vmr-{}-", FolderOf(path_), purpose_), made);
   if (fd < 0) return Fail(fmt::format("cannot create a file beside it: {}", strerror(errno)));
-  close(fd);  // only the name is wanted
-  temporary_ = pattern;
+  static_cast<void>(CloseFile(fd));  // only the name is wanted
+  temporary_ = made;
   RemoveOnSignal(temporary_);
   return true;
 }
 
 bool OutputFile::Publish() {
-  if (!SyncPath(temporary_, O_RDONLY)) return Fail(strerror(errno));
+  if (!SyncPath(temporary_)) return Fail(strerror(errno));
   if (!Rename()) return Fail(errno == EEXIST ? "exists; --force replaces it" : strerror(errno));
   KeepOnSignal(temporary_);
   temporary_.clear();
-  const std::string folder = FolderOf(path_);
   // The content is safe; without this only its name could get lost in a power cut.
-  static_cast<void>(SyncPath(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY));
+  static_cast<void>(SyncDirectoryOf(path_));
   return true;
 }
 
 // A file that somebody else made at the path meanwhile is not replaced either,
 // where the file system can tell.
 bool OutputFile::Rename() const {
-  if (!replace_) {
-    if (renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0)
-      return true;
-    if (errno != EINVAL && errno != ENOSYS) return false;
-  }
-  return rename(temporary_.c_str(), path_.c_str()) == 0;
+  FileOps& files = FileOps::Current();
+  return (replace_ ? files.Rename(temporary_.c_str(), path_.c_str())
+                   : files.RenameNew(temporary_.c_str(), path_.c_str())) == 0;
 }
 
 }  // namespace vmr::tool

@@ -1,7 +1,6 @@
 #include "tools/recover_command.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -17,11 +16,6 @@
 
 namespace vmr::tool {
 namespace {
-
-bool Exists(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0;
-}
 
 bool Refuse(const std::string& text) {
   Say(text);
@@ -58,7 +52,7 @@ class Recovery {
       return kExitFailure;
     }
     if (!Write()) return kExitFailure;
-    SayWhatLiesBeside();
+    SayWhatWasSetAside(base_, options_.corrupt, "");
     return Tell();
   }
 
@@ -85,16 +79,6 @@ class Recovery {
     return true;
   }
 
-  void SayWhatLiesBeside() const {
-    for (const int number : {1, 2}) {
-      const std::string path = RingFile(base_, number) + ".CORRUPT";
-      const auto same = [&path](const std::string& given) { return SameFile(path, given); };
-      if (Exists(path) && std::none_of(options_.corrupt.begin(), options_.corrupt.end(), same))
-        Say(fmt::format("{}: was set aside by a recorder; --corrupt {} adds what it holds", path,
-                        path));
-    }
-  }
-
   // ---- The account ----------------------------------------------------------------
 
   int Tell() {
@@ -104,6 +88,7 @@ class Recovery {
     if (salvage_.TooOld() > 0)
       fmt::print("the oldest {} clusters did not fit\n", salvage_.TooOld());
     for (const Finding& finding : findings_) TellFinding(report, finding);
+    fmt::print("{}", limit_.Rest(base_));
     for (std::size_t i = 0; i < salvage_.AsideCount(); ++i) TellAside(i);
     TellKinds();
     if (std::fflush(stdout) != 0) {
@@ -144,7 +129,8 @@ class Recovery {
       return;
     }
     if (finding.Grade() == Severity::kLost) CountLost(store_, finding);
-    fmt::print("{}: {}\n", SeverityText(finding.Grade()), report.Describe(finding));
+    if (limit_.Tells(finding))
+      fmt::print("{}: {}\n", SeverityText(finding.Grade()), report.Describe(finding));
   }
 
   // Only what it has lost by itself: a file that was set aside has no twin.
@@ -221,6 +207,7 @@ class Recovery {
   RingSurvey& store_;
   RingSalvage salvage_;
   std::vector<Finding> findings_;
+  FindingLimit limit_;
   TagCounts recovered_{};
   TagCounts lost_{};
   unsigned long packets_ = 0;

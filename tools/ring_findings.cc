@@ -21,6 +21,7 @@ constexpr KindRow kKinds[] = {
     {FindingKind::kWrongCrc, "wrong_crc", Severity::kDamaged},
     {FindingKind::kWrongPackets, "wrong_packets", Severity::kDamaged},
     {FindingKind::kOutdated, "outdated", Severity::kDamaged},
+    {FindingKind::kMisplaced, "misplaced", Severity::kDamaged},
     {FindingKind::kBehind, "behind", Severity::kNormal},
     {FindingKind::kLost, "lost", Severity::kLost},
     {FindingKind::kHeldNothing, "held_nothing", Severity::kDamaged},
@@ -34,6 +35,7 @@ constexpr KindRow kKinds[] = {
     {FindingKind::kWrongNewest, "wrong_newest", Severity::kDamaged},
     {FindingKind::kBeginsAnew, "begins_anew", Severity::kDamaged},
     {FindingKind::kCannotStart, "cannot_start", Severity::kDamaged},
+    {FindingKind::kTwoRecordings, "two_recordings", Severity::kDamaged},
 };
 
 const KindRow& RowOf(FindingKind kind) {
@@ -55,6 +57,7 @@ class Collector {
 
   std::vector<Finding> Run() {
     for (const int file : {1, 2}) AddFile(file);
+    AddTwoRecordings();
     for (int cluster = 0; cluster < kClusterCount; ++cluster) AddCluster(cluster);
     AddOrder();
     AddSearches();
@@ -127,8 +130,18 @@ class Collector {
         whole.last_tick =
             whole.last_tick == kNoTick ? one.last_tick : std::max(whole.last_tick, one.last_tick);
       if (Copy(cluster, 3 - file).state != CopyState::kAbsent) whole.good_file = 3 - file;
+      // The other file may not have had its turn since.
+      whole.last_packet_open |= MayHoldLastPacket(cluster);
     }
     findings_.push_back(whole);
+  }
+
+  void AddTwoRecordings() {
+    if (!survey_.IsOfTwoRecordings()) return;
+    Finding finding;
+    finding.kind = FindingKind::kTwoRecordings;
+    finding.last_cluster = kClusterCount - 1;
+    findings_.push_back(finding);
   }
 
   // ---- Clusters ---------------------------------------------------------------
@@ -148,11 +161,12 @@ class Collector {
       case Relation::kEqual:
         break;
       case Relation::kConflict:
-        Add(About(cluster, FindingKind::kConflict, 0));
+        AddConflict(cluster, facts.best + 1);
         break;
       case Relation::kShorter:
       case Relation::kOlder:
       case Relation::kFaulty:
+      case Relation::kMisplaced:
         AddLesserCopy(cluster, facts.best == 0 ? 2 : 1);
         break;
     }
@@ -169,6 +183,12 @@ class Collector {
     Add(finding);
   }
 
+  void AddConflict(int cluster, int preferred_file) {
+    Finding finding = About(cluster, FindingKind::kConflict, 0);
+    finding.preferred_file = preferred_file;
+    Add(finding);
+  }
+
   // Where a power cut leaves a torn copy.
   bool MayHoldLastPacket(int cluster) const {
     if (survey_.Empty()) return cluster == 0;
@@ -180,10 +200,15 @@ class Collector {
     FindingKind kind = FindingKind::kOutdated;
     if (relation == Relation::kFaulty)
       kind = FindingKind::kWrongPackets;
+    else if (relation == Relation::kMisplaced)
+      kind = FindingKind::kMisplaced;
     else if (IsUsualLag(cluster, relation))
       kind = FindingKind::kBehind;
     Finding finding = About(cluster, kind, file);
     finding.good_file = 3 - file;
+    if (kind == FindingKind::kWrongPackets) finding.last_packet_open = MayHoldLastPacket(cluster);
+    if (kind == FindingKind::kMisplaced)
+      finding.last_packet_open = survey_.HoldsLatest(Copy(cluster, file));
     if (kind == FindingKind::kBehind) NarrowToLag(finding, Copy(cluster, file));
     Add(finding);
   }

@@ -19,6 +19,7 @@ enum class FindingKind {
   kWrongCrc,
   kWrongPackets,
   kOutdated,
+  kMisplaced,
   kBehind,
   kLost,
   kHeldNothing,
@@ -32,6 +33,7 @@ enum class FindingKind {
   kWrongNewest,
   kBeginsAnew,
   kCannotStart,
+  kTwoRecordings,
 };
 
 enum class Severity { kNormal, kDamaged, kLost };
@@ -47,7 +49,8 @@ struct Finding {
   unsigned int last_tick = kNoTick;
   TagSet tags;                    // the kinds of items in them, as far as known
   std::vector<int> search_path;   // those that a recorder's search reads
-  bool last_packet_open = false;  // the last packet of all may have been in this copy alone
+  int preferred_file = 0;         // of copies in conflict, whose count; else 0
+  bool last_packet_open = false;  // the last packet of all may have been in what is bad alone
 
   Severity Grade() const;
   int Clusters() const;

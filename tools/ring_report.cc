@@ -20,6 +20,7 @@ enum class Form {
   kCopies,  // "FILE cluster 3: PHRASE; ticks ...: items; the other file has a good copy"
   kFile,    // "FILE PHRASE"
   kPlace,   // "PHRASE cluster 3"
+  kFiles,   // "FILE and FILE PHRASE"
 };
 struct PhraseRow {
   FindingKind kind;
@@ -36,6 +37,7 @@ constexpr PhraseRow kPhrases[] = {
     {FindingKind::kWrongCrc, Form::kCopies, "wrong CRC"},
     {FindingKind::kWrongPackets, Form::kCopies, "unsound packets"},
     {FindingKind::kOutdated, Form::kCopies, "an older state"},
+    {FindingKind::kMisplaced, Form::kCopies, "packets that belong elsewhere in the ring"},
     {FindingKind::kBehind, Form::kCopies, "lacks the latest packets, as it may between two turns"},
     {FindingKind::kLost, Form::kCopies, "no file has a good copy"},
     {FindingKind::kHeldNothing, Form::kCopies, "no good copy, but nothing was ever recorded there"},
@@ -53,6 +55,8 @@ constexpr PhraseRow kPhrases[] = {
     {FindingKind::kBeginsAnew, Form::kPlace,
      "a recorder that starts now sets the recording aside and begins anew, because of"},
     {FindingKind::kCannotStart, Form::kPlace, "no recorder can start, because of"},
+    {FindingKind::kTwoRecordings, Form::kFiles,
+     "hold the same packets nowhere: they are of two recordings, or one is older by a whole lap"},
 };
 
 const PhraseRow& PhraseOf(FindingKind kind) {
@@ -124,6 +128,31 @@ std::string ClusterText(int first, int last) {
                        : fmt::format("clusters {} to {}", first, last);
 }
 
+bool FindingLimit::Tells(const Finding& finding) {
+  const auto same = [&finding](const Group& group) {
+    return group.kind == finding.kind && group.file == finding.file;
+  };
+  auto group = std::find_if(groups_.begin(), groups_.end(), same);
+  if (group == groups_.end()) group = groups_.insert(group, {finding.kind, finding.file});
+  if (group->told < kMostAlike) return ++group->told, true;
+  ++group->untold;
+  group->untold_clusters += finding.Clusters();
+  return false;
+}
+
+std::string FindingLimit::Rest(const std::string& base) const {
+  std::string text;
+  for (const Group& group : groups_) {
+    if (group.untold == 0) continue;
+    Finding alike;
+    alike.kind = group.kind;
+    text += fmt::format("{}: {}{} more places, {} clusters: {}\n", SeverityText(alike.Grade()),
+                        group.file > 0 ? RingFile(base, group.file) + " " : "", group.untold,
+                        group.untold_clusters, PhraseOf(group.kind).phrase);
+  }
+  return text;
+}
+
 int RingReport::ExitCode() const {
   const Severity gravest = Gravest(findings_);
   if (gravest == Severity::kLost) return kExitPartial;
@@ -135,9 +164,11 @@ int RingReport::ExitCode() const {
 std::string RingReport::Text() const {
   std::string text = RecordingLine();
   for (const int file : {1, 2}) text += FileLine(file);
+  FindingLimit limit;
   for (const Finding& finding : findings_)
-    text += fmt::format("{}: {}\n", SeverityText(finding.Grade()), Describe(finding));
-  return text + Verdict();
+    if (limit.Tells(finding))
+      text += fmt::format("{}: {}\n", SeverityText(finding.Grade()), Describe(finding));
+  return text + limit.Rest(base_) + Verdict();
 }
 
 std::string RingReport::RecordingLine() const {
@@ -161,8 +192,13 @@ std::string RingReport::Verdict() const {
   switch (Gravest(findings_)) {
     case Severity::kNormal:
       return "sound\n";
-    case Severity::kDamaged:
-      return "damaged, nothing is lost\n";
+    case Severity::kDamaged: {
+      const bool open = std::any_of(findings_.begin(), findings_.end(), [](const Finding& finding) {
+        return finding.last_packet_open;
+      });
+      return open ? "damaged, nothing is lost but perhaps the latest packet\n"
+                  : "damaged, nothing is lost\n";
+    }
     case Severity::kLost:
       break;
   }
@@ -196,11 +232,21 @@ std::string RingReport::ItemsText(const Finding& finding) {
                      Joined(KindNames(finding.tags)));
 }
 
+const char* RingReport::OpenPacketText(const Finding& finding) {
+  if (PhraseOf(finding.kind).form == Form::kFile)
+    return "; the latest packet may have been in it alone";
+  if (finding.kind == FindingKind::kMisplaced) return "; the latest packet stands there alone";
+  return "; a power cut may have left it so, and then only a packet that was being written is "
+         "missing";
+}
+
 std::string RingReport::Describe(const Finding& finding) const {
   const PhraseRow& row = PhraseOf(finding.kind);
   const std::string file = finding.file > 0 ? RingFile(base_, finding.file) + " " : "";
   const std::string clusters = ClusterText(finding.first_cluster, finding.last_cluster);
   if (row.form == Form::kPlace) return fmt::format("{}{} {}", file, row.phrase, clusters);
+  if (row.form == Form::kFiles)
+    return fmt::format("{} and {} {}", RingFile(base_, 1), RingFile(base_, 2), row.phrase);
   std::string text = row.form == Form::kFile ? fmt::format("{}{}; {}", file, row.phrase, clusters)
                                              : fmt::format("{}{}: {}", file, clusters, row.phrase);
   text += SpanText(finding) + ItemsText(finding);
@@ -209,10 +255,10 @@ std::string RingReport::Describe(const Finding& finding) const {
         fmt::format("; {} has {}", RingFile(base_, finding.good_file), WhatTheOtherHas(finding));
   if (finding.kind == FindingKind::kMissingFile && finding.file == 1)
     text += "; a recorder that starts now goes on at cluster 0";
-  if (finding.last_packet_open)
-    text +=
-        "; a power cut may have left it so, and then only a packet that was being written "
-        "is missing";
+  if (finding.preferred_file > 0)
+    text += fmt::format("; a recorder goes on with {}, and `vmr recover` takes its copies",
+                        RingFile(base_, finding.preferred_file));
+  if (finding.last_packet_open) text += OpenPacketText(finding);
   if (!finding.search_path.empty() && row.form == Form::kCopies &&
       finding.Grade() != Severity::kNormal)
     text += fmt::format("; a recorder that starts reads cluster {}",

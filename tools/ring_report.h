@@ -31,6 +31,7 @@ class RingReport {
   std::string TickText(unsigned int tick) const;
   std::string SpanText(const Finding& finding) const;
   static std::string ItemsText(const Finding& finding);
+  static const char* OpenPacketText(const Finding& finding);
   nlohmann::ordered_json FileJson(int file) const;
   nlohmann::ordered_json RecordingJson() const;
   nlohmann::ordered_json FindingJson(const Finding& finding) const;
@@ -40,6 +41,28 @@ class RingReport {
   const std::string& base_;
   const RingSurvey& survey_;
   const std::vector<Finding>& findings_;
+};
+
+// Keeps a file of garbage from filling the screen: of findings of one kind in one
+// file the first ones are told, the others counted.
+class FindingLimit {
+ public:
+  // False when there were enough like this one.
+  bool Tells(const Finding& finding);
+  // What was not told, a line for each kind and file.
+  std::string Rest(const std::string& base) const;
+
+ private:
+  static constexpr int kMostAlike = 20;
+
+  struct Group {
+    FindingKind kind;
+    int file;
+    int told = 0;
+    int untold = 0;
+    int untold_clusters = 0;
+  };
+  std::vector<Group> groups_;
 };
 
 // "cluster 5", "clusters 5 to 9".

@@ -93,15 +93,20 @@ void RingSalvage::AddStore() {
                    });
 }
 
-// What one file holds of the lap before, where the other was written over it.
+// What one file holds of the lap before, where the other was written over it, or of
+// another place in the ring.
 void RingSalvage::AddOlderCopies() {
   std::vector<SalvagedCluster> older;
   for (int cluster = 0; cluster < kClusterCount; ++cluster) {
     const ClusterFacts& facts = store_.At(cluster);
-    const int other = 1 - facts.best;
-    if (facts.relation == Relation::kOlder &&
-        facts.copy[static_cast<std::size_t>(other)].state == CopyState::kGood)
-      older.push_back(Salvaged(store_, cluster, other));
+    const bool of_another_time = facts.relation == Relation::kOlder ||
+                                 facts.relation == Relation::kMisplaced ||
+                                 facts.relation == Relation::kNoneSound;
+    if (!of_another_time) continue;
+    for (const int file : {0, 1})
+      if (file != facts.best &&
+          facts.copy[static_cast<std::size_t>(file)].state == CopyState::kGood)
+        older.push_back(Salvaged(store_, cluster, file));
   }
   SourceAccount account;  // of the store's own files: nothing to tell
   Merge(older, account);

@@ -101,9 +101,13 @@ bool RingScrub::WriteAll(int file, const std::string& path) {
 RingScrub::Repair RingScrub::RepairOf(int cluster, int file) const {
   const ClusterFacts& facts = survey_.At(cluster);
   if (facts.best != 2 - file) return Repair::kNone;
+  // What stands nowhere else is left to be recovered.
+  if (facts.relation == Relation::kMisplaced &&
+      survey_.HoldsLatest(facts.copy[static_cast<std::size_t>(file - 1)]))
+    return Repair::kNone;
   if (facts.relation == Relation::kOneSound) return Repair::kMend;
   const bool lesser = facts.relation == Relation::kFaulty || facts.relation == Relation::kShorter ||
-                      facts.relation == Relation::kOlder;
+                      facts.relation == Relation::kOlder || facts.relation == Relation::kMisplaced;
   return lesser && MendedFileIsSearchable(3 - file) ? Repair::kBringUpToDate : Repair::kNone;
 }
 

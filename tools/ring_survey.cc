@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "store/bytes.h"
+#include "tools/copy_fit.h"
 
 namespace vmr::tool {
 namespace {
@@ -52,7 +53,14 @@ bool IsBefore(const CopyFacts& a, const CopyFacts& b) {
 // `a` is of a time before `b`.
 bool IsOlder(const SoundCopy& a, const SoundCopy& b) { return IsBefore(a.facts, b.facts); }
 
+// No recorder wrote a cluster that does not begin with a packet. Of random bytes
+// one image in 256 has a right CRC all the same.
+bool IsRightByChance(const CopyFacts& facts) {
+  return facts.state == CopyState::kGood && !facts.content.begins_sound;
+}
+
 bool IsFaultyTwin(const SoundCopy& a, const SoundCopy& b) {
+  if (IsRightByChance(a.facts) != IsRightByChance(b.facts)) return IsRightByChance(a.facts);
   return a.facts.first_tick == b.facts.first_tick && a.facts.content.Faulty() &&
          !b.facts.content.Faulty();
 }
@@ -67,7 +75,7 @@ constexpr Comparison kComparisons[] = {{Relation::kFaulty, IsFaultyTwin},
                                        {Relation::kOlder, IsOlder}};
 
 // `facts.copy` is complete. Sets what follows from both.
-void Compare(ClusterFacts& facts, const Images& images) {
+void Compare(ClusterFacts& facts, const Images& images, int conflicts_go_to) {
   const auto settle = [&facts](Relation relation, int best) {
     facts.relation = relation;
     facts.best = best;
@@ -88,7 +96,7 @@ void Compare(ClusterFacts& facts, const Images& images) {
       if (comparison.holds({facts.copy[static_cast<std::size_t>(other)], images[other]},
                            {facts.copy[static_cast<std::size_t>(1 - other)], images[1 - other]}))
         return settle(comparison.relation, 1 - other);
-  settle(Relation::kConflict, first.used_bytes >= second.used_bytes ? 0 : 1);
+  settle(Relation::kConflict, conflicts_go_to);
 }
 
 bool SameCopy(const CopyFacts& a, const CopyFacts& b) {
@@ -98,12 +106,12 @@ bool SameCopy(const CopyFacts& a, const CopyFacts& b) {
 
 }  // namespace
 
-unsigned int ClusterFacts::FirstTick() const {
-  return TellsTick(Best().first_tick) ? Best().first_tick : Best().content.first_tick;
+unsigned int CopyFacts::FirstTick() const {
+  return TellsTick(first_tick) ? first_tick : content.first_tick;
 }
 
-unsigned int ClusterFacts::LastTick() const {
-  return Best().content.last_tick != kNoTick ? Best().content.last_tick : FirstTick();
+unsigned int CopyFacts::LastTick() const {
+  return content.last_tick != kNoTick ? content.last_tick : FirstTick();
 }
 
 class RingSurvey::TimeSink final : public ContentSink {
@@ -124,11 +132,15 @@ RingSurvey::RingSurvey(const std::string& path1, const std::string& path2)
 
 void RingSurvey::Read() {
   for (ClusterFile& file : files_) file.Open();
+  conflicts_go_to_ = 0;
   times_.clear();
   for (int cluster = 0; cluster < kClusterCount; ++cluster) ReadCluster(cluster, Pass::kFirst);
   LookAgain();
+  SearchFiles();
+  SettleConflicts();
+  SettleMisplaced();
   FindRunEnds();
-  RunSearches();
+  SearchBestCopies();
   ChooseNewest();
   BuildClock();
 }
@@ -143,17 +155,22 @@ bool RingSurvey::ReadCluster(int cluster, Pass pass) {
   facts.copy[0] = FactsOf(states[0], images[0]);
   const bool same = states[0] == states[1] && std::memcmp(images[0], images[1], kClusterBytes) == 0;
   facts.copy[1] = same ? facts.copy[0] : FactsOf(states[1], images[1]);
-  Compare(facts, images);
-  times_.erase(cluster);
-  if (facts.HoldsData() && facts.Best().content.tags.test(TAG_TIME)) {
-    TimeSink sink(times_[cluster]);
-    WalkCluster(images[facts.best], facts.Best().used_bytes, &sink);
-  }
+  Compare(facts, images, conflicts_go_to_);
   ClusterFacts& kept = clusters_[static_cast<std::size_t>(cluster)];
   const bool changed = !SameCopy(kept.copy[0], facts.copy[0]) ||
                        !SameCopy(kept.copy[1], facts.copy[1]) || kept.relation != facts.relation;
   kept = facts;
+  TakeTimes(cluster, images[std::max(facts.best, 0)]);
   return changed;
+}
+
+// From the image of the best copy.
+void RingSurvey::TakeTimes(int cluster, const unsigned char* image) {
+  times_.erase(cluster);
+  const ClusterFacts& facts = At(cluster);
+  if (!facts.HoldsData() || !facts.Best().content.tags.test(TAG_TIME)) return;
+  TimeSink sink(times_[cluster]);
+  WalkCluster(image, facts.Best().used_bytes, &sink);
 }
 
 // What is absent stays so.
@@ -215,17 +232,103 @@ bool RingSurvey::IsBeingWritten(int cluster) const {
                      [cluster](int end) { return cluster == end || cluster == PrevCluster(end); });
 }
 
-void RingSurvey::RunSearches() {
-  std::array<std::vector<unsigned int>, 3> first_ticks;
-  for (auto& ticks : first_ticks) ticks.reserve(clusters_.size());
-  for (const ClusterFacts& facts : clusters_) {
-    for (const std::size_t file : {0U, 1U})
-      first_ticks[file].push_back(IsSound(facts.copy[file].state) ? facts.copy[file].first_tick
-                                                                  : kUnreadableSt);
-    first_ticks[2].push_back(facts.Known() ? facts.Best().first_tick : kUnreadableSt);
+void RingSurvey::SearchFiles() {
+  for (const std::size_t file : {0U, 1U}) {
+    std::vector<unsigned int> first_ticks;
+    first_ticks.reserve(clusters_.size());
+    for (const ClusterFacts& facts : clusters_)
+      first_ticks.push_back(IsSound(facts.copy[file].state) ? facts.copy[file].first_tick
+                                                            : kUnreadableSt);
+    searches_[file] = SearchLastPosition(first_ticks);
   }
-  for (std::size_t i = 0; i < searches_.size(); ++i)
-    searches_[i] = SearchLastPosition(first_ticks[i]);
+}
+
+void RingSurvey::SearchBestCopies() {
+  std::vector<unsigned int> first_ticks;
+  first_ticks.reserve(clusters_.size());
+  for (const ClusterFacts& facts : clusters_)
+    first_ticks.push_back(facts.Known() ? facts.Best().first_tick : kUnreadableSt);
+  searches_[2] = SearchLastPosition(first_ticks);
+}
+
+int RingSurvey::LastWriter() const {
+  const auto newest = [this](int file) -> const CopyFacts* {
+    const SearchResult& search = SearchOf(file);
+    if (!search.found) return nullptr;
+    const CopyFacts& copy = At(search.newest).copy[static_cast<std::size_t>(file)];
+    return copy.state == CopyState::kGood ? &copy : nullptr;
+  };
+  const CopyFacts* const first = newest(0);
+  const CopyFacts* const second = newest(1);
+  if (first == nullptr || second == nullptr) return first == nullptr && second != nullptr ? 1 : 0;
+  if (SearchOf(0).newest == SearchOf(1).newest)
+    return first->used_bytes < second->used_bytes ? 1 : 0;
+  return first->first_tick < second->first_tick ? 1 : 0;
+}
+
+void RingSurvey::SettleConflicts() {
+  conflicts_go_to_ = LastWriter();
+  for (int cluster = 0; cluster < kClusterCount; ++cluster)
+    if (At(cluster).relation == Relation::kConflict && At(cluster).best != conflicts_go_to_)
+      ReadCluster(cluster, Pass::kAgain);
+}
+
+// Again as long as it changes what is next to something else.
+void RingSurvey::SettleMisplaced() {
+  constexpr int kMostRounds = 3;
+  bool changed = true;
+  for (int round = 0; round < kMostRounds && changed; ++round) {
+    changed = false;
+    for (int cluster = 0; cluster < kClusterCount; ++cluster)
+      if (BelongsElsewhere(cluster)) changed = true;
+  }
+}
+
+// Of two sound copies the one that fits better where it stands counts, be its ticks
+// earlier; where the clusters around leave no room for either, none does. What is in
+// conflict with its twin tells nothing about others.
+bool RingSurvey::BelongsElsewhere(int cluster) {
+  ClusterFacts& facts = clusters_[static_cast<std::size_t>(cluster)];
+  const ClusterFacts& before = At(PrevCluster(cluster));
+  const ClusterFacts& behind = At(NextCluster(cluster));
+  const bool in_question = facts.relation == Relation::kOneSound ||
+                           facts.relation == Relation::kOlder ||
+                           facts.relation == Relation::kConflict;
+  if (!in_question || before.relation == Relation::kConflict ||
+      behind.relation == Relation::kConflict)
+    return false;
+  int fits[2];
+  for (const std::size_t file : {0U, 1U})
+    fits[file] = FitOf(facts.copy[file], cluster, before, behind);
+  const int better = fits[0] > fits[1] ? 0 : 1;
+  const bool none = fits[better] < kFits && FollowOnEachOther(before, behind);
+  const bool settled = facts.relation == Relation::kOneSound || fits[0] == fits[1] ||
+                       (facts.relation == Relation::kOlder && facts.best == better);
+  if (!none && settled) return false;
+  facts.relation = none ? Relation::kNoneSound : Relation::kMisplaced;
+  facts.best = none ? -1 : better;
+  unsigned char image[kClusterBytes];
+  File(better).Read(cluster, image);
+  TakeTimes(cluster, image);
+  return true;
+}
+
+bool RingSurvey::HoldsLatest(const CopyFacts& copy) const {
+  return copy.state == CopyState::kGood && !Empty() && copy.LastTick() != kNoTick &&
+         copy.LastTick() > At(newest_).LastTick();
+}
+
+bool RingSurvey::IsOfTwoRecordings() const {
+  constexpr int kSeveral = 3;  // of a recording one file may lack the last two
+  int unlike = 0;
+  for (const ClusterFacts& facts : clusters_) {
+    const bool both_hold_data =
+        facts.copy[0].state == CopyState::kGood && facts.copy[1].state == CopyState::kGood;
+    if (!both_hold_data || facts.relation == Relation::kFaulty) continue;
+    if (facts.relation < Relation::kOlder) return false;
+    ++unlike;
+  }
+  return unlike >= kSeveral;
 }
 
 bool RingSurvey::OnSearchPath(int cluster) const {

@@ -17,13 +17,15 @@ namespace vmr::tool {
 // How the two copies of a cluster compare; what lies behind their used bytes does
 // not count.
 enum class Relation : unsigned char {
-  kNoneSound,  // neither can be used
+  kNoneSound,  // neither can be used: it is bad, or belongs elsewhere in the ring
   kOneSound,   // the best one can
   kEqual,
-  kShorter,   // the other one is a beginning of the best one
-  kOlder,     // the other one is of an earlier time, or was never written
-  kFaulty,    // the other one has unsound packets where the best one has none
-  kConflict,  // both are sound, different, and nothing tells which is right
+  kShorter,    // the other one is a beginning of the best one
+  kOlder,      // the other one is of an earlier time, or was never written
+  kFaulty,     // the other one has unsound packets where the best one has none,
+               // or its CRC is right by chance
+  kMisplaced,  // the other one's ticks belong elsewhere in the ring
+  kConflict,   // both are sound, different, and nothing tells which is right
 };
 
 struct CopyFacts {
@@ -31,6 +33,10 @@ struct CopyFacts {
   unsigned short used_bytes = 0;              // of a sound copy, and of one with a wrong CRC
   unsigned int first_tick = kNeverWrittenSt;  // the header's, of a sound copy
   ClusterContent content;                     // of a good copy
+
+  // The ticks of a good copy, as far as anything tells them.
+  unsigned int FirstTick() const;
+  unsigned int LastTick() const;
 };
 
 struct ClusterFacts {
@@ -41,9 +47,8 @@ struct ClusterFacts {
   const CopyFacts& Best() const { return copy[static_cast<std::size_t>(best)]; }
   bool Known() const { return best >= 0; }
   bool HoldsData() const { return Known() && Best().state == CopyState::kGood; }
-  // The ticks of a good best copy, as far as anything tells them.
-  unsigned int FirstTick() const;
-  unsigned int LastTick() const;
+  unsigned int FirstTick() const { return Best().FirstTick(); }
+  unsigned int LastTick() const { return Best().LastTick(); }
 };
 
 inline int NextCluster(int cluster) { return (cluster + 1) % kClusterCount; }
@@ -78,6 +83,16 @@ class RingSurvey {
   // one file may lack its latest packets.
   bool IsBeingWritten(int cluster) const;
 
+  // The file that a recorder would go on with: 0 or 1. Of copies in conflict its
+  // are the best ones, so that two recordings are not mixed.
+  int LastWriter() const;
+  // Several clusters hold data in both files, and it is nowhere the same: the files
+  // are of two recordings, or one is older by a whole lap.
+  bool IsOfTwoRecordings() const;
+
+  // The copy has packets behind the recording's end: its write went to a wrong place.
+  bool HoldsLatest(const CopyFacts& copy) const;
+
   // The recorder's search, in one file as it is and in the best copies of all.
   const SearchResult& SearchOf(int file) const { return searches_[static_cast<std::size_t>(file)]; }
   const SearchResult& SearchOfBest() const { return searches_[2]; }
@@ -99,9 +114,14 @@ class RingSurvey {
   bool ReadCluster(int cluster, Pass pass);
   bool NeedsSecondLook(int cluster) const;
   void LookAgain();
+  void SearchFiles();
+  void SettleConflicts();
+  void SettleMisplaced();
+  bool BelongsElsewhere(int cluster);
+  void TakeTimes(int cluster, const unsigned char* image);
   void FindRunEnds();
+  void SearchBestCopies();
   void ChooseNewest();
-  void RunSearches();
   void BuildClock();
 
   std::array<ClusterFile, 2> files_;
@@ -110,6 +130,7 @@ class RingSurvey {
   std::vector<int> run_ends_;
   int newest_ = -1;
   std::array<SearchResult, 3> searches_;
+  int conflicts_go_to_ = 0;  // the file whose copies count
   RecordedClock clock_;
 };
 

@@ -83,11 +83,14 @@ bool RingWriter::Complete() {
   return true;
 }
 
-// A file 2 that is to be replaced goes first: whatever ends this halfway, there
-// are never two files of two rings. File 1 alone is a ring that can be read.
+// A file 2 that is to be replaced goes first, and is gone for good before file 1
+// gets its name: whatever ends this halfway, there are never two files of two
+// rings. File 1 alone is a ring that can be read.
 bool RingWriter::Publish() {
   const std::string second = RingFile(base_, 2);
   if (replace_ && FileOps::Current().Unlink(second.c_str()) != 0 && errno != ENOENT) return Fail();
+  // Not every file system can; the others keep the order by themselves.
+  if (replace_) static_cast<void>(SyncDirectoryOf(second));
   if (!files_[0].Publish()) return false;
   if (files_[1].Publish()) return true;
   const std::string first = RingFile(base_, 1);

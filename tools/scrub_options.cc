@@ -9,8 +9,9 @@ constexpr const char* kFooter =
     R"(STORE is the base path of a store, or either of its two files. A cluster that is
 bad in one file is rewritten from the other file, and what one file merely lacks
 is brought up to date. A file that is missing or of the wrong size is built anew
-from what is good. A cluster with no good copy stays as it is. What was done is
-printed, and then what `vmr check` finds.
+from what is good. A cluster with no good copy stays as it is. Two files that
+hold the same packets nowhere are refused. What was done is printed, and then
+what `vmr check` finds.
 
 Examples:
   vmr scrub trips/car7          mend a store

@@ -1,5 +1,6 @@
 #include "host/file_ops.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
@@ -38,6 +39,13 @@ class PosixFileOps final : public FileOps {
   int Remove(const char* path) override { return remove(path); }
   int System(const char* command) override { return RunCommand(command); }
   int Usleep(unsigned int microseconds) override { return usleep(microseconds); }
+  int RenameNew(const char* from, const char* to) override {
+#ifdef RENAME_NOREPLACE
+    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL && errno != ENOSYS) return -1;  // not every file system can
+#endif
+    return FileOps::RenameNew(from, to);
+  }
 };
 
 FileOps* PosixInstance() {

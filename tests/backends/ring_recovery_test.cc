@@ -409,10 +409,48 @@ TEST_F(RingRecovery, FilesAreClosedBeforeTheyAreSetAside) {
   EXPECT_THAT(
       files_.Trace({FileOp::kClose, FileOp::kRename, FileOp::kUnlink}),
       ElementsAre("close /m/r_1.mtd", "close /m/r_2.mtd", "rename /m/r_1.mtd /m/r_1.mtd.CORRUPT",
-                  "unlink /m/r_2.mtd", "unlink /m/r_1.mtd.tmp", "close /m/r_1.mtd.tmp",
+                  "unlink /m/r_2.mtd", "close /m", "unlink /m/r_1.mtd.tmp", "close /m/r_1.mtd.tmp",
                   "rename /m/r_1.mtd.tmp /m/r_1.mtd", "close /m", "unlink /m/r_2.mtd.tmp",
                   "close /m/r_2.mtd.tmp", "rename /m/r_2.mtd.tmp /m/r_2.mtd", "close /m"));
   EXPECT_EQ(files_.OpenDescriptors(), 2);
+}
+
+TEST_F(RingRecovery, WhatIsSetAsideIsDurableBeforeNewFilesGetTheirNames) {
+  PutPairWith(5);
+  files_.FlipByte(kFile1, 0);
+  files_.FlipByte(kFile2, 0);
+  ASSERT_EQ(Open(), 1);
+  EXPECT_THAT(files_.Trace({FileOp::kRename, FileOp::kFsync}),
+              ElementsAre("fsync /m/r_1.mtd", "fsync /m/r_2.mtd",
+                          "rename /m/r_1.mtd /m/r_1.mtd.CORRUPT", "fsync /m",
+                          "fsync /m/r_1.mtd.tmp", "rename /m/r_1.mtd.tmp /m/r_1.mtd", "fsync /m",
+                          "fsync /m/r_2.mtd.tmp", "rename /m/r_2.mtd.tmp /m/r_2.mtd", "fsync /m"));
+}
+
+TEST_F(RingRecovery, ADirectoryThatCannotBeSyncedDoesNotKeepNewFilesFromBeingMade) {
+  PutPairWith(5);
+  files_.FlipByte(kFile1, 0);
+  files_.FlipByte(kFile2, 0);
+  files_.FailOnce(FileOp::kFsync, "/m", EIO);
+  ASSERT_EQ(Open(), 1);
+  EXPECT_TRUE(Logged(4, "Could not sync the directory of file /m/r_1.mtd, 5: Input/output error"));
+  EXPECT_THAT(files_.Paths(), ElementsAre(kFile1, "/m/r_1.mtd.CORRUPT", kFile2));
+}
+
+// A power loss came between setting file #1 aside and removing file #2.
+TEST_F(RingRecovery, AFileSetAsideDoesNotGiveWayToAnEmptyOne) {
+  PutPairWith(5);
+  files_.FlipByte(kFile1, 0);
+  files_.FlipByte(kFile2, 0);
+  const Bytes damaged = files_.ReadBlock(kFile1, 0);
+  const Bytes newest = files_.ReadBlock(kFile1, 4);
+  files_.CopyContent(kFile1, "/m/r_1.mtd.CORRUPT");
+  files_.Delete(kFile1);
+  ASSERT_EQ(Open(), 1);
+  EXPECT_EQ(files_.ReadBlock("/m/r_1.mtd.CORRUPT", 0), damaged);
+  EXPECT_EQ(files_.ReadBlock("/m/r_1.mtd.CORRUPT", 4), newest);
+  EXPECT_THAT(files_.Paths(), ElementsAre(kFile1, "/m/r_1.mtd.CORRUPT", kFile2));
+  ExpectOpenedAt(0, 32767, 0);
 }
 
 TEST_F(RingRecovery, AStoreThatCannotBeRecreatedFailsTheOpen) {

@@ -77,6 +77,36 @@ TEST_F(SimulatedFilesTest, UnsyncedBytesAreKeptOrDropped) {
   }
 }
 
+TEST_F(SimulatedFilesTest, ChangesOfADirectoryReachTheDiskInAnySelection) {
+  for (unsigned int kept = 0; kept < 4; ++kept) {
+    files_.PutFile("f", B("11"));
+    files_.PutFile("g", B("22"));
+    files_.Delete("h");
+    files_.Unlink("f");
+    files_.Rename("g", "h");
+    EXPECT_EQ(files_.UnsyncedNames(), 2U);
+    files_.PowerUpWith(kept, Unsynced::kDrop);
+    EXPECT_EQ(files_.Exists("f"), (kept & 1) == 0);
+    EXPECT_EQ(files_.Exists("g"), (kept & 2) == 0);
+    EXPECT_EQ(files_.Exists("h"), (kept & 2) != 0);
+    EXPECT_EQ(files_.UnsyncedNames(), 0U);
+  }
+}
+
+// One that looks and renames in two steps, as a host may have it.
+TEST_F(SimulatedFilesTest, RenamingToANewNameReplacesNothing) {
+  files_.PutFile("f", B("11"));
+  EXPECT_EQ(files_.RenameNew("f", "g"), 0);
+  files_.PutFile("f", B("22"));
+  EXPECT_EQ(files_.RenameNew("f", "g"), -1);
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_EQ(files_.Content("g"), B("11"));
+  files_.FailOnce(FileOp::kStat, "h", EIO);
+  EXPECT_EQ(files_.RenameNew("f", "h"), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(files_.Content("f"), B("22"));
+}
+
 TEST_F(SimulatedFilesTest, ATornBlockIsNewUpToSomeByteAndOldBehindIt) {
   bool torn = false, whole = false, dropped = false;
   for (unsigned int seed = 0; seed < 60; ++seed) {

@@ -1,11 +1,11 @@
 // Every system call of a session failing at its k-th use: once and from then on,
 // on one file and on both.
-#include <errno.h>
-
 #include <algorithm>
-#include <map>
 #include <string>
 
+#include "tests/crash/beginnings.h"
+#include "tests/crash/call_sites.h"
+#include "tests/crash/fault_kinds.h"
 #include "tests/crash/rounds.h"
 #include "tests/crash/run.h"
 #include "tests/crash/sessions.h"
@@ -13,144 +13,70 @@
 namespace vmr::crash {
 namespace {
 
-// What the files are like when the session begins.
-enum class Begin {
-  kRing,
-  kNoFiles,
-  kFile1Missing,
-  kFile2Missing,
-  kFile1Empty,
-  kBothUnsearchable,
-  kWrongMode
-};
-
 struct Case {
   std::string name;
   Begin begin;
   const Scenario* scenario;
-  int closings;  // of clusters in the session
-  int more;      // packets behind the last closing
+  int closings;               // of clusters in the session
+  int more;                   // packets behind the last closing
+  bool zero_is_free = false;  // descriptor 0
 };
-
-struct FaultKind {
-  const char* name;
-  int error;
-  int short_by;
-  bool lost;
-};
-constexpr FaultKind kErrors[] = {{"EIO", EIO, 0, false},
-                                 {"ENOSPC", ENOSPC, 0, false},
-                                 {"EACCES", EACCES, 0, false},
-                                 {"EINTR", EINTR, 0, false}};
-constexpr FaultKind kShort[] = {{"short1", 0, 1, false},
-                                {"short512", 0, 512, false},
-                                {"short4095", 0, 4095, false},
-                                {"nothing", 0, 4096, false}};
-constexpr FaultKind kNothingStatFails = {"nothing-stat", 0, 4096, false};
-constexpr FaultKind kLost = {"lost", 0, 0, true};
-
-// Where the library makes its calls on a ring's files. Each must have been struck.
-const char* const kSites[] = {
-    "open.new_file",   "open.file",           "open.directory",     "read.cluster",
-    "write.new_file",  "write.cluster",       "lseek.cluster",      "fsync.new_file",
-    "fsync.directory", "fsync.cluster",       "fsync.copy",         "fsync.at_close",
-    "close.new_file",  "close.directory",     "close.file",         "close.before_copy",
-    "stat.at_start",   "stat.after_creation", "stat.at_validation", "stat.after_empty_read",
-    "chmod.file",      "rename.new_file",     "rename.corrupt",     "unlink.new_file",
-    "unlink.file",     "system.copy"};
 
 bool IsNewFile(int name) { return name == kTmp1 || name == kTmp2; }
 
-std::string SiteOf(const std::vector<Done>& calls, std::size_t at) {
-  const Done& done = calls[at];
-  const Call before = at == 0 ? Call::kCount : calls[at - 1].call;
-  const std::string what = NameOf(done.call);
-  if (done.name == kDirectory) return what + ".directory";
-  if (IsNewFile(done.name)) return what + ".new_file";
-  switch (done.call) {
-    case Call::kRead:
-    case Call::kWrite:
-    case Call::kLseek:
-      return what + ".cluster";
-    case Call::kFsync:
-      if (before == Call::kWrite) return what + ".cluster";
-      return what + (before == Call::kOpen ? ".copy" : ".at_close");
-    case Call::kClose:
-      return what + (before == Call::kFsync ? ".file" : ".before_copy");
-    case Call::kStat:
-      if (before == Call::kRead) return what + ".after_empty_read";
-      if (before == Call::kStat || before == Call::kSystem) return what + ".at_validation";
-      return what + (before == Call::kClose ? ".after_creation" : ".at_start");
-    case Call::kRename:
-      return what + ".corrupt";
-    case Call::kSystem:
-      return what + ".copy";
-    default:
-      return what + ".file";
-  }
-}
-
 class FailingCalls {
  public:
-  explicit FailingCalls(Run& run) : run_(run), check_(files_, run.counts) {}
+  FailingCalls(Run& run, StruckSites& sites)
+      : run_(run), check_(files_, run.counts), sites_(sites) {}
 
   void Enumerate(const Case& situation, unsigned int round);
-  void RequireEverySite();
 
  private:
   void Prepare(const Case& situation, unsigned int round);
   void FailCall(const std::string& prefix, Call call, int name);
   void FailAt(const std::string& prefix, const Fault& fault, const FaultKind& kind, int k,
               bool forever);
-  bool IsDull(const Done& done, int nth) const;
+  void NoteSites();
+  static bool IsDull(const Done& done, int nth);
   std::string Judge(const Fault& fault, const Session& session, int struck_in);
   std::string Reopen();
   Expected Promise(const Fault& fault, const Session& session, int struck_in) const;
   std::string CompareClosedClusters() const;
   bool BothThere() const;
   bool LacksEndOfPrevious() const;
+  bool OldRecordingIsGone() const;
   bool MayGiveUp(const Fault& fault) const;
+  bool MayRefuseToOpen(const Fault& fault) const;
 
   Run& run_;
   CowFiles files_;
   StateCheck check_;
   Case case_;
   Start start_;
-  int before_ = 0;  // packets in front of the session
+  int before_ = 0;         // packets in front of the session
+  int holder_ = kAnyName;  // file that took the last of them
   std::vector<Packet> packets_;
   Stream stream_;               // with the session's packets
   Stream shorter_stream_;       // without the last one in front of them
   Stream new_stream_;           // them alone
   std::vector<Done> baseline_;  // the session's calls when nothing fails
-  std::map<std::string, long> sites_;
-  unsigned int seed_ = 0;
+  StruckSites& sites_;
 };
 
 // ---- Preparing ----------------------------------------------------------------------
 
-void SpoilBothSearches(CowFiles& files) {
-  for (const int name : {kFile1, kFile2}) {
-    Page page = files.PageAt(name, 16383);
-    page.bad_sectors = 1;
-    files.SetPage(name, 16383, page);
-  }
-}
-
 void FailingCalls::Prepare(const Case& situation, unsigned int round) {
   case_ = situation;
+  files_.FreeDescriptorZero(false);
   PacketMaker maker(situation.scenario->pattern, round, 400000);
   const Begin begin = situation.begin;
   // The file that stays must be the one with the last packet.
   const bool file1_wrote_last =
       begin == Begin::kRing ? round % 2 == 1 : begin == Begin::kFile2Missing;
+  holder_ = file1_wrote_last ? kFile1 : kFile2;
   start_ = MakeStart(*situation.scenario, maker, file1_wrote_last ? 1 : 0, files_);
-  if (begin == Begin::kFile1Empty) MakeEmptyRing(files_, kFile1);
-  if (begin == Begin::kNoFiles || begin == Begin::kFile1Missing) files_.TakeName(kFile1);
-  if (begin == Begin::kNoFiles || begin == Begin::kFile2Missing) files_.TakeName(kFile2);
-  if (begin == Begin::kBothUnsearchable) SpoilBothSearches(files_);
-  for (const int name : {kFile1, kFile2})
-    if (begin == Begin::kWrongMode) files_.SetMode(name, S_IFREG | 0644);
-  if (begin == Begin::kNoFiles || begin == Begin::kBothUnsearchable) start_ = Start{};
+  Bring(begin, files_);
+  if (BeginsAnew(begin)) start_ = Start{};
   before_ = start_.stream.Count();
   packets_ = MakePackets(maker, start_.used, situation.closings, situation.more);
   stream_ = shorter_stream_ = start_.stream;
@@ -161,11 +87,11 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
     shorter_stream_.Add(packet);
     new_stream_.Add(packet);
   }
+  files_.FreeDescriptorZero(situation.zero_is_free);
   const CowFiles::Mark mark = files_.Set();
   Record(files_, packets_);
   baseline_ = files_.Calls();
   files_.Undo(mark);
-  seed_ = round;
 }
 
 // ---- Failing ------------------------------------------------------------------------
@@ -180,19 +106,16 @@ void FailingCalls::Enumerate(const Case& situation, unsigned int round) {
       if (!run_.Enough(true)) FailCall(prefix + "/", static_cast<Call>(call), name);
 }
 
-// Of a long row of like calls a few will do; of the reads and seeks every third,
-// others in every round.
-bool FailingCalls::IsDull(const Done& done, int nth) const {
-  if (done.call == Call::kWrite && IsNewFile(done.name))
-    return nth % 8192 > 1 && nth % 32768 < 32766;
-  const bool frequent = done.call == Call::kRead || done.call == Call::kLseek;
-  return frequent && (static_cast<unsigned int>(nth) + seed_) % 3 != 0;
+// Of the 32768 like writes of a new file a few will do.
+bool FailingCalls::IsDull(const Done& done, int nth) {
+  return done.call == Call::kWrite && IsNewFile(done.name) && nth % 8192 > 1 && nth % 32768 < 32766;
 }
 
 void FailingCalls::FailCall(const std::string& prefix, Call call, int name) {
   // Where the only file with data cannot be searched, the empty one is gone on
   // with: documented, and what is then read back is no longer the old recording.
   const bool reads = call == Call::kRead || call == Call::kLseek;
+  if (case_.zero_is_free && call != Call::kOpen && call != Call::kClose) return;
   if (case_.begin == Begin::kFile1Empty && reads) return;
   Fault fault;
   fault.call = call;
@@ -212,9 +135,9 @@ void FailingCalls::FailCall(const std::string& prefix, Call call, int name) {
       FailAt(prefix, fault, kind, k, false);
       if (k == 0 && case_.begin == Begin::kRing) FailAt(prefix, fault, kind, k, true);
       // An empty read asks for the file's size, and that may fail too.
-      fault.stat_fails_behind = kind.short_by == kPageBytes && call == Call::kRead;
-      if (fault.stat_fails_behind) FailAt(prefix, fault, kNothingStatFails, k, false);
-      fault.stat_fails_behind = false;
+      fault.next_fails = kind.short_by == kPageBytes && call == Call::kRead;
+      if (fault.next_fails) FailAt(prefix, fault, kNothingNextFails, k, false);
+      fault.next_fails = false;
     }
     if (call != Call::kWrite) continue;
     FailAt(prefix, fault, kLost, k, false);
@@ -225,29 +148,32 @@ void FailingCalls::FailCall(const std::string& prefix, Call call, int name) {
 void FailingCalls::FailAt(const std::string& prefix, const Fault& base, const FaultKind& kind,
                           int k, bool forever) {
   const char* const where = base.name == kAnyName ? "any" : base.name == kFile1 ? "f1" : "f2";
-  const std::string id = prefix + NameOf(base.call) + "/" + where + "/" + kind.name +
-                         (forever ? "/forever" : "/once") + "/k" + std::to_string(k);
+  const std::string id =
+      prefix + NameOf(base.call) + "/" + where + "/" + Describe(kind, k, forever);
   if (!run_.Wants(id)) return;
-  Fault fault = base;
-  fault.skip = k;
-  fault.forever = forever;
-  fault.error = kind.error;
-  fault.short_by = kind.short_by;
-  fault.lost = kind.lost;
+  const Fault fault = Make(base, kind, k, forever);
   const CowFiles::Mark mark = files_.Set();
   files_.SetFault(fault);
   const Session session = Record(files_, packets_);
   files_.ClearFault();
   std::string wrong = "the fault did not strike";
   if (files_.Struck() > 0) {
-    ++sites_[SiteOf(files_.Calls(), files_.FirstStruck())];
-    if (files_.StatStruck()) ++sites_["stat.after_empty_read"];
+    NoteSites();
     const auto behind = std::upper_bound(session.returned_at.begin(), session.returned_at.end(),
                                          files_.FirstStruck());
     wrong = Judge(fault, session, static_cast<int>(behind - session.returned_at.begin()));
   }
   if (!wrong.empty()) run_.Fail(id, wrong);
   files_.Undo(mark);
+}
+
+// With descriptor 0 to be had there are calls between those that tell where the
+// others came from.
+void FailingCalls::NoteSites() {
+  const std::size_t first = files_.FirstStruck();
+  if (case_.zero_is_free && !OpensTwice(files_.Calls(), first)) return;
+  sites_.Note(files_.Calls(), first);
+  if (files_.NextStruck()) sites_.Note(files_.Calls(), first + 1);
 }
 
 // ---- Judging ------------------------------------------------------------------------
@@ -279,6 +205,15 @@ bool FailingCalls::LacksEndOfPrevious() const {
   return UsedBytes(one) != UsedBytes(two) && std::equal(one + 7, one + common, two + 7);
 }
 
+// Set aside, or no file holds the cluster that it ended in.
+bool FailingCalls::OldRecordingIsGone() const {
+  const auto holds = [&](int name) {
+    unsigned char bytes[kPageBytes];
+    return files_.ReadRaw(name, case_.scenario->cluster, bytes) && FirstTick(bytes) != 0xFFFFFFFF;
+  };
+  return files_.Exists(kCorrupt1) || (!holds(kFile1) && !holds(kFile2));
+}
+
 // Both files are given up when neither can be read, or the only one there is
 // cannot be.
 bool FailingCalls::MayGiveUp(const Fault& fault) const {
@@ -288,13 +223,22 @@ bool FailingCalls::MayGiveUp(const Fault& fault) const {
   return one_missing || (fault.forever && fault.name == kAnyName);
 }
 
+// Both files are there: one that cannot be read, written or synced costs no
+// recording.
+bool FailingCalls::MayRefuseToOpen(const Fault& fault) const {
+  if (case_.begin != Begin::kRing && case_.begin != Begin::kWrongMode) return true;
+  const bool reads = fault.call == Call::kRead || fault.call == Call::kLseek;
+  if (reads && fault.forever && fault.name == kAnyName) return true;
+  return fault.call == Call::kOpen || fault.call == Call::kStat || fault.call == Call::kChmod;
+}
+
 // `struck_in`: during which packet the fault struck first; 0 the open, 1 the
 // first one.
 std::string FailingCalls::Judge(const Fault& fault, const Session& session, int struck_in) {
   run_.counts["open_refused"] += session.opened ? 0 : 1;
   if (session.refused > 0) return "WriteData refused a packet";
-  const bool source_lost = files_.Exists(kCorrupt1) && case_.begin != Begin::kBothUnsearchable &&
-                           case_.begin != Begin::kNoFiles;
+  if (!session.opened && !MayRefuseToOpen(fault)) return "Open failed";
+  const bool source_lost = !BeginsAnew(case_.begin) && OldRecordingIsGone();
   if (source_lost && !MayGiveUp(fault)) return "both files were given up";
   run_.counts["documented_given_up_unreadable"] += source_lost ? 1 : 0;
   const int total = static_cast<int>(packets_.size());
@@ -316,13 +260,17 @@ std::string FailingCalls::Judge(const Fault& fault, const Session& session, int 
   expected.mirrors_equal = settled;
   // A disk that lies while a file is created leaves one that holds nothing.
   expected.may_recreate = case_.begin == Begin::kBothUnsearchable || (fault.lost && fault.forever);
+  expected.damage_stays = expected.may_recreate;
   const std::string wrong = check_.Visit(expected);
-  if (!wrong.empty() && LacksEndOfPrevious()) {
+  const bool writes_fail =
+      fault.call == Call::kWrite || fault.call == Call::kFsync || fault.call == Call::kLseek;
+  if (!wrong.empty() && writes_fail && LacksEndOfPrevious()) {
     ++run_.counts["documented_previous_cluster_lacks_its_end"];
     return "";
   }
   const bool read_fails = fault.call == Call::kRead || fault.call == Call::kLseek;
-  if (wrong.empty() || !read_fails || before_ == 0 || !session.opened) return wrong;
+  const bool of_holder = fault.name == kAnyName || fault.name == holder_;
+  if (wrong.empty() || !read_fails || !of_holder || before_ == 0 || !session.opened) return wrong;
   // The session may have gone on without the packet that only the unreadable file
   // had.
   ++run_.counts["one_less_holder_unreadable"];
@@ -361,16 +309,6 @@ std::string FailingCalls::CompareClosedClusters() const {
   return "";
 }
 
-void FailingCalls::RequireEverySite() {
-  for (const char* const site : kSites) {
-    run_.counts[std::string("struck.") + site] = sites_[site];
-    if (sites_[site] == 0 && !run_.Replaying())
-      run_.Fail("calls", std::string("no fault struck ") + site);
-    sites_.erase(site);
-  }
-  for (const auto& [site, count] : sites_) run_.Fail("calls", "unknown call site " + site);
-}
-
 std::vector<Case> Cases() {
   std::vector<Case> cases;
   const Scenario* const empty = &Scenarios()[0];
@@ -381,6 +319,7 @@ std::vector<Case> Cases() {
   cases.push_back({"file1-empty", Begin::kFile1Empty, first, 0, 3});
   cases.push_back({"both-unsearchable", Begin::kBothUnsearchable, first, 0, 3});
   cases.push_back({"wrong-mode", Begin::kWrongMode, first, 0, 3});
+  cases.push_back({"descriptor-0", Begin::kRing, first, 0, 3, true});
   for (const Scenario& scenario : Scenarios()) {
     if (scenario.pattern == Pattern::kEqualTicks) continue;
     cases.push_back({std::string(scenario.name) + "-at-opening", Begin::kRing, &scenario, 1, 0});
@@ -389,20 +328,33 @@ std::vector<Case> Cases() {
   return cases;
 }
 
+// Every site must have been struck, and every struck call be of a known one.
+void RequireEverySite(const StruckSites& sites, Run& run) {
+  for (const auto& [site, count] : sites.Counts()) {
+    run.counts["struck." + site] = count;
+    if (count == 0) run.Fail("calls", "no fault struck " + site);
+  }
+  if (sites.Counts().size() != CallSites().size()) run.Fail("calls", "unknown call site");
+}
+
 }  // namespace
 
 void EnumerateFailingCalls(Run& run) {
-  FailingCalls calls(run);
+  StruckSites sites;
   const std::vector<Case> cases = Cases();
   const unsigned int first = run.ReplayedRound();
   bool whole_round = false;
-  for (unsigned int round = first; round == first || !run.Enough(false); ++round) {
-    for (const Case& situation : cases)
-      if (!run.Enough(true)) calls.Enumerate(situation, round);
-    if (run.Replaying()) return;
-    whole_round = whole_round || !run.Enough(true);
+  {
+    FailingCalls calls(run, sites);
+    for (unsigned int round = first; round == first || !run.Enough(false); ++round) {
+      for (const Case& situation : cases)
+        if (!run.Enough(true)) calls.Enumerate(situation, round);
+      if (run.Replaying()) break;
+      whole_round = whole_round || !run.Enough(true);
+    }
   }
-  if (whole_round && !run.Sampling()) calls.RequireEverySite();
+  EnumerateFlatCalls(run, sites);
+  if (whole_round && !run.Sampling()) RequireEverySite(sites, run);
 }
 
 }  // namespace vmr::crash

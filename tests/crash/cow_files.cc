@@ -13,8 +13,9 @@ namespace {
 
 constexpr mode_t kRegular0660 = S_IFREG | 0660;
 
-const char* const kPaths[] = {"/m/r_1.mtd",     "/m/r_2.mtd",         "/m/r_1.mtd.tmp",
-                              "/m/r_2.mtd.tmp", "/m/r_1.mtd.CORRUPT", "/m"};
+const char* const kPaths[] = {
+    "/m/r_1.mtd", "/m/r_2.mtd", "/m/r_1.mtd.tmp", "/m/r_2.mtd.tmp", "/m/r_1.mtd.CORRUPT",
+    "/m/flat",    "/m"};
 
 std::size_t Index(int number) { return static_cast<std::size_t>(number); }
 
@@ -29,8 +30,8 @@ std::size_t Index(int number) { return static_cast<std::size_t>(number); }
 const char* PathOf(int name) { return kPaths[name]; }
 
 const char* NameOf(Call call) {
-  static const char* const kCallNames[] = {"open", "read",  "write",  "lseek",  "fsync", "close",
-                                           "stat", "chmod", "rename", "unlink", "system"};
+  static const char* const kCallNames[] = {"open", "read",  "write",  "lseek",  "fsync",  "close",
+                                           "stat", "chmod", "rename", "unlink", "system", "usleep"};
   return kCallNames[static_cast<int>(call)];
 }
 
@@ -112,6 +113,8 @@ Page CowFiles::MakePage(const unsigned char* bytes, int used) {
 
 long CowFiles::Size(int name) const { return names_[Index(name)]->size; }
 
+mode_t CowFiles::Mode(int name) const { return names_[Index(name)]->mode; }
+
 const Page& CowFiles::PageAt(int name, int page) const {
   static const Page kNone;
   const File& file = *names_[Index(name)];
@@ -175,14 +178,23 @@ int CowFiles::Lookup(const char* path) {
   GiveUp(path);
 }
 
-CowFiles::Descriptor* CowFiles::Find(int fd) {
-  const std::size_t index = Index(fd - kFirstDescriptor);
-  if (fd < kFirstDescriptor || index >= descriptors_.size() || !descriptors_[index].open)
-    GiveUp("bad descriptor");
-  return &descriptors_[index];
+bool CowFiles::LeadsToFile(int name) const {
+  return Exists(name) && !S_ISLNK(names_[Index(name)]->mode);
 }
 
-Done CowFiles::Note(Call call, int name) const { return {call, name, -1, 0, 0, false, 0, {}, {}}; }
+CowFiles::Descriptor* CowFiles::Find(int fd) {
+  if (fd < 0 || Index(fd) >= descriptors_.size() || !descriptors_[Index(fd)].open)
+    GiveUp("bad descriptor");
+  return &descriptors_[Index(fd)];
+}
+
+Done CowFiles::Note(Call call, int name) const {
+  Done note{};
+  note.call = call;
+  note.name = name;
+  note.to = -1;
+  return note;
+}
 
 bool CowFiles::Strikes(const Done& done) {
   done_.push_back(done);
@@ -209,12 +221,13 @@ int CowFiles::Open(const char* path, int flags, mode_t mode) {
   note.create = (flags & O_CREAT) != 0;
   if (Strikes(note)) return FailWith(fault_.error);
   if ((flags & O_CLOEXEC) == 0) GiveUp("open without close-on-exec");
-  if (name != kDirectory && (flags & (O_CREAT | O_TRUNC)) != 0) MakeFile(name, 0, S_IFREG | mode);
-  if (name != kDirectory && !Exists(name)) return FailWith(ENOENT);
-  for (std::size_t index = 0; index < descriptors_.size(); ++index) {
-    if (descriptors_[index].open) continue;
-    descriptors_[index] = {name == kDirectory ? nullptr : names_[Index(name)], name, true, 0};
-    return static_cast<int>(index) + kFirstDescriptor;
+  const bool makes = (flags & O_TRUNC) != 0 || ((flags & O_CREAT) != 0 && !Exists(name));
+  if (name != kDirectory && makes) MakeFile(name, 0, S_IFREG | mode);
+  if (name != kDirectory && !LeadsToFile(name)) return FailWith(ENOENT);
+  for (std::size_t fd = zero_is_free_ ? 0 : 3; fd < descriptors_.size(); ++fd) {
+    if (descriptors_[fd].open || fd == 1 || fd == 2) continue;
+    descriptors_[fd] = {name == kDirectory ? nullptr : names_[Index(name)], name, true, 0};
+    return static_cast<int>(fd);
   }
   GiveUp("descriptors leak");
 }
@@ -275,7 +288,11 @@ ssize_t CowFiles::Write(int fd, const void* data, std::size_t count) {
     count = Shortened(count);
     if (count == 0) return 0;
   }
-  return MoveIn(descriptor, static_cast<const unsigned char*>(data), count);
+  long moved = 0;
+  while (moved < static_cast<long>(count))
+    moved += MoveIn(descriptor, static_cast<const unsigned char*>(data) + moved,
+                    count - static_cast<std::size_t>(moved));
+  return moved;
 }
 
 // The creation of a file writes the same page 32768 times; it is kept once.
@@ -322,10 +339,13 @@ void CowFiles::Advance(Descriptor& descriptor, long bytes) {
 
 off_t CowFiles::Lseek(int fd, off_t offset, int whence) {
   Descriptor& descriptor = *Find(fd);
-  if (Strikes(Note(Call::kLseek, descriptor.name))) return FailWith(fault_.error);
-  if (whence != SEEK_SET) GiveUp("lseek from elsewhere");
-  descriptor.offset = static_cast<long>(offset);
-  return offset;
+  Done note = Note(Call::kLseek, descriptor.name);
+  note.offset = static_cast<long>(offset);
+  note.whence = whence;
+  if (Strikes(note)) return FailWith(fault_.error);
+  if (whence == SEEK_CUR) GiveUp("lseek from elsewhere");
+  descriptor.offset = static_cast<long>(offset) + (whence == SEEK_END ? descriptor.file->size : 0);
+  return descriptor.offset;
 }
 
 int CowFiles::Fsync(int fd) {
@@ -342,14 +362,17 @@ int CowFiles::Close(int fd) {
   return 0;
 }
 
+bool CowFiles::StrikesNext() {
+  const bool strikes = fault_.next_fails && struck_ > 0 && first_struck_ + 2 == done_.size();
+  next_struck_ = next_struck_ || strikes;
+  return strikes;
+}
+
 int CowFiles::Stat(const char* path, struct stat* status) {
   const int name = Lookup(path);
   if (Strikes(Note(Call::kStat, name))) return FailWith(fault_.error);
-  if (fault_.stat_fails_behind && struck_ > 0 && first_struck_ + 2 == done_.size()) {
-    stat_struck_ = true;
-    return FailWith(EIO);
-  }
-  if (!Exists(name)) return FailWith(ENOENT);
+  if (StrikesNext()) return FailWith(EIO);
+  if (!LeadsToFile(name)) return FailWith(ENOENT);
   *status = {};
   status->st_size = Size(name);
   status->st_mode = names_[Index(name)]->mode;
@@ -359,7 +382,7 @@ int CowFiles::Stat(const char* path, struct stat* status) {
 int CowFiles::Chmod(const char* path, mode_t mode) {
   const int name = Lookup(path);
   if (Strikes(Note(Call::kChmod, name))) return FailWith(fault_.error);
-  if (!Exists(name)) return FailWith(ENOENT);
+  if (!LeadsToFile(name)) return FailWith(ENOENT);
   SetMode(name, (names_[Index(name)]->mode & static_cast<mode_t>(S_IFMT)) | mode);
   return 0;
 }
@@ -402,7 +425,8 @@ int CowFiles::System(const char* command) {
 
 int CowFiles::Usleep(unsigned int microseconds) {
   static_cast<void>(microseconds);
-  return 0;
+  if (Strikes(Note(Call::kUsleep, kAnyName))) return FailWith(fault_.error);
+  return StrikesNext() ? FailWith(EINTR) : 0;
 }
 
 }  // namespace vmr::crash

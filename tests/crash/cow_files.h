@@ -20,8 +20,9 @@ inline constexpr int kSectorBytes = 512;
 inline constexpr int kSectors = kPageBytes / kSectorBytes;
 inline constexpr char kBase[] = "/m/r";
 
-// The names that a ring store uses. kDirectory is the folder of all of them.
-enum Name { kFile1, kFile2, kTmp1, kTmp2, kCorrupt1, kNames, kDirectory = kNames, kAnyName };
+// The names that a ring store uses, and a flat file. kDirectory is the folder of
+// all of them.
+enum Name { kFile1, kFile2, kTmp1, kTmp2, kCorrupt1, kFlat, kNames, kDirectory = kNames, kAnyName };
 const char* PathOf(int name);
 
 enum class Call {
@@ -36,6 +37,7 @@ enum class Call {
   kRename,
   kUnlink,
   kSystem,
+  kUsleep,
   kCount
 };
 const char* NameOf(Call call);
@@ -61,18 +63,20 @@ struct Done {
   bool create;         // of kOpen
   int error;           // 0 when it succeeded
   Page before, after;  // of a successful kWrite within one page
+  long offset = 0;     // of kLseek
+  int whence = 0;
 };
 
 // What a call does instead of its work.
 struct Fault {
   Call call = Call::kCount;  // kCount: no fault
   int name = kAnyName;
-  int skip = 0;                    // matching calls before it strikes
-  bool forever = false;            // or once
-  int error = 0;                   // errno, or 0 for one of the following
-  int short_by = 0;                // so many bytes less are moved, at least one; none from 4096 on
-  bool stat_fails_behind = false;  // so does the stat right behind it
-  bool lost = false;               // reports success, stores nothing
+  int skip = 0;             // matching calls before it strikes
+  bool forever = false;     // or once
+  int error = 0;            // errno, or 0 for one of the following
+  int short_by = 0;         // so many bytes less are moved, at least one; none from 4096 on
+  bool next_fails = false;  // so does the stat or the usleep right behind it
+  bool lost = false;        // reports success, stores nothing
 };
 
 // Page tables over shared pages; a write makes a new page and notes the old one.
@@ -87,6 +91,9 @@ class CowFiles : public FileOps {
   CowFiles& operator=(const CowFiles&) = delete;
 
   // ---- Setting up and looking; none of these counts as a call --------------------
+
+  // A page's 4096 bytes.
+  static void Fill(const Page& page, unsigned char* to);
 
   // Forgets everything, the pages included.
   void Clear();
@@ -104,8 +111,12 @@ class CowFiles : public FileOps {
   unsigned char* Allocate(std::size_t bytes);
   Page MakePage(const unsigned char* bytes, int used);
 
+  // A name that leads to no file, as a symbolic link to nothing.
+  void MakeDangling(int name) { MakeFile(name, 0, S_IFLNK | 0777); }
+
   bool Exists(int name) const { return names_[static_cast<std::size_t>(name)] != nullptr; }
   long Size(int name) const;
+  mode_t Mode(int name) const;
   const Page& PageAt(int name, int page) const;
   // The page's bytes; false when the device cannot read it or does not have it.
   bool ReadRaw(int name, int page, unsigned char* to) const;
@@ -118,6 +129,11 @@ class CowFiles : public FileOps {
     mode_t mode = 0;
   };
   using Names = std::array<File*, kNames>;
+  const Names& NamesNow() const { return names_; }
+  // A file without a name, empty, and the naming of one. Its pages may be filled
+  // at once: undoing a mark set before takes the whole file.
+  File* NewFile();
+  void NameFile(int name, File* file) { names_[static_cast<std::size_t>(name)] = file; }
   struct Mark {
     std::size_t changes;
     std::size_t files;
@@ -137,14 +153,17 @@ class CowFiles : public FileOps {
   void SetFault(const Fault& fault) {
     fault_ = fault;
     struck_ = 0;
-    stat_struck_ = false;
+    next_struck_ = false;
   }
   void ClearFault() { fault_ = {}; }
   // How often the fault struck.
   int Struck() const { return struck_; }
-  bool StatStruck() const { return stat_struck_; }
+  bool NextStruck() const { return next_struck_; }
   // The call that the fault struck first: an index into Calls().
   std::size_t FirstStruck() const { return first_struck_; }
+
+  // Descriptor 0 is handed out first, as in a process whose standard input is closed.
+  void FreeDescriptorZero(bool free) { zero_is_free_ = free; }
 
   // ---- FileOps ---------------------------------------------------------------------
 
@@ -176,24 +195,25 @@ class CowFiles : public FileOps {
     long size;
     mode_t mode;
   };
-  static constexpr int kFirstDescriptor = 3;
   static constexpr std::size_t kChunkBytes = 1 << 20;
 
-  File* NewFile();
   static int Lookup(const char* path);
   Descriptor* Find(int fd);
   Done Note(Call call, int name) const;
-  // Adds the call; true when the fault strikes it.
+  // Bytes that a shortened call moves.
   std::size_t Shortened(std::size_t count) const;
+  // Adds the call; true when the fault strikes it.
   bool Strikes(const Done& done);
+  // The name leads to a file of whatever kind.
+  bool LeadsToFile(int name) const;
   int FailWith(int error);
   void NoteSize(File& file);
   void ChangePage(File& file, int page, const Page& content);
   Page NewPage(const unsigned char* bytes);
   long MoveIn(Descriptor& descriptor, const unsigned char* data, std::size_t count);
   void Advance(Descriptor& descriptor, long bytes);
+  bool StrikesNext();
   static long MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t count);
-  static void Fill(const Page& page, unsigned char* to);
 
   Names names_{};
   std::vector<std::unique_ptr<File>> files_;
@@ -206,7 +226,8 @@ class CowFiles : public FileOps {
   Fault fault_;
   int struck_ = 0;
   std::size_t first_struck_ = 0;
-  bool stat_struck_ = false;
+  bool next_struck_ = false;
+  bool zero_is_free_ = false;
   FileOps* before_;
 };
 

@@ -1,6 +1,7 @@
 // Losses of power: one at every write of a recording session, and a second one
 // while the store recovers from the first.
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "tests/crash/rounds.h"
@@ -37,7 +38,8 @@ struct Course {
   Course(const Scenario& scenario, unsigned int round, int turn, CowFiles& files)
       : maker(scenario.pattern, round, 400000),
         start(MakeStart(scenario, maker, turn, files)),
-        before(start.stream.Count()) {
+        before(start.stream.Count()),
+        ticks_rise(scenario.pattern != Pattern::kEqualTicks) {
     const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
     for (const Packet& packet : packets) start.stream.Add(packet);
     const CowFiles::Mark mark = files.Set();
@@ -48,8 +50,12 @@ struct Course {
   PacketMaker maker;
   Start start;  // its stream: with the session's packets
   int before;   // packets at the start
+  bool ticks_rise;
   Session session;
 };
+
+// Nothing has failed in it.
+bool IsWhole(const Session& session) { return session.opened && session.refused == 0; }
 
 class Cuts {
  public:
@@ -64,7 +70,8 @@ class Cuts {
   void VisitUnsynced(const std::string& prefix, const Session& session, std::size_t n,
                      const Expected& expected);
   void Visit(const std::string& id, const Expected& expected, bool escaped);
-  void VisitClosed(const std::string& id, const Session& session, const Stream& stream, int before);
+  void VisitClosed(const std::string& id, const Course& course);
+  std::string CompareFiles() const;
   void SecondSession(const std::string& prefix, const Stream& first, int at_least,
                      unsigned int seed);
 
@@ -75,7 +82,7 @@ class Cuts {
 
 void Cuts::Visit(const std::string& id, const Expected& expected, bool escaped) {
   Expected asked = expected;
-  asked.everything = run_.IsSample();
+  asked.everything = expected.everything || run_.IsSample();
   const std::string wrong = check_.Visit(asked);
   if (wrong.empty()) return;
   if (escaped) {
@@ -118,10 +125,12 @@ void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
   if (!run_.WantsSome(prefix + "/")) return;
   Course course(scenario, round, turn, files_);
   const Session& session = course.session;
+  if (!IsWhole(session)) run_.Fail(prefix, "recording failed without a cut");
   for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
     const Step& step = session.steps[n];
     const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
     Expected expected;
+    expected.ticks_rise = course.ticks_rise;
     expected.stream = &course.start.stream;
     expected.at_least = course.before + step.acknowledged;
     expected.at_most = expected.at_least + 1;
@@ -134,18 +143,33 @@ void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
     }
     files_.SetPage(step.write.name, step.write.page, step.write.after);
   }
-  if (!run_.Enough(true))
-    VisitClosed(prefix + "/closed", session, course.start.stream, course.before);
+  if (!run_.Enough(true)) VisitClosed(prefix + "/closed", course);
 }
 
-void Cuts::VisitClosed(const std::string& id, const Session& session, const Stream& stream,
-                       int before) {
+void Cuts::VisitClosed(const std::string& id, const Course& course) {
   Expected expected;
-  expected.stream = &stream;
-  expected.at_least = expected.at_most = before + session.written;
+  expected.stream = &course.start.stream;
+  expected.at_least = expected.at_most = course.before + course.session.written;
+  expected.ticks_rise = course.ticks_rise;
+  expected.everything = true;
   if (!run_.Wants(id)) return;
   ++run_.counts["clean_closes"];
+  const std::string wrong = CompareFiles();
+  if (!wrong.empty()) return run_.Fail(id, wrong);
   Visit(id, expected, false);
+}
+
+// All bytes of both files, but for the two clusters that take turns.
+std::string Cuts::CompareFiles() const {
+  const Prediction closed = Predict(ImageOf(files_, kFile1), ImageOf(files_, kFile2));
+  unsigned char one[kPageBytes], two[kPageBytes];
+  for (int cluster = 0; cluster < kPages; ++cluster) {
+    if (cluster == closed.current || cluster == closed.previous) continue;
+    const bool read = files_.ReadRaw(kFile1, cluster, one) && files_.ReadRaw(kFile2, cluster, two);
+    if (!read || memcmp(one, two, kPageBytes) != 0)
+      return "the files differ in cluster " + std::to_string(cluster) + " after a clean close";
+  }
+  return "";
 }
 
 // ---- Two cuts ------------------------------------------------------------------------
@@ -155,6 +179,7 @@ void Cuts::Doubles(const Scenario& scenario, unsigned int round, int turn) {
   if (!run_.WantsSome(prefix + "/")) return;
   Course course(scenario, round, turn, files_);
   const Session& session = course.session;
+  if (!IsWhole(session)) run_.Fail(prefix, "recording failed without a cut");
   for (std::size_t n = 0; n < session.steps.size() && !run_.Enough(true); ++n) {
     const Step& step = session.steps[n];
     const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
@@ -179,26 +204,24 @@ void Cuts::Doubles(const Scenario& scenario, unsigned int round, int turn) {
 void Cuts::SecondSession(const std::string& prefix, const Stream& first, int at_least,
                          unsigned int seed) {
   const CowFiles::Mark mark = files_.Set();
-  Bytes found;
-  int used = 7;
-  int holder = kAnyName;
-  {
-    const Prediction predicted = Predict(ImageOf(files_, kFile1), ImageOf(files_, kFile2));
-    used = predicted.size;
-    holder = predicted.last_writer;
-    DataStoreNormal store(kBase);
-    if (store.Open() == 0 || !ReadStream(store, first.from_cluster, &found)) return;
-  }
-  files_.Undo(mark);
+  // The first cut by itself, as strictly as any.
+  Expected after_first;
+  after_first.stream = &first;
+  after_first.at_least = at_least;
+  after_first.at_most = at_least + 1;
+  const std::string wrong = check_.Visit(after_first);
+  if (!wrong.empty()) return run_.Fail(prefix, "after the first cut: " + wrong);
+  const int used = check_.Predicted().size;
+  const int holder = check_.Predicted().last_writer;
+  const int recovered = check_.Found();
   Stream stream = first;
-  const int recovered = first.PacketsIn(found);
-  if (recovered < 0) return;  // reported by the single cuts
   stream.CutTo(recovered);
 
   PacketMaker maker(Pattern::kMixed, seed, 500000);
   const std::vector<Packet> packets = MakePackets(maker, used, seed % 2 == 0 ? 1 : 0, 3);
   for (const Packet& packet : packets) stream.Add(packet);
   const Session session = Record(files_, packets);
+  if (!IsWhole(session)) run_.Fail(prefix, "recording failed after the first cut");
   files_.Undo(mark, true);
   for (std::size_t n = 0; n < session.steps.size(); ++n) {
     const Step& step = session.steps[n];

@@ -42,6 +42,7 @@ class Damage {
   CowFiles files_;
   StateCheck check_;
   Start start_;
+  bool ticks_rise_ = true;
   std::set<int> paths_[2];  // the clusters that each file's search looks at
   Prediction before_;       // as the undamaged files are
 };
@@ -51,6 +52,7 @@ class Damage {
 void Damage::Begin(const Scenario& scenario, unsigned int round, int turn) {
   PacketMaker maker(scenario.pattern, round, 400000);
   start_ = MakeStart(scenario, maker, turn, files_);
+  ticks_rise_ = scenario.pattern != Pattern::kEqualTicks;
   if (round % 2 == 1) {
     const std::vector<Packet> packets = MakePackets(maker, start_.used, 1, 2);
     Record(files_, packets);
@@ -64,6 +66,8 @@ Expected Damage::Undamaged() const {
   expected.stream = &start_.stream;
   expected.at_least = expected.at_most = start_.stream.Count();
   expected.mirrors_equal = false;  // nobody may have read the damaged cluster
+  expected.damage_stays = true;
+  expected.ticks_rise = ticks_rise_;
   return expected;
 }
 
@@ -170,8 +174,7 @@ void Damage::Visit(const char* count, const std::string& id, int name, int clust
   run_.counts["crc_coincidences"] += escaped ? 1 : 0;
   Expected expected = Undamaged();
   expected.everything = run_.IsSample();
-  expected.damaged_name = name;
-  expected.damaged_cluster = cluster;
+  expected.damaged[0] = {name, cluster};
   // Only the file with the last packet has something that the other lacks.
   if (name == before_.last_writer) expected.holder = name;
   files_.SetPage(name, cluster, damaged);
@@ -200,7 +203,11 @@ void Damage::DamageBoth(const std::string& prefix, int cluster1, int cluster2) {
   expected.holder = before_.last_writer;
   expected.may_recreate = true;
   expected.may_fail = cluster1 == cluster2;
-  expected.lost_cluster = cluster1 == cluster2 ? cluster1 : -1;
+  if (cluster1 == cluster2) {
+    expected.lost_cluster = cluster1;
+  } else {
+    expected.damaged = {{{kFile1, cluster1}, {kFile2, cluster2}}};
+  }
   ++run_.counts["damaged_in_both"];
   const std::string wrong = check_.Visit(expected);
   if (!wrong.empty()) run_.Fail(id, wrong);

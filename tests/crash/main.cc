@@ -23,10 +23,9 @@ struct Kind {
   void (*enumerate)(Run& run);
 };
 constexpr Kind kKinds[] = {
-    {"single", vmr::crash::EnumerateSingleCuts},
-    {"double", vmr::crash::EnumerateDoubleCuts},
-    {"damage", vmr::crash::EnumerateDamage},
-    {"calls", vmr::crash::EnumerateFailingCalls},
+    {"single", vmr::crash::EnumerateSingleCuts}, {"double", vmr::crash::EnumerateDoubleCuts},
+    {"damage", vmr::crash::EnumerateDamage},     {"calls", vmr::crash::EnumerateFailingCalls},
+    {"files", vmr::crash::EnumerateFileFaults},
 };
 
 int Usage() {

@@ -21,7 +21,6 @@ struct Position {
   std::uint32_t oldest_st = 0;
   int size = 0;  // used bytes of the newest cluster, -1 when it cannot be read
 };
-bool operator==(const Position& a, const Position& b);
 
 enum class Outcome {
   kOpens,
@@ -32,10 +31,10 @@ enum class Outcome {
 // Index 0 is file #1.
 struct Prediction {
   std::array<Position, 2> file;
-  Outcome outcome = Outcome::kOpens;
+  Outcome outcome = Outcome::kRecreates;
   int last_writer = 0;
   int current = 0;
-  int previous = 0;
+  int previous = 32767;
   int size = 7;  // used bytes of the current cluster
   std::uint32_t last_tick = 0;
   std::array<bool, 2> curr_stale{};

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <map>
+#include <string>
 
 #include "tests/crash/recording.h"
 
@@ -86,6 +88,19 @@ TEST(Oracle, SeesARingGivenUpWhenNeitherFileCanBeSearched) {
   two.Put(32767, Bytes(4096, 0));
   two.Put(0, SmallCluster(500));
   EXPECT_EQ(Predict(one.Image(), two.Image()).outcome, Outcome::kRecreates);
+}
+
+// Short enough to be read against the format's document in one sitting.
+TEST(Oracle, IsAtMostAHundredLinesOfLogic) {
+  std::ifstream source(VMR_SOURCE_DIR "/tests/crash/oracle.cc");
+  int lines = 0;
+  for (std::string line; std::getline(source, line);) {
+    const std::size_t first = line.find_first_not_of(' ');
+    const bool says_something = first != std::string::npos && line.compare(first, 2, "//") != 0;
+    if (says_something && line[0] != '#' && line.find("namespace") == std::string::npos) ++lines;
+  }
+  EXPECT_GT(lines, 50);
+  EXPECT_LE(lines, 100);
 }
 
 }  // namespace

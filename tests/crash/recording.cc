@@ -101,15 +101,17 @@ int PacketMaker::ExactLength(int room) {
 Packet PacketMaker::Next(int& used) {
   const int room = kPageBytes - used;
   const int length = pattern_ == Pattern::kExactFills ? ExactLength(room) : DrawLength();
-  const bool opens = length > room;
+  // No recorder begins a recording with a continuation.
+  const bool begins = used == kHeaderBytes && pattern_ != Pattern::kContinuations;
+  const bool opens = begins || length > room;
   used = (opens ? kHeaderBytes : used) + length;
   if (pattern_ != Pattern::kEqualTicks) tick_ += 1U + static_cast<std::uint32_t>(Draw(3));
   return Make(length, opens);
 }
 
 Packet PacketMaker::Smallest(int& used) {
-  used += 7;
-  return Header1(7);
+  used += kSmallestBytes;
+  return Header1(kSmallestBytes);
 }
 
 Packet PacketMaker::Make(int length, bool opens) {

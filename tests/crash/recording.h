@@ -14,6 +14,7 @@ namespace vmr::crash {
 
 using Bytes = std::vector<unsigned char>;
 
+inline constexpr int kSmallestBytes = 7;  // of a packet with a full header
 inline constexpr std::uint32_t kContinuation = 0xFFFFFFFE;
 
 // One unit of WriteData: acknowledged as a whole.

@@ -21,6 +21,8 @@ struct Options {
   long seconds = 0;     // or so much time instead, if above 0
 };
 
+class StruckSites;
+
 // A state's id names how to make it: "single/second-1/r0/t1/w12/s5/random".
 class Run {
  public:
@@ -53,6 +55,7 @@ class Run {
   static constexpr int kMaxFailures = 10;
 
   void JudgeCoincidences();
+  void JudgeAmount();
 
   Options options_;
   long visited_ = 0;
@@ -67,6 +70,9 @@ void EnumerateSingleCuts(Run& run);
 void EnumerateDoubleCuts(Run& run);
 void EnumerateDamage(Run& run);
 void EnumerateFailingCalls(Run& run);
+// The part of it that is about flat files.
+void EnumerateFlatCalls(Run& run, StruckSites& sites);
+void EnumerateFileFaults(Run& run);
 
 }  // namespace vmr::crash
 

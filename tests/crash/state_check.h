@@ -3,6 +3,7 @@
 #ifndef VMR_TESTS_CRASH_STATE_CHECK_H_
 #define VMR_TESTS_CRASH_STATE_CHECK_H_
 
+#include <array>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,9 +26,15 @@ struct Expected {
   bool may_recreate = false;  // if the oracle finds neither file searchable
   bool may_fail = false;      // if the oracle finds a loaded cluster bad in both
   bool mirrors_equal = true;  // closed clusters must be the same in both files
-  // A cluster that is damaged in one file and must be read from the other.
-  int damaged_name = kAnyName;
-  int damaged_cluster = -1;
+  bool ticks_rise = true;     // else two clusters may begin with the same tick
+  // What is bad on a search path stays there: each restart may cost a packet.
+  bool damage_stays = false;
+  // Clusters that are damaged in one file and must be read from the other.
+  struct DamagedCopy {
+    int name = kAnyName;
+    int cluster = -1;
+  };
+  std::array<DamagedCopy, 2> damaged;
   int lost_cluster = -1;    // damaged in both files; outside of what is read back
   bool everything = false;  // read the whole ring back, which takes long
 };
@@ -68,12 +75,13 @@ class StateCheck {
   std::string CheckFirstOpen(const Expected& expected);
   std::string CheckFound(const Expected& expected);
   int DocumentedLoss(const Expected& expected);
-  std::string CheckDamagedCluster(const Expected& expected, DataStoreNormal& store) const;
+  std::string CheckDamagedCluster(const Expected::DamagedCopy& damaged, const unsigned char* good,
+                                  DataStoreNormal& store) const;
   std::string CheckLostCluster(const Expected& expected, DataStoreNormal& store) const;
   std::string CheckEverything(DataStoreNormal& store);
   std::string CheckFlags(DataStoreNormal& store) const;
   std::string CheckGoingOn(const Expected& expected);
-  bool MayLackTheLast(const Prediction& closed);
+  bool MayLackTheLast(const Expected& expected, const Prediction& closed);
   std::string AppendThree(DataStoreNormal& store);
   std::string CompareMirrors(int from, int previous, int current) const;
   std::string CompareWrites(const std::vector<int>& lengths, std::size_t from) const;
@@ -84,7 +92,7 @@ class StateCheck {
   int found_ = 0;
   Bytes stream_;
   Bytes again_;
-  unsigned char good_[kPageBytes];  // the sound copy of the damaged cluster
+  unsigned char good_[2][kPageBytes];  // the sound copies of the damaged clusters
 };
 
 }  // namespace vmr::crash

@@ -49,6 +49,19 @@ TEST_F(PosixFiles, KeepWhatIsWritten) {
   EXPECT_EQ(Content(one), "abcdef");
 }
 
+TEST_F(PosixFiles, AreRenamedToANewNameOnlyWhereThereIsNone) {
+  Make(one, "abcdef");
+  EXPECT_EQ(files.RenameNew(one.c_str(), two.c_str()), 0);
+  EXPECT_EQ(Content(two), "abcdef");
+  EXPECT_FALSE(Exists(one));
+  Make(one, "other");
+  errno = 0;
+  EXPECT_EQ(files.RenameNew(one.c_str(), two.c_str()), -1);
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_EQ(Content(two), "abcdef");
+  EXPECT_EQ(Content(one), "other");
+}
+
 TEST_F(PosixFiles, CanBeReadFromAnyPosition) {
   Make(one, "abcdef");
   const int fd = files.Open(one.c_str(), O_RDONLY, 0);

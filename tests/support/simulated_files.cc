@@ -401,6 +401,17 @@ void SimulatedFiles::PowerUp(Unsynced unsynced, unsigned int seed) {
   std::size_t kept_changes = unsynced == Unsynced::kKeep ? name_changes_.size() : 0;
   if (unsynced == Unsynced::kTorn) kept_changes = random() % (name_changes_.size() + 1);
   for (std::size_t i = 0; i < kept_changes; ++i) Apply(name_changes_[i], &durable_names_);
+  Restart(unsynced, random);
+}
+
+void SimulatedFiles::PowerUpWith(unsigned int kept_names, Unsynced unsynced, unsigned int seed) {
+  std::mt19937 random(seed);
+  for (std::size_t i = 0; i < name_changes_.size(); ++i)
+    if ((kept_names >> i & 1) != 0) Apply(name_changes_[i], &durable_names_);
+  Restart(unsynced, random);
+}
+
+void SimulatedFiles::Restart(Unsynced unsynced, std::mt19937& random) {
   name_changes_.clear();
   names_ = durable_names_;
   for (const auto& [path, file] : names_) Settle(*file, unsynced, random);

@@ -172,6 +172,10 @@ class SimulatedFiles : public FileOps {
   // Switches on again: what was not synced is kept, dropped or torn, every
   // descriptor and fault is gone.
   void PowerUp(Unsynced unsynced, unsigned int seed = 0);
+  // The same, with those of the directories' unsynced changes kept whose bit is set:
+  // they may have reached the disk in any order.
+  void PowerUpWith(unsigned int kept_names, Unsynced unsynced, unsigned int seed = 0);
+  std::size_t UnsyncedNames() const { return name_changes_.size(); }
 
   // ---- FileOps ----------------------------------------------------------------
 
@@ -256,6 +260,7 @@ class SimulatedFiles : public FileOps {
   long CopyEffect(const std::string& from, const std::string& to);
   long UnlinkEffect(const std::string& path);
   void Settle(File& file, Unsynced unsynced, std::mt19937& random);
+  void Restart(Unsynced unsynced, std::mt19937& random);
 
   Names names_;
   Names durable_names_;

@@ -170,7 +170,7 @@ TEST_F(CheckTest, ADamagedClusterOnTheSearchPathIsADanger) {
   EXPECT_THAT(Check().out,
               HasSubstr("\ndamaged: a recorder that starts now sets the recording aside and begins "
                         "anew, because of cluster "));
-  ExpectVerdict(4, "damaged, nothing is lost");
+  ExpectVerdict(4, "damaged, nothing is lost but perhaps the latest packet");
 }
 
 TEST_F(CheckTest, ADamagedClusterOffTheSearchPathIsNone) {

@@ -1,0 +1,157 @@
+// Two ring images for those who look over, mend and save damaged stores. Built for
+// rings of few clusters, since all of them are looked at each time.
+#include "fuzz/fuzz_setup.h"
+#include "fuzz/ring_walk.h"
+#include "tools/event_parser.h"
+#include "tools/recorded_clock.h"
+#include "tools/ring_report.h"
+#include "tools/ring_salvage.h"
+#include "tools/ring_scrub.h"
+
+namespace {
+
+using vmr::fuzz::MemoryFiles;
+using vmr::fuzz::Require;
+using vmr::fuzz::RingInput;
+using namespace vmr::tool;  // what is tested
+
+enum TargetFlag : unsigned int { kScrub = 32, kFirstIsSetAside = 64, kReport = 128 };
+
+constexpr char kNewFile1[] = "/m/n_1.mtd";
+constexpr char kNewFile2[] = "/m/n_2.mtd";
+
+bool IsCluster(int cluster) { return cluster >= 0 && cluster < vmr::kClusterCount; }
+
+void CheckFinding(const Finding& finding) {
+  Require(finding.file >= 0 && finding.file <= 2, "a finding is about a file of two");
+  Require(finding.good_file >= 0 && finding.good_file <= 2, "a good copy is in one of two files");
+  Require(IsCluster(finding.first_cluster) && IsCluster(finding.last_cluster),
+          "a finding is about clusters of the ring");
+  Require(finding.Clusters() >= 1 && finding.Clusters() <= vmr::kClusterCount,
+          "a finding is about clusters of the ring");
+}
+
+void CheckClock(const RecordedClock& clock, const RingInput& input) {
+  const auto time_us = static_cast<std::int64_t>(input.tick_a) * 1000000;
+  Require(clock.FirstTickFrom(time_us) <= kLastTick, "a time is a tick");
+  Require(clock.LastTickUpTo(time_us) <= kLastTick, "a time is a tick");
+  Require(clock.TimeAt(input.tick_b).has_value() == !clock.Empty(), "a tick has a time");
+}
+
+std::vector<Finding> Look(RingSurvey& survey, const RingInput& input) {
+  survey.Read();
+  Require(survey.Empty() || (IsCluster(survey.Newest()) && IsCluster(survey.Oldest())),
+          "the ends of the recording are in the ring");
+  CheckClock(survey.Clock(), input);
+  std::vector<Finding> findings = FindAll(survey);
+  for (const Finding& finding : findings) CheckFinding(finding);
+  return findings;
+}
+
+void Describe(const RingSurvey& survey, const std::vector<Finding>& findings) {
+  static const std::string kBase(vmr::fuzz::kBase);
+  const RingReport report(kBase, survey, findings);
+  const int code = report.ExitCode();
+  Require(code == 0 || code == 3 || code == 4, "the exit code is one of three");
+  Require(!report.Text().empty(), "there is something to say");
+  Require(report.Json().at("findings").size() == findings.size(), "every finding is told");
+}
+
+// ---- Saving ------------------------------------------------------------------------
+
+// How many packets the new files got.
+unsigned long WriteSalvaged(const RingSalvage& salvage, MemoryFiles& files) {
+  TagCounts counts{};
+  unsigned long packets = 0;
+  int cluster = 0;
+  for (const SalvagedCluster& from : salvage.Clusters()) {
+    MemoryFiles::Page image;
+    if (!RingSalvage::MakeImage(from, image.data(), counts, packets)) continue;
+    for (const char* const path : {kNewFile1, kNewFile2}) files.SetPage(path, cluster, image);
+    ++cluster;
+  }
+  return packets;
+}
+
+void Save(RingSurvey& survey, const RingInput& input, MemoryFiles& files) {
+  RingSalvage salvage(survey);
+  if ((input.flags & kFirstIsSetAside) != 0)
+    static_cast<void>(salvage.AddFile(vmr::fuzz::kSetAside));
+  salvage.Arrange();
+  Require(salvage.Clusters().size() <= static_cast<std::size_t>(vmr::kClusterCount),
+          "what was saved fits a ring");
+  for (const char* const path : {kNewFile1, kNewFile2}) vmr::fuzz::MakeEmptyRing(files, path);
+  const unsigned long packets = WriteSalvaged(salvage, files);
+
+  RingSurvey made(kNewFile1, kNewFile2);
+  const std::vector<Finding> findings = Look(made, input);
+  Require(Gravest(findings) != Severity::kLost, "nothing is lost of what was saved");
+  Require(made.SearchOf(0).found && made.SearchOf(1).found, "what was saved can be searched");
+  unsigned long found = 0;
+  for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster) {
+    Require(made.At(cluster).relation == Relation::kEqual, "both new files are the same");
+    Require(!made.At(cluster).Best().content.Faulty(), "only sound packets are saved");
+    found += made.At(cluster).Best().content.packets;
+  }
+  Require(found >= packets, "every saved packet is there");
+}
+
+// ---- Mending -----------------------------------------------------------------------
+
+void Mend(RingSurvey& survey, const std::vector<Finding>& findings, const RingInput& input) {
+  static const std::string kBase(vmr::fuzz::kBase);
+  RingScrub scrub(kBase, survey);
+  const bool done = scrub.Run();
+  RingSurvey mended(vmr::fuzz::kFile1, vmr::fuzz::kFile2);
+  const std::vector<Finding> left = Look(mended, input);
+  Require(Gravest(left) <= Gravest(findings), "mending makes nothing worse");
+  for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster) {
+    const ClusterFacts& before = survey.At(cluster);
+    const ClusterFacts& after = mended.At(cluster);
+    if (!before.Known()) continue;
+    Require(after.Known() && after.Best().used_bytes == before.Best().used_bytes &&
+                after.Best().first_tick == before.Best().first_tick,
+            "the good copy stays");
+    if (done && input.usual_files)
+      Require(after.relation != Relation::kOneSound, "a bad copy is mended");
+  }
+}
+
+// ---- Reading -----------------------------------------------------------------------
+
+void Read(const RingInput& input, const MemoryFiles& files) {
+  vmr::DataStoreNormal ring(vmr::fuzz::kBase);
+  if (ring.OpenReadOnly() == 0) return;
+  vmr::fuzz::SearchTicks(ring, input, files);
+  vmr::fuzz::ReadEverything(ring, input);
+  class Quiet final : public vmr::Watchdog {
+    void PetWatchdog() override {}
+  } quiet;
+  RecordedClock clock;
+  static_cast<void>(clock.Read(ring, quiet));
+  CheckClock(clock, input);
+  ring.Close();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  vmr::fuzz::StartInput(data, size);
+  static MemoryFiles files;
+  vmr::fuzz::InputBytes bytes(data, size);
+  const RingInput input = vmr::fuzz::MakeRing(bytes, files);
+  if ((input.flags & kFirstIsSetAside) != 0) files.Rename(vmr::fuzz::kFile1, vmr::fuzz::kSetAside);
+  files.ForgetCounts();
+  if (input.read_only) Read(input, files);
+  RingSurvey survey(vmr::fuzz::kFile1, vmr::fuzz::kFile2);
+  const std::vector<Finding> findings = Look(survey, input);
+  if ((input.flags & kReport) != 0 && vmr::fuzz::IsOneIn(3)) Describe(survey, findings);
+  if ((input.flags & kScrub) == 0) {
+    Save(survey, input, files);
+    Require(files.Changes() == 0, "a store that is saved is only read");
+  } else {
+    Mend(survey, findings, input);
+  }
+  Require(files.OpenDescriptors() <= 4, "files are closed");
+  return 0;
+}

@@ -1,0 +1,193 @@
+#!/usr/bin/env python3
+"""make_seeds.py VMR CORPUS: makes the seeds of the fuzz targets from recorded drives.
+
+The inputs are small: a few packets and lines each, in the states that power cuts
+and damage leave of a ring. What is in CORPUS under other names stays.
+"""
+import json
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+
+SOURCE = pathlib.Path(__file__).resolve().parent.parent
+DRIVES = {
+    "iowa": ("examples/drive_long_iowa.gpsd.json", "examples/drive_long_iowa.events.jsonl"),
+    "munich": ("tests/data/drive_short_munich.gpsd.json",),
+    "regensburg": ("tests/data/fixloss_regensburg.gpsd.json",),
+}
+CLUSTER_BYTES = 4096
+HEAD_BYTES = {0x80: 6, 0x81: 3, 0x82: 2}
+MAGIC = bytes([0x66, 0x5D, 0x53, 0x31])
+
+
+def record(vmr, inputs, folder):
+    """The packets of a drive, each as it stands in the ring."""
+    store = pathlib.Path(folder) / "s"
+    command = [vmr, "record", store, "--replay", "--config", SOURCE / "examples/unit.config.json"]
+    for path in inputs:
+        command += ["--input", SOURCE / path]
+    subprocess.run(command, check=True, capture_output=True)
+    packets = []
+    with open(f"{store}_1.mtd", "rb") as file:
+        while True:
+            image = file.read(CLUSTER_BYTES)
+            size = struct.unpack_from("<H", image, 5)[0]
+            if size == 7:
+                return packets
+            packets += split(image[7:size])
+
+
+def split(payload):
+    packets, at = [], 0
+    while at < len(payload):
+        head = HEAD_BYTES[payload[at]]
+        end = at + head + payload[at + head - 1] + 1
+        packets.append(payload[at:end])
+        at = end
+    return packets
+
+
+def tick_of(packet, before):
+    if packet[0] == 0x80:
+        return struct.unpack_from("<I", packet, 1)[0]
+    return before & ~0xFF | packet[1] if packet[0] == 0x81 else before
+
+
+# ---- Rings: what fuzz/ring_input.h reads ---------------------------------------------
+
+CRCS, READ_ONLY, AROUND_END, DISK_FULL, OWN_32, OWN_64, OWN_128 = 1, 4, 8, 16, 32, 64, 128
+FIRST, SECOND, LESS, GIVEN, NONE, GAP, DAMAGED, FIRST_ONLY = 1, 2, 3, 4, 8, 16, 32, 128
+
+
+def cluster(packets, control=0, more=b""):
+    payload = b"".join(packets)
+    return bytes([control]) + more + struct.pack("<H", len(payload)) + payload
+
+
+def ring(clusters, ticks, flags=CRCS, files=0):
+    return bytes([flags, files]) + struct.pack("<II", *ticks) + b"".join(clusters)
+
+
+def ring_states(packets):
+    """Name, flags, odd files and clusters of what may be left of a recording."""
+    tick, ticks = 0, []
+    for packet in packets:
+        tick = tick_of(packet, tick)
+        ticks.append(tick)
+    groups = [packets[i:i + 3] for i in range(0, len(packets), 3)]
+    starts = [ticks[i] for i in range(0, len(packets), 3)]
+    whole = [cluster(g, GIVEN, struct.pack("<I", t)) for g, t in zip(groups, starts)]
+
+    def last(control, more=b""):
+        return whole[:-1] + [cluster(groups[-1], control | GIVEN, more)]
+
+    given = struct.pack("<I", starts[-1])
+    states = [
+        ("whole", 0, 0, whole),
+        ("around", AROUND_END, 0, whole),
+        ("cut1", 0, 0, last(FIRST, given)),
+        ("cut2", 0, 0, last(SECOND, given)),
+        ("lessin2", 0, 0, last(LESS, bytes([len(groups[-1][-1])]) + given)),
+        ("torn1", 0, 0, last(DAMAGED | FIRST_ONLY, given + b"\x41")),
+        ("torn2", 0, 0, last(DAMAGED | SECOND, given + b"\x41")),
+        ("tornboth", 0, 0, last(DAMAGED, given + b"\x41")),
+        ("unreadable1", 0, 0, last(DAMAGED | FIRST_ONLY, given + b"\0")),
+        ("continued", 0, 0, whole[:2] + [cluster([b"\x82\x01\x56\0"] + groups[-1], NONE)]),
+        ("secondlap", 0, 0, [cluster(groups[-1], GIVEN, struct.pack("<I", 0x10000))] + whole[1:]),
+        ("missing1", 0, 1, whole),
+        ("missing2", 0, 16, whole),
+        ("short2", 0, 32, whole),
+        ("longer1", 0, 3, whole),
+        ("full", DISK_FULL, 0, last(FIRST, given)),
+        ("empty2", 0, 0, [bytes([c[0] | FIRST]) + c[1:] for c in whole]),
+        ("empty", 0, 0, []),
+        ("badfirst", 0, 0, [cluster(groups[0], DAMAGED | GIVEN, struct.pack("<I", starts[0]) + b"\x09")] + whole[1:]),
+        ("wrongcrcs", CRCS, 0, whole),
+    ]
+    for name, flags, files, clusters in states:
+        yield name, flags ^ CRCS, files, clusters, ticks
+
+
+def write(corpus, target, name, data):
+    folder = corpus / target
+    folder.mkdir(parents=True, exist_ok=True)
+    (folder / f"seed-{name}").write_bytes(data)
+
+
+def write_rings(corpus, drive, packets):
+    dump = max(range(len(packets)), key=lambda i: len(packets[i]))
+    slice_ = packets[max(0, dump - 2):dump + 8]
+    for name, flags, files, clusters, ticks in ring_states(slice_):
+        asked = ticks[len(ticks) // 2], ticks[-1]
+        for target, own in (("rings", OWN_32), ("extract", 0), ("survey", OWN_128)):
+            write(corpus, target, f"{drive}-{name}", ring(clusters, asked, flags | own, files))
+        write(corpus, "extract", f"{drive}-{name}-ro", ring(clusters, asked, flags | READ_ONLY, files))
+        write(corpus, "rings", f"{drive}-{name}-ro", ring(clusters, asked, flags | READ_ONLY, files))
+        write(corpus, "survey", f"{drive}-{name}-mend",
+              ring(clusters, asked, flags | OWN_32 | READ_ONLY, files))
+    write(corpus, "survey", f"{drive}-aside", ring(clusters, asked, CRCS | OWN_64, 0))
+
+
+# ---- Streams and texts -----------------------------------------------------------------
+
+def write_streams(corpus, drive, packets):
+    by_tags = {}
+    for packet in packets:
+        by_tags.setdefault((packet[0], packet[HEAD_BYTES[packet[0]]:][:1]), packet)
+    for (kind, tag), packet in sorted(by_tags.items()):
+        write(corpus, "items", f"{drive}-{kind:02x}{tag.hex()}", packet)
+    write(corpus, "flat", drive, MAGIC + b"".join(packets[:12]))
+    write(corpus, "flat", f"{drive}-late", MAGIC + b"".join(packets[200:230]))
+
+
+def lines_of(path):
+    return (SOURCE / path).read_text().splitlines(keepends=True)
+
+
+def write_lines(corpus):
+    for drive, inputs in DRIVES.items():
+        lines = lines_of(inputs[0])
+        tpv = [line for line in lines if '"TPV"' in line]
+        write(corpus, "events", f"{drive}-start", "".join(lines[:4] + tpv[:2]).encode())
+        write(corpus, "events", f"{drive}-tpv", "".join(tpv[100:103]).encode())
+    seen = set()
+    for line in lines_of("examples/drive_long_iowa.events.jsonl"):
+        event = json.loads(line)["event"]
+        if event not in seen:
+            write(corpus, "events", event, line.encode())
+        seen.add(event)
+    configuration = json.loads((SOURCE / "examples/unit.config.json").read_text())
+    write(corpus, "configuration", "example", json.dumps(configuration).encode())
+    for name, value in configuration.items():
+        write(corpus, "configuration", name, json.dumps({name: value}).encode())
+        event = name if name != "versions" else "configuration"
+        write(corpus, "events", f"section-{name}",
+              json.dumps({"event": event, **(value if isinstance(value, dict) else {name: value})}).encode())
+
+
+def write_times(corpus):
+    readings = struct.pack("<IiIiIi", 1, 1560980037, 120, 1560980100, 5000, 1560980000)
+    for name, text in (("utc", "2019-06-19T21:33:57.250Z"), ("zone", "2019-06-19T23:33:57+02:00"),
+                       ("local", "2019-06-19T21:33"), ("tick", "1200"),
+                       ("address", "[::1]:2947"), ("none", "")):
+        write(corpus, "times", name, text.encode() + b"\0" + readings)
+
+
+def main(vmr, corpus):
+    corpus = pathlib.Path(corpus)
+    for old in corpus.glob("*/seed-*"):
+        old.unlink()
+    for drive, inputs in DRIVES.items():
+        with tempfile.TemporaryDirectory() as folder:
+            packets = record(vmr, inputs, folder)
+        write_streams(corpus, drive, packets)
+        if drive != "regensburg":
+            write_rings(corpus, drive, packets)
+    write_lines(corpus)
+    write_times(corpus)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
