@@ -32,8 +32,9 @@ std::string RoomyFolder() {
 // The next program that this process becomes has none. A user who is not root may
 // not give up what he has not.
 void GiveUpPrivilegesOverFiles() {
-  for (const unsigned long privilege : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH})
-    static_cast<void>(prctl(PR_CAPBSET_DROP, privilege, 0, 0, 0));
+  constexpr unsigned long kPrivileges[] = {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH};
+  for (const unsigned long privilege : kPrivileges)
+    static_cast<void>(prctl(PR_CAPBSET_DROP, privilege, 0UL, 0UL, 0UL));
 }
 
 [[noreturn]] void BecomeProgram(const std::string& folder, const Arguments& arguments, int input) {
