@@ -18,10 +18,10 @@ MET = [
     ("release/tests/crash", {"kind": "double", "states": 100000, "torn_images": 0}),
     ("release/tests/crash", {"kind": "damage", "states": 1, "flipped_bits": 200000}),
     ("release/tests/crash", {"kind": "calls", "states": 20000}),
-    ("release/tests/crash", {"kind": "files", "states": 100}),
+    ("release/tests/crash", {"kind": "files", "states": 6000}),
     ("release/tests/crash/valgrind", {"kind": "single", "states": 4000}),
     ("release/tests/crash/valgrind", {"kind": "calls", "states": 1000}),
-    ("release/tests/processes", {"kind": "kills", "kills_on_disk": 200}),
+    ("release/tests/processes", {"kind": "kills", "kills": 200, "kills_on_disk": 200}),
     ("release/tests/mutants", {"kind": "mutants", "mutants": 60, "caught": 60}),
     ("asan/tests/crash", {"kind": "single", "states": 20000}),
     ("asan/tests/crash", {"kind": "damage", "states": 30000}),
@@ -87,11 +87,18 @@ class ProofCounts(unittest.TestCase):
         self.count([("release/tests/mutants", {"kind": "mutants", "mutants": 60, "caught": 59})])
         self.expect_bad("mutants", "MISSED")
 
-    def test_kills_in_memory_do_not_count(self):
+    def test_too_few_kills_are_missed(self):
         self.count(MET)
+        self.count([("release/tests/processes", {"kind": "kills", "kills": 199,
+                                                 "kills_on_disk": 199})])
+        self.expect_bad("killed processes", "MISSED")
+
+    def test_kills_that_no_disk_took_part_in_are_told(self):
+        self.count(MET)
+        self.assertNotIn("in memory", self.run_script().stdout)
         self.count([("release/tests/processes", {"kind": "kills", "kills": 200,
                                                  "kills_on_disk": 0})])
-        self.expect_bad("killed processes", "MISSED")
+        self.assertIn("in memory", self.run_script().stdout)
 
     def test_a_share_below_its_limit_is_missed(self):
         self.count(MET)
