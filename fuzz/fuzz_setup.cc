@@ -63,7 +63,9 @@ void Require(bool holds, const char* what) {
 
 // Less freed memory is kept from use than usual, so that less memory is touched, and
 // less is noted of where it came from.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): ASan's name
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "quarantine_size_mb=1:malloc_context_size=3";
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

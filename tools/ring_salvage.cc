@@ -27,10 +27,14 @@ unsigned int FirstTickOf(RingSurvey& source, int cluster, const CopyFacts& copy)
   return TellsTick(copy.content.first_tick) ? copy.content.first_tick : 0;
 }
 
+// A recorder's search takes the highest first ticks for none; one such cluster would
+// make all of the new ring unsearchable. Its packets keep their ticks.
 SalvagedCluster Salvaged(RingSurvey& source, int cluster, int file) {
+  constexpr unsigned int kHighestSearchable = kUnreadableSt - 1;
   const CopyFacts& copy = source.At(cluster).copy[static_cast<std::size_t>(file)];
-  const unsigned int first = FirstTickOf(source, cluster, copy);
-  const unsigned int last = TellsTick(copy.content.last_tick) ? copy.content.last_tick : first;
+  const unsigned int first = std::min(FirstTickOf(source, cluster, copy), kHighestSearchable);
+  const bool ends_known = copy.content.last_tick < kContinuationTick;
+  const unsigned int last = ends_known ? copy.content.last_tick : first;
   return {&source, file, cluster, first, std::max(first, last)};
 }
 

@@ -223,6 +223,25 @@ TEST_F(RecoverTest, AClusterWithoutAFirstTickGetsOne) {
   ExpectSound(10, 960);
 }
 
+// A wrong first tick is set right, but not to 0xFFFFFFFD, which a recorder's search
+// takes for a cluster that cannot be read.
+TEST_F(RecoverTest, AClusterWhosePacketsHaveATickThatNoSearchTakesIsSaved) {
+  const Bytes packet = FullPacket(0xFFFFFFFD, B("56"));
+  MakeRing(3, [&packet](int cluster) {
+    return cluster < 2 ? TwoBookmarks(cluster) : ClusterOf(500, packet);
+  });
+  const Finished recovered = Recover();
+  EXPECT_EQ(recovered.exit_code, 4) << recovered.out << recovered.err;
+  EXPECT_THAT(recovered.out, StartsWith("new: 5 packets in 3 clusters, ticks 10 to 4294967293\n"));
+  EXPECT_EQ(ViewNew().size(), 5U);
+  EXPECT_EQ(Get(1, 2, "new"), ClusterOf(0xFFFFFFFC, packet));
+  DataStoreNormal store(Path("new"));
+  ASSERT_EQ(store.Open(), 1);
+  EXPECT_EQ(store.CurrentCluster(), 2);
+  EXPECT_EQ(store.GetCurrentSystemTick(), 0xFFFFFFFD);
+  store.Close();
+}
+
 TEST_F(RecoverTest, AFileSetAsideIsReadWhenItIsGiven) {
   MakeRingOfBookmarks(10);
   fs::copy_file(Path("s_1.mtd"), Path("s_1.mtd.CORRUPT"));
