@@ -356,9 +356,10 @@ void EnumerateFailingCalls(Run& run) {
   {
     FailingCalls calls(run, sites);
     for (unsigned int round = first; round == first || !run.Enough(false); ++round) {
+      const long visited_before = run.Visited();
       for (const Case& situation : cases)
         if (!run.Enough(true)) calls.Enumerate(situation, round);
-      if (run.Replaying()) break;
+      if (run.Replaying() || run.Visited() == visited_before) break;
       whole_round = whole_round || !run.Enough(true);
     }
   }
