@@ -70,7 +70,7 @@ def main():
     used = resource.getrusage(resource.RUSAGE_CHILDREN)
     written = re.findall(r"Test unit written to (\S+)", run.stderr)
     counts = {
-        "test": "fuzz",
+        "kind": "fuzz",
         "target": arguments.target,
         "seed": seed,
         "executions": number(r"stat::number_of_executed_units:\s*(\d+)", run.stderr),
