@@ -206,6 +206,8 @@ void RingSurvey::FindRunEnds() {
     if (At(before).HoldsData() && drops) run_ends_.push_back(before);
     before = cluster;
   }
+  // All that is known holds data of one tick: a round without an end.
+  if (run_ends_.empty() && before >= 0 && At(before).HoldsData()) run_ends_.push_back(before);
 }
 
 // Where there are several runs, the recorder's own search decides.
