@@ -78,7 +78,7 @@ bool RingScrub::BuildAnew(int file) {
 }
 
 // Of a cluster without a sound copy it gets what this file has of it: zeros at the
-// worst, which no reader takes for a cluster.
+// worst, which no reader takes for a cluster. The same of one that is left alone.
 bool RingScrub::WriteAll(int file, const std::string& path) {
   if (FileOps::Current().Chmod(path.c_str(), kRingFileMode) != 0) return false;
   const int fd = OpenFile(path, O_WRONLY);
@@ -87,24 +87,28 @@ bool RingScrub::WriteAll(int file, const std::string& path) {
   for (int cluster = 0; cluster < kClusterCount && written; ++cluster) {
     unsigned char image[kClusterBytes];
     const ClusterFacts& facts = survey_.At(cluster);
-    const CopyState state =
-        survey_.File(facts.Known() ? facts.best : file - 1).ReadInTurn(cluster, image);
-    if (facts.Known() && state != facts.Best().state) errno = EIO;
-    written =
-        (!facts.Known() || state == facts.Best().state) && WriteWhole(fd, image, kClusterBytes);
+    const int source = facts.Known() && !IsLeftAlone(facts, file) ? facts.best : file - 1;
+    const CopyState state = survey_.File(source).ReadInTurn(cluster, image);
+    const bool as_judged =
+        !facts.Known() || state == facts.copy[static_cast<std::size_t>(source)].state;
+    if (!as_judged) errno = EIO;
+    written = as_judged && WriteWhole(fd, image, kClusterBytes);
   }
   return SyncAndClose(fd) && written;
 }
 
 // ---- Single clusters ------------------------------------------------------------------
 
+// What stands nowhere else is left to be recovered.
+bool RingScrub::IsLeftAlone(const ClusterFacts& facts, int file) const {
+  return facts.relation == Relation::kConflict ||
+         (facts.relation == Relation::kMisplaced &&
+          survey_.HoldsLatest(facts.copy[static_cast<std::size_t>(file - 1)]));
+}
+
 RingScrub::Repair RingScrub::RepairOf(int cluster, int file) const {
   const ClusterFacts& facts = survey_.At(cluster);
-  if (facts.best != 2 - file) return Repair::kNone;
-  // What stands nowhere else is left to be recovered.
-  if (facts.relation == Relation::kMisplaced &&
-      survey_.HoldsLatest(facts.copy[static_cast<std::size_t>(file - 1)]))
-    return Repair::kNone;
+  if (facts.best != 2 - file || IsLeftAlone(facts, file)) return Repair::kNone;
   if (facts.relation == Relation::kOneSound) return Repair::kMend;
   const bool lesser = facts.relation == Relation::kFaulty || facts.relation == Relation::kShorter ||
                       facts.relation == Relation::kOlder || facts.relation == Relation::kMisplaced;

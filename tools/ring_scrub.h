@@ -33,6 +33,7 @@ class RingScrub {
   bool BuildAnew(int file);
   bool WriteAll(int file, const std::string& path);
   bool RewriteCopies(int file, Repair wanted);
+  bool IsLeftAlone(const ClusterFacts& facts, int file) const;
   Repair RepairOf(int cluster, int file) const;
   bool RewriteCopy(int fd, int cluster, int file);
   bool ReadGoodTwin(int cluster, int file, unsigned char* image);

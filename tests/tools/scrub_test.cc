@@ -88,6 +88,18 @@ TEST_F(ScrubTest, AConflictStaysAsItIs) {
   EXPECT_EQ(Get(2, 4), other);
 }
 
+TEST_F(ScrubTest, AConflictStaysAsItIsInAFileThatIsBuiltAnew) {
+  MakeRingOfBookmarks(10);
+  const Bytes other = ClusterOf(410, FullPacket(410, B("36")) + FullPacket(460, B("56")));
+  Put(2, 4, other);
+  fs::resize_file(Path("s_2.mtd"), fs::file_size(Path("s_2.mtd")) + 1);
+  const Finished scrubbed = Scrub();
+  EXPECT_EQ(scrubbed.exit_code, 3);
+  EXPECT_THAT(scrubbed.out, StartsWith("s_2.mtd: built anew, from s_1.mtd\n"));
+  EXPECT_EQ(Get(1, 4), TwoBookmarks(4));
+  EXPECT_EQ(Get(2, 4), other);
+}
+
 TEST_F(ScrubTest, WhatOneFileLacksIsBroughtUpToDate) {
   MakeRingOfBookmarks(10);
   Put(1, 9, UnwrittenCluster());
