@@ -105,6 +105,10 @@ void Save(RingSurvey& survey, const RingInput& input, MemoryFiles& files) {
 
 // ---- Mending -----------------------------------------------------------------------
 
+bool IsSame(const CopyFacts& a, const CopyFacts& b) {
+  return a.used_bytes == b.used_bytes && a.first_tick == b.first_tick;
+}
+
 void Mend(RingSurvey& survey, const std::vector<Finding>& findings, const RingInput& input) {
   static const std::string kBase(vmr::fuzz::kBase);
   RingScrub scrub(kBase, survey);
@@ -115,10 +119,15 @@ void Mend(RingSurvey& survey, const std::vector<Finding>& findings, const RingIn
   for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster) {
     const ClusterFacts& before = survey.At(cluster);
     const ClusterFacts& after = mended.At(cluster);
+    // Which of two copies in conflict counts follows from the file that a recorder
+    // would go on with, and mending may make that the other one.
+    if (before.relation == Relation::kConflict) {
+      for (const std::size_t file : {0U, 1U})
+        Require(IsSame(before.copy[file], after.copy[file]), "both copies in conflict stay");
+      continue;
+    }
     if (!before.Known()) continue;
-    Require(after.Known() && after.Best().used_bytes == before.Best().used_bytes &&
-                after.Best().first_tick == before.Best().first_tick,
-            "the good copy stays");
+    Require(after.Known() && IsSame(before.Best(), after.Best()), "the good copy stays");
     if (done && input.usual_files)
       Require(after.relation != Relation::kOneSound, "a bad copy is mended");
   }
