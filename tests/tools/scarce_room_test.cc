@@ -37,7 +37,7 @@ class FullFileSystemTest : public RingImageTest {
   void SetUp() override {
     if (!small_.WhyNot().empty())
       GTEST_SKIP() << "no tmpfs may be mounted here (" << small_.WhyNot()
-                   << "); the same runs under a limit on the size of files";
+                   << "); all but the extract runs under a limit on the size of files";
   }
   // The store of a replay, moved there.
   void MoveStore() const {

@@ -22,6 +22,13 @@ class ScrubTest : public RingImageTest {
  protected:
   Finished Scrub() const { return Run({"scrub", "s"}); }
   bool FilesAreAlike() const { return SameContent("s_1.mtd", "s_2.mtd"); }
+  // Cluster 4 is sound in both files and not the same; the one of file 2.
+  Bytes MakeRingWithAConflict() const {
+    MakeRingOfBookmarks(10);
+    const Bytes other = ClusterOf(410, FullPacket(410, B("36")) + FullPacket(460, B("56")));
+    Put(2, 4, other);
+    return other;
+  }
   // What is done in the end is done already.
   void ExpectNothingIsLeft() const {
     const Finished again = Scrub();
@@ -78,9 +85,7 @@ TEST_F(ScrubTest, WhatHasNoGoodCopyStaysAsItIs) {
 }
 
 TEST_F(ScrubTest, AConflictStaysAsItIs) {
-  MakeRingOfBookmarks(10);
-  const Bytes other = ClusterOf(410, FullPacket(410, B("36")) + FullPacket(460, B("56")));
-  Put(2, 4, other);
+  const Bytes other = MakeRingWithAConflict();
   const Finished scrubbed = Scrub();
   EXPECT_EQ(scrubbed.exit_code, 3);
   EXPECT_THAT(scrubbed.out, StartsWith("nothing to mend\n"));
@@ -89,9 +94,7 @@ TEST_F(ScrubTest, AConflictStaysAsItIs) {
 }
 
 TEST_F(ScrubTest, AConflictStaysAsItIsInAFileThatIsBuiltAnew) {
-  MakeRingOfBookmarks(10);
-  const Bytes other = ClusterOf(410, FullPacket(410, B("36")) + FullPacket(460, B("56")));
-  Put(2, 4, other);
+  const Bytes other = MakeRingWithAConflict();
   fs::resize_file(Path("s_2.mtd"), fs::file_size(Path("s_2.mtd")) + 1);
   const Finished scrubbed = Scrub();
   EXPECT_EQ(scrubbed.exit_code, 3);
