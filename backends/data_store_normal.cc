@@ -62,12 +62,14 @@ int DataStoreNormal::WriteData(const unsigned char* data, int length, unsigned i
     return 0;
   }
   VMR_LOG(kLogEachItem, "writing into data store " << length << " bytes at sysTick " << sysTick);
+  last_packet_stored_ = false;
   if (const char* const reason = WhyNotWritable(length)) {
     VMR_LOG(kLogError, "Refusing to write " << length << " bytes: " << reason);
     return 0;
   }
   if (length > kClusterBytes - ClusterSize(curr_buffer_.get())) CloseCurrentCluster(sysTick);
   AppendToCurrent(data, length, sysTick);
+  ++unstored_.of_current;
   WriteCurrentToFile();
   // Deliberate: the packet is kept, in memory at least; a file that could not
   // take it has logged so and takes it on its next turn.
@@ -88,6 +90,8 @@ void DataStoreNormal::CloseCurrentCluster(unsigned int sysTick) {
   FlushPrevBuffer(*other_file_, "cluster #");
 
   std::swap(curr_buffer_, prev_buffer_);
+  unstored_.lost += unstored_.of_previous;
+  unstored_.of_previous = std::exchange(unstored_.of_current, 0);
   prevCluster = currCluster;
   memset(curr_buffer_.get(), 0, kClusterBytes);
   for (FileStore* const file : {&file1_, &file2_}) file->prevClusterStale = file->currClusterStale;
@@ -108,6 +112,7 @@ void DataStoreNormal::FlushPrevBuffer(FileStore& file, const char* cluster_text)
 
 bool DataStoreNormal::WritePrevBuffer(FileStore& file, const char* cluster_text) {
   if (file.WriteCluster(kClusterBytes, prev_buffer_.get(), prevCluster) == 0) return false;
+  unstored_.of_previous = 0;
   const short number = file.FileNumber();
   VMR_LOG(kLogEachItem, "wrote prevBuffer to file #" << number << cluster_text << prevCluster);
   return true;
@@ -136,9 +141,17 @@ void DataStoreNormal::WriteCurrentToFile() {
   const short number = file.FileNumber();
   if (written)
     VMR_LOG(kLogEachItem, "wrote currBuffer to file #" << number << " cluster #" << currCluster);
+  if (written) unstored_.of_current = 0;
+  last_packet_stored_ = written;
   file.currClusterStale = !written;
   other_file_->currClusterStale = true;
   std::swap(curr_file_, other_file_);
+}
+
+unsigned long DataStoreNormal::FailedWrites(int fileNumber) const {
+  for (const FileStore* const file : {&file1_, &file2_})
+    if (file->FileNumber() == fileNumber) return file->FailedWrites();
+  return 0;
 }
 
 // ---- Reading -------------------------------------------------------------------

@@ -68,6 +68,19 @@ class DataStoreNormal : public DataStore {
   // has gone on since OpenReadOnly. Ticks compare as plain numbers.
   int FindSystemTick(unsigned int sysTick);
 
+  // What a host may acknowledge, since WriteData takes every packet: the packet
+  // given to the last WriteData is in one file at least, and its sync has
+  // returned. False, too, before the first one and when it was refused.
+  bool LastPacketStored() const { return last_packet_stored_; }
+  // Packets since Open that no file has, the ones waiting in memory for a file's
+  // next turn included. Stays as it is after Close.
+  unsigned long PacketsNotStored() const {
+    return unstored_.lost + unstored_.of_previous + unstored_.of_current;
+  }
+  // Cluster writes since Open that file 1 or 2 refused, repairs included. 0 for any
+  // other number.
+  unsigned long FailedWrites(int fileNumber) const;
+
   int CurrentCluster() const { return currCluster; }
   int PreviousCluster() const { return prevCluster; }
 
@@ -78,6 +91,13 @@ class DataStoreNormal : public DataStore {
     int buffer_size;
     int& bytes_read;
     long& next_position;
+  };
+
+  // Packets that are in no file.
+  struct Unstored {
+    unsigned long of_current = 0;   // their cluster is still in memory
+    unsigned long of_previous = 0;  // so is theirs
+    unsigned long lost = 0;
   };
 
   // Writing (data_store_normal.cc).
@@ -131,6 +151,8 @@ class DataStoreNormal : public DataStore {
   bool read_only_ = false;           // by OpenReadOnly
   bool searched1_ = false;           // file 1's last position was found
   bool searched2_ = false;
+  bool last_packet_stored_ = false;
+  Unstored unstored_;
   std::unique_ptr<unsigned char[]> curr_buffer_;                    // the cluster being filled
   std::unique_ptr<unsigned char[]> prev_buffer_;                    // the cluster closed last
   MetadataHdrCache hdr_cache_{MetadataHdrCache::kDefaultCapacity};  // of the tick search

@@ -83,6 +83,7 @@ FileStore::~FileStore() { Close(); }
 int FileStore::StartFile(const std::string& base, unsigned char* buf, int clusterCount,
                          int clusterSize, int fileNumber) {
   file_created_ = false;
+  failed_writes_ = 0;
   if (buf == nullptr) {
     // Deliberate: no blank here, unlike in the other operations.
     VMR_LOG(kLogError, "Null value passed to"
@@ -170,6 +171,7 @@ int FileStore::StartFileReadOnly(const std::string& base, int clusterCount, int 
                                  int fileNumber) {
   Close();
   file_created_ = false;
+  failed_writes_ = 0;
   path_ = base + "_" + std::to_string(fileNumber) + ".mtd";
   struct stat status {};
   if (!StatFile(status) || !CheckSize(status.st_size, clusterCount, clusterSize)) return 0;
@@ -221,12 +223,18 @@ int FileStore::OpenChecked(int flags) {
 
 int FileStore::WriteCluster(int clusterSize, const unsigned char* buf, int cluster) {
   if (RefuseNull(buf, "WriteCluster")) return 0;
+  if (WriteAndSync(clusterSize, buf, cluster)) return 1;
+  ++failed_writes_;
+  return 0;
+}
+
+bool FileStore::WriteAndSync(int clusterSize, const unsigned char* buf, int cluster) {
   const off_t offset = ClusterOffset(clusterSize, cluster);
   if (SeekOpen(fd_, offset) < 0) {
     const Reason reason;
     // Deliberate: the one message that does not name its file.
     VMR_LOG(kLogError, "Could not set file position in metadata file " << reason);
-    return 0;
+    return false;
   }
   int written = 0;
   ssize_t result = 1;
@@ -239,11 +247,11 @@ int FileStore::WriteCluster(int clusterSize, const unsigned char* buf, int clust
     }
   }
   // Data that did not reach the device is not written.
-  if (result >= 0 && SyncFile(fd_) == 0) return 1;
+  if (result >= 0 && SyncFile(fd_) == 0) return true;
   const Reason reason;
   VMR_LOG(kLogError, "Could not write metadata file at cluster "
                          << cluster << " (" << static_cast<long long>(offset) << ") - " << reason);
-  return 0;
+  return false;
 }
 
 int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {

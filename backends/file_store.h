@@ -68,6 +68,9 @@ class FileStore {
   // closed.
   void Close();
 
+  // Calls of WriteCluster that failed since the file was started.
+  unsigned long FailedWrites() const { return failed_writes_; }
+
   const std::string& Path() const { return path_; }
   short FileNumber() const { return file_number_; }
   // StartFile had to create the file.
@@ -91,6 +94,7 @@ class FileStore {
   bool StatFile(struct stat& status) const;
   bool ResetMode(mode_t mode) const;
   int OpenChecked(int flags);
+  bool WriteAndSync(int clusterSize, const unsigned char* buf, int cluster);
   bool HoldsWholeCluster(int clusterSize, int cluster) const;
   int WriteInitialClusters(int fd, const std::string& tmp_name, const unsigned char* cluster,
                            int clusterCount, int clusterSize);
@@ -101,6 +105,7 @@ class FileStore {
   int fd_ = -1;  // Deliberate: -1 when new, 0 after Close; below 1 is closed
   bool file_created_ = false;
   bool read_only_ = false;
+  unsigned long failed_writes_ = 0;
   unsigned int newest_st_ = 0;
   unsigned int oldest_st_ = 0;
   int newest_cluster_ = -1;

@@ -91,6 +91,8 @@ int DataStoreNormal::Open() {
   }
   if (OpenInit() == 0) return 0;
   read_only_ = false;
+  last_packet_stored_ = false;
+  unstored_ = Unstored{};
   if (OpenAndRecover() == 0) {
     Close();
     return 0;

@@ -229,6 +229,54 @@ TEST_F(RingStore, AFailedClusterWriteIsStillASuccess) {
   EXPECT_FALSE(Logged(128, "wrote currBuffer to file #2 cluster #0"));
 }
 
+// ---- What a host may acknowledge ---------------------------------------------------
+
+TEST_F(RingStore, APacketIsStoredOnceOneFileHasItSynced) {
+  OpenEmpty();
+  EXPECT_FALSE(store_.LastPacketStored()) << "nothing written yet";
+  Write(1);
+  EXPECT_TRUE(store_.LastPacketStored());
+  files_.FailOnce(FileOp::kWrite, kFile1, EIO);
+  Write(2);
+  EXPECT_FALSE(store_.LastPacketStored());
+  EXPECT_EQ(store_.PacketsNotStored(), 1U);
+  files_.FailOnce(FileOp::kFsync, kFile2, EIO);
+  Write(3);
+  EXPECT_FALSE(store_.LastPacketStored());
+  EXPECT_EQ(store_.PacketsNotStored(), 2U);
+  EXPECT_EQ(store_.FailedWrites(1), 1U);
+  EXPECT_EQ(store_.FailedWrites(2), 1U);
+  EXPECT_EQ(store_.FailedWrites(3), 0U);
+  Write(4);  // file #1 takes the whole cluster
+  EXPECT_TRUE(store_.LastPacketStored());
+  EXPECT_EQ(store_.PacketsNotStored(), 0U);
+}
+
+TEST_F(RingStore, ARefusedPacketIsNotStored) {
+  OpenEmpty();
+  Write(1);
+  EXPECT_EQ(WriteRaw(4090, 2), 0);
+  EXPECT_FALSE(store_.LastPacketStored());
+  EXPECT_EQ(store_.PacketsNotStored(), 0U) << "it was never taken";
+}
+
+TEST_F(RingStore, PacketsThatNoFileTookBeforeTheirClusterLeftMemoryAreCountedToTheEnd) {
+  OpenEmpty();
+  files_.FailFromNowOn(FileOp::kWrite, "", ENOSPC);
+  for (unsigned int tick = 1; tick <= 3; ++tick) WriteRaw(3000, tick);
+  EXPECT_EQ(store_.PacketsNotStored(), 3U);
+  EXPECT_FALSE(store_.LastPacketStored());
+  files_.ClearFaults();
+  WriteRaw(3000, 4);  // closes cluster 2; the flush saves cluster 1, cluster 0 is gone
+  EXPECT_TRUE(store_.LastPacketStored());
+  store_.Close();
+  const unsigned long left = store_.PacketsNotStored();
+  EXPECT_EQ(left, 1U);
+  ASSERT_EQ(store_.Open(), 1);
+  EXPECT_EQ(store_.PacketsNotStored(), 0U) << "counted since Open";
+  EXPECT_EQ(store_.FailedWrites(1), 0U);
+}
+
 TEST_F(RingStore, DataThatAFileCouldNotTakeIsWrittenWithTheNextPacket) {
   OpenEmpty();
   files_.FailOnce(FileOp::kWrite, kFile2, EIO);
