@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "host/crc8.h"
 #include "store/bytes.h"
@@ -62,6 +63,14 @@ inline void SetClusterSize(unsigned char* cluster, int size) {
 // What byte 0 must be. `size` must be at least 7 and within the image.
 inline unsigned char ClusterCrc(const unsigned char* cluster) {
   return Crc8(cluster + 1, ClusterSize(cluster) - 1U, kCrcInitial);
+}
+
+// A cluster of `cluster_bytes` bytes in which nothing was ever written.
+inline void FillNeverWritten(unsigned char* cluster, int cluster_bytes) {
+  std::memset(cluster, 0, static_cast<std::size_t>(cluster_bytes));
+  SetClusterSt(cluster, kNeverWrittenSt);
+  SetClusterSize(cluster, kClusterHeaderBytes);
+  cluster[0] = ClusterCrc(cluster);
 }
 
 }  // namespace vmr

@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "backends/cluster_copies.h"
 #include "host/log.h"
 
 namespace vmr {
@@ -95,11 +96,22 @@ void DataStoreNormal::CloseCurrentCluster(unsigned int sysTick) {
   prevCluster = currCluster;
   memset(curr_buffer_.get(), 0, kClusterBytes);
   for (FileStore* const file : {&file1_, &file2_}) file->prevClusterStale = file->currClusterStale;
+  GivePreviousATick(sysTick);
 
   VMR_LOG(kLogInfo, "Moving to new cluster from cluster " << currCluster);
   currCluster = GetNextCluster(currCluster);
   SetClusterSize(curr_buffer_.get(), kClusterHeaderBytes);
   SetClusterSt(curr_buffer_.get(), sysTick);
+}
+
+// Filled by continuations alone it has had no tick to give, and the searches would lose
+// their way at it: it takes that of the packet behind it, and both files get it so.
+void DataStoreNormal::GivePreviousATick(unsigned int sysTick) {
+  unsigned char* const cluster = prev_buffer_.get();
+  if (ClusterSt(cluster) != kPartialWrapSt || sysTick >= kUnreadableSt) return;
+  SetClusterSt(cluster, sysTick);
+  cluster[0] = ClusterCrc(cluster);
+  file1_.prevClusterStale = file2_.prevClusterStale = true;
 }
 
 // The last chance of a file that has failed since: two images are all there are.
@@ -132,11 +144,15 @@ void DataStoreNormal::AppendToCurrent(const unsigned char* data, int length, uns
   cluster[0] = ClusterCrc(cluster);
 }
 
-// Writes the file whose turn it is. A file that could not take a write stays
-// marked stale, and its next turn writes it again.
+// Writes the file whose turn it is. A file that could not take a write stays marked
+// stale, and its next turn writes it again. One that could not take the end of the
+// previous cluster must not hold a newer one, or Open would go on from it: the other
+// file takes the packet, and this one keeps its turn.
 void DataStoreNormal::WriteCurrentToFile() {
-  FileStore& file = *curr_file_;
-  if (file.prevClusterStale) file.prevClusterStale = !WritePrevBuffer(file, " cluster #");
+  FileStore& turn = *curr_file_;
+  const bool keeps_turn = !CatchUp(turn) && CatchUp(*other_file_);
+  FileStore& file = keeps_turn ? *other_file_ : turn;
+  FileStore& rest = keeps_turn ? turn : *other_file_;
   const bool written = file.WriteCluster(kClusterBytes, curr_buffer_.get(), currCluster) != 0;
   const short number = file.FileNumber();
   if (written)
@@ -144,8 +160,14 @@ void DataStoreNormal::WriteCurrentToFile() {
   if (written) unstored_.of_current = 0;
   last_packet_stored_ = written;
   file.currClusterStale = !written;
-  other_file_->currClusterStale = true;
-  std::swap(curr_file_, other_file_);
+  rest.currClusterStale = true;
+  if (!keeps_turn) std::swap(curr_file_, other_file_);
+}
+
+// True when the file lacks nothing of the previous cluster any more.
+bool DataStoreNormal::CatchUp(FileStore& file) {
+  if (file.prevClusterStale) file.prevClusterStale = !WritePrevBuffer(file, " cluster #");
+  return !file.prevClusterStale;
 }
 
 unsigned long DataStoreNormal::FailedWrites(int fileNumber) const {
@@ -157,18 +179,72 @@ unsigned long DataStoreNormal::FailedWrites(int fileNumber) const {
 // ---- Reading -------------------------------------------------------------------
 
 int DataStoreNormal::ReadCluster(unsigned char* buf, int cluster) {
+  return ReadWithFallback(buf, cluster, &FileStore::ReadCluster);
+}
+
+int DataStoreNormal::ReadWithFallback(unsigned char* buf, int cluster, ReadOperation read_first) {
   VMR_LOG(kLogEachItem, "Reading Cluster #" << cluster);
   if (Viewing()) std::printf("     ****Reading Cluster %d****\n", cluster);
-  if (curr_file_->ReadCluster(kClusterBytes, buf, cluster) != 0) return 1;
+  if ((curr_file_->*read_first)(kClusterBytes, buf, cluster) != 0) return 1;
   VMR_LOG(kLogWarning,
           "Failed to read cluster #" << cluster << " from current file will try other file");
+  const BadCopy bad = buf == nullptr ? BadCopy{} : BadCopyOf(buf);
   if (other_file_->ReadCluster(kClusterBytes, buf, cluster) != 0) {
-    if (!read_only_) RepairCluster(buf, cluster);
+    if (!read_only_ && MayReplace(buf, bad, cluster)) RepairCluster(buf, cluster);
     return 1;
   }
   // Deliberate: only a trace; the callers log what it means to them.
   VMR_LOG(kLogTrace, "Failed to read cluster #" << cluster << " from metadata files");
   return 0;
+}
+
+DataStoreNormal::BadCopy DataStoreNormal::BadCopyOf(const unsigned char* image) {
+  return {ClusterSt(image), ClaimedBytes(image)};
+}
+
+// A copy that cannot be read, this time at least, may be all there is of what was
+// recorded last: it does not give way to one that is older or shorter.
+bool DataStoreNormal::MayReplace(const unsigned char* good, const BadCopy& bad, int cluster) {
+  const auto is_all_of = [good](const unsigned char* image) {
+    return ClusterSt(good) == ClusterSt(image) && ClusterSize(good) >= ClusterSize(image);
+  };
+  bool may = true;
+  if (open_ && cluster == currCluster)
+    may = is_all_of(curr_buffer_.get());
+  else if (open_ && cluster == prevCluster)
+    may = is_all_of(prev_buffer_.get());
+  else
+    may = !(bad.st == ClusterSt(good) && bad.used_bytes > ClusterSize(good)) &&
+          BelongsAt(good, cluster);
+  if (!may)
+    VMR_LOG(kLogWarning,
+            "Not rewriting Cluster #" << cluster << ", the other file's copy lacks something");
+  return may;
+}
+
+// False for a copy of the lap before in a file that has missed this one: its first
+// tick is below that of the cluster in front of it.
+bool DataStoreNormal::BelongsAt(const unsigned char* copy, int cluster) {
+  const int before = GetPrevCluster(cluster);
+  const unsigned int st = ClusterSt(copy);
+  const unsigned int before_st = before == currCluster ? kNeverWrittenSt : LatestFirstTick(before);
+  if (st == kPartialWrapSt) return true;  // tells nothing
+  if (st != kNeverWrittenSt) return before_st == kNeverWrittenSt || before_st <= st;
+  if (before_st != kNeverWrittenSt) return false;
+  const int behind = GetNextCluster(cluster);
+  return behind == 0 || LatestFirstTick(behind) == kNeverWrittenSt;
+}
+
+// The later of the two files' first ticks; kNeverWrittenSt when neither tells one.
+unsigned int DataStoreNormal::LatestFirstTick(int cluster) {
+  unsigned char image[kClusterBytes];
+  unsigned int latest = kNeverWrittenSt;
+  for (FileStore* const file : {&file1_, &file2_}) {
+    if (!file->IsOpen() || file->ReadCluster(kClusterBytes, image, cluster) == 0) continue;
+    const unsigned int st = ClusterSt(image);
+    if (st < kUnreadableSt && (latest == kNeverWrittenSt || st > latest)) latest = st;
+  }
+  return latest;
 }
 
 void DataStoreNormal::RepairCluster(const unsigned char* buf, int cluster) {

@@ -34,6 +34,10 @@ class DataStoreNormal : public DataStore {
   // be repaired. The current tick is then the last recorded one, 0 in a new
   // store.
   int Open() override;
+  // Starts both files, creating what is missing, as a part of Open, which provides
+  // the buffer for it. 0, with the store closed, when a file cannot be started; 0 and
+  // nothing else on a store that is open.
+  int StartStoreFiles(const std::string& basePath);
   // Opens the ring for reading alone, with the same search and the same choice of
   // the newer file, while another process may be recording into it. Nothing is
   // created, repaired, renamed or set right; damage is read around. One file is
@@ -100,6 +104,13 @@ class DataStoreNormal : public DataStore {
     unsigned long lost = 0;
   };
 
+  // What is left of a copy that failed its CRC: what it says of itself.
+  struct BadCopy {
+    unsigned int st = 0;
+    int used_bytes = 0;  // 0: nothing bears out what it says
+  };
+  static BadCopy BadCopyOf(const unsigned char* image);
+
   // Writing (data_store_normal.cc).
   // Null when a packet of `length` bytes can be written.
   const char* WhyNotWritable(int length) const;
@@ -107,10 +118,17 @@ class DataStoreNormal : public DataStore {
   void FlushPrevBuffer(FileStore& file, const char* cluster_text);
   bool WritePrevBuffer(FileStore& file, const char* cluster_text);
   void AppendToCurrent(const unsigned char* data, int length, unsigned int sysTick);
+  void GivePreviousATick(unsigned int sysTick);
   void WriteCurrentToFile();
+  bool CatchUp(FileStore& file);
 
   // Reading (data_store_normal.cc).
+  using ReadOperation = int (FileStore::*)(int clusterSize, unsigned char* buf, int cluster);
+  int ReadWithFallback(unsigned char* buf, int cluster, ReadOperation read_first);
   void RepairCluster(const unsigned char* buf, int cluster);
+  bool MayReplace(const unsigned char* good, const BadCopy& bad, int cluster);
+  bool BelongsAt(const unsigned char* copy, int cluster);
+  unsigned int LatestFirstTick(int cluster);
   static int FailRead();
   int ReadFrom(int cluster, int offset, long position, const ReadTarget& to);
   int ReadFromCurrent(int cluster, int offset, const ReadTarget& to) const;
@@ -118,27 +136,53 @@ class DataStoreNormal : public DataStore {
 
   // Opening (ring_recovery.cc).
   int AllocateImages();
-  int StartStoreFiles(const std::string& basePath);
   int OpenAndRecover();
   int OpenAsItIs();
-  const FileStore* LoadAsItIs();
-  bool HoldsNewest(const FileStore& last_writer) const;
+  FileStore* ChooseAsItIs();
   void FindBothLastPositions();
+  static bool SearchPatiently(FileStore& file, unsigned char* scratch);
   int RecreateFiles();
   FileStore* ChooseLastWriter();
+  FileStore* ChooseOfNewFiles();
   FileStore* FillCreatedFile(FileStore& created, FileStore& source);
   FileStore* CompareFiles();
+  void StepOntoContinuations(FileStore& file);
+  void StepBackFromLapBefore();
+  bool IsFile2Newer(bool same_cluster);
+  unsigned int ComparableTick(FileStore& file);
   bool SettleEmptyFile(FileStore& empty, FileStore& source);
   bool FillEmptyFile(FileStore& empty, FileStore& source);
   void RemoveFailedCopy(FileStore& file);
-  int LoadImages(FileStore& last_writer);
   unsigned int FindLastTick() const;
   void PointNextWriteAwayFrom(const FileStore& last_writer);
   void HealNextCluster();
 
+  // Loading the two images (ring_loading.cc).
+  FileStore& Twin(const FileStore& file) { return &file == &file1_ ? file2_ : file1_; }
+  bool WasSearched(const FileStore& file) const {
+    return &file == &file1_ ? searched1_ : searched2_;
+  }
+  FileStore* LoadImages(FileStore& last_writer);
+  FileStore* LoadCurrent(FileStore& writer, bool may_hand_over);
+  FileStore* LoadBetterCurrent(FileStore& writer, bool may_hand_over);
+  FileStore* LoadLostCurrent(FileStore& writer, const BadCopy& bad, bool may_hand_over);
+  FileStore* HandOver(FileStore& writer);
+  bool HasTwinGoneOn(const FileStore& writer);
+  bool IsTwinOfCurrent(const FileStore& twin, const unsigned char* theirs) const;
+  bool LoadPrevious(FileStore& writer);
+  void LoadBetterPrevious(FileStore& writer);
+  bool IsBetterPrevious(const unsigned char* theirs);
+  bool LoadLostPrevious(FileStore& writer, const BadCopy& bad);
+  void StartFrom(FileStore& writer);
+
   // Searching (tick_search.cc).
   void StartTickSearch();
+  struct ToldTick {
+    int cluster;  // the one that tells it
+    unsigned int st;
+  };
   int ClusterBehindNewest();
+  ToldTick TickFrom(int cluster);
   int SearchBetween(int old_cluster, unsigned int old_st, int new_cluster, unsigned int new_st,
                     unsigned int sysTick);
 

@@ -53,6 +53,10 @@ int CloseFile(int fd) {
   return result < 0 && errno == EINTR ? 0 : result;
 }
 
+void RemoveIfThere(const std::string& path) {
+  static_cast<void>(FileOps::Current().Unlink(path.c_str()));
+}
+
 bool SyncDirectoryOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   std::string directory = slash == std::string::npos ? "." : path.substr(0, slash);

@@ -22,6 +22,10 @@ int SyncFile(int fd);
 // An interrupted close has closed the descriptor; it counts as done.
 int CloseFile(int fd);
 
+// Deletes a file that usually is not there. What stays all the same is met again by
+// whoever wants its name.
+void RemoveIfThere(const std::string& path);
+
 // Makes a file's new name outlive a power loss. False, and errno, when the
 // directory cannot be synced.
 bool SyncDirectoryOf(const std::string& path);

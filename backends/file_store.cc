@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "backends/file_io.h"
+#include "backends/last_position.h"
 #include "host/file_ops.h"
 #include "host/log.h"
 #include "host/wall_clock.h"
@@ -67,13 +68,6 @@ bool CrcIsRight(const unsigned char* cluster, int clusterSize, unsigned char& co
   return plausible && computed == cluster[0];
 }
 
-void FillNeverWritten(unsigned char* cluster, int clusterSize) {
-  memset(cluster, 0, static_cast<std::size_t>(clusterSize));
-  SetClusterSt(cluster, kNeverWrittenSt);
-  SetClusterSize(cluster, kClusterHeaderBytes);
-  cluster[0] = ClusterCrc(cluster);
-}
-
 }  // namespace
 
 FileStore::FileStore(short fileNumber) : file_number_(fileNumber) {}
@@ -108,24 +102,27 @@ int FileStore::StartFile(const std::string& base, unsigned char* buf, int cluste
 }
 
 // A crash or a failure on the way leaves only the temporary file. Deliberate: it
-// stays, and the next creation removes it first.
+// stays, and the next creation removes it first; but not on a full disk, where others
+// need its room.
 int FileStore::CreateFile(unsigned char* buf, int clusterCount, int clusterSize) {
   if (RefuseNull(buf, "CreateFile") || RefuseSize(clusterSize)) return 0;
   LogCreationTime("createFile start");
   const std::string tmp_name = path_ + ".tmp";
-  // There is usually none; one that cannot be removed fails the open below.
-  static_cast<void>(FileOps::Current().Unlink(tmp_name.c_str()));
+  RemoveIfThere(tmp_name);
   VMR_LOG(kLogInfo, "Creating metadata file " << path_ << " with " << clusterCount
                                               << " clusters of size " << clusterSize);
-  const int fd = OpenFile(tmp_name, O_WRONLY | O_CREAT | O_TRUNC, kFileMode);
+  const int fd = OpenFile(tmp_name, O_WRONLY | O_CREAT | O_TRUNC | O_EXCL | O_NOFOLLOW, kFileMode);
   if (fd < 0) {
     const Reason reason;
     VMR_LOG(kLogError, "Could not create file " << tmp_name << " , " << reason);
     return 0;
   }
   FillNeverWritten(buf, clusterSize);
+  errno = 0;
   int created = WriteInitialClusters(fd, tmp_name, buf, clusterCount, clusterSize);
+  const bool disk_is_full = created == 0 && errno == ENOSPC;
   CloseFile(fd);  // what it wrote is synced; nothing is left that could fail
+  if (disk_is_full) RemoveIfThere(tmp_name);
   if (created != 0 && FileOps::Current().Rename(tmp_name.c_str(), path_.c_str()) != 0) {
     const Reason reason;
     VMR_LOG(kLogError, "Failed to rename file " << tmp_name << " to " << path_ << ", " << reason);
@@ -155,14 +152,16 @@ int FileStore::WriteInitialClusters(int fd, const std::string& tmp_name,
   // Deliberate: ": %s" stays in the text, as it always has.
   VMR_LOG(kLogError, "Failed to write to file " << tmp_name << " during initialization, " << error
                                                 << ": %s" << std::strerror(error));
+  errno = error;
   return 0;
 }
 
 int FileStore::ValidateAndOpenFile(int clusterCount, int clusterSize) {
   Close();
   struct stat status {};
-  if (!StatFile(status) || !ResetMode(status.st_mode) ||
-      !CheckSize(status.st_size, clusterCount, clusterSize))
+  // What is no file of ours is not touched, its mode included.
+  if (!StatFile(status) || !CheckSize(path_, status.st_size, clusterCount, clusterSize) ||
+      !ResetMode(status.st_mode))
     return 0;
   return OpenChecked(O_RDWR);
 }
@@ -174,7 +173,7 @@ int FileStore::StartFileReadOnly(const std::string& base, int clusterCount, int 
   failed_writes_ = 0;
   path_ = base + "_" + std::to_string(fileNumber) + ".mtd";
   struct stat status {};
-  if (!StatFile(status) || !CheckSize(status.st_size, clusterCount, clusterSize)) return 0;
+  if (!StatFile(status) || !CheckSize(path_, status.st_size, clusterCount, clusterSize)) return 0;
   return OpenChecked(O_RDONLY);
 }
 
@@ -190,10 +189,11 @@ bool FileStore::StatFile(struct stat& status) const {
   return false;
 }
 
-// Deliberate: a mode that somebody changed is set right rather than refused.
+// Deliberate: a mode that somebody changed is set right rather than refused. Not
+// that of a file elsewhere, to which the name is a link.
 bool FileStore::ResetMode(mode_t mode) const {
   if ((mode & kModeBits) == kFileMode) return true;
-  if (FileOps::Current().Chmod(path_.c_str(), kFileMode) != 0) {
+  if (FileOps::Current().ChmodNoFollow(path_.c_str(), kFileMode) != 0) {
     const int error = errno;
     VMR_LOG(kLogError, "Could not reset the mode of file " << path_ << ", " << error << " : "
                                                            << std::strerror(error));
@@ -203,10 +203,11 @@ bool FileStore::ResetMode(mode_t mode) const {
   return true;
 }
 
-bool FileStore::CheckSize(off_t actual_bytes, int clusterCount, int clusterSize) const {
+bool FileStore::CheckSize(const std::string& path, off_t actual_bytes, int clusterCount,
+                          int clusterSize) {
   const off_t expected_bytes = ClusterOffset(clusterSize, clusterCount);
   if (actual_bytes == expected_bytes) return true;
-  VMR_LOG(kLogError, "File " << path_ << " is incorrectly sized at "
+  VMR_LOG(kLogError, "File " << path << " is incorrectly sized at "
                              << static_cast<long long>(actual_bytes) << ", should be "
                              << static_cast<long long>(expected_bytes));
   return false;
@@ -263,7 +264,7 @@ int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
     VMR_LOG(kLogError, "Could not set file position in metadata file ("
                            << path_ << ") at cluster " << cluster << " ("
                            << static_cast<long long>(offset) << " " << reason);
-    return 0;
+    return FailRead(buf);
   }
   int read_bytes = 0;
   ssize_t result = 1;
@@ -279,7 +280,7 @@ int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
   if (result < 0) {
     const Reason reason;
     VMR_LOG(kLogError, "Could not read metadata file (" << path_ << ") - error " << reason);
-    return 0;
+    return FailRead(buf);
   }
   unsigned char computed = 0;
   if (CrcIsRight(buf, clusterSize, computed)) return 1;
@@ -289,6 +290,13 @@ int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
                                  << static_cast<char>(buf[0]) << ") found ("
                                  << static_cast<char>(computed) << ")");
   return 0;
+}
+
+// What stands in the buffer is no copy of the cluster, not even a damaged one.
+bool FileStore::FailRead(unsigned char* buf) {
+  call_failed_ = true;
+  memset(buf, 0, kClusterHeaderBytes);
+  return false;
 }
 
 bool FileStore::HoldsWholeCluster(int clusterSize, int cluster) const {
@@ -324,6 +332,88 @@ int FileStore::GetSize(int clusterSize, unsigned char* buf, int cluster) {
   if (RefuseNull(buf, "GetSize")) return -1;
   if (GetHdr(clusterSize, buf, &hdr, cluster) == 0) return -1;
   return static_cast<std::int16_t>(hdr.UsedBytes());
+}
+
+// ---- The position of the newest cluster ----------------------------------------
+
+int FileStore::FindLastPosition(int clusterCount, int clusterSize, unsigned char* buf) {
+  class TicksOfFile : public FirstTicks {
+   public:
+    TicksOfFile(FileStore& file, int clusterCount, int clusterSize, unsigned char* buf)
+        : file_(file), last_(clusterCount - 1), cluster_size_(clusterSize), buf_(buf) {}
+    unsigned int At(int cluster) override { return file_.GetSt(cluster_size_, buf_, cluster); }
+    void Ends(unsigned int first_st, unsigned int last_st) override {
+      // Deliberate: "fistST".
+      VMR_LOG(kLogEachItem, "file (" << file_.path_ << ") first " << 0 << " fistST " << first_st
+                                     << ", last " << last_ << " lastST " << last_st);
+    }
+    void Narrowed(int low, unsigned int low_st, int high, unsigned int high_st) override {
+      VMR_LOG(kLogEachItem, "Search: first: cluster(" << low << "), sysTick(" << low_st
+                                                      << ") - last: cluster(" << high
+                                                      << "), sysTick(" << high_st << ")");
+    }
+
+   private:
+    FileStore& file_;
+    int last_;
+    int cluster_size_;
+    unsigned char* buf_;
+  };
+
+  hdr_cache_.Clear();  // cluster writes do not update it
+  call_failed_ = false;
+  TicksOfFile ticks(*this, clusterCount, clusterSize, buf);
+  const LastPosition position = SearchLastPosition(ticks, clusterCount);
+  if (position.Found()) {
+    newest_cluster_ = position.newest;
+    newest_st_ = position.newest_st;
+    oldest_cluster_ = position.oldest;
+    oldest_st_ = position.oldest_st;
+    newest_size_ = static_cast<std::int16_t>(GetSize(clusterSize, buf, position.newest));
+  }
+  LogFound(position);
+  return position.Found() ? 1 : 0;
+}
+
+void FileStore::LogFound(const LastPosition& position) const {
+  switch (position.kind) {
+    case LastPositionKind::kEmpty:
+      VMR_LOG(kLogInfo, "Empty file store; cache depth " << hdr_cache_.Size());
+      return;
+    case LastPositionKind::kPartialWrap:
+      VMR_LOG(kLogInfo, "File store partial wrap; cache depth " << hdr_cache_.Size());
+      return;
+    case LastPositionKind::kReadyToWrap:
+      VMR_LOG(kLogInfo, "File store ready to wrap; cache depth " << hdr_cache_.Size());
+      return;
+    case LastPositionKind::kFound:
+      VMR_LOG(kLogInfo, "cache depth " << hdr_cache_.Size() << ": first " << position.newest
+                                       << " firstST " << position.newest_st << " last "
+                                       << position.oldest << " lastST " << position.oldest_st);
+      return;
+    case LastPositionKind::kUnreadable:
+      VMR_LOG(kLogError,
+              "Invalid Cluster found during searching file (" << path_ << "). Quitting search.");
+      return;
+    case LastPositionKind::kTooFew:
+      VMR_LOG(kLogError, "Error in searching first and last clusters");
+      return;
+  }
+}
+
+void FileStore::TakeNewest(int clusterCount, int clusterSize, unsigned char* buf, int cluster) {
+  newest_cluster_ = cluster;
+  newest_st_ = GetSt(clusterSize, buf, cluster);
+  newest_size_ = static_cast<std::int16_t>(GetSize(clusterSize, buf, cluster));
+  oldest_cluster_ = cluster + 1 < clusterCount ? cluster + 1 : 0;
+  oldest_st_ = GetSt(clusterSize, buf, oldest_cluster_);
+}
+
+void FileStore::TakeNothingWritten(int clusterCount) {
+  newest_cluster_ = 0;
+  newest_st_ = oldest_st_ = kNeverWrittenSt;
+  oldest_cluster_ = clusterCount - 1;
+  newest_size_ = kClusterHeaderBytes;
 }
 
 void FileStore::Close() {

@@ -12,6 +12,8 @@
 
 namespace vmr {
 
+struct LastPosition;
+
 // Creates, checks, reads and writes one file of clusters, and finds out where
 // its recording ends. Which of two files is newer is the ring store's business.
 //
@@ -44,8 +46,14 @@ class FileStore {
   // Writes one cluster and waits until the device has it.
   int WriteCluster(int clusterSize, const unsigned char* buf, int cluster);
   // Reads one cluster and checks its CRC. A size field outside 7..clusterSize
-  // counts as a wrong CRC.
+  // counts as a wrong CRC. On failure `buf` holds what has a wrong CRC, or begins
+  // with zeros when a call failed.
   int ReadCluster(int clusterSize, unsigned char* buf, int cluster);
+  // The same, tried a second time when it fails, which a device's error may not.
+  int ReadClusterTwice(int clusterSize, unsigned char* buf, int cluster) {
+    const int read = ReadCluster(clusterSize, buf, cluster);
+    return read != 0 ? read : ReadCluster(clusterSize, buf, cluster);
+  }
 
   // The cluster's header, from the cache or read through `buf`.
   int GetHdr(int clusterSize, unsigned char* buf, CLUSTER_HEADER_T* hdr, int cluster);
@@ -57,12 +65,24 @@ class FileStore {
   // Finds the cluster written last, reading about fifteen. On success the five
   // values below are set; on failure they stay.
   int FindLastPosition(int clusterCount, int clusterSize, unsigned char* buf);
-  // Makes this file a durable copy of `source`'s and opens it.
+  // A call on the file failed during the last search, which might find more, or
+  // something else, when it is repeated.
+  bool CallFailed() const { return call_failed_; }
+  // Sets the five values to those of another newest cluster, which is read for it,
+  // or of a file in which nothing was ever written.
+  void TakeNewest(int clusterCount, int clusterSize, unsigned char* buf, int cluster);
+  void TakeNothingWritten(int clusterCount);
+  // Makes this file a durable copy of `source`'s and opens it. Until the copy is
+  // complete the file stays as it is.
   int CopyFile(int clusterCount, int clusterSize, FileStore& source);
   // Deletes the closed file.
   void Remove();
   // Renames the closed file to "....CORRUPT", or deletes it if that fails.
   void HandleCorrupt();
+  // Renames the closed file to "....CORRUPT" or, where that is taken, to the first of
+  // "....CORRUPT.1", "....CORRUPT.2" and so on that is not. Nothing is ever replaced or
+  // deleted.
+  int SetAside();
 
   // Syncs, unless it was open for reading alone, and closes. Harmless when
   // closed.
@@ -71,6 +91,7 @@ class FileStore {
   // Calls of WriteCluster that failed since the file was started.
   unsigned long FailedWrites() const { return failed_writes_; }
 
+  bool IsOpen() const { return fd_ >= 1; }
   const std::string& Path() const { return path_; }
   short FileNumber() const { return file_number_; }
   // StartFile had to create the file.
@@ -88,23 +109,31 @@ class FileStore {
   // cluster, or the final contents of the one before.
   bool currClusterStale = false;
   bool prevClusterStale = false;
+  void MarkStale(bool curr, bool prev) {
+    currClusterStale = curr;
+    prevClusterStale = prev;
+  }
 
  private:
-  bool CheckSize(off_t actual_bytes, int clusterCount, int clusterSize) const;
+  static bool CheckSize(const std::string& path, off_t actual_bytes, int clusterCount,
+                        int clusterSize);
   bool StatFile(struct stat& status) const;
   bool ResetMode(mode_t mode) const;
   int OpenChecked(int flags);
+  static bool IsCompleteAndSynced(const std::string& tmp_name, int clusterCount, int clusterSize);
+  bool TakeNameOf(const std::string& tmp_name) const;
   bool WriteAndSync(int clusterSize, const unsigned char* buf, int cluster);
   bool HoldsWholeCluster(int clusterSize, int cluster) const;
   int WriteInitialClusters(int fd, const std::string& tmp_name, const unsigned char* cluster,
                            int clusterCount, int clusterSize);
-  int SearchWrapPoint(int clusterCount, int clusterSize, unsigned char* buf, unsigned int first_st,
-                      unsigned int last_st);
+  bool FailRead(unsigned char* buf);
+  void LogFound(const LastPosition& position) const;
 
   std::string path_;
   int fd_ = -1;  // Deliberate: -1 when new, 0 after Close; below 1 is closed
   bool file_created_ = false;
   bool read_only_ = false;
+  bool call_failed_ = false;  // of a read, since the last search began
   unsigned long failed_writes_ = 0;
   unsigned int newest_st_ = 0;
   unsigned int oldest_st_ = 0;

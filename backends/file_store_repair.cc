@@ -1,5 +1,6 @@
 // Copying one cluster file over another and setting a damaged one aside.
 #include <errno.h>
+#include <fcntl.h>
 
 #include <cstring>
 #include <string>
@@ -33,26 +34,57 @@ std::string ShellWord(const std::string& path) {
 
 }  // namespace
 
+// The copy gets the file's name only when it is complete and on the device: cut short
+// under that name it would be refused at every opening.
 int FileStore::CopyFile(int clusterCount, int clusterSize, FileStore& source) {
-  if (IsOpenDescriptor(fd_)) {
+  if (IsOpen()) {
     static_cast<void>(CloseFile(fd_));  // its contents are about to be replaced
     fd_ = 0;
   }
-  const std::string command = "cp " + ShellWord(source.Path()) + " " + ShellWord(path_);
+  // Without a path there is nothing to make: the command fails.
+  const std::string tmp_name = path_.empty() ? "" : path_ + ".tmp";
+  RemoveIfThere(tmp_name);
+  const std::string command = "cp " + ShellWord(source.Path()) + " " + ShellWord(tmp_name);
   if (FileOps::Current().System(command.c_str()) != 0) {
     const int error = errno;
     // Deliberate: the text begins with a blank.
     VMR_LOG(kLogError, " " << command << " failed. errno " << error << " " << std::strerror(error));
-    return 0;
+  } else if (IsCompleteAndSynced(tmp_name, clusterCount, clusterSize) && TakeNameOf(tmp_name)) {
+    return ValidateAndOpenFile(clusterCount, clusterSize);
   }
-  if (ValidateAndOpenFile(clusterCount, clusterSize) == 0) return 0;
-  // The copy must not be lost with the next power cut: from now on it counts.
-  if (SyncFile(fd_) == 0) return 1;
-  const int error = errno;
-  VMR_LOG(kLogError,
-          "Could not sync file " << path_ << ", " << error << ": " << std::strerror(error));
-  Close();
+  RemoveIfThere(tmp_name);
   return 0;
+}
+
+bool FileStore::IsCompleteAndSynced(const std::string& tmp_name, int clusterCount,
+                                    int clusterSize) {
+  struct stat status {};
+  const int fd = OpenFile(tmp_name, O_RDWR | O_NOFOLLOW);
+  bool synced = fd >= 0 && FileOps::Current().Stat(tmp_name.c_str(), &status) == 0;
+  const bool complete = synced && CheckSize(tmp_name, status.st_size, clusterCount, clusterSize);
+  if (complete) synced = SyncFile(fd) == 0;
+  if (!synced) {
+    const int error = errno;
+    VMR_LOG(kLogError,
+            "Could not sync file " << tmp_name << ", " << error << ": " << std::strerror(error));
+  }
+  if (fd >= 0) static_cast<void>(CloseFile(fd));  // the sync has told
+  return complete && synced;
+}
+
+// Where the name does not reach the device the file is the empty one again after a
+// power loss, and is filled again.
+bool FileStore::TakeNameOf(const std::string& tmp_name) const {
+  const bool renamed = FileOps::Current().Rename(tmp_name.c_str(), path_.c_str()) == 0;
+  if (renamed && SyncDirectoryOf(path_)) return true;
+  const int error = errno;
+  if (renamed)
+    VMR_LOG(kLogWarning, "Could not sync the directory of file " << path_ << ", " << error << ": "
+                                                                 << std::strerror(error));
+  else
+    VMR_LOG(kLogError, "Failed to rename file " << tmp_name << " to " << path_ << ", " << error
+                                                << ": " << std::strerror(error));
+  return renamed;
 }
 
 void FileStore::Remove() {
@@ -69,6 +101,19 @@ void FileStore::HandleCorrupt() {
   VMR_LOG(kLogError,
           "Failed to rename " << path_ << " errno " << error << " - " << std::strerror(error));
   Remove();
+}
+
+int FileStore::SetAside() {
+  constexpr int kNames = 1000;
+  for (int n = 0; n < kNames; ++n) {
+    const std::string aside = path_ + ".CORRUPT" + (n == 0 ? "" : "." + std::to_string(n));
+    if (FileOps::Current().RenameNew(path_.c_str(), aside.c_str()) == 0) return 1;
+    if (errno != EEXIST) break;
+  }
+  const int error = errno;
+  VMR_LOG(kLogError,
+          "Failed to rename " << path_ << " errno " << error << " - " << std::strerror(error));
+  return 0;
 }
 
 }  // namespace vmr

@@ -1,86 +1,114 @@
-// The search for the cluster that was written last.
-//
-// It relies on what the ring store's writing leaves behind: first ticks rise
-// with the cluster number from the oldest cluster to the newest, and behind the
-// newest they drop (the ring has wrapped) or are "never written".
-#include "backends/file_store.h"
-#include "host/log.h"
+#include "backends/last_position.h"
+
+#include "backends/cluster_format.h"
 
 namespace vmr {
 namespace {
-constexpr char kLogSource[] = "FileStore.cc";
-}
 
-int FileStore::FindLastPosition(int clusterCount, int clusterSize, unsigned char* buf) {
-  hdr_cache_.Clear();  // cluster writes do not update it
-  const int last = clusterCount - 1;
-  const unsigned int first_st = GetSt(clusterSize, buf, 0);
-  const unsigned int last_st = GetSt(clusterSize, buf, last);
-  // Deliberate: "fistST".
-  VMR_LOG(kLogEachItem, "file (" << path_ << ") first " << 0 << " fistST " << first_st << ", last "
-                                 << last << " lastST " << last_st);
+bool IsTick(unsigned int st) { return st < kUnreadableSt; }
 
-  const auto found = [&](int newest, unsigned int newest_st, int oldest, unsigned int oldest_st) {
-    newest_cluster_ = newest;
-    newest_st_ = newest_st;
-    oldest_cluster_ = oldest;
-    oldest_st_ = oldest_st;
-    newest_size_ = static_cast<std::int16_t>(GetSize(clusterSize, buf, newest));
-  };
-  if (first_st == kNeverWrittenSt && last_st == kNeverWrittenSt) {
-    found(0, kNeverWrittenSt, last, kNeverWrittenSt);
-    VMR_LOG(kLogInfo, "Empty file store; cache depth " << hdr_cache_.Size());
-    return 1;
-  }
+// A cluster and its first tick.
+struct Tick {
+  int cluster;
+  unsigned int st;
+};
+
+class Search {
+ public:
+  Search(FirstTicks& ticks, int count) : ticks_(ticks), last_(count - 1) {}
+
+  LastPosition Run();
+
+ private:
+  LastPosition Bisect(unsigned int first_st, unsigned int last_st);
+  bool TakeMiddle(int middle);
+  void TakeContinued(int middle);
+  Tick NextTold(int from, int to, int step) const;
+  bool IsBehind(unsigned int st) const { return st < low_.st || st == kNeverWrittenSt; }
+  void MoveUp(const Tick& to);
+
+  FirstTicks& ticks_;
+  int last_;
+  Tick low_{};   // of the lap that is being written
+  Tick high_{};  // of the lap before it, or never written
+};
+
+LastPosition Search::Run() {
+  const unsigned int first_st = ticks_.At(0);
+  const unsigned int last_st = ticks_.At(last_);
+  ticks_.Ends(first_st, last_st);
+  if (first_st == kNeverWrittenSt && last_st == kNeverWrittenSt)
+    return {LastPositionKind::kEmpty, 0, kNeverWrittenSt, last_, kNeverWrittenSt};
+  unsigned int lap_st = first_st;
   if (first_st == kPartialWrapSt) {
-    found(last, last_st, 1, GetSt(clusterSize, buf, 1));
-    VMR_LOG(kLogInfo, "File store partial wrap; cache depth " << hdr_cache_.Size());
-    return 1;
+    // What follows a cluster 0 that is being written is a lap older than the last
+    // cluster, or never written as the last one is.
+    const Tick behind = NextTold(1, last_, 1);
+    const bool was_closed = IsTick(behind.st) && (last_st == kNeverWrittenSt ||
+                                                  (IsTick(last_st) && behind.st > last_st));
+    const unsigned int second_st = behind.cluster == 1 ? behind.st : ticks_.At(1);
+    if (!was_closed) return {LastPositionKind::kPartialWrap, last_, last_st, 1, second_st};
+    lap_st = behind.st;
   }
-  if (last_st < kUnreadableSt && first_st < last_st) {
-    found(last, last_st, 0, first_st);
-    VMR_LOG(kLogInfo, "File store ready to wrap; cache depth " << hdr_cache_.Size());
-    return 1;
-  }
-  return SearchWrapPoint(clusterCount, clusterSize, buf, first_st, last_st);
+  if (IsTick(last_st) && lap_st < last_st)
+    return {LastPositionKind::kReadyToWrap, last_, last_st, 0, first_st};
+  return Bisect(lap_st, last_st);
 }
 
-int FileStore::SearchWrapPoint(int clusterCount, int clusterSize, unsigned char* buf,
-                               unsigned int first_st, unsigned int last_st) {
-  int lo = 0, hi = clusterCount - 1;
-  unsigned int lo_st = first_st, hi_st = last_st;
-  while (hi - lo > 1) {
-    const int mid = (lo + hi) / 2;
-    const unsigned int mid_st = GetSt(clusterSize, buf, mid);
-    lo_st = GetSt(clusterSize, buf, lo);
-    if (lo_st == kUnreadableSt || hi_st == kUnreadableSt || mid_st == kUnreadableSt) {
-      VMR_LOG(kLogError,
-              "Invalid Cluster found during searching file (" << path_ << "). Quitting search.");
-      return 0;
-    }
-    if (mid_st < lo_st || mid_st == kNeverWrittenSt) {
-      hi = mid;
-      hi_st = mid_st;
-      continue;
-    }
-    lo = mid;
-    lo_st = mid_st;
-    VMR_LOG(kLogEachItem, "Search: first: cluster(" << lo << "), sysTick(" << lo_st
-                                                    << ") - last: cluster(" << hi << "), sysTick("
-                                                    << hi_st << ")");
+LastPosition Search::Bisect(unsigned int first_st, unsigned int last_st) {
+  if (last_ < 1) return {LastPositionKind::kTooFew};
+  low_ = {0, first_st};
+  high_ = {last_, last_st};
+  while (high_.cluster - low_.cluster > 1)
+    if (!TakeMiddle((low_.cluster + high_.cluster) / 2)) return {LastPositionKind::kUnreadable};
+  return {LastPositionKind::kFound, low_.cluster, low_.st, high_.cluster, high_.st};
+}
+
+// False when one of the three cannot be read.
+bool Search::TakeMiddle(int middle) {
+  const unsigned int st = ticks_.At(middle);
+  if (ticks_.At(low_.cluster) == kUnreadableSt || high_.st == kUnreadableSt || st == kUnreadableSt)
+    return false;
+  if (st == kPartialWrapSt)
+    TakeContinued(middle);
+  else if (IsBehind(st))
+    high_ = {middle, st};
+  else
+    MoveUp({middle, st});
+  return true;
+}
+
+// Where nothing newer is behind the cluster it is the newest one itself, unless what
+// is in front of it is of the lap before.
+void Search::TakeContinued(int middle) {
+  const Tick behind = NextTold(middle + 1, high_.cluster, 1);
+  if (IsTick(behind.st) && !IsBehind(behind.st)) return MoveUp(behind);
+  const Tick before = NextTold(middle - 1, low_.cluster, -1);
+  if (before.cluster != low_.cluster && IsBehind(before.st))
+    high_ = {middle, kPartialWrapSt};
+  else
+    MoveUp({middle, kPartialWrapSt});
+}
+
+// The first cluster from `from` on that says where it belongs, or `to` when there is
+// none before it. One that cannot be read says nothing.
+Tick Search::NextTold(int from, int to, int step) const {
+  for (int cluster = from; (to - cluster) * step > 0; cluster += step) {
+    const unsigned int st = ticks_.At(cluster);
+    if (IsTick(st) || st == kNeverWrittenSt) return {cluster, st};
   }
-  if (hi - lo < 1) {
-    VMR_LOG(kLogError, "Error in searching first and last clusters");
-    return 0;
-  }
-  newest_cluster_ = lo;
-  newest_st_ = lo_st;
-  oldest_cluster_ = hi;
-  oldest_st_ = hi_st;
-  newest_size_ = static_cast<std::int16_t>(GetSize(clusterSize, buf, lo));
-  VMR_LOG(kLogInfo, "cache depth " << hdr_cache_.Size() << ": first " << lo << " firstST " << lo_st
-                                   << " last " << hi << " lastST " << hi_st);
-  return 1;
+  return {to, ticks_.At(to)};
+}
+
+void Search::MoveUp(const Tick& to) {
+  low_ = to;
+  ticks_.Narrowed(low_.cluster, low_.st, high_.cluster, high_.st);
+}
+
+}  // namespace
+
+LastPosition SearchLastPosition(FirstTicks& ticks, int cluster_count) {
+  return Search(ticks, cluster_count).Run();
 }
 
 }  // namespace vmr

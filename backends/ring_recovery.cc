@@ -8,8 +8,10 @@
 #include <new>
 #include <utility>
 
+#include "backends/cluster_copies.h"
 #include "backends/data_store_normal.h"
 #include "backends/file_io.h"
+#include "host/file_ops.h"
 #include "host/log.h"
 
 namespace vmr {
@@ -31,9 +33,10 @@ std::ostream& operator<<(std::ostream& out, const PositionOf& position) {
              << "), sysTick(" << file.OldestSt() << ")";
 }
 
-void MarkStale(FileStore& file, bool curr, bool prev) {
-  file.currClusterStale = curr;
-  file.prevClusterStale = prev;
+Standing StandingOf(const FileStore& file, bool searched) {
+  if (!searched) return Standing::kNotSearchable;
+  const bool empty = file.NewestSt() == kNeverWrittenSt && file.NewestSize() <= kClusterHeaderBytes;
+  return empty ? Standing::kEmpty : Standing::kHoldsData;
 }
 
 // The packets of one cluster, walked for the tick they reach.
@@ -119,6 +122,10 @@ int DataStoreNormal::AllocateImages() {
 }
 
 int DataStoreNormal::StartStoreFiles(const std::string& basePath) {
+  if (open_) {
+    VMR_LOG(kLogError, "Refusing to start the files of an open store");
+    return 0;
+  }
   unsigned char* const scratch = curr_buffer_.get();
   // Deliberate: the second is started even if the first cannot be, so that both
   // say what is wrong with them.
@@ -137,10 +144,11 @@ int DataStoreNormal::OpenAndRecover() {
   const bool none_usable = (!searched1_ && !searched2_) || (one_new && !source_searched);
   if (none_usable && RecreateFiles() == 0) return 0;
 
-  MarkStale(file1_, false, false);
-  MarkStale(file2_, false, false);
-  FileStore* const last_writer = ChooseLastWriter();
-  if (last_writer == nullptr || LoadImages(*last_writer) == 0) return 0;
+  file1_.MarkStale(false, false);
+  file2_.MarkStale(false, false);
+  FileStore* last_writer = ChooseLastWriter();
+  if (last_writer != nullptr) last_writer = LoadImages(*last_writer);
+  if (last_writer == nullptr) return 0;
 
   InitCurrentSystemTick(FindLastTick());
   PointNextWriteAwayFrom(*last_writer);
@@ -148,69 +156,68 @@ int DataStoreNormal::OpenAndRecover() {
   return 1;
 }
 
-// A recorder that writes meanwhile may be in the middle of the newest cluster;
-// the copy in the other file may then be of the lap before. A moment later it
-// is not.
+// The last writer stays the file that reads prefer: it lacks nothing.
 int DataStoreNormal::OpenAsItIs() {
-  constexpr int kAttempts = 3;
   if (AllocateImages() == 0) return 0;
-  const FileStore* last_writer = LoadAsItIs();
-  for (int attempt = 2; last_writer != nullptr && !HoldsNewest(*last_writer); ++attempt) {
-    if (attempt > kAttempts) {
-      VMR_LOG(kLogError, "Cluster " << currCluster << " changes each time it is read");
-      return 0;
-    }
-    last_writer = LoadAsItIs();
-  }
+  FileStore* last_writer = ChooseAsItIs();
+  if (last_writer != nullptr) last_writer = LoadImages(*last_writer);
   if (last_writer == nullptr) return 0;
+  curr_file_ = last_writer;
+  other_file_ = &Twin(*last_writer);
+  // An empty file has won against one that cannot be searched, if there is
+  // another at all. What that one holds is read from it.
+  if (last_writer->NewestSt() == kNeverWrittenSt) std::swap(curr_file_, other_file_);
   InitCurrentSystemTick(FindLastTick());
   open_ = true;
   return 1;
 }
 
-// The current image is of the cluster that the search met there.
-bool DataStoreNormal::HoldsNewest(const FileStore& last_writer) const {
-  return ClusterSt(curr_buffer_.get()) == last_writer.NewestSt();
-}
-
-// Both files are tried, so that both say what is wrong with them. The last
-// writer stays the file that reads prefer: it lacks nothing.
-const FileStore* DataStoreNormal::LoadAsItIs() {
+// Both files are tried, so that both say what is wrong with them.
+FileStore* DataStoreNormal::ChooseAsItIs() {
   searched1_ = file1_.StartFileReadOnly(base_path_, kClusterCount, kClusterBytes, 1) != 0;
   searched2_ = file2_.StartFileReadOnly(base_path_, kClusterCount, kClusterBytes, 2) != 0;
-  for (FileStore* const file : {&file1_, &file2_}) {
-    bool& searched = file == &file1_ ? searched1_ : searched2_;
-    searched = searched && file->FindLastPosition(kClusterCount, kClusterBytes, WorkBuffer()) != 0;
-  }
-  if (!searched1_ && !searched2_) {
-    VMR_LOG(kLogError, "Unable to find last position in both Metadata files. Nothing is changed");
-    return nullptr;
-  }
-  FileStore* const last_writer = CompareFiles();
-  if (last_writer == nullptr || LoadImages(*last_writer) == 0) return nullptr;
-  // An empty file has won against one that cannot be searched, if there is
-  // another at all. What that one holds is read from it.
-  if (last_writer->NewestSt() == kNeverWrittenSt) std::swap(curr_file_, other_file_);
-  return last_writer;
+  searched1_ = searched1_ && SearchPatiently(file1_, WorkBuffer());
+  searched2_ = searched2_ && SearchPatiently(file2_, WorkBuffer());
+  if (searched1_ || searched2_) return CompareFiles();
+  VMR_LOG(kLogError, "Unable to find last position in both Metadata files. Nothing is changed");
+  return nullptr;
 }
 
 void DataStoreNormal::FindBothLastPositions() {
-  searched1_ = file1_.FindLastPosition(kClusterCount, kClusterBytes, WorkBuffer()) != 0;
-  searched2_ = file2_.FindLastPosition(kClusterCount, kClusterBytes, WorkBuffer()) != 0;
+  searched1_ = SearchPatiently(file1_, WorkBuffer());
+  searched2_ = SearchPatiently(file2_, WorkBuffer());
 }
 
-// Deliberate: the history is lost rather than recording refused. Only file #1 is
-// kept aside. One that this opening made holds nothing, and what an opening cut
-// short by a power loss has set aside must not give way to it.
+// What a search comes to decides what becomes of a file. One in which a call failed is
+// repeated before it counts.
+bool DataStoreNormal::SearchPatiently(FileStore& file, unsigned char* scratch) {
+  constexpr int kRepeats = 3;
+  constexpr unsigned int kPause_us = 100000;
+  for (int repeats = 0;; ++repeats) {
+    const bool found = file.FindLastPosition(kClusterCount, kClusterBytes, scratch) != 0;
+    if (!file.CallFailed() || repeats == kRepeats) return found;
+    static_cast<void>(FileOps::Current().Usleep(kPause_us));  // a shorter one does no harm
+  }
+}
+
+// Deliberate: the history is lost to the recorder rather than recording refused. Of two
+// files only file #1 is kept aside. One that this opening made holds nothing: #2, which
+// then has all there is, is kept, and what an opening cut short by a power loss has set
+// aside does not give way to it.
 int DataStoreNormal::RecreateFiles() {
   file1_.Close();
   file2_.Close();
   VMR_LOG(kLogError, "Unable to find last position in both Metadata files. Recreating files");
-  if (file1_.FileCreated())
+  if (file1_.FileCreated() && !file2_.FileCreated()) {
     file1_.Remove();
-  else
-    file1_.HandleCorrupt();
-  file2_.Remove();
+    if (file2_.SetAside() == 0) return 0;
+  } else {
+    if (file1_.FileCreated())
+      file1_.Remove();
+    else
+      file1_.HandleCorrupt();
+    file2_.Remove();
+  }
   // If the new files' names reached the device first, a power loss could leave a
   // new file #1 without the one set aside, or beside the old file #2.
   if (!SyncDirectoryOf(file1_.Path()))
@@ -218,17 +225,22 @@ int DataStoreNormal::RecreateFiles() {
                                                                  << ": " << std::strerror(errno));
   if (StartStoreFiles(base_path_) == 0) return 0;
   FindBothLastPositions();
-  return searched1_ && searched2_ ? 1 : 0;
+  const bool both_new = file1_.FileCreated() && file2_.FileCreated();
+  return both_new || (searched1_ && searched2_) ? 1 : 0;
 }
 
 FileStore* DataStoreNormal::ChooseLastWriter() {
-  if (file1_.FileCreated() && file2_.FileCreated()) {
-    VMR_LOG(kLogWarning, "Completely new store for metadata created.");
-    return &file1_;
-  }
+  if (file1_.FileCreated() && file2_.FileCreated()) return ChooseOfNewFiles();
   if (file1_.FileCreated()) return FillCreatedFile(file1_, file2_);
   if (file2_.FileCreated()) return FillCreatedFile(file2_, file1_);
   return CompareFiles();
+}
+
+// What is in new files is known, even where they cannot be searched.
+FileStore* DataStoreNormal::ChooseOfNewFiles() {
+  VMR_LOG(kLogWarning, "Completely new store for metadata created.");
+  if (!searched1_) file1_.TakeNothingWritten(kClusterCount);
+  return &file1_;
 }
 
 // Deliberate: file #1 counts as the last writer in both cases, with the position
@@ -252,21 +264,16 @@ FileStore* DataStoreNormal::CompareFiles() {
   VMR_LOG(kLogEachItem, "Found last position");
   VMR_LOG(kLogEachItem, PositionOf{&file1_});
   VMR_LOG(kLogEachItem, PositionOf{&file2_});
+  if (searched1_) StepOntoContinuations(file1_);
+  if (searched2_) StepOntoContinuations(file2_);
+  StepBackFromLapBefore();
 
-  const auto standing = [](const FileStore& file, bool searched) {
-    if (!searched) return Standing::kNotSearchable;
-    const bool empty =
-        file.NewestSt() == kNeverWrittenSt && file.NewestSize() <= kClusterHeaderBytes;
-    return empty ? Standing::kEmpty : Standing::kHoldsData;
-  };
-  const Standing standing1 = standing(file1_, searched1_);
-  const Standing standing2 = standing(file2_, searched2_);
+  const Standing standing1 = StandingOf(file1_, searched1_);
+  const Standing standing2 = StandingOf(file2_, searched2_);
   const bool same_cluster =
       standing1 == standing2 && file1_.NewestCluster() == file2_.NewestCluster();
-  bool file2_is_newer = standing1 < standing2;
-  if (standing1 == standing2)
-    file2_is_newer = same_cluster ? file1_.NewestSize() < file2_.NewestSize()
-                                  : file1_.NewestSt() < file2_.NewestSt();
+  const bool file2_is_newer =
+      standing1 == standing2 ? IsFile2Newer(same_cluster) : standing1 < standing2;
   FileStore& newer = file2_is_newer ? file2_ : file1_;
   FileStore& behind = file2_is_newer ? file1_ : file2_;
   // A power loss may have come between creating a missing file and filling it.
@@ -280,8 +287,62 @@ FileStore* DataStoreNormal::CompareFiles() {
   if (never_filled && !SettleEmptyFile(behind, newer)) return nullptr;
   // A file that is behind within the same cluster lacks its last write; one that
   // is behind by a cluster lacks the end of the previous one too.
-  MarkStale(behind, true, !same_cluster);
+  behind.MarkStale(true, !same_cluster);
   return &newer;
+}
+
+// The search stops in front of a cluster that only continuations have reached yet where
+// that is the first or the last one of the file.
+void DataStoreNormal::StepOntoContinuations(FileStore& file) {
+  const bool empty = file.NewestCluster() == 0 && file.NewestSt() == kNeverWrittenSt;
+  if (file.NewestSt() == kPartialWrapSt || empty) return;
+  const int next = GetNextCluster(file.NewestCluster());
+  const unsigned int next_st = file.OldestCluster() == next
+                                   ? file.OldestSt()
+                                   : file.GetSt(kClusterBytes, WorkBuffer(), next);
+  if (next_st != kPartialWrapSt) return;
+  if (file.GetSize(kClusterBytes, WorkBuffer(), next) <= kClusterHeaderBytes) return;
+  file.TakeNewest(kClusterCount, kClusterBytes, WorkBuffer(), next);
+}
+
+// An older recorder left such a cluster without a tick when it was full; where the
+// newest one stands in front of it, it is of the lap before. The two files' copies of it
+// are then the same, which those of a newest cluster are not.
+void DataStoreNormal::StepBackFromLapBefore() {
+  unsigned char* const one = curr_buffer_.get();
+  unsigned char* const two = prev_buffer_.get();
+  for (FileStore* const file : {&file1_, &file2_}) {
+    const int cluster = file->NewestCluster();
+    const bool full = kClusterBytes - file->NewestSize() < static_cast<int>(kMaxPacketBytes);
+    if (!WasSearched(*file) || file->NewestSt() != kPartialWrapSt || !full) continue;
+    if (file->OldestSt() == kNeverWrittenSt) continue;  // there was no lap before
+    if (file->ReadCluster(kClusterBytes, one, cluster) == 0 || !Twin(*file).IsOpen() ||
+        Twin(*file).ReadCluster(kClusterBytes, two, cluster) == 0 || !AreSameCopy(one, two))
+      continue;
+    file->TakeNewest(kClusterCount, kClusterBytes, WorkBuffer(), GetPrevCluster(cluster));
+  }
+}
+
+// Of two files of one standing.
+bool DataStoreNormal::IsFile2Newer(bool same_cluster) {
+  const int newest1 = file1_.NewestCluster();
+  const int newest2 = file2_.NewestCluster();
+  const unsigned int st1 = file1_.NewestSt();
+  const unsigned int st2 = file2_.NewestSt();
+  // One of them may have begun the cluster anew, after the other could not be read.
+  const bool begun_anew = st1 != st2 && st1 < kUnreadableSt && st2 < kUnreadableSt;
+  if (same_cluster) return begun_anew ? st1 < st2 : file1_.NewestSize() < file2_.NewestSize();
+  // Neighbours of one tick, or of which one has none: ring order tells.
+  const bool tick_tells = st1 != st2 && st1 != kPartialWrapSt && st2 != kPartialWrapSt;
+  if (!tick_tells && newest2 == GetNextCluster(newest1)) return true;
+  if (!tick_tells && newest1 == GetNextCluster(newest2)) return false;
+  return ComparableTick(file1_) < ComparableTick(file2_);
+}
+
+// Of the newest cluster, or of the one before that if it has none.
+unsigned int DataStoreNormal::ComparableTick(FileStore& file) {
+  if (file.NewestSt() != kPartialWrapSt) return file.NewestSt();
+  return file.GetSt(kClusterBytes, WorkBuffer(), GetPrevCluster(file.NewestCluster()));
 }
 
 // For a reader that must not fill it, it is better not there.
@@ -310,25 +371,6 @@ void DataStoreNormal::RemoveFailedCopy(FileStore& file) {
   file.Remove();
 }
 
-int DataStoreNormal::LoadImages(FileStore& last_writer) {
-  const int number = last_writer.FileNumber();
-  VMR_LOG(kLogInfo, "Last wrote to file #" << number << ". Will initialize from file #" << number);
-  curr_file_ = &last_writer;
-  other_file_ = &last_writer == &file1_ ? &file2_ : &file1_;
-  currCluster = last_writer.NewestCluster();
-  prevCluster = GetPrevCluster(currCluster);
-  VMR_LOG(kLogInfo, "Curr cluster is " << currCluster << ", prev Cluster is " << prevCluster);
-  if (ReadCluster(curr_buffer_.get(), currCluster) == 0) {
-    VMR_LOG(kLogError, "Failed to read current cluster " << currCluster);
-    return 0;
-  }
-  if (ReadCluster(prev_buffer_.get(), prevCluster) == 0) {
-    VMR_LOG(kLogError, "Failed to read previous cluster " << prevCluster);
-    return 0;
-  }
-  return 1;
-}
-
 unsigned int DataStoreNormal::FindLastTick() const {
   VMR_LOG(kLogEachItem, "Searching for last system tick at last position");
   const bool has_tick = ClusterSt(curr_buffer_.get()) != kPartialWrapSt;
@@ -354,7 +396,8 @@ void DataStoreNormal::PointNextWriteAwayFrom(const FileStore& last_writer) {
 // repairs it from the mirror while that is still good; left alone, a second
 // power loss could make both files unsearchable.
 void DataStoreNormal::HealNextCluster() {
-  static_cast<void>(ReadCluster(WorkBuffer(), GetNextCluster(currCluster)));
+  static_cast<void>(ReadWithFallback(WorkBuffer(), GetNextCluster(currCluster),
+                                     &FileStore::ReadClusterTwice));
 }
 
 }  // namespace vmr

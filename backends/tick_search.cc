@@ -48,14 +48,26 @@ void DataStoreNormal::StartTickSearch() {
   hdr_cache_.Add(prevCluster, prev);
 }
 
+// The first tick of the cluster, or of the first one behind it that has one: older
+// recorders left clusters without, which continuations alone had filled.
+DataStoreNormal::ToldTick DataStoreNormal::TickFrom(int cluster) {
+  unsigned int st = GetSystemTick(cluster);
+  while (st == kPartialWrapSt && cluster != currCluster) {
+    cluster = Fold(cluster + 1);
+    st = GetSystemTick(cluster);
+  }
+  return {cluster, st};
+}
+
 // A recorder in another process may have gone on since the ring was opened for
 // reading. Behind the cluster that was the newest then stand newer ones, and the
 // oldest only behind those.
 int DataStoreNormal::ClusterBehindNewest() {
   if (!read_only_) return GetNextCluster(currCluster);
-  const unsigned int new_st = GetSystemTick(currCluster);
+  unsigned int new_st = GetSystemTick(currCluster);
+  if (new_st == kPartialWrapSt) new_st = GetSystemTick(prevCluster);
   const auto is_newer = [&](int clusters_on) {
-    const unsigned int st = GetSystemTick(Fold(currCluster + clusters_on));
+    const unsigned int st = TickFrom(Fold(currCluster + clusters_on)).st;
     return st != kNeverWrittenSt && st >= new_st;
   };
   if (!is_newer(1)) return GetNextCluster(currCluster);
@@ -72,10 +84,10 @@ int DataStoreNormal::FindSystemTick(unsigned int sysTick) {
   const int new_cluster = currCluster;
   const unsigned int new_st = GetSystemTick(new_cluster);
   int old_cluster = ClusterBehindNewest();
-  unsigned int old_st = GetSystemTick(old_cluster);
+  unsigned int old_st = TickFrom(old_cluster).st;
   if (old_st == kNeverWrittenSt) {
     old_cluster = 0;
-    old_st = GetSystemTick(0);
+    old_st = TickFrom(0).st;
   }
   VMR_LOG(kLogEachItem, "newCluster(" << new_cluster << ") newSt(" << new_st << "), oldCluster("
                                       << old_cluster << "), oldSt(" << old_st << ")");
@@ -118,19 +130,20 @@ int DataStoreNormal::SearchBetween(int old_cluster, unsigned int old_st, int new
   for (;;) {
     const int distance = Distance(old_cluster, new_cluster);
     const int fold_cluster = Fold(old_cluster + distance / 2);
-    const unsigned int fold_st = GetSystemTick(fold_cluster);
+    const ToldTick told = TickFrom(fold_cluster);
+    const unsigned int fold_st = told.st;
     VMR_LOG(kLogEachItem, kOperation << ": newCluster(" << new_cluster << "), newSt(" << new_st
                                      << "), foldCluster(" << fold_cluster << "), foldSt(" << fold_st
                                      << "), oldCluster(" << old_cluster << "), oldSt(" << old_st
                                      << "), distance(" << distance << "), sysTick(" << sysTick
                                      << ")");
     if (distance <= 1) return old_cluster;
-    if (sysTick == fold_st) return fold_cluster;
+    if (sysTick == fold_st) return told.cluster;
     if (sysTick < fold_st) {
       new_cluster = fold_cluster;
       new_st = fold_st;
     } else {
-      old_cluster = fold_cluster;
+      old_cluster = told.cluster;
       old_st = fold_st;
     }
   }

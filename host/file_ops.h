@@ -42,6 +42,10 @@ class FileOps {
     return there || errno != ENOENT ? -1 : Rename(from, to);
   }
 
+  // Chmod that fails, with ELOOP, on a name that is a symbolic link. Only a host
+  // whose system has such links need do more.
+  virtual int ChmodNoFollow(const char* path, mode_t mode) { return Chmod(path, mode); }
+
   // The operations in use; POSIX unless replaced.
   static FileOps& Current();
   // Puts `ops` in use, null for the default, and returns the one before. `ops`

@@ -7,6 +7,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <string>
+
 namespace vmr {
 namespace {
 
@@ -22,6 +24,26 @@ int RunCommand(const char* command) {
   return result;
 }
 
+// A descriptor that only names the file is open whatever its mode; the link that the
+// kernel shows for it leads to that very file. Without /proc it is done in two steps.
+int ChmodUnlessLink(const char* path, mode_t mode) {
+  const int fd = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return -1;
+  struct stat status {};
+  int result = fstat(fd, &status);
+  if (result == 0 && S_ISLNK(status.st_mode)) {
+    errno = ELOOP;
+    result = -1;
+  } else if (result == 0) {
+    result = chmod(("/proc/self/fd/" + std::to_string(fd)).c_str(), mode);
+    if (result != 0 && errno == ENOENT) result = chmod(path, mode);
+  }
+  const int error = errno;
+  close(fd);
+  errno = error;
+  return result;
+}
+
 class PosixFileOps final : public FileOps {
  public:
   int Open(const char* path, int flags, mode_t mode) override { return open(path, flags, mode); }
@@ -34,6 +56,7 @@ class PosixFileOps final : public FileOps {
   int Close(int fd) override { return close(fd); }
   int Stat(const char* path, struct stat* status) override { return stat(path, status); }
   int Chmod(const char* path, mode_t mode) override { return chmod(path, mode); }
+  int ChmodNoFollow(const char* path, mode_t mode) override { return ChmodUnlessLink(path, mode); }
   int Rename(const char* from, const char* to) override { return rename(from, to); }
   int Unlink(const char* path) override { return unlink(path); }
   int Remove(const char* path) override { return remove(path); }

@@ -176,14 +176,42 @@ TEST_F(FileStoreTest, ATemporaryFileThatCannotBeCreatedIsLoggedWithoutAnEndTime)
 
 TEST_F(FileStoreTest, AFailedInitialWriteLeavesTheTemporaryFileBehind) {
   TestClock clock(kNoonOfMay4);
-  files_.FailOnce(FileOp::kWrite, "/m/r_1.mtd.tmp", ENOSPC, 3);
+  files_.FailOnce(FileOp::kWrite, "/m/r_1.mtd.tmp", EIO, 3);
   EXPECT_EQ(Start(), 0);
   ExpectOnlyError(
-      "Failed to write to file /m/r_1.mtd.tmp during initialization, 28: %sNo space left on "
-      "device");
+      "Failed to write to file /m/r_1.mtd.tmp during initialization, 5: %sInput/output error");
   EXPECT_TRUE(FileLogged(32, "createFile end time = Sun May 04 12:00:00 2025"));
   EXPECT_THAT(files_.Paths(), ElementsAre("/m/r_1.mtd.tmp"));
   EXPECT_EQ(files_.OpenDescriptors(), 0);
+}
+
+TEST_F(FileStoreTest, AnInitialWriteThatFindsNoRoomLeavesNothingBehind) {
+  TestClock clock(kNoonOfMay4);
+  for (const FileOp failing : {FileOp::kWrite, FileOp::kFsync}) {
+    log_.Clear();
+    files_.FailOnce(failing, "/m/r_1.mtd.tmp", ENOSPC);
+    EXPECT_EQ(Start(), 0);
+    ExpectOnlyError(
+        "Failed to write to file /m/r_1.mtd.tmp during initialization, 28: %sNo space left on "
+        "device");
+    EXPECT_TRUE(FileLogged(32, "createFile end time = Sun May 04 12:00:00 2025"));
+    EXPECT_TRUE(files_.Paths().empty());
+    EXPECT_EQ(files_.OpenDescriptors(), 0);
+  }
+}
+
+TEST_F(FileStoreTest, TheTemporaryFileIsNeverOneThatIsThere) {
+  ASSERT_EQ(Start(), 1);
+  constexpr int kOnlyNew = O_EXCL | O_NOFOLLOW;
+  for (const Operation& done : files_.Operations()) {
+    const bool makes = done.op == FileOp::kOpen && done.path == "/m/r_1.mtd.tmp";
+    EXPECT_EQ(makes ? done.flags & kOnlyNew : kOnlyNew, kOnlyNew) << Describe(done);
+  }
+  files_.Delete(kFile1);
+  files_.PutZeros("/m/r_1.mtd.tmp", 10);
+  files_.FailOnce(FileOp::kUnlink, "/m/r_1.mtd.tmp", EPERM);
+  EXPECT_EQ(Start(), 0);
+  EXPECT_TRUE(FileLogged(2, "Could not create file /m/r_1.mtd.tmp , 17: File exists"));
 }
 
 TEST_F(FileStoreTest, AShortInitialWriteIsAFailure) {
@@ -275,10 +303,10 @@ TEST_F(FileStoreTest, AModeThatCannotBeResetFailsValidation) {
   ExpectOnlyError("Could not reset the mode of file /m/r_1.mtd, 1 : Operation not permitted");
 }
 
-TEST_F(FileStoreTest, AWronglySizedFileHasItsModeCorrectedFirst) {
+TEST_F(FileStoreTest, AWronglySizedFileKeepsItsMode) {
   files_.PutZeros(kFile1, 5, 0644);
   EXPECT_EQ(Start(), 0);
-  EXPECT_EQ(files_.Mode(kFile1), 0660U);
+  EXPECT_EQ(files_.Mode(kFile1), 0644U);
 }
 
 TEST_F(FileStoreTest, AFileThatCannotBeOpenedFailsValidation) {
@@ -675,16 +703,25 @@ class FileStoreCopyTest : public FileStoreTest {
     log_.Clear();
   }
   int Copy() { return copy_.CopyFile(kCount, kSize, file_); }
+  // File #2 is closed, and what it was before.
+  void ExpectUnfilled() {
+    EXPECT_EQ(files_.ReadBlock(kFile2, 0), NeverWritten());
+    EXPECT_FALSE(files_.Exists(kTmp2));
+    EXPECT_EQ(files_.OpenDescriptors(), 1);
+  }
 
+  static constexpr char kTmp2[] = "/m/r_2.mtd.tmp";
   FileStore copy_{2};
 };
 
 TEST_F(FileStoreCopyTest, CopyFileRunsCpAndOpensTheSyncedCopy) {
   StartBoth();
   EXPECT_EQ(Copy(), 1);
-  EXPECT_THAT(files_.Trace({FileOp::kSystem}), ElementsAre("system cp /m/r_1.mtd /m/r_2.mtd"));
+  EXPECT_THAT(files_.Trace({FileOp::kSystem}), ElementsAre("system cp /m/r_1.mtd /m/r_2.mtd.tmp"));
   EXPECT_TRUE(files_.SameContent(kFile1, kFile2));
   EXPECT_TRUE(files_.IsSynced(kFile2));
+  EXPECT_TRUE(files_.IsNameSynced(kFile2));
+  EXPECT_FALSE(files_.Exists(kTmp2));
   EXPECT_EQ(copy_.ReadCluster(kSize, buffer_.data(), 0), 1);
   EXPECT_EQ(files_.OpenDescriptors(), 2);
 }
@@ -701,8 +738,8 @@ TEST_F(FileStoreCopyTest, AFailedCopyIsLoggedAndLeavesTheFileClosed) {
   StartBoth();
   files_.FailOnce(FileOp::kSystem, "", ENOMEM);
   EXPECT_EQ(Copy(), 0);
-  ExpectOnlyError(" cp /m/r_1.mtd /m/r_2.mtd failed. errno 12 Cannot allocate memory");
-  EXPECT_EQ(files_.OpenDescriptors(), 1);
+  ExpectOnlyError(" cp /m/r_1.mtd /m/r_2.mtd.tmp failed. errno 12 Cannot allocate memory");
+  ExpectUnfilled();
 }
 
 TEST_F(FileStoreCopyTest, ACopyThatExitsWithAFailureIsAFailure) {
@@ -710,22 +747,49 @@ TEST_F(FileStoreCopyTest, ACopyThatExitsWithAFailureIsAFailure) {
   files_.Delete(kFile1);
   EXPECT_EQ(Copy(), 0);
   ASSERT_EQ(log_.Texts(2).size(), 1U);
-  EXPECT_EQ(log_.Texts(2)[0].find(" cp /m/r_1.mtd /m/r_2.mtd failed. errno "), 0U);
+  EXPECT_EQ(log_.Texts(2)[0].find(" cp /m/r_1.mtd /m/r_2.mtd.tmp failed. errno "), 0U);
 }
 
-TEST_F(FileStoreCopyTest, ACopyOfTheWrongSizeFailsItsValidation) {
+TEST_F(FileStoreCopyTest, ACopyOfTheWrongSizeDoesNotGetTheName) {
   StartBoth();
   files_.SetSize(kFile1, 5);
   EXPECT_EQ(Copy(), 0);
-  ExpectOnlyError("File /m/r_2.mtd is incorrectly sized at 5, should be 16384");
+  ExpectOnlyError("File /m/r_2.mtd.tmp is incorrectly sized at 5, should be 16384");
+  ExpectUnfilled();
 }
 
-TEST_F(FileStoreCopyTest, ACopyThatCannotBeSyncedIsAFailure) {
+TEST_F(FileStoreCopyTest, ACopyThatCannotBeLookedAtSyncedOrRenamedIsAFailure) {
   StartBoth();
-  files_.FailOnce(FileOp::kFsync, kFile2, EIO);
+  for (const FileOp failing : {FileOp::kOpen, FileOp::kStat, FileOp::kFsync}) {
+    log_.Clear();
+    files_.FailOnce(failing, kTmp2, EIO);
+    EXPECT_EQ(Copy(), 0);
+    ExpectOnlyError("Could not sync file /m/r_2.mtd.tmp, 5: Input/output error");
+    ExpectUnfilled();
+  }
+  log_.Clear();
+  files_.FailOnce(FileOp::kRename, kTmp2, EIO);
   EXPECT_EQ(Copy(), 0);
-  EXPECT_EQ(log_.Texts(2).size(), 1U);
-  EXPECT_EQ(files_.OpenDescriptors(), 1);
+  ExpectOnlyError("Failed to rename file /m/r_2.mtd.tmp to /m/r_2.mtd, 5: Input/output error");
+  ExpectUnfilled();
+}
+
+TEST_F(FileStoreCopyTest, ACopyWhoseNameCannotBeSyncedIsUsed) {
+  StartBoth();
+  files_.FailOnce(FileOp::kFsync, "/m", EIO);
+  EXPECT_EQ(Copy(), 1);
+  EXPECT_TRUE(
+      FileLogged(4, "Could not sync the directory of file /m/r_2.mtd, 5: Input/output error"));
+  EXPECT_TRUE(files_.SameContent(kFile1, kFile2));
+}
+
+TEST_F(FileStoreCopyTest, TheCopyIsSyncedBeforeItGetsItsName) {
+  StartBoth();
+  files_.PutZeros(kTmp2, 3);  // of a copy that was cut short
+  EXPECT_EQ(Copy(), 1);
+  EXPECT_THAT(files_.Trace({FileOp::kUnlink, FileOp::kSystem, FileOp::kFsync, FileOp::kRename}),
+              ElementsAre("unlink /m/r_2.mtd.tmp", "system cp /m/r_1.mtd /m/r_2.mtd.tmp",
+                          "fsync /m/r_2.mtd.tmp", "rename /m/r_2.mtd.tmp /m/r_2.mtd", "fsync /m"));
 }
 
 // Neither command can do anything: no path stays as an argument of its own.
@@ -735,7 +799,7 @@ TEST_F(FileStoreCopyTest, WithoutAPathNothingIsCopied) {
   EXPECT_EQ(nameless.CopyFile(kCount, kSize, file_), 0);
   EXPECT_EQ(file_.CopyFile(kCount, kSize, nameless), 0);
   EXPECT_THAT(files_.Trace({FileOp::kSystem}),
-              ElementsAre("system cp /m/r_1.mtd ''", "system cp '' /m/r_1.mtd"));
+              ElementsAre("system cp /m/r_1.mtd ''", "system cp '' /m/r_1.mtd.tmp"));
   EXPECT_EQ(files_.ReadBlock(kFile1, 0), NeverWritten());
 }
 
@@ -753,6 +817,29 @@ TEST_F(FileStoreTest, AFailedRemoveIsLogged) {
   files_.FailOnce(FileOp::kUnlink, kFile1, EBUSY);
   file_.Remove();
   ExpectOnlyError("FileStore::Remove of file /m/r_1.mtd failed with err-16Device or resource busy");
+}
+
+TEST_F(FileStoreTest, SetAsideTakesTheFirstNameThatIsFree) {
+  for (const std::string aside :
+       {"/m/r_1.mtd.CORRUPT", "/m/r_1.mtd.CORRUPT.1", "/m/r_1.mtd.CORRUPT.2"}) {
+    StartExisting();
+    files_.PutBlock(kFile1, 0, ClusterImage(5, PacketAt(5)));
+    file_.Close();
+    EXPECT_EQ(file_.SetAside(), 1);
+    EXPECT_FALSE(files_.Exists(kFile1));
+    EXPECT_EQ(files_.ReadBlock(aside, 0), ClusterImage(5, PacketAt(5)));
+    files_.PutBlock(aside, 0, NeverWritten());  // to be told from the next
+  }
+  EXPECT_EQ(files_.ReadBlock("/m/r_1.mtd.CORRUPT", 0), NeverWritten());
+}
+
+TEST_F(FileStoreTest, AFailedSetAsideDeletesNothing) {
+  StartExisting();
+  file_.Close();
+  files_.FailOnce(FileOp::kRename, kFile1, EACCES);
+  EXPECT_EQ(file_.SetAside(), 0);
+  ExpectOnlyError("Failed to rename /m/r_1.mtd errno 13 - Permission denied");
+  EXPECT_TRUE(files_.Exists(kFile1));
 }
 
 TEST_F(FileStoreTest, HandleCorruptReplacesAnOlderCorruptFile) {
@@ -871,10 +958,10 @@ std::string CopyCommandFor(const std::string& base) {
 }
 
 TEST(FileStoreCopyCommand, QuotesOnlyWhatNeedsIt) {
-  EXPECT_EQ(CopyCommandFor("/m/r-1.x_y"), "cp /m/r-1.x_y_1.mtd /m/r-1.x_y_2.mtd");
-  EXPECT_EQ(CopyCommandFor("/m/a b"), "cp '/m/a b_1.mtd' '/m/a b_2.mtd'");
-  EXPECT_EQ(CopyCommandFor("/m/it's"), "cp '/m/it'\\''s_1.mtd' '/m/it'\\''s_2.mtd'");
-  EXPECT_EQ(CopyCommandFor("/m/$x"), "cp '/m/$x_1.mtd' '/m/$x_2.mtd'");
+  EXPECT_EQ(CopyCommandFor("/m/r-1.x_y"), "cp /m/r-1.x_y_1.mtd /m/r-1.x_y_2.mtd.tmp");
+  EXPECT_EQ(CopyCommandFor("/m/a b"), "cp '/m/a b_1.mtd' '/m/a b_2.mtd.tmp'");
+  EXPECT_EQ(CopyCommandFor("/m/it's"), "cp '/m/it'\\''s_1.mtd' '/m/it'\\''s_2.mtd.tmp'");
+  EXPECT_EQ(CopyCommandFor("/m/$x"), "cp '/m/$x_1.mtd' '/m/$x_2.mtd.tmp'");
 }
 
 }  // namespace

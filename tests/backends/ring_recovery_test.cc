@@ -108,7 +108,7 @@ TEST_F(RingRecovery, AMissingFile2IsRecreatedAndFilledFromFile1) {
   EXPECT_TRUE(Logged(4, "File /m/r_2.mtd was created, copying in contents from /m/r_1.mtd"));
   EXPECT_TRUE(Logged(
       32, "File 1: newest: cluster(4), sysTick(1004) - oldest: cluster(5), sysTick(4294967295)"));
-  EXPECT_THAT(files_.Trace({FileOp::kSystem}), ElementsAre("system cp /m/r_1.mtd /m/r_2.mtd"));
+  EXPECT_THAT(files_.Trace({FileOp::kSystem}), ElementsAre("system cp /m/r_1.mtd /m/r_2.mtd.tmp"));
   EXPECT_TRUE(files_.SameContent(kFile1, kFile2));
   EXPECT_TRUE(files_.IsSynced(kFile2));
   ExpectOpenedAt(4, 3, 1004);
@@ -133,7 +133,7 @@ TEST_F(RingRecovery, AFailedCopyDeletesTheNewFileAndFailsTheOpen) {
   files_.Delete(kFile2);
   files_.FailOnce(FileOp::kSystem, "", EIO);
   EXPECT_EQ(Open(), 0);
-  EXPECT_TRUE(FileLogged(2, " cp /m/r_1.mtd /m/r_2.mtd failed. errno 5 Input/output error"));
+  EXPECT_TRUE(FileLogged(2, " cp /m/r_1.mtd /m/r_2.mtd.tmp failed. errno 5 Input/output error"));
   EXPECT_TRUE(Logged(2, "Error copying to file /m/r_2.mtd"));
   EXPECT_THAT(files_.Paths(), ElementsAre(kFile1));
   ExpectClosedAfterFailure();
@@ -449,7 +449,8 @@ TEST_F(RingRecovery, AFileSetAsideDoesNotGiveWayToAnEmptyOne) {
   ASSERT_EQ(Open(), 1);
   EXPECT_EQ(files_.ReadBlock("/m/r_1.mtd.CORRUPT", 0), damaged);
   EXPECT_EQ(files_.ReadBlock("/m/r_1.mtd.CORRUPT", 4), newest);
-  EXPECT_THAT(files_.Paths(), ElementsAre(kFile1, "/m/r_1.mtd.CORRUPT", kFile2));
+  EXPECT_THAT(files_.Paths(),
+              ElementsAre(kFile1, "/m/r_1.mtd.CORRUPT", kFile2, "/m/r_2.mtd.CORRUPT"));
   ExpectOpenedAt(0, 32767, 0);
 }
 
@@ -566,7 +567,8 @@ TEST_F(RingRecovery, TheNextClusterIsReadOnceAfterOpenHasSucceeded) {
 TEST_F(RingRecovery, ANextClusterUnreadableInBothFilesDoesNotFailTheOpen) {
   PutPairWith(kRingClusters);
   PutInBoth(0, ClusterImage(50000, PacketAt(50000)));
-  files_.FailOnce(FileOp::kRead, kFile2, EIO, 16 + 1);
+  files_.FailOnce(FileOp::kRead, kFile2, EIO, 16 + 1 + 1);
+  files_.FailOnce(FileOp::kRead, kFile2, EIO, 16 + 1 + 2);
   files_.FailOnce(FileOp::kRead, kFile1, EIO, 16 + 2 + 1);
   ASSERT_EQ(Open(), 1);
   EXPECT_TRUE(Logged(64, "Failed to read cluster #1 from metadata files"));

@@ -301,29 +301,63 @@ TEST_F(RingStore, AFailedLastWriteOfAClusterIsRewrittenOnThatFilesNextTurn) {
   EXPECT_EQ(files_.ReadBlock(kFile1, 1), ClusterImage(3, Repeat(0x84, 2000)));
 }
 
-TEST_F(RingStore, AFailedCatchingUpIsTriedAgainOnThatFilesNextTurn) {
+// With a newer cluster, and without the end of the one before, it would be taken for
+// the last writer at the next start.
+TEST_F(RingStore, AFileThatFailedToCatchUpDoesNotGetTheNewerCluster) {
   OpenEmpty();
   ASSERT_EQ(WriteRaw(4000, 1), 1);  // file #2
   files_.FailOnce(FileOp::kWrite, kFile1, EIO);
-  ASSERT_EQ(WriteRaw(1000, 2), 1);  // file #1: catching up fails, cluster 1 is written
+  ASSERT_EQ(WriteRaw(1000, 2), 1);  // file #1 fails to catch up; file #2 takes the packet
+  EXPECT_TRUE(store_.LastPacketStored());
   EXPECT_EQ(files_.ReadBlock(kFile1, 0), NeverWritten());
-  EXPECT_EQ(files_.ReadBlock(kFile1, 1), ClusterImage(2, Repeat(0x84, 1000)));
-  ASSERT_EQ(WriteRaw(1000, 3), 1);
-  ASSERT_EQ(WriteRaw(1000, 4), 1);
+  EXPECT_EQ(files_.ReadBlock(kFile1, 1), NeverWritten());
+  EXPECT_EQ(files_.ReadBlock(kFile2, 1), ClusterImage(2, Repeat(0x84, 1000)));
+  ASSERT_EQ(WriteRaw(1000, 3), 1);  // still file #1's turn
   EXPECT_EQ(files_.ReadBlock(kFile1, 0), ClusterImage(1, Repeat(0x84, 4000)));
+  EXPECT_EQ(files_.ReadBlock(kFile1, 1), ClusterImage(2, Repeat(0x84, 2000)));
   EXPECT_EQ(log_.Count(128, "DataStoreNormal.cc", "wrote prevBuffer to file #1 cluster #0"), 1);
+  ASSERT_EQ(WriteRaw(1000, 4), 1);
+  EXPECT_EQ(files_.ReadBlock(kFile2, 1), ClusterImage(2, Repeat(0x84, 3000)));
 }
 
+TEST_F(RingStore, AFileThatStaysBrokenLeavesEveryPacketToTheOther) {
+  OpenEmpty();
+  ASSERT_EQ(WriteRaw(4000, 1), 1);  // file #2
+  files_.FailFromNowOn(FileOp::kWrite, kFile1, EIO);
+  for (unsigned int tick = 2; tick < 6; ++tick) {
+    ASSERT_EQ(WriteRaw(900, tick), 1);
+    EXPECT_TRUE(store_.LastPacketStored()) << tick;
+  }
+  EXPECT_EQ(files_.ReadBlock(kFile2, 1), ClusterImage(2, Repeat(0x84, 3600)));
+  EXPECT_EQ(store_.FailedWrites(1), 4U);
+}
+
+// Both lack a cluster that was closed without a tick, until they get it with one.
 TEST_F(RingStore, FilesStillLackingThePreviousClusterGetItBeforeItIsForgotten) {
   OpenEmpty();
-  files_.FailFromNowOn(FileOp::kWrite, kFile1, EIO);
-  ASSERT_EQ(WriteRaw(4000, 1), 1);  // file #2
-  ASSERT_EQ(WriteRaw(4000, 2), 1);  // file #1 takes neither cluster 0 nor 1
+  ASSERT_EQ(WriteRaw(4000, 1), 1);           // file #2
+  ASSERT_EQ(WriteRaw(4000, 0xFFFFFFFE), 1);  // file #1
+  files_.FailFromNowOn(FileOp::kWrite, "", EIO);
+  ASSERT_EQ(WriteRaw(4000, 5), 1);
   files_.ClearFaults();
   log_.Clear();
-  ASSERT_EQ(WriteRaw(4000, 3), 1);  // file #2's turn; file #1 is the other one
-  EXPECT_TRUE(Logged(128, "wrote prevBuffer to file #1cluster #0"));
-  EXPECT_EQ(files_.ReadBlock(kFile1, 0), ClusterImage(1, Repeat(0x84, 4000)));
+  ASSERT_EQ(WriteRaw(4000, 6), 1);  // file #1's turn; file #2 is the other one
+  EXPECT_TRUE(Logged(128, "wrote prevBuffer to file #1 cluster #1"));
+  EXPECT_TRUE(Logged(128, "wrote prevBuffer to file #2cluster #1"));
+  for (const char* const file : {kFile1, kFile2})
+    EXPECT_EQ(files_.ReadBlock(file, 1), ClusterImage(5, Repeat(0x84, 4000)));
+}
+
+// A search that met it would take what lies behind it for a drop of the ticks.
+TEST_F(RingStore, AClusterFilledByContinuationsAloneGetsTheTickOfThePacketBehindIt) {
+  OpenEmpty();
+  ASSERT_EQ(WriteRaw(4000, 7), 1);
+  for (int n = 0; n < 15; ++n) ASSERT_EQ(WriteRaw(258, 0xFFFFFFFE), 1);
+  EXPECT_EQ(files_.ReadBlock(kFile1, 1), ClusterImage(0xFFFFFFFE, Repeat(0x84, 15 * 258)));
+  ASSERT_EQ(WriteRaw(262, 9), 1);
+  ASSERT_EQ(WriteRaw(10, 10), 1);
+  for (const char* const file : {kFile1, kFile2})
+    EXPECT_EQ(files_.ReadBlock(file, 1), ClusterImage(9, Repeat(0x84, 15 * 258))) << file;
 }
 
 TEST_F(RingStore, TheFileWhoseTurnItIsGetsThePreviousClusterFirstToo) {

@@ -605,14 +605,17 @@ class AnyRing : public TickSearch {
       EXPECT_TRUE(ring.Tick(found) == tick || ring.Tick(*(at + 1)) > tick) << found;
     }
   }
-  void ExpectSearchesRight(const Layout& ring, int searches) {
+  // Mending a damaged copy takes a look at the cluster's neighbours.
+  static constexpr std::size_t kNeighbours = 2;
+
+  void ExpectSearchesRight(const Layout& ring, int searches, std::size_t damaged = 0) {
     ASSERT_EQ(store_.CurrentCluster(), ring.current);
     for (int i = 0; i < searches && !HasFailure(); ++i) {
       const unsigned int tick = DrawTick(ring);
       SCOPED_TRACE(tick);
       files_.ClearOperations();
       ExpectRight(ring, tick, Find(tick));
-      EXPECT_LE(ClustersRead().size(), 17U);
+      EXPECT_LE(ClustersRead().size(), 17U + kNeighbours * damaged);
     }
   }
 
@@ -641,7 +644,7 @@ TEST_F(AnyRing, GivesTheSameWithClustersDamagedInOneFile) {
     ASSERT_EQ(store_.Open(), 1);
     for (const std::size_t c : DrawClusters(5))
       PutCluster(c % 2 == 0 ? kFile1 : kFile2, c, Damaged());
-    ExpectSearchesRight(ring, 60);
+    ExpectSearchesRight(ring, 60, 5);
     store_.Close();
   }
 }

@@ -6,8 +6,8 @@ namespace vmr::crash {
 
 const char* NameOf(Begin begin) {
   static const char* const kNamesOfAll[] = {
-      "ring",        "no-files",    "file1-missing",     "file2-missing",
-      "file1-empty", "file2-empty", "both-unsearchable", "wrong-mode"};
+      "ring",        "no-files",          "file1-missing",           "file2-missing", "file1-empty",
+      "file2-empty", "both-unsearchable", "only-file2-unsearchable", "wrong-mode"};
   return kNamesOfAll[static_cast<int>(begin)];
 }
 
@@ -17,7 +17,8 @@ int FileGone(Begin begin) {
 }
 
 bool BeginsAnew(Begin begin) {
-  return begin == Begin::kNoFiles || begin == Begin::kBothUnsearchable;
+  return begin == Begin::kNoFiles || begin == Begin::kBothUnsearchable ||
+         begin == Begin::kOnlyFile2Unsearchable;
 }
 
 void SpoilSearch(CowFiles& files, int name) {
@@ -28,6 +29,10 @@ void SpoilSearch(CowFiles& files, int name) {
 
 void Bring(Begin begin, CowFiles& files) {
   const bool empty = begin == Begin::kFile1Empty || begin == Begin::kFile2Empty;
+  if (begin == Begin::kOnlyFile2Unsearchable) {
+    SpoilSearch(files, kFile2);
+    files.TakeName(kFile1);
+  }
   for (const int name : {kFile1, kFile2}) {
     if (begin == Begin::kWrongMode) files.SetMode(name, S_IFREG | 0644);
     if (begin == Begin::kBothUnsearchable) SpoilSearch(files, name);

@@ -14,6 +14,7 @@ enum class Begin {
   kFile1Empty,
   kFile2Empty,
   kBothUnsearchable,
+  kOnlyFile2Unsearchable,  // file #1 is missing
   kWrongMode
 };
 const char* NameOf(Begin begin);

@@ -16,16 +16,26 @@ std::string OfDirectory(const std::vector<Done>& calls, std::size_t at) {
   return std::string(NameOf(calls[at].call)) + ".directory";
 }
 
+// Of the two ways in which a temporary file comes about.
+bool IsBeingCopied(const std::vector<Done>& calls, std::size_t at) {
+  while (at > 0 && calls[at].call != Call::kSystem && !calls[at].create) --at;
+  return calls[at].call == Call::kSystem;
+}
+
 // Who wanted the directory synced: its last change tells.
 std::string CallerOfDirectory(const std::vector<Done>& calls, std::size_t at) {
   while (at > 0 && calls[at].call != Call::kRename && calls[at].call != Call::kUnlink) --at;
-  return calls[at].call == Call::kRename && IsNewFile(calls[at].name) ? "sync.new_name"
-                                                                      : "sync.set_aside";
+  if (calls[at].call != Call::kRename || !IsNewFile(calls[at].name)) return "sync.set_aside";
+  return IsBeingCopied(calls, at) ? "sync.copied_name" : "sync.new_name";
 }
 
 std::string OfNewFile(const std::vector<Done>& calls, std::size_t at) {
-  return std::string(NameOf(calls[at].call)) + ".new_file";
+  const std::string what = NameOf(calls[at].call);
+  if (calls[at].call == Call::kUnlink) return what + ".new_file";
+  return what + (IsBeingCopied(calls, at) ? ".copy" : ".new_file");
 }
+
+bool IsSetAside2(int name) { return name == kCorrupt2 || name == kSecondCorrupt2; }
 
 std::string OfRingFile(const std::vector<Done>& calls, std::size_t at) {
   const Done& done = calls[at];
@@ -37,16 +47,15 @@ std::string OfRingFile(const std::vector<Done>& calls, std::size_t at) {
     case Call::kLseek:
       return what + ".cluster";
     case Call::kFsync:
-      if (before == Call::kWrite) return what + ".cluster";
-      return what + (before == Call::kOpen ? ".copy" : ".at_close");
+      return what + (before == Call::kWrite ? ".cluster" : ".at_close");
     case Call::kClose:
       return what + (before == Call::kFsync ? ".file" : ".before_copy");
     case Call::kStat:
       if (before == Call::kRead) return what + ".after_empty_read";
-      if (before == Call::kStat || before == Call::kSystem) return what + ".at_validation";
+      if (before == Call::kStat || IsBeingCopied(calls, at)) return what + ".at_validation";
       return what + (before == Call::kClose ? ".after_creation" : ".at_start");
     case Call::kRename:
-      return what + ".corrupt";
+      return what + (IsSetAside2(done.to) ? ".set_aside" : ".corrupt");
     case Call::kSystem:
       return what + ".copy";
     default:
@@ -92,7 +101,7 @@ const std::vector<CallSite>& CallSites() {
       {"stat.after_creation", "file_store.cc", "Stat"},
       {"stat.at_validation", "file_store.cc", "Stat"},
       {"stat.after_empty_read", "file_store.cc", "Stat"},
-      {"unlink.new_file", "file_store.cc", "Unlink"},
+      {"unlink.new_file", "file_io.cc", "Unlink"},
       {"open.new_file", "file_store.cc", "OpenFile"},
       {"write.new_file", "file_store.cc", "WriteFile"},
       {"fsync.new_file", "file_store.cc", "SyncFile"},
@@ -109,10 +118,17 @@ const std::vector<CallSite>& CallSites() {
       {"close.file", "file_store.cc", "CloseFile"},
       {"close.before_copy", "file_store_repair.cc", "CloseFile"},
       {"system.copy", "file_store_repair.cc", "System"},
+      {"open.copy", "file_store_repair.cc", "OpenFile"},
+      {"stat.copy", "file_store_repair.cc", "Stat"},
       {"fsync.copy", "file_store_repair.cc", "SyncFile"},
+      {"close.copy", "file_store_repair.cc", "CloseFile"},
+      {"rename.copy", "file_store_repair.cc", "Rename"},
+      {"sync.copied_name", "file_store_repair.cc", "SyncDirectoryOf"},
+      {"rename.set_aside", "file_store_repair.cc", "RenameNew"},
       {"unlink.file", "file_store_repair.cc", "Unlink"},
       {"rename.corrupt", "file_store_repair.cc", "Rename"},
       {"sync.set_aside", "ring_recovery.cc", "SyncDirectoryOf"},
+      {"usleep.search", "ring_recovery.cc", "Usleep"},
       {"open.directory", "file_io.cc", "OpenFile"},
       {"fsync.directory", "file_io.cc", "SyncFile"},
       {"close.directory", "file_io.cc", "CloseFile"},
@@ -151,13 +167,18 @@ std::map<std::string, long> StruckSites::ZeroEach() {
 
 void StruckSites::Note(const std::vector<Done>& calls, std::size_t at, bool abandoned) {
   const Done& done = calls[at];
+  if (done.call == Call::kUsleep) {
+    ++counts_[at > 0 && calls[at - 1].name == kFlat ? "usleep" : "usleep.search"];
+    return;
+  }
   if (counts_.count(NameOf(done.call)) != 0) ++counts_[NameOf(done.call)];
-  if (done.call == Call::kUsleep) return;
   if (done.call == Call::kClose && OpensTwice(calls, at)) {
     ++counts_["close.descriptor_0"];
   } else if (done.name == kDirectory) {
     ++counts_[OfDirectory(calls, at)];
     ++counts_[CallerOfDirectory(calls, at)];
+  } else if (IsSetAside2(done.name)) {
+    ++counts_["rename.set_aside"];  // looks whether the name is taken
   } else if (IsNewFile(done.name)) {
     ++counts_[OfNewFile(calls, at)];
   } else {

@@ -19,9 +19,10 @@ struct Case {
   std::string name;
   Begin begin;
   const Scenario* scenario;
-  int closings;               // of clusters in the session
-  int more;                   // packets behind the last closing
-  bool zero_is_free = false;  // descriptor 0
+  int closings;                // of clusters in the session
+  int more;                    // packets behind the last closing
+  bool zero_is_free = false;   // descriptor 0
+  int sole_newest = kAnyName;  // the file that alone holds the newest cluster
 };
 
 bool IsNewFile(int name) { return name == kTmp1 || name == kTmp2; }
@@ -35,6 +36,7 @@ class FailingCalls {
 
  private:
   void Prepare(const Case& situation, unsigned int round);
+  void BeginClusterIn(int name, unsigned int round, PacketMaker* maker);
   void FailCall(const std::string& prefix, Call call, int name);
   void FailAt(const std::string& prefix, const Fault& fault, const FaultKind& kind, int k,
               bool forever);
@@ -47,6 +49,7 @@ class FailingCalls {
   bool BothThere() const;
   bool LacksEndOfPrevious() const;
   bool OldRecordingIsGone() const;
+  bool OnlyFile2IsKept() const;
   bool MayGiveUp(const Fault& fault) const;
   bool MayRefuseToOpen(const Fault& fault) const;
 
@@ -77,6 +80,7 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
       begin == Begin::kRing ? round % 2 == 1 : begin == Begin::kFile2Missing;
   holder_ = file1_wrote_last ? kFile1 : kFile2;
   start_ = MakeStart(*situation.scenario, maker, file1_wrote_last ? 1 : 0, files_);
+  if (situation.sole_newest != kAnyName) BeginClusterIn(situation.sole_newest, round, &maker);
   Bring(begin, files_);
   if (BeginsAnew(begin)) start_ = Start{};
   before_ = start_.stream.Count();
@@ -94,6 +98,22 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
   Record(files_, packets_);
   baseline_ = files_.Calls();
   files_.Undo(mark);
+}
+
+// The last packet opened a cluster, and only that file has it.
+void FailingCalls::BeginClusterIn(int name, unsigned int round, PacketMaker* maker) {
+  int last_writer = kAnyName;
+  for (int turn = 0; turn < 2 && last_writer != name; ++turn) {
+    *maker = PacketMaker(case_.scenario->pattern, round, 400000);
+    start_ = MakeStart(*case_.scenario, *maker, turn, files_);
+    const std::vector<Packet> packets = MakePackets(*maker, start_.used, 1, 0);
+    Record(files_, packets);
+    for (const Packet& packet : packets) start_.stream.Add(packet);
+    const Prediction now = Predict(ImageOf(files_, kFile1), ImageOf(files_, kFile2));
+    last_writer = now.last_writer;
+    start_.used = now.size;
+  }
+  holder_ = name;
 }
 
 // ---- Failing ------------------------------------------------------------------------
@@ -132,6 +152,10 @@ void FailingCalls::FailCall(const std::string& prefix, Call call, int name) {
       // Interrupted for ever, a call is tried for ever.
       if (kind.error != EINTR) FailAt(prefix, fault, kind, k, true);
     }
+    // A search in which a call failed waits before it is repeated; so may that fail.
+    fault.next_fails = call == Call::kRead;
+    if (fault.next_fails) FailAt(prefix, fault, kErrorNextFails, k, false);
+    fault.next_fails = false;
     if (call != Call::kRead && call != Call::kWrite) continue;
     for (const FaultKind& kind : kShort) {
       FailAt(prefix, fault, kind, k, false);
@@ -219,16 +243,26 @@ bool FailingCalls::OldRecordingIsGone() const {
     unsigned char bytes[kPageBytes];
     return files_.ReadRaw(name, case_.scenario->cluster, bytes) && FirstTick(bytes) != 0xFFFFFFFF;
   };
-  return files_.Exists(kCorrupt1) || (!holds(kFile1) && !holds(kFile2));
+  return files_.Exists(kCorrupt1) || files_.Exists(kCorrupt2) || (!holds(kFile1) && !holds(kFile2));
+}
+
+// Under its name or set aside.
+bool FailingCalls::OnlyFile2IsKept() const {
+  unsigned char bytes[kPageBytes];
+  for (const int name : {kFile2, kCorrupt2})
+    if (files_.Exists(name) && files_.ReadRaw(name, case_.scenario->cluster, bytes) &&
+        FirstTick(bytes) != 0xFFFFFFFF)
+      return true;
+  return false;
 }
 
 // Both files are given up when neither can be read, or the only one there is
-// cannot be.
+// cannot be, and that goes on.
 bool FailingCalls::MayGiveUp(const Fault& fault) const {
   if (fault.call != Call::kRead && fault.call != Call::kLseek) return false;
   const bool one_missing =
       case_.begin == Begin::kFile1Missing || case_.begin == Begin::kFile2Missing;
-  return one_missing || (fault.forever && fault.name == kAnyName);
+  return fault.forever && (one_missing || fault.name == kAnyName);
 }
 
 // Both files are there: one that cannot be read, written or synced costs no
@@ -247,6 +281,8 @@ std::string FailingCalls::Judge(const Fault& fault, const Session& session, int 
   run_.counts["open_refused"] += session.opened ? 0 : 1;
   if (session.refused > 0) return "WriteData refused a packet";
   if (!session.opened && !MayRefuseToOpen(fault)) return "Open failed";
+  if (case_.begin == Begin::kOnlyFile2Unsearchable && !OnlyFile2IsKept())
+    return "what only file #2 had is gone";
   const bool source_lost = !BeginsAnew(case_.begin) && OldRecordingIsGone();
   if (source_lost && !MayGiveUp(fault)) return "both files were given up";
   run_.counts["documented_given_up_unreadable"] += source_lost ? 1 : 0;
@@ -271,15 +307,15 @@ std::string FailingCalls::Judge(const Fault& fault, const Session& session, int 
   expected.may_recreate = case_.begin == Begin::kBothUnsearchable || (fault.lost && fault.forever);
   expected.damage_stays = expected.may_recreate;
   const std::string wrong = check_.Visit(expected);
-  const bool writes_fail =
-      fault.call == Call::kWrite || fault.call == Call::kFsync || fault.call == Call::kLseek;
-  if (!wrong.empty() && writes_fail && LacksEndOfPrevious()) {
+  if (!wrong.empty() && fault.lost && LacksEndOfPrevious()) {
     ++run_.counts["documented_previous_cluster_lacks_its_end"];
     return "";
   }
   const bool read_fails = fault.call == Call::kRead || fault.call == Call::kLseek;
   const bool of_holder = fault.name == kAnyName || fault.name == holder_;
-  if (wrong.empty() || !read_fails || !of_holder || before_ == 0 || !session.opened) return wrong;
+  if (wrong.empty() || !read_fails || !fault.forever || !of_holder || before_ == 0 ||
+      !session.opened)
+    return wrong;
   // The session may have gone on without the packet that only the unreadable file
   // had.
   ++run_.counts["one_less_holder_unreadable"];
@@ -318,6 +354,11 @@ std::string FailingCalls::CompareClosedClusters() const {
   return "";
 }
 
+const Scenario& ScenarioOf(const std::string& name) {
+  return *std::find_if(Scenarios().begin(), Scenarios().end(),
+                       [&](const Scenario& scenario) { return scenario.name == name; });
+}
+
 std::vector<Case> Cases() {
   std::vector<Case> cases;
   const Scenario* const empty = &Scenarios()[0];
@@ -329,8 +370,13 @@ std::vector<Case> Cases() {
   cases.push_back({"both-unsearchable", Begin::kBothUnsearchable, first, 0, 3});
   cases.push_back({"wrong-mode", Begin::kWrongMode, first, 0, 3});
   cases.push_back({"descriptor-0", Begin::kRing, first, 0, 3, true});
+  cases.push_back({"only-file2-unsearchable", Begin::kOnlyFile2Unsearchable, first, 0, 3});
+  for (const std::string name :
+       {"first-1000", "second-20000", "second-32766", "continued-second-32767"})
+    for (const int file : {kFile1, kFile2})
+      cases.push_back({name + "-newest-in-" + std::to_string(file + 1), Begin::kRing,
+                       &ScenarioOf(name), 0, 3, false, file});
   for (const Scenario& scenario : Scenarios()) {
-    if (scenario.pattern == Pattern::kEqualTicks) continue;
     cases.push_back({std::string(scenario.name) + "-at-opening", Begin::kRing, &scenario, 1, 0});
     cases.push_back({std::string(scenario.name) + "-later", Begin::kRing, &scenario, 1, 4});
   }

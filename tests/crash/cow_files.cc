@@ -13,9 +13,15 @@ namespace {
 
 constexpr mode_t kRegular0660 = S_IFREG | 0660;
 
-const char* const kPaths[] = {
-    "/m/r_1.mtd", "/m/r_2.mtd", "/m/r_1.mtd.tmp", "/m/r_2.mtd.tmp", "/m/r_1.mtd.CORRUPT",
-    "/m/flat",    "/m"};
+const char* const kPaths[] = {"/m/r_1.mtd",
+                              "/m/r_2.mtd",
+                              "/m/r_1.mtd.tmp",
+                              "/m/r_2.mtd.tmp",
+                              "/m/r_1.mtd.CORRUPT",
+                              "/m/r_2.mtd.CORRUPT",
+                              "/m/r_2.mtd.CORRUPT.1",
+                              "/m/flat",
+                              "/m"};
 
 std::size_t Index(int number) { return static_cast<std::size_t>(number); }
 
@@ -221,6 +227,7 @@ int CowFiles::Open(const char* path, int flags, mode_t mode) {
   note.create = (flags & O_CREAT) != 0;
   if (Strikes(note)) return FailWith(fault_.error);
   if ((flags & O_CLOEXEC) == 0) GiveUp("open without close-on-exec");
+  if ((flags & O_EXCL) != 0 && Exists(name)) return FailWith(EEXIST);
   const bool makes = (flags & O_TRUNC) != 0 || ((flags & O_CREAT) != 0 && !Exists(name));
   if (name != kDirectory && makes) MakeFile(name, 0, S_IFREG | mode);
   if (name != kDirectory && !LeadsToFile(name)) return FailWith(ENOENT);

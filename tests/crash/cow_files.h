@@ -22,7 +22,19 @@ inline constexpr char kBase[] = "/m/r";
 
 // The names that a ring store uses, and a flat file. kDirectory is the folder of
 // all of them.
-enum Name { kFile1, kFile2, kTmp1, kTmp2, kCorrupt1, kFlat, kNames, kDirectory = kNames, kAnyName };
+enum Name {
+  kFile1,
+  kFile2,
+  kTmp1,
+  kTmp2,
+  kCorrupt1,
+  kCorrupt2,
+  kSecondCorrupt2,
+  kFlat,
+  kNames,
+  kDirectory = kNames,
+  kAnyName
+};
 const char* PathOf(int name);
 
 enum class Call {

@@ -44,11 +44,11 @@ struct Course {
   Course(const Scenario& scenario, unsigned int round, int turn, CowFiles& files)
       : maker(scenario.pattern, round, 400000),
         start(MakeStart(scenario, maker, turn, files)),
-        before(start.stream.Count()),
-        ticks_rise(scenario.pattern != Pattern::kEqualTicks) {
+        before(start.stream.Count()) {
     const std::vector<Packet> packets = MakePackets(maker, start.used, 2, 4);
     for (const Packet& packet : packets) start.stream.Add(packet);
-    for (const Packet& packet : packets) lengths.push_back(static_cast<int>(packet.bytes.size()));
+    for (const Packet& packet : packets)
+      appended.push_back({static_cast<int>(packet.bytes.size()), packet.tick});
     predicted = Predict(ImageOf(files, kFile1), ImageOf(files, kFile2));
     const CowFiles::Mark mark = files.Set();
     session = Record(files, packets);
@@ -58,7 +58,7 @@ struct Course {
   // From sound files on every write is one that the flags ask for, of a cluster with
   // nothing behind the bytes in use.
   bool WritesAsPredicted() const {
-    const std::vector<ClusterWrite> right = PredictWrites(predicted, lengths);
+    const std::vector<ClusterWrite> right = PredictWrites(predicted, appended);
     return std::equal(session.steps.begin(), session.steps.end(), right.begin(), right.end(),
                       [](const Step& step, const ClusterWrite& write) {
                         return step.write.name == write.name && step.write.page == write.cluster &&
@@ -67,11 +67,10 @@ struct Course {
   }
 
   PacketMaker maker;
-  Start start;  // its stream: with the session's packets
-  int before;   // packets at the start
-  bool ticks_rise;
-  std::vector<int> lengths;  // of the session's packets
-  Prediction predicted;      // of the start
+  Start start;                     // its stream: with the session's packets
+  int before;                      // packets at the start
+  std::vector<Appended> appended;  // the session's packets
+  Prediction predicted;            // of the start
   Session session;
 };
 
@@ -152,7 +151,6 @@ void Cuts::Singles(const Scenario& scenario, unsigned int round, int turn) {
     const Step& step = session.steps[n];
     const std::string step_prefix = prefix + "/" + Numbered("w", static_cast<long>(n));
     Expected expected;
-    expected.ticks_rise = course.ticks_rise;
     expected.stream = &course.start.stream;
     expected.at_least = course.before + step.acknowledged;
     expected.at_most = expected.at_least + 1;
@@ -176,7 +174,6 @@ void Cuts::VisitUncut(const std::string& prefix, const Course& course) {
   Expected expected;
   expected.stream = &course.start.stream;
   expected.at_least = expected.at_most = course.before + course.session.written;
-  expected.ticks_rise = course.ticks_rise;
   expected.everything = true;
   if (!run_.WantsRare(prefix + "/closed")) return;
   ++run_.counts["clean_closes"];
@@ -195,7 +192,6 @@ void Cuts::VisitEqual(const std::string& prefix, const Scenario& scenario, unsig
   Expected expected;
   expected.stream = &stream;
   expected.at_least = expected.at_most = stream.Count();
-  expected.ticks_rise = scenario.pattern != Pattern::kEqualTicks;
   ++run_.counts["equal_files"];
   Visit(prefix + "/equal", expected, false);
 }
@@ -299,12 +295,10 @@ void EnumerateSingleCuts(Run& run) {
   });
 }
 
-// Only with rising ticks: two clusters of the same first tick are beyond what one
-// cut may leave.
 void EnumerateDoubleCuts(Run& run) {
   Cuts cuts(run);
   ForEachRound(run, [&](const Scenario& scenario, unsigned int round, int turn) {
-    if (scenario.pattern != Pattern::kEqualTicks) cuts.Doubles(scenario, round, turn);
+    cuts.Doubles(scenario, round, turn);
   });
 }
 

@@ -42,7 +42,6 @@ class Damage {
   CowFiles files_;
   StateCheck check_;
   Start start_;
-  bool ticks_rise_ = true;
   std::set<int> paths_[2];  // the clusters that each file's search looks at
   Prediction before_;       // as the undamaged files are
 };
@@ -52,7 +51,6 @@ class Damage {
 void Damage::Begin(const Scenario& scenario, unsigned int round, int turn) {
   PacketMaker maker(scenario.pattern, round, 400000);
   start_ = MakeStart(scenario, maker, turn, files_);
-  ticks_rise_ = scenario.pattern != Pattern::kEqualTicks;
   if (round % 2 == 1) {
     const std::vector<Packet> packets = MakePackets(maker, start_.used, 1, 2);
     Record(files_, packets);
@@ -67,7 +65,6 @@ Expected Damage::Undamaged() const {
   expected.at_least = expected.at_most = start_.stream.Count();
   expected.mirrors_equal = false;  // nobody may have read the damaged cluster
   expected.damage_stays = true;
-  expected.ticks_rise = ticks_rise_;
   return expected;
 }
 

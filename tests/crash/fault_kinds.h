@@ -25,6 +25,7 @@ inline constexpr FaultKind kShort[] = {{"short1", 0, 1, false},
                                        {"short4095", 0, 4095, false},
                                        {"nothing", 0, 4096, false}};
 inline constexpr FaultKind kNothingNextFails = {"nothing-next", 0, 4096, false};
+inline constexpr FaultKind kErrorNextFails = {"EIO-next", EIO, 0, false};
 inline constexpr FaultKind kLost = {"lost", 0, 0, true};
 
 // `fault` with what the kind says, at the k-th of the calls it is for.

@@ -8,12 +8,11 @@
 //    one is missing        the other is copied; of what it holds nothing is lost.
 //                          If #1 is the missing one, recording resumes at cluster
 //                          0: documented_restart_at_cluster_0
-//    one is missing, the   both are made anew; #1 is kept as .CORRUPT:
+//    one is missing, the   both are made anew; the other is kept as .CORRUPT:
 //    other not searchable  documented_given_up_unreadable
 //    one is of the wrong   Open refuses, reading alone does not, and nothing is
-//    size or kind, or      changed. With it out of the way it is as missing. A cut
-//    cannot be opened      inside `cp` leaves one of the wrong size:
-//                          documented_cp_cut_short
+//    size or kind, or      changed. With it out of the way it is as missing
+//    cannot be opened
 //
 // The last packet of all is gone where only the lost file had it:
 // one_less_holder_missing.
@@ -51,10 +50,8 @@ struct Promise {
   int at_least = 0;
   int at_most = 0;
   bool mirrors_equal = true;
-  bool ticks_rise = true;
   bool may_be_missing = false;              // a file, or both
   bool may_be_wrong = false;                // of another size or kind
-  int cut_short = kAnyName;                 // the file that `cp` was at work on
   const CowFiles::File* history = nullptr;  // must stay, as file #1 or set aside
 };
 
@@ -205,9 +202,7 @@ std::string WholeFiles::JudgeRefusal(const Promise& promise) {
   without.may_be_missing = true;
   for (const int name : {kFile1, kFile2}) {
     if (FactOf(name) != Fact::kWrong) continue;
-    if (name != promise.cut_short && !promise.may_be_wrong)
-      return "a file of the wrong size is left";
-    run_.counts["documented_cp_cut_short"] += promise.may_be_wrong ? 0 : 1;
+    if (!promise.may_be_wrong) return "a file of the wrong size is left";
     files_.TakeName(name);
   }
   const std::string what = "without " + std::to_string(FactOf(kFile1) == Fact::kMissing) +
@@ -235,7 +230,6 @@ std::string WholeFiles::JudgePair(const Promise& promise) {
   expected.at_least = promise.at_least;
   expected.at_most = promise.at_most;
   expected.mirrors_equal = promise.mirrors_equal;
-  expected.ticks_rise = promise.ticks_rise;
   // What a copy lacks stays bad until it is read or written over.
   expected.damage_stays = !Searchable(kFile1) || !Searchable(kFile2);
   if (promise.history == nullptr || Searchable(kFile1) || Searchable(kFile2))
@@ -301,8 +295,10 @@ std::string WholeFiles::JudgeRestart(const Promise& promise) {
 // Nothing that could be gone on with: two new files.
 std::string WholeFiles::JudgeNew(const Promise& promise) {
   const bool file1_there = FactOf(kFile1) == Fact::kWhole;
-  const bool given_up = file1_there || FactOf(kFile2) == Fact::kWhole;
+  const bool file2_alone = !file1_there && FactOf(kFile2) == Fact::kWhole;
+  const bool given_up = file1_there || file2_alone;
   const CowFiles::File file1 = file1_there ? *FileOf(kFile1) : CowFiles::File{};
+  const CowFiles::File file2 = file2_alone ? *FileOf(kFile2) : CowFiles::File{};
   if (given_up && promise.history == nullptr) ++run_.counts["documented_given_up_unreadable"];
   if (!given_up && promise.at_least > 0) return "everything is gone";
   Stream stream;
@@ -314,6 +310,7 @@ std::string WholeFiles::JudgeNew(const Promise& promise) {
       return "a new store begins at another place";
     if (!KeepsHistory(promise)) return "what is to be kept aside is gone after opening";
     if (file1_there && !Holds(kCorrupt1, file1, 0)) return "file #1 was not kept aside";
+    if (file2_alone && !Holds(kCorrupt2, file2, 0)) return "file #2 was not kept aside";
     Bytes found;
     if (!ReadStream(store, 0, &found) || !found.empty()) return "a new store holds data";
     if (!Append(store, &stream)) return "a packet was refused";
@@ -368,15 +365,11 @@ void WholeFiles::Cuts(Begin begin, const Scenario& scenario, unsigned int round,
   files_.Undo(mark, true);
   Promise promise;
   promise.stream = &stream;
-  promise.ticks_rise = scenario.pattern != Pattern::kEqualTicks;
   promise.may_be_missing = begin != Begin::kRing && begin != Begin::kFile1Empty &&
                            begin != Begin::kFile2Empty && begin != Begin::kWrongMode;
   if (begin == Begin::kBothUnsearchable) promise.history = &file1;
   for (std::size_t n = 0; n < calls.size() && !run_.Enough(true); ++n) {
     if (!disk.Follow(calls[n])) continue;
-    if (calls[n].call == Call::kSystem) promise.cut_short = calls[n].to;
-    const bool synced = calls[n].call == Call::kFsync && calls[n].name == promise.cut_short;
-    if (synced || n >= session.returned_at.front()) promise.cut_short = kAnyName;
     if (IsDull(calls[n])) continue;
     const auto returned =
         std::upper_bound(session.returned_at.begin(), session.returned_at.end(), n + 1) -

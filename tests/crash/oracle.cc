@@ -1,5 +1,8 @@
 #include "tests/crash/oracle.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace vmr::crash {
 namespace {
 
@@ -8,119 +11,160 @@ constexpr std::uint32_t kContinued = 0xFFFFFFFE;
 constexpr std::uint32_t kBad = 0xFFFFFFFD;
 constexpr int kLast = 32767;
 
-// CRC-8 with the polynomial 0x07: what each byte becomes.
-const std::array<unsigned char, 256> kCrcOf = [] {
-  std::array<unsigned char, 256> of{};
-  for (unsigned int n = 0; n < 256; ++n) {
-    unsigned int r = n;
-    for (int bit = 0; bit < 8; ++bit) r = (r << 1) ^ (r >> 7) * 0x107;
-    of[n] = static_cast<unsigned char>(r);
+int Next(int cluster) { return (cluster + 1) % (kLast + 1); }
+
+// A copy of a cluster; not whole where it cannot be read.
+struct Copy {
+  Copy(const ReadImage& file, int cluster) : whole(file(cluster, bytes) && IsWholeCluster(bytes)) {}
+  std::uint32_t St() const { return whole ? FirstTick(bytes) : kBad; }
+  int Size() const { return whole ? UsedBytes(bytes) : -1; }
+  bool Sound() const { return HasSoundPackets(bytes); }
+  bool BeginsAs(const Copy& other) const {
+    return std::equal(bytes + 7, bytes + std::min(Size(), other.Size()), other.bytes + 7);
   }
-  return of;
-}();
-
-std::uint32_t Tick(const unsigned char* p) {
-  return p[0] + p[1] * 0x100U + p[2] * 0x10000U + p[3] * 0x1000000U;
-}
-
-bool ReadWhole(const ReadImage& file, int cluster, unsigned char* to) {
-  return file(cluster, to) && IsWholeCluster(to);
-}
-
-struct Head {
-  std::uint32_t st = kBad;
-  int size = -1;
-};
-
-Head HeadOf(const ReadImage& file, int cluster) {
+  bool Is(const Copy& other) const {
+    return St() == other.St() && Size() == other.Size() && BeginsAs(other);
+  }
+  // Sound where the other is not, or with the other for its beginning.
+  bool Beats(const Copy& other) const {
+    if (Size() == 7 || !Sound()) return false;
+    return !other.Sound() || (other.Size() > 7 && Size() > other.Size() && BeginsAs(other));
+  }
   unsigned char bytes[4096];
-  return ReadWhole(file, cluster, bytes) ? Head{FirstTick(bytes), UsedBytes(bytes)} : Head{};
-}
-
-// Of the packets 0x80 to 0x83: where the byte with the length stands, by what it
-// is multiplied, and what comes on top.
-constexpr int kLengths[4][3] = {{5, 1, 7}, {2, 1, 4}, {1, 1, 3}, {1, 2, 3}};
-
-std::uint32_t WalkTicks(const unsigned char* cluster) {
-  std::uint32_t tick = FirstTick(cluster);
-  const int end = UsedBytes(cluster);
-  for (int at = 7; at < end;) {
-    const auto byte = [&](int n) { return at + n < end ? cluster[at + n] : 0; };
-    const int kind = byte(0) - 0x80;
-    if (kind == 0 && at + 6 <= end) tick = Tick(cluster + at + 1);
-    if (kind == 1 && at + 3 <= end) tick = tick / 256 * 256 + cluster[at + 1];
-    const bool known = kind >= 0 && kind < 4;
-    at += known ? byte(kLengths[kind][0]) * kLengths[kind][1] + kLengths[kind][2] : 1;
-  }
-  return tick == kContinued || tick == kEmpty ? 0 : tick;
-}
+  bool whole;
+};
 
 // Unusable, without data, with data.
 int Rank(const Position& p) { return !p.found ? 0 : p.newest_st == kEmpty && p.size <= 7 ? 1 : 2; }
 
+Position At(const ReadImage& file, int newest) {
+  const Copy copy(file, newest);
+  return {true, newest, copy.St(), Next(newest), Copy(file, Next(newest)).St(), copy.Size()};
+}
+
+// What the search of one file cannot see of a newest cluster without a tick.
+Position Settle(const ReadImage& file, const ReadImage& twin, Position p) {
+  const Copy next(file, Next(p.newest));
+  const bool searched_on =
+      p.newest_st == kContinued || Rank(p) == 0 || (p.newest == 0 && p.newest_st == kEmpty);
+  if (!searched_on && next.St() == kContinued && next.Size() > 7) p = At(file, Next(p.newest));
+  if (p.newest_st != kContinued || p.size <= 4096 - 262 || p.oldest_st == kEmpty) return p;
+  const Copy copy(file, p.newest);
+  return copy.whole && copy.Is({twin, p.newest}) ? At(file, (p.newest + kLast) % (kLast + 1)) : p;
+}
+
 }  // namespace
 
-int UsedBytes(const unsigned char* cluster) { return cluster[5] + cluster[6] * 256; }
-
-std::uint32_t FirstTick(const unsigned char* cluster) { return Tick(cluster + 1); }
-
-bool IsWholeCluster(const unsigned char* cluster) {
-  const int size = UsedBytes(cluster);
-  if (size < 7 || size > 4096) return false;
-  unsigned char crc = 0xFF;
-  for (int i = 1; i < size; ++i) crc = kCrcOf[crc ^ cluster[i]];
-  return crc == cluster[0];
-}
-
 Position Search(const ReadImage& file) {
-  const auto end = [](int newest, const Head& n, int oldest, const Head& o) {
-    return Position{true, newest, n.st, oldest, o.st, n.size};
+  const auto st = [&](int n) { return Copy(file, n).St(); };
+  // The next one that says where it belongs.
+  const auto told = [&](int n, int to, int step) {
+    while (n != to && (st(n) == kContinued || st(n) == kBad)) n += step;
+    return n;
   };
-  Head low = HeadOf(file, 0);
-  Head high = HeadOf(file, kLast);
-  if (low.st == kEmpty && high.st == kEmpty) return end(0, low, kLast, high);
-  if (low.st == kContinued) return end(kLast, high, 1, HeadOf(file, 1));
-  if (high.st < kBad && low.st < high.st) return end(kLast, high, 0, low);
   int from = 0, to = kLast;
-  while (to - from > 1) {
-    const int middle = (from + to) / 2;
-    const Head head = HeadOf(file, middle);
-    if (head.st == kBad || low.st == kBad || high.st == kBad) return {};
-    const bool behind = head.st == kEmpty || head.st < low.st;
-    (behind ? to : from) = middle;
-    (behind ? high : low) = head;
+  std::uint32_t low = st(0), high = st(kLast);
+  if (low == kEmpty && high == kEmpty) return {true, 0, low, kLast, high, Copy(file, 0).Size()};
+  if (low == kContinued) {
+    const std::uint32_t lap = st(told(1, kLast, 1));
+    if (lap >= kBad || (high != kEmpty && (high >= kBad || lap <= high)))
+      return {true, kLast, high, 1, st(1), Copy(file, kLast).Size()};
+    low = lap;
   }
-  return end(from, low, to, high);
+  if (high < kBad && low < high) return {true, kLast, high, 0, st(0), Copy(file, kLast).Size()};
+  while (to - from > 1) {
+    int at = (from + to) / 2;
+    std::uint32_t middle = st(at);
+    const auto behind = [&](std::uint32_t tick) { return tick == kEmpty || tick < low; };
+    if (middle == kBad || low == kBad || high == kBad) return {};
+    bool old = behind(middle);
+    if (middle == kContinued) {
+      const int next = told(at + 1, to, 1), before = told(at - 1, from, -1);
+      const bool goes_on = st(next) < kBad && !behind(st(next));
+      old = !goes_on && before != from && behind(st(before));
+      if (goes_on) middle = st(at = next);
+    }
+    (old ? to : from) = at;
+    (old ? high : low) = middle;
+  }
+  return {true, from, low, to, high, Copy(file, from).Size()};
 }
+
+namespace {
+
+// The two images as they are loaded with `writer` for the last writer. False when the
+// other file turns out to be the one to go on from.
+bool Load(const std::array<ReadImage, 2>& image, const std::array<Position, 2>& ends,
+          std::size_t writer, bool last_try, Prediction* p) {
+  p->current = ends[writer].newest;
+  p->previous = (p->current + kLast) % (kLast + 1);
+  p->prev_stale = {};
+  p->prev_stale[1 - writer] = Rank(ends[0]) != Rank(ends[1]) || ends[0].newest != ends[1].newest;
+  Copy mine(image[writer], p->current);
+  if (!mine.whole) return true;  // never so: the search has read it
+  const Copy theirs(image[1 - writer], p->current);
+  const Position& twin = ends[1 - writer];
+  const bool sure = twin.found && mine.Sound();
+  if (!sure && theirs.whole && !mine.Is(theirs) && theirs.Beats(mine)) {
+    const bool twins = theirs.St() == mine.St() || mine.St() == kContinued ||
+                       (twin.found && twin.newest == p->current);
+    if (!twins && !last_try && twin.found && twin.newest == p->previous) return false;
+    if (twins) {
+      p->prev_stale = {};
+      mine = theirs;
+      writer = 1 - writer;
+    }
+  }
+  Copy previous(image[writer], p->previous);
+  const Copy other(image[1 - writer], p->previous);
+  if (!previous.whole && !other.whole) return true;
+  if (previous.whole && other.whole && !previous.Is(other)) {
+    const bool newer = other.Sound() && other.St() < kBad && other.St() <= mine.St() &&
+                       (previous.St() == kEmpty || previous.St() < other.St());
+    const bool better = other.Beats(previous) || newer;
+    if (better || previous.Sound()) p->prev_stale[better ? writer : 1 - writer] = true;
+    if (better) p->prev_stale[1 - writer] = false;
+    if (better) previous = other;
+    const Position& behind = ends[1 - writer];
+    if (better && !last_try && behind.found && behind.newest == p->previous && mine.St() < kBad &&
+        WalkTicks(previous.bytes) > mine.St())
+      return false;
+  }
+  p->outcome = Outcome::kOpens;
+  p->last_writer = static_cast<int>(writer);
+  p->curr_stale = {writer == 1, writer == 0};
+  p->size = mine.Size();
+  p->untold = mine.St() == kContinued;
+  p->last_tick = WalkTicks(p->untold ? (previous.whole ? previous : other).bytes : mine.bytes);
+  return true;
+}
+
+}  // namespace
 
 Prediction Predict(const ReadImage& file1, const ReadImage& file2) {
   Prediction p;
   p.file = {Search(file1), Search(file2)};
-  const Position& a = p.file[0];
-  const Position& b = p.file[1];
-  if (!a.found && !b.found) return p;
-  const bool same_cluster = Rank(a) == Rank(b) && a.newest == b.newest;
-  const bool less = same_cluster ? a.size < b.size : a.newest_st < b.newest_st;
-  const bool second = Rank(a) == Rank(b) ? less : Rank(a) < Rank(b);
-  const Position& writer = second ? b : a;
-  p.last_writer = second ? 1 : 0;
-  p.curr_stale = {second, !second};
-  p.prev_stale = {second && !same_cluster, !second && !same_cluster};
-  p.current = writer.newest;
-  p.previous = (p.current + kLast) % (kLast + 1);
-  p.fills_empty = Rank(a) + Rank(b) == 3 && (p.current != 0 || writer.oldest_st != kEmpty);
-
-  const ReadImage& mine = second ? file2 : file1;
-  const ReadImage& other = p.fills_empty ? mine : second ? file1 : file2;
-  unsigned char current[4096], previous[4096];
-  const auto load = [&](int n, unsigned char* to) {
-    return ReadWhole(mine, n, to) || ReadWhole(other, n, to);
+  if (!p.file[0].found && !p.file[1].found) return p;
+  std::array<ReadImage, 2> image = {file1, file2};
+  const std::array<Position, 2> ends = {Settle(file1, file2, p.file[0]),
+                                        Settle(file2, file1, p.file[1])};
+  const Position &a = ends[0], &b = ends[1];
+  const bool both_told = a.newest_st < kBad && b.newest_st < kBad;
+  const bool tie = a.newest_st == b.newest_st || !both_told;
+  const auto tick = [&](std::size_t n) {
+    const int before = (ends[n].newest + kLast) % (kLast + 1);
+    return ends[n].newest_st == kContinued ? Copy(image[n], before).St() : ends[n].newest_st;
   };
+  const bool less = tie && a.newest == b.newest         ? a.size < b.size
+                    : tie && b.newest == Next(a.newest) ? true
+                    : tie && a.newest == Next(b.newest) ? false
+                                                        : tick(0) < tick(1);
+  const std::size_t writer = (Rank(a) == Rank(b) ? less : Rank(a) < Rank(b)) ? 1 : 0;
+  p.fills_empty =
+      Rank(a) + Rank(b) == 3 && (ends[writer].newest != 0 || ends[writer].oldest_st != kEmpty);
+  if (p.fills_empty) image[1 - writer] = image[writer];
   p.outcome = Outcome::kFails;
-  if (!load(p.current, current) || !load(p.previous, previous)) return p;
-  p.outcome = Outcome::kOpens;
-  p.size = UsedBytes(current);
-  p.last_tick = WalkTicks(FirstTick(current) == kContinued ? previous : current);
+  if (!Load(image, ends, writer, false, &p)) Load(image, ends, 1 - writer, true, &p);
   return p;
 }
 

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <functional>
 
+#include "tests/crash/oracle_cluster.h"
+
 namespace vmr::crash {
 
 // Reads one cluster of a file into 4096 bytes; false when the device cannot.
@@ -30,24 +32,20 @@ enum class Outcome {
 
 // Index 0 is file #1.
 struct Prediction {
-  std::array<Position, 2> file;
+  std::array<Position, 2> file;  // as the searches find them
   Outcome outcome = Outcome::kRecreates;
   int last_writer = 0;
   int current = 0;
   int previous = 32767;
-  int size = 7;  // used bytes of the current cluster
+  int size = 7;         // used bytes of the current cluster
+  bool untold = false;  // it has no first tick yet
   std::uint32_t last_tick = 0;
   std::array<bool, 2> curr_stale{};
   std::array<bool, 2> prev_stale{};
   bool fills_empty = false;  // the file without data is filled by copying
 };
 
-// True when the bytes are a cluster with a right CRC.
-bool IsWholeCluster(const unsigned char* cluster);
-// Its used bytes.
-int UsedBytes(const unsigned char* cluster);
-std::uint32_t FirstTick(const unsigned char* cluster);
-
+// Where the search of one file alone ends.
 Position Search(const ReadImage& file);
 // Both files exist and are of the right size.
 Prediction Predict(const ReadImage& file1, const ReadImage& file2);

@@ -151,12 +151,16 @@ Packet PacketMaker::Header1(int length) {
   return packet;
 }
 
-// Items up to the packet's length, and the CRC.
+// Items up to the packet's length, and the CRC, which leaves out the last two item bytes
+// of a continuation. A dictionary ends with a zero.
 void PacketMaker::FillAndSeal(Bytes& packet, std::size_t from, int length) {
   const std::size_t end = from + static_cast<std::size_t>(length);
   while (packet.size() + 1 < end) packet.push_back(static_cast<unsigned char>(random_()));
-  const Bytes whole(packet.begin() + static_cast<long>(from), packet.end());
-  packet.push_back(test::ReferenceCrc8(whole));
+  const bool continues = packet[from] == 0x82;
+  const std::size_t covered = from + (continues ? packet[from + 1] : packet.size() - from);
+  const Bytes spanned(packet.begin() + static_cast<long>(from),
+                      packet.begin() + static_cast<long>(covered));
+  packet.push_back(packet[from] == 0x83 ? 0 : test::ReferenceCrc8(spanned));
 }
 
 // ---- Rings -----------------------------------------------------------------------

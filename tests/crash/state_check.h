@@ -29,7 +29,6 @@ struct Expected {
   bool may_recreate = false;  // if the oracle finds neither file searchable
   bool may_fail = false;      // if the oracle finds a loaded cluster bad in both
   bool mirrors_equal = true;  // closed clusters must be the same in both files
-  bool ticks_rise = true;     // else two clusters may begin with the same tick
   // What is bad on a search path stays there: each restart may cost a packet.
   bool damage_stays = false;
   // Clusters that are damaged in one file and must be read from the other.
@@ -50,9 +49,15 @@ struct ClusterWrite {
 
 using Counts = std::map<std::string, long>;
 
+// A packet as far as the writing of it depends on it.
+struct Appended {
+  int bytes;
+  std::uint32_t tick;
+};
+
 // What the appending of packets must write after an open.
 std::vector<ClusterWrite> PredictWrites(const Prediction& prediction,
-                                        const std::vector<int>& lengths);
+                                        const std::vector<Appended>& packets);
 
 // The image of one cluster in one file as the oracle reads it.
 ReadImage ImageOf(const CowFiles& files, int name);
@@ -87,7 +92,7 @@ class StateCheck {
   bool MayLackTheLast(const Expected& expected, const Prediction& closed);
   std::string AppendThree(DataStoreNormal& store);
   std::string CompareMirrors(int from, int previous, int current) const;
-  std::string CompareWrites(const std::vector<int>& lengths, std::size_t from) const;
+  std::string CompareWrites(const std::vector<Appended>& packets, std::size_t from) const;
 
   CowFiles& files_;
   Counts& counts_;

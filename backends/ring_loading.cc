@@ -1,0 +1,193 @@
+// The last step of opening the ring: loading the newest cluster and the one before it,
+// each from the file that has the better copy.
+//
+// The cluster's CRC of eight bits passes one torn image in 256, and a device may have
+// reported a write that it never made. So both files' copies are looked at. What can
+// only be had from the file that is behind is never taken for what that file lacks: the
+// recording then goes on from that file as a whole, one packet short.
+#include <cstring>
+#include <utility>
+
+#include "backends/cluster_copies.h"
+#include "backends/data_store_normal.h"
+#include "host/log.h"
+
+namespace vmr {
+namespace {
+
+constexpr char kLogSource[] = "DataStoreNormal.cc";
+
+void LogOtherIsTried(int cluster) {
+  VMR_LOG(kLogWarning,
+          "Failed to read cluster #" << cluster << " from current file will try other file");
+}
+
+void LogBetterCopy(const FileStore& file, int cluster) {
+  const short number = file.FileNumber();
+  VMR_LOG(kLogWarning, "File #" << number << " has the better copy of cluster " << cluster);
+}
+
+}  // namespace
+
+// The file to count as the last writer: the one that has all of both images; null when
+// they cannot be had.
+FileStore* DataStoreNormal::LoadImages(FileStore& last_writer) {
+  FileStore* writer = LoadCurrent(last_writer, true);
+  if (writer == nullptr || !LoadPrevious(*writer)) return nullptr;
+  if (!HasTwinGoneOn(*writer)) return writer;
+  writer = HandOver(*writer);
+  return writer != nullptr && LoadPrevious(*writer) ? writer : nullptr;
+}
+
+// While this file could not be read, recording went on from the twin, in front of the
+// cluster that this one begins: what stands in that is older than what the twin has.
+bool DataStoreNormal::HasTwinGoneOn(const FileStore& writer) {
+  const FileStore& twin = Twin(writer);
+  const unsigned int st = ClusterSt(curr_buffer_.get());
+  return writer.prevClusterStale && !twin.prevClusterStale && st < kUnreadableSt &&
+         WasSearched(twin) && twin.NewestCluster() == prevCluster &&
+         LastToldTick(prev_buffer_.get()) > st;
+}
+
+void DataStoreNormal::StartFrom(FileStore& writer) {
+  const int number = writer.FileNumber();
+  VMR_LOG(kLogInfo, "Last wrote to file #" << number << ". Will initialize from file #" << number);
+  curr_file_ = &writer;
+  other_file_ = &Twin(writer);
+  currCluster = writer.NewestCluster();
+  prevCluster = GetPrevCluster(currCluster);
+  VMR_LOG(kLogInfo, "Curr cluster is " << currCluster << ", prev Cluster is " << prevCluster);
+}
+
+// ---- The current cluster ---------------------------------------------------------
+
+FileStore* DataStoreNormal::LoadCurrent(FileStore& writer, bool may_hand_over) {
+  StartFrom(writer);
+  unsigned char* const image = curr_buffer_.get();
+  if (writer.ReadClusterTwice(kClusterBytes, image, currCluster) != 0)
+    return LoadBetterCurrent(writer, may_hand_over);
+  if (file1_.FileCreated() && file2_.FileCreated()) {
+    FillNeverWritten(image, kClusterBytes);  // as it was made a moment ago
+    return &writer;
+  }
+  LogOtherIsTried(currCluster);
+  return LoadLostCurrent(writer, BadCopyOf(image), may_hand_over);
+}
+
+// The writer's copy is loaded. The twin's can only be better where its own search has
+// not told that it ends before.
+FileStore* DataStoreNormal::LoadBetterCurrent(FileStore& writer, bool may_hand_over) {
+  FileStore& twin = Twin(writer);
+  const unsigned char* const mine = curr_buffer_.get();
+  if (!twin.IsOpen() || (WasSearched(twin) && PacketsAreSound(mine))) return &writer;
+  unsigned char* const theirs = prev_buffer_.get();
+  if (twin.ReadCluster(kClusterBytes, theirs, currCluster) == 0) return &writer;
+  if (AreSameCopy(mine, theirs) || !IsBetterCopy(theirs, mine)) return &writer;
+  if (IsTwinOfCurrent(twin, theirs)) {
+    LogBetterCopy(twin, currCluster);
+    std::swap(curr_buffer_, prev_buffer_);
+    writer.MarkStale(true, false);
+    twin.MarkStale(false, false);
+    return &twin;
+  }
+  // A torn first write of a cluster that the twin has not begun: it ends in front of it.
+  const bool is_neighbour = WasSearched(twin) && twin.NewestCluster() == prevCluster;
+  return may_hand_over && is_neighbour ? HandOver(writer) : &writer;
+}
+
+// The twin's copy is of the same cluster, not of a lap before.
+bool DataStoreNormal::IsTwinOfCurrent(const FileStore& twin, const unsigned char* theirs) const {
+  const unsigned int st = ClusterSt(curr_buffer_.get());
+  return ClusterSt(theirs) == st || st == kPartialWrapSt ||
+         (WasSearched(twin) && twin.NewestCluster() == currCluster);
+}
+
+// The search read the cluster from the writer, and now that fails. The twin's copy counts
+// if it is all of what the search has met.
+FileStore* DataStoreNormal::LoadLostCurrent(FileStore& writer, const BadCopy& bad,
+                                            bool may_hand_over) {
+  FileStore& twin = Twin(writer);
+  unsigned char* const image = curr_buffer_.get();
+  const bool read = twin.IsOpen() && twin.ReadClusterTwice(kClusterBytes, image, currCluster) != 0;
+  if (read && ClusterSt(image) == writer.NewestSt() && ClusterSize(image) >= writer.NewestSize()) {
+    if (!read_only_ && MayReplace(image, bad, currCluster)) RepairCluster(image, currCluster);
+    return &writer;
+  }
+  const bool twin_ends_elsewhere = twin.NewestCluster() != currCluster;
+  if (may_hand_over && WasSearched(twin) && (read || twin_ends_elsewhere)) return HandOver(writer);
+  VMR_LOG(kLogTrace, "Failed to read cluster #" << currCluster << " from metadata files");
+  VMR_LOG(kLogError, "Failed to read current cluster " << currCluster);
+  return nullptr;
+}
+
+FileStore* DataStoreNormal::HandOver(FileStore& writer) {
+  FileStore& twin = Twin(writer);
+  const short number = writer.FileNumber();
+  VMR_LOG(kLogWarning, "Cluster " << currCluster << " of file #" << number
+                                  << " is of no use, going on from the other file");
+  writer.MarkStale(true, writer.NewestCluster() != twin.NewestCluster());
+  twin.MarkStale(false, false);
+  return LoadCurrent(twin, false);
+}
+
+// ---- The previous cluster --------------------------------------------------------
+
+bool DataStoreNormal::LoadPrevious(FileStore& writer) {
+  curr_file_ = &writer;
+  other_file_ = &Twin(writer);
+  unsigned char* const image = prev_buffer_.get();
+  if (writer.ReadClusterTwice(kClusterBytes, image, prevCluster) != 0) {
+    LoadBetterPrevious(writer);
+    return true;
+  }
+  if (file1_.FileCreated() && file2_.FileCreated()) {
+    FillNeverWritten(image, kClusterBytes);
+    return true;
+  }
+  LogOtherIsTried(prevCluster);
+  return LoadLostPrevious(writer, BadCopyOf(image));
+}
+
+// Where both copies pass their CRC and differ, the file with the worse one gets the
+// better one with its next turn.
+void DataStoreNormal::LoadBetterPrevious(FileStore& writer) {
+  FileStore& twin = Twin(writer);
+  unsigned char* const mine = prev_buffer_.get();
+  unsigned char* const theirs = WorkBuffer();
+  if (!twin.IsOpen() || twin.ReadCluster(kClusterBytes, theirs, prevCluster) == 0) return;
+  if (AreSameCopy(mine, theirs)) return;
+  if (IsBetterPrevious(theirs)) {
+    LogBetterCopy(twin, prevCluster);
+    memcpy(mine, theirs, kClusterBytes);
+    writer.prevClusterStale = true;
+    twin.prevClusterStale = false;
+  } else if (PacketsAreSound(mine)) {
+    twin.prevClusterStale = true;
+  }
+}
+
+bool DataStoreNormal::IsBetterPrevious(const unsigned char* theirs) {
+  const unsigned char* const mine = prev_buffer_.get();
+  if (IsBetterCopy(theirs, mine)) return BelongsAt(theirs, prevCluster);
+  // A file that lost every write of the cluster still holds the lap before.
+  const unsigned int my_st = ClusterSt(mine);
+  const unsigned int their_st = ClusterSt(theirs);
+  const unsigned int curr_st = ClusterSt(curr_buffer_.get());
+  return PacketsAreSound(theirs) && their_st < kUnreadableSt &&
+         (my_st == kNeverWrittenSt || my_st < their_st) && their_st <= curr_st &&
+         curr_st != kNeverWrittenSt;
+}
+
+bool DataStoreNormal::LoadLostPrevious(FileStore& writer, const BadCopy& bad) {
+  unsigned char* const image = prev_buffer_.get();
+  FileStore& twin = Twin(writer);
+  if (!twin.IsOpen() || twin.ReadClusterTwice(kClusterBytes, image, prevCluster) == 0) {
+    VMR_LOG(kLogTrace, "Failed to read cluster #" << prevCluster << " from metadata files");
+    VMR_LOG(kLogError, "Failed to read previous cluster " << prevCluster);
+    return false;
+  }
+  if (!read_only_ && MayReplace(image, bad, prevCluster)) RepairCluster(image, prevCluster);
+  return true;
+}
+
+}  // namespace vmr

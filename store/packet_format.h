@@ -1,0 +1,60 @@
+// How long a packet is and what its CRC covers; stream_format.h draws them.
+#ifndef VMR_STORE_PACKET_FORMAT_H_
+#define VMR_STORE_PACKET_FORMAT_H_
+
+#include <cstddef>
+
+#include "host/crc8.h"
+#include "store/stream_format.h"
+
+namespace vmr {
+
+// A kind of packet: `head_bytes`, of which the last one counts what follows in units
+// of `bytes_per_count`, and one byte behind it.
+struct PacketShape {
+  unsigned char header;
+  std::size_t head_bytes;
+  std::size_t bytes_per_count;
+  bool has_items;  // then the last byte is a CRC, else 0x00
+};
+inline constexpr PacketShape kPacketShapes[] = {
+    {HEADER_1, kHeader1Bytes, 1, true},
+    {HEADER_2, kHeader2Bytes, 1, true},
+    {HEADER_CONT, kHeaderContBytes, 1, true},
+    {HEADER_DICTIONARY, 1 + 1, 2, false},
+};
+
+// Null for a byte that begins none of them, HEADER_NULL among these.
+inline const PacketShape* FindPacketShape(unsigned char header) {
+  for (const PacketShape& shape : kPacketShapes)
+    if (shape.header == header) return &shape;
+  return nullptr;
+}
+
+// The length of the packet at `packet`, of which `available` bytes are there. 0 when
+// it is of no known kind or does not end within them.
+inline std::size_t WholePacketBytes(const unsigned char* packet, std::size_t available) {
+  const PacketShape* const shape = available > 0 ? FindPacketShape(packet[0]) : nullptr;
+  if (shape == nullptr || available < shape->head_bytes) return 0;
+  const std::size_t counted = packet[shape->head_bytes - 1] * shape->bytes_per_count;
+  const std::size_t bytes = shape->head_bytes + counted + kPacketCrcBytes;
+  return bytes <= available ? bytes : 0;
+}
+
+// How many bytes from the packet's first one on its CRC covers. Deliberate: of a
+// continuation only as many as it counts item bytes, which leaves the last two out.
+inline std::size_t PacketCrcSpan(const unsigned char* packet, std::size_t packet_bytes) {
+  return packet[0] == HEADER_CONT ? packet[kHeaderContBytes - 1] : packet_bytes - kPacketCrcBytes;
+}
+
+// Of a whole packet: its CRC, or a dictionary's last byte, is what it must be.
+inline bool PacketEndIsRight(const unsigned char* packet, std::size_t packet_bytes) {
+  const unsigned char last = packet[packet_bytes - 1];
+  if (packet[0] == HEADER_DICTIONARY) return last == 0;
+  const auto span = static_cast<unsigned int>(PacketCrcSpan(packet, packet_bytes));
+  return Crc8(packet, span, kCrcInitial) == last;
+}
+
+}  // namespace vmr
+
+#endif  // VMR_STORE_PACKET_FORMAT_H_
