@@ -205,14 +205,20 @@ DataStoreNormal::BadCopy DataStoreNormal::BadCopyOf(const unsigned char* image) 
 // A copy that cannot be read, this time at least, may be all there is of what was
 // recorded last: it does not give way to one that is older or shorter.
 bool DataStoreNormal::MayReplace(const unsigned char* good, const BadCopy& bad, int cluster) {
-  const auto is_all_of = [good](const unsigned char* image) {
-    return ClusterSt(good) == ClusterSt(image) && ClusterSize(good) >= ClusterSize(image);
+  const auto is_all_of = [good](unsigned int st, int used_bytes) {
+    return ClusterSt(good) == st && ClusterSize(good) >= used_bytes;
   };
+  const auto is_all_of_image = [&is_all_of](const unsigned char* image) {
+    return is_all_of(ClusterSt(image), ClusterSize(image));
+  };
+  const FileStore& file = *curr_file_;
   bool may = true;
   if (open_ && cluster == currCluster)
-    may = is_all_of(curr_buffer_.get());
+    may = is_all_of_image(curr_buffer_.get());
   else if (open_ && cluster == prevCluster)
-    may = is_all_of(prev_buffer_.get());
+    may = is_all_of_image(prev_buffer_.get());
+  else if (WasSearched(file) && cluster == file.NewestCluster())
+    may = is_all_of(file.NewestSt(), file.NewestSize());  // what the search read there
   else
     may = !(bad.st == ClusterSt(good) && bad.used_bytes > ClusterSize(good)) &&
           BelongsAt(good, cluster);

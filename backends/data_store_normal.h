@@ -195,6 +195,7 @@ class DataStoreNormal : public DataStore {
   bool read_only_ = false;           // by OpenReadOnly
   bool searched1_ = false;           // file 1's last position was found
   bool searched2_ = false;
+  int given_up_cluster_ = -1;  // the newest one of a file that was not gone on from
   bool last_packet_stored_ = false;
   Unstored unstored_;
   std::unique_ptr<unsigned char[]> curr_buffer_;                    // the cluster being filled

@@ -44,8 +44,9 @@ LastPosition Search::Run() {
     // What follows a cluster 0 that is being written is a lap older than the last
     // cluster, or never written as the last one is.
     const Tick behind = NextTold(1, last_, 1);
-    const bool was_closed = IsTick(behind.st) && (last_st == kNeverWrittenSt ||
-                                                  (IsTick(last_st) && behind.st > last_st));
+    const unsigned int end_st = last_st == kPartialWrapSt ? NextTold(last_ - 1, 0, -1).st : last_st;
+    const bool was_closed =
+        IsTick(behind.st) && (end_st == kNeverWrittenSt || (IsTick(end_st) && behind.st > end_st));
     const unsigned int second_st = behind.cluster == 1 ? behind.st : ticks_.At(1);
     if (!was_closed) return {LastPositionKind::kPartialWrap, last_, last_st, 1, second_st};
     lap_st = behind.st;

@@ -32,6 +32,7 @@ void LogBetterCopy(const FileStore& file, int cluster) {
 // The file to count as the last writer: the one that has all of both images; null when
 // they cannot be had.
 FileStore* DataStoreNormal::LoadImages(FileStore& last_writer) {
+  given_up_cluster_ = -1;
   FileStore* writer = LoadCurrent(last_writer, true);
   if (writer == nullptr || !LoadPrevious(*writer)) return nullptr;
   if (!HasTwinGoneOn(*writer)) return writer;
@@ -127,6 +128,7 @@ FileStore* DataStoreNormal::HandOver(FileStore& writer) {
                                   << " is of no use, going on from the other file");
   writer.MarkStale(true, writer.NewestCluster() != twin.NewestCluster());
   twin.MarkStale(false, false);
+  given_up_cluster_ = writer.NewestCluster();
   return LoadCurrent(twin, false);
 }
 

@@ -396,8 +396,8 @@ void DataStoreNormal::PointNextWriteAwayFrom(const FileStore& last_writer) {
 // repairs it from the mirror while that is still good; left alone, a second
 // power loss could make both files unsearchable.
 void DataStoreNormal::HealNextCluster() {
-  static_cast<void>(ReadWithFallback(WorkBuffer(), GetNextCluster(currCluster),
-                                     &FileStore::ReadClusterTwice));
+  static_cast<void>(
+      ReadWithFallback(WorkBuffer(), GetNextCluster(currCluster), &FileStore::ReadClusterTwice));
 }
 
 }  // namespace vmr

@@ -63,14 +63,16 @@ DataStoreNormal::ToldTick DataStoreNormal::TickFrom(int cluster) {
 // reading. Behind the cluster that was the newest then stand newer ones, and the
 // oldest only behind those.
 int DataStoreNormal::ClusterBehindNewest() {
-  if (!read_only_) return GetNextCluster(currCluster);
+  const int next = GetNextCluster(currCluster);
+  if (next == given_up_cluster_) return GetNextCluster(next);
+  if (!read_only_) return next;
   unsigned int new_st = GetSystemTick(currCluster);
   if (new_st == kPartialWrapSt) new_st = GetSystemTick(prevCluster);
   const auto is_newer = [&](int clusters_on) {
     const unsigned int st = TickFrom(Fold(currCluster + clusters_on)).st;
     return st != kNeverWrittenSt && st >= new_st;
   };
-  if (!is_newer(1)) return GetNextCluster(currCluster);
+  if (!is_newer(1)) return next;
   int newer = 1, older = kClusterCount;  // the newest itself, a lap on
   while (older - newer > 1) {
     const int middle = (newer + older) / 2;

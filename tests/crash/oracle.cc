@@ -67,7 +67,8 @@ Position Search(const ReadImage& file) {
   if (low == kEmpty && high == kEmpty) return {true, 0, low, kLast, high, Copy(file, 0).Size()};
   if (low == kContinued) {
     const std::uint32_t lap = st(told(1, kLast, 1));
-    if (lap >= kBad || (high != kEmpty && (high >= kBad || lap <= high)))
+    const std::uint32_t end = high == kContinued ? st(told(kLast - 1, 0, -1)) : high;
+    if (lap >= kBad || (end != kEmpty && (end >= kBad || lap <= end)))
       return {true, kLast, high, 1, st(1), Copy(file, kLast).Size()};
     low = lap;
   }
