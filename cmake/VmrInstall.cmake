@@ -54,6 +54,7 @@ function(vmr_install_shared name export_name folders)
   endforeach()
   add_library(${name}_shared SHARED ${sources})
   target_link_libraries(${name}_shared PRIVATE vmr_build_flags)
+  vmr_harden(${name}_shared)
   target_link_options(${name}_shared PRIVATE -Wl,--version-script=${exported_symbols})
   set_target_properties(${name}_shared PROPERTIES OUTPUT_NAME ${name}
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}

@@ -21,6 +21,14 @@ RECORDED = [
     "[Tag=emergency lights, TagNo=0x35, State=off]",
     "[Tag=siren, TagNo=0x37, State=off]",
 ]
+# What waited in memory when it was saved, too.
+SAVED = [
+    "[Tag=String, TagNo=0x20, log='Range ",
+    "officer='J. Larsen'",
+    "[Tag=siren, TagNo=0x36, State=on]",
+    "[Tag=GpsAbs, TagNo=0x91, Quad=1-NW,",
+    "[Tag=Bookmark",
+]
 
 
 class Service:
@@ -78,7 +86,8 @@ def drive(recorder, folder):
     run = Service(recorder, folder)
     assert run.first_tick == 1, run.first_tick
     run.wait_for_pets(2)
-    run.send(EVENTS)
+    run.send(EVENTS + ["save"])
+    run.tick_after("saved the minute before tick ")
     stopped = run.end(signal.SIGTERM)
 
     run = Service(recorder, folder)
@@ -99,6 +108,17 @@ def drive(recorder, folder):
     run.end(signal.SIGTERM)
 
 
+def listing(vmr, path):
+    viewed = subprocess.run([vmr, "view", path], check=True, stdout=subprocess.PIPE,
+                            timeout=TIMEOUT_S)
+    return viewed.stdout.decode("latin-1")
+
+
+def check_saved(text):
+    for item in SAVED:
+        assert item in text, f"not saved: {item}\n{text}"
+
+
 def check_listing(text):
     for item in RECORDED + ["[Tag=door, TagNo=0x3E, State=on]"]:
         assert item in text, f"not in the listing: {item}\n{text}"
@@ -110,9 +130,8 @@ def check_listing(text):
 def main(recorder, vmr):
     with tempfile.TemporaryDirectory() as folder:
         drive(recorder, folder)
-        viewed = subprocess.run([vmr, "view", os.path.join(folder, "drive")], check=True,
-                                stdout=subprocess.PIPE, timeout=TIMEOUT_S)
-        check_listing(viewed.stdout.decode("latin-1"))
+        check_listing(listing(vmr, os.path.join(folder, "drive")))
+        check_saved(listing(vmr, os.path.join(folder, "saved")))
 
 
 if __name__ == "__main__":

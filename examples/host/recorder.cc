@@ -1,7 +1,9 @@
 // A unit's recorder service: keeps a ring in a folder, takes events from
-// standard input, one a line, and ends in order on SIGTERM or SIGINT.
+// standard input, one a line, and ends in order on SIGTERM or SIGINT. The line
+// "save" makes the last minute a file of its own.
 //
-//   recorder FOLDER      FOLDER/drive_1.mtd, FOLDER/drive_2.mtd, FOLDER/ticks
+//   recorder FOLDER      FOLDER/drive_1.mtd, FOLDER/drive_2.mtd, FOLDER/ticks,
+//                        FOLDER/saved
 #include <poll.h>
 #include <signal.h>
 #include <stdint.h>
@@ -11,11 +13,13 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 
 #include "backends/data_store_normal.h"
 #include "host/log.h"
 #include "host/watchdog.h"
+#include "reader/metadata_reader.h"
 #include "ticks.h"
 
 namespace {
@@ -88,7 +92,10 @@ bool ReportLine(vmr::DataStore& store, const char* line) {
 class Recorder {
  public:
   explicit Recorder(const std::string& folder)
-      : ticks_file_(folder + "/ticks"), store_(folder + "/drive") {}
+      : ticks_file_(folder + "/ticks"),
+        saved_file_(folder + "/saved"),
+        ring_(folder + "/drive"),
+        store_(ring_) {}
 
   // The first start writes 256 MiB: two rings of never-written clusters.
   bool Start() {
@@ -118,6 +125,7 @@ class Recorder {
   // comes on top; a dump of everything may want 2100 of them.
   void Take(const char* line) {
     constexpr int kMostReports = 50;  // of at most 20 bytes
+    if (strcmp(line, "save") == 0) return SaveLastMinute();
     if (!ReportLine(store_, line)) return Say(std::string("no event: ") + line);
     if (++reports_ < kMostReports) return;
     store_.WriteBuffers();
@@ -134,7 +142,22 @@ class Recorder {
   }
 
  private:
+  // What still waits is in no file. Read-only, because the ring is being recorded
+  // into: a reader that repairs would write beside the recorder.
+  void SaveLastMinute() {
+    constexpr unsigned int kMinute_ticks = 120;
+    store_.WriteBuffers();
+    const unsigned int now = store_.GetCurrentSystemTick();
+    const unsigned int start = now - std::min(now, kMinute_ticks);
+    vmr::MetadataReader reader(vmr::RingAccess::kReadOnly);
+    const bool saved = reader.ReadToNewFile(ring_, saved_file_, start, now, &watchdog_);
+    Say((saved ? "saved the minute before tick " : "could not save the minute before tick ") +
+        std::to_string(now));
+  }
+
   std::string ticks_file_;
+  std::string saved_file_;
+  std::string ring_;
   vmr::DataStoreNormal store_;
   vmr::Watchdog watchdog_;
   int reports_ = 0;

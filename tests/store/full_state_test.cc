@@ -1,6 +1,8 @@
 // The full dump, the rule that triggers it, and the two records of a shutdown.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "host/default/host_control.h"
 #include "tests/support/everything.h"
 #include "tests/support/golden.h"
@@ -195,6 +197,21 @@ TEST_F(DumpedItems, ThereIsExactlyOneEndOfPolicies) {
 }
 
 // ---- When it is written --------------------------------------------------------
+
+// A report moves one field of a live stream, so dumps lag behind what was reported
+// once: here the stream is on, and dumped as off until it is reported again.
+TEST_F(FullState, TellsOneMoreFieldOfALiveStreamAfterEachReportOfIt) {
+  for (const char* const item :
+       {"B0 30 00 00 00 00 00 00 02", "B0 31 00 00 00 00 00 00 02", "B0 35 00 00 00 00 00 00 02",
+        "B0 35 00 00 C0 A8 01 14 02", "B0 35 1F 90 C0 A8 01 14 02"}) {
+    store.ReportLvsState(static_cast<e_VideoStream>(3), 2, true, true, 0xC0A80114, 0x1F90, true, 0);
+    Packets();
+    Bytes dump;
+    for (const Bytes& packet : Dump(true)) dump = dump + packet;
+    const Bytes live = B(item);
+    EXPECT_NE(std::search(dump.begin(), dump.end(), live.begin(), live.end()), dump.end()) << item;
+  }
+}
 
 TEST_F(FullState, ALiveDumpIsStampedByTheUnitsClocks) {
   host::HoldSystemTick(50000);
