@@ -100,7 +100,10 @@ class Walk {
       return;
     if (content_.first_tick == kNoTick) {
       content_.first_tick = tick;
-      content_.wrong_st = tick != st_;
+      // Continuations in front may have been given the tick of a packet behind them
+      // that a power cut then kept from being written.
+      const bool continued = content_.first_kind == HEADER_CONT;
+      content_.wrong_st = continued ? tick < st_ : tick != st_;
     } else if (tick < tick_) {
       content_.ticks_fall = true;
     }

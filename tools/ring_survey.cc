@@ -36,7 +36,10 @@ struct SoundCopy {
 bool IsBeginning(const SoundCopy& a, const SoundCopy& b) {
   if (a.facts.state != CopyState::kGood || b.facts.state != CopyState::kGood) return false;
   const auto compared = static_cast<std::size_t>(a.facts.used_bytes - kClusterHeaderBytes);
-  return a.facts.used_bytes <= b.facts.used_bytes &&
+  const bool lacks_tick = !TellsTick(a.facts.first_tick) && TellsTick(b.facts.first_tick);
+  const bool lacks_something = a.facts.used_bytes < b.facts.used_bytes ||
+                               (a.facts.used_bytes == b.facts.used_bytes && lacks_tick);
+  return lacks_something &&
          std::memcmp(a.image + kClusterHeaderBytes, b.image + kClusterHeaderBytes, compared) == 0;
 }
 
@@ -201,6 +204,7 @@ void RingSurvey::FindRunEnds() {
     if (At(cluster).Known()) before = cluster;
   for (int cluster = 0; cluster < kClusterCount && before >= 0; ++cluster) {
     if (!At(cluster).Known()) continue;
+    if (IsContinuedWithin(before, cluster)) continue;
     const bool drops = !At(cluster).HoldsData() || before == cluster ||
                        (At(cluster).FirstTick() < At(before).FirstTick());
     if (At(before).HoldsData() && drops) run_ends_.push_back(before);
@@ -208,6 +212,39 @@ void RingSurvey::FindRunEnds() {
   }
   // All that is known holds data of one tick: a round without an end.
   if (run_ends_.empty() && before >= 0 && At(before).HoldsData()) run_ends_.push_back(before);
+}
+
+// A cluster that older recorders closed without a tick, as continuations alone had
+// filled it, begins and ends no run: recording went on behind it, or it is of the lap
+// before, as its equal copies tell.
+bool RingSurvey::IsContinuedWithin(int before, int cluster) const {
+  const ClusterFacts& facts = At(cluster);
+  if (!facts.HoldsData() || facts.FirstTick() != kNoTick || !At(before).HoldsData()) return false;
+  const ClusterFacts& behind = At(NextCluster(cluster));
+  const bool goes_on = behind.HoldsData() && behind.FirstTick() != kNoTick &&
+                       behind.FirstTick() >= At(before).FirstTick();
+  return goes_on || IsOfLapBefore(cluster);
+}
+
+// As a recorder decides it.
+bool RingSurvey::IsOfLapBefore(int cluster) const {
+  const ClusterFacts& facts = At(cluster);
+  const bool full = kClusterBytes - facts.Best().used_bytes < static_cast<int>(kMaxPacketBytes);
+  return full && facts.relation == Relation::kEqual && At(NextCluster(cluster)).HoldsData();
+}
+
+// Onto a cluster that only continuations have reached yet, which the search stops in
+// front of at the first and the last cluster; or back from one of the lap before.
+void RingSurvey::Settle(SearchResult& search) const {
+  if (!search.found) return;
+  const auto is_continued = [this](int cluster) {
+    return At(cluster).HoldsData() && At(cluster).FirstTick() == kNoTick;
+  };
+  const int next = NextCluster(search.newest);
+  if (is_continued(search.newest) && IsOfLapBefore(search.newest))
+    search.newest = PrevCluster(search.newest);
+  else if (!is_continued(search.newest) && is_continued(next) && !IsOfLapBefore(next))
+    search.newest = next;
 }
 
 // Where there are several runs, the recorder's own search decides.
@@ -251,6 +288,7 @@ void RingSurvey::SearchBestCopies() {
   for (const ClusterFacts& facts : clusters_)
     first_ticks.push_back(facts.Known() ? facts.Best().first_tick : kUnreadableSt);
   searches_[2] = SearchLastPosition(first_ticks);
+  Settle(searches_[2]);
 }
 
 int RingSurvey::LastWriter() const {

@@ -121,6 +121,9 @@ class RingSurvey {
   void TakeTimes(int cluster, const unsigned char* image);
   void FindRunEnds();
   void SearchBestCopies();
+  void Settle(SearchResult& search) const;
+  bool IsContinuedWithin(int before, int cluster) const;
+  bool IsOfLapBefore(int cluster) const;
   void ChooseNewest();
   void BuildClock();
 
