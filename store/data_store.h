@@ -59,8 +59,9 @@ struct StateMirror {
 // print each item to standard output as well.
 //
 // Every family has three kinds of operation: Report compares with the mirror
-// and decides, Write encodes one item, Store decodes one. A null text counts
-// as an empty one wherever it is to be recorded.
+// and decides, Write encodes one item, Store decodes one: a BIN_..._T is the
+// whole item as it lies in a packet, tag first. A null text counts as an empty
+// one wherever it is to be recorded.
 //
 // Owns     its mirror, its packet areas and the work buffer between Open and
 //          Close. It cannot be copied. Destroying an open store frees what it

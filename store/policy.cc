@@ -424,7 +424,7 @@ void DataStore::StoreConfigSettingsValid(bool valid, e_Tag tag) {
 }
 
 void DecodePolicy8(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_POLICY_8_T policy{item[1], item[2]};
+  const auto policy = AsRecord<BIN_POLICY_8_T>(item);
   out.StoreConfigItem8(&policy);
 }
 

@@ -135,9 +135,11 @@ const char* PolicyName(e_CONFIG_LIST id);
 //           +------+------------+---------------------------------+
 inline constexpr std::size_t kPolicy8Bytes = 1 + 1 + 1;
 struct BIN_POLICY_8_T {
-  unsigned char id;
+  unsigned char tag;
+  unsigned char id;  // e_CONFIG_LIST
   unsigned char value;
 };
+static_assert(sizeof(BIN_POLICY_8_T) == kPolicy8Bytes);
 
 // Tag 0x19 is reserved for a 16-bit policy item. Nothing writes it; a reader
 // skips four bytes.

@@ -229,7 +229,7 @@ void DecodeRadarDesc(DataStore& out, const unsigned char* item, DecodeResult& /*
 }
 
 void DecodeRadarData(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_RADAR_DATA_T data{item[1], item[2], item[3], item[4]};
+  const auto data = AsRecord<BIN_RADAR_DATA_T>(item);
   out.StoreRadarData(&data, static_cast<e_Tag>(item[0]));
 }
 

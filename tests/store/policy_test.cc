@@ -288,7 +288,7 @@ TEST_F(Policy, EveryOtherIdentifierIsRejectedInHexadecimal) {
 }
 
 TEST_F(Policy, DecodingReturnsTheItemsLength) {
-  const BIN_POLICY_8_T known{82, 1}, rejected{1, 1};
+  const BIN_POLICY_8_T known{TAG_POLICY_8, 82, 1}, rejected{TAG_POLICY_8, 1, 1};
   EXPECT_EQ(store.StoreConfigItem8(&known), 3);
   EXPECT_EQ(store.StoreConfigItem8(&rejected), 3);
   EXPECT_EQ(store.StoreConfigItem8(nullptr), 0);
