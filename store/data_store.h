@@ -67,8 +67,9 @@ struct StateMirror {
 //          Close. It cannot be copied. Destroying an open store frees what it
 //          owns without flushing: Close flushes.
 // Threads  none; one store is used by one thread at a time.
-// Errors   results are nonzero for success; failures are logged. Nothing
-//          throws, and nothing on the way of an item to its packet allocates.
+// Errors   results are nonzero for success; failures are logged. A null record,
+//          table or packet is refused and changes nothing. Nothing throws, and
+//          nothing on the way of an item to its packet allocates.
 // Units    ticks, two a second, unsigned 32-bit; differences survive a wrap, but
 //          an event's tick is compared as a plain number with that of the slack.
 //          Slack: ticks that an item may wait for others of its packet.
@@ -110,7 +111,7 @@ class DataStore {
   // looked at, and areas behind an empty first one stay unwritten.
   void WriteBuffers();
   // Each builds one packet of `length` item bytes (0..255) and returns what
-  // WriteData returned, 0 for a longer one.
+  // WriteData returned, 0 for a longer one and for null.
   int WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length);
   int WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length);
   int WritePacketCont(const unsigned char* data, unsigned int length);
@@ -200,7 +201,8 @@ class DataStore {
                    e_Tag tag);
   // With false the next speed is written even if it equals the last.
   void ReportValidSpeed(unsigned char id, bool valid);
-  // The first of a table's entries with the id, null when there is none.
+  // The first of a table's entries with the id, null when there is none and for
+  // a null table.
   static SPEED_DESC_T* FindSpeedDesc(SPEED_DESC_T* table, unsigned char id);
   void WriteSpeedDesc(const SPEED_DESC_T& desc);
   void WriteSpeed(const SPEED_DESC_T& desc, unsigned short slack, unsigned int systemTick);
@@ -349,6 +351,8 @@ class DataStore {
   static constexpr int kAreaCount = 16;
   static constexpr unsigned int kAreaBytes = 256;  // of which 255 are used
 
+  // Whether an argument is null; the operation then logs that and does nothing.
+  static bool RefuseNull(const void* argument, const char* operation);
   // Adds an item of a head, whose last byte becomes the count, and a text of at
   // most 255 characters.
   void AddTextItem(const unsigned char* head, std::size_t head_bytes, const char* text,

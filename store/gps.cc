@@ -264,6 +264,7 @@ void DataStore::WriteDeltaGps16(short dLat, short dLon, unsigned int systemTick)
 }
 
 void DataStore::StoreGpsDesc(const BIN_GPS_DESC_T* item) {
+  if (RefuseNull(item, "StoreGpsDesc")) return;
   GpsMirror& gps = mirror_.gps;
   gps.gpsConfigured = true;
   gps.gpsDesc.desc.assign(item->text, strnlen(item->text, item->length));
@@ -276,6 +277,7 @@ void DataStore::StoreGpsDesc(const BIN_GPS_DESC_T* item) {
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
+  if (RefuseNull(item, "StoreGpsData")) return;
   GpsMirror& gps = mirror_.gps;
   // Deliberate: the masked quadrant, not a letter. A decoded absolute position
   // therefore counts as positive in LocToTTs. A quadrant above 3 is stored too.
@@ -297,10 +299,12 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL8_T* item, e_Tag tag, bool logIfUnset) {
+  if (RefuseNull(item, "StoreGpsData")) return;
   StoreGpsDelta("GpsRel8", item->latitude_delta, item->longitude_delta, tag, logIfUnset);
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL16_T* item, e_Tag tag, bool logIfUnset) {
+  if (RefuseNull(item, "StoreGpsData")) return;
   StoreGpsDelta("GpsRel16", static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
                 static_cast<std::int16_t>(GetLe16(item->longitude_delta)), tag, logIfUnset);
 }

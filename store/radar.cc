@@ -72,6 +72,7 @@ void PrintReading(const RADAR_DESC_T& radar, unsigned char id, unsigned short lo
 }  // namespace
 
 RADAR_DESC_T* DataStore::FindRadarDesc(RADAR_DESC_T* table, unsigned char id) {
+  if (RefuseNull(table, "FindRadarDesc")) return nullptr;
   return device_table::Find(table, kRadarCount, id);
 }
 
@@ -215,6 +216,7 @@ void DataStore::WriteRadarDataTarget(const RADAR_DESC_T& desc, unsigned short sl
 }
 
 void DataStore::StoreRadarData(const BIN_RADAR_DATA_T* item, e_Tag tag) {
+  if (RefuseNull(item, "StoreRadarData")) return;
   const auto id = static_cast<unsigned char>(tag - TAG_RADAR_DATA + kFirstTaggedId);
   ReportRadar(id, TenBits(item->packed, kLockShift, item->lock),
               TenBits(item->packed, kFastestShift, item->fastest),

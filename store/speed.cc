@@ -49,6 +49,7 @@ void PrintSpeedValue(std::uint32_t speed) {
 }
 
 SPEED_DESC_T* DataStore::FindSpeedDesc(SPEED_DESC_T* table, unsigned char id) {
+  if (RefuseNull(table, "FindSpeedDesc")) return nullptr;
   return device_table::Find(table, kSpeedDeviceCount, id);
 }
 

@@ -108,6 +108,12 @@ TEST_F(Radar, FindsTheFirstEntryWithAnId) {
   EXPECT_EQ(DataStore::FindRadarDesc(table, 1), &table[1]);
 }
 
+TEST_F(Radar, NothingIsFoundInANullTableWhichIsLogged) {
+  EXPECT_EQ(DataStore::FindRadarDesc(nullptr, 255), nullptr);
+  EXPECT_THAT(log.Entries(), ElementsAre(LogEntry{kLogError, "DataStore.cc",
+                                                  "Null value passed to FindRadarDesc"}));
+}
+
 // ---- Descriptions and configuration --------------------------------------------
 
 TEST_F(Radar, DescriptionIsWrittenToTheLastByteWithSlackFour) {

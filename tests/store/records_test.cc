@@ -152,5 +152,53 @@ TEST_F(Records, TheLongestTextsAreTakenWhole) {
             "[Tag=CameraDesc, TagNo=0x50, port=2, name='" + std::string(255, 'x') + "']");
 }
 
+// ---- No record -------------------------------------------------------------------
+
+class NoRecord : public Records {
+ protected:
+  // What is logged and printed when `action` is done to a viewing store, whose
+  // state and waiting items it must leave alone.
+  template <typename Action>
+  void ExpectRefused(Action action, const std::string& text) {
+    log.Clear();
+    EXPECT_EQ(Shown(action), "");
+    EXPECT_THAT(log.Entries(), testing::ElementsAre(LogEntry{kLogError, "DataStore.cc", text}));
+    EXPECT_FALSE(store.HasPendingItems());
+  }
+};
+
+TEST_F(NoRecord, ANullGpsDescriptionIsRefusedAndConfiguresNothing) {
+  ExpectRefused([&] { store.StoreGpsDesc(nullptr); }, "Null value passed to StoreGpsDesc");
+  EXPECT_FALSE(store.Mirror().gps.gpsConfigured);
+}
+
+TEST_F(NoRecord, ANullPositionIsRefusedAndSetsNone) {
+  const BIN_GPS_ABS_T* const position = nullptr;
+  ExpectRefused([&] { store.StoreGpsData(position, TAG_GPS_ABS); },
+                "Null value passed to StoreGpsData");
+  EXPECT_FALSE(store.Mirror().gps.gpsLocationSet);
+}
+
+TEST_F(NoRecord, ANullDeltaIsRefusedWhetherOrNotAPositionIsSet) {
+  const BIN_GPS_REL8_T* const by_8 = nullptr;
+  const BIN_GPS_REL16_T* const by_16 = nullptr;
+  for (const bool location_set : {false, true}) {
+    SCOPED_TRACE(location_set);
+    if (location_set) Decode(B("91 01 2A 1E C4 09 53 0A 4C 1D"));
+    ExpectRefused([&] { store.StoreGpsData(by_8, TAG_GPS_REL8, true); },
+                  "Null value passed to StoreGpsData");
+    ExpectRefused([&] { store.StoreGpsData(by_16, TAG_GPS_REL16, true); },
+                  "Null value passed to StoreGpsData");
+  }
+  EXPECT_EQ(store.Mirror().gps.gpsLat.fraction, 2500);
+}
+
+TEST_F(NoRecord, ANullRadarReadingIsRefusedAndConnectsNothing) {
+  store.InitializeRadarId(1, RADAR_SRC_GENERIC, SPEED_UNITS_MPH, "", false);
+  ExpectRefused([&] { store.StoreRadarData(nullptr, TAG_RADAR_DATA); },
+                "Null value passed to StoreRadarData");
+  EXPECT_FALSE(store.Mirror().radar.radars[0].connected);
+}
+
 }  // namespace
 }  // namespace vmr::test

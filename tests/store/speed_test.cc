@@ -103,6 +103,12 @@ TEST_F(Speed, FindsTheFirstEntryWithAnId) {
   EXPECT_EQ(DataStore::FindSpeedDesc(table, 2), &table[1]);
 }
 
+TEST_F(Speed, NothingIsFoundInANullTableWhichIsLogged) {
+  EXPECT_EQ(DataStore::FindSpeedDesc(nullptr, 255), nullptr);
+  EXPECT_THAT(log.Entries(), ElementsAre(LogEntry{kLogError, "DataStore.cc",
+                                                  "Null value passed to FindSpeedDesc"}));
+}
+
 // ---- Descriptions --------------------------------------------------------------
 
 TEST_F(Speed, DescriptionIsWrittenToTheLastByteWithSlackFour) {
