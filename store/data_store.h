@@ -196,7 +196,8 @@ class DataStore {
                         const char* desc, bool write);
   // Makes sure that devices 1 (GPS) and 2 (radar) match the configuration.
   void CheckSpeedConfig(bool write);
-  // `speed` in the device's units; 252..255 are status words of a radar.
+  // `speed` in the device's units; 252..255 are status words of a radar. Here, in
+  // ReportValidSpeed and for radars an id of 255 is that of the first free entry.
   void ReportSpeed(unsigned char id, unsigned short speed, bool write, unsigned int systemTick,
                    e_Tag tag);
   // With false the next speed is written even if it equals the last.
@@ -370,10 +371,8 @@ class DataStore {
   void WriteSpeeds();
   void WriteCameraAndStreamStates();
   static bool HasTag(unsigned char id);
-  SPEED_DESC_T* KnownSpeedDevice(unsigned char id);
   bool CheckRadarSpeedConfig(bool write);
   void CheckGpsSpeedConfig(bool write);
-  RADAR_DESC_T* KnownRadar(unsigned char id);
   void LogUnknownRadar(unsigned char id) const;
   static bool StoreFirstLvsDifference(LiveStream& held, const LiveStream& now);
   void ReportMic(bool* held, e_MIC_DATA_STATE kind, e_MicrophonePosition position, bool value,

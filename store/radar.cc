@@ -120,7 +120,7 @@ void DataStore::CheckRadarConfig(bool write) {
 void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned short fastestSpeed,
                             unsigned short targetSpeed, e_RADAR_DIRECTION direction, bool write,
                             unsigned int systemTick, e_Tag tag) {
-  RADAR_DESC_T* const entry = KnownRadar(id);
+  RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
     LogUnknownRadar(id);
     return;
@@ -148,10 +148,6 @@ void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned
   if (Viewing()) PrintReading(*entry, id, lockSpeed, fastestSpeed, tag);
 }
 
-RADAR_DESC_T* DataStore::KnownRadar(unsigned char id) {
-  return device_table::Known(mirror_.radar.radars, kRadarCount, id);
-}
-
 void DataStore::LogUnknownRadar(unsigned char id) const {
   // Deliberate: the id is shown as one raw character.
   if (Type() == DATA_STORE_NORMAL)
@@ -159,7 +155,7 @@ void DataStore::LogUnknownRadar(unsigned char id) const {
 }
 
 void DataStore::ReportRadarState(unsigned char id, bool connected, bool write) {
-  RADAR_DESC_T* const entry = KnownRadar(id);
+  RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
     LogUnknownRadar(id);
     // Deliberate: printed whether or not anybody views.
