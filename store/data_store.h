@@ -118,7 +118,8 @@ class DataStore {
 
   // The host calls this every half second with the tick now: it notices clock
   // changes, dumps the whole state once an hour when the configuration is valid,
-  // and flushes what has waited long enough.
+  // and flushes what has waited long enough. A tick below the last one does not
+  // dump again: the hour counts anew from there.
   void TimerTick(unsigned int sysTick);
 
   unsigned int GetCurrentSystemTick() const { return current_tick_; }
@@ -362,6 +363,8 @@ class DataStore {
   void CheckWallClock(unsigned int sysTick, std::int32_t wall_clock);
   void FlushWhenDue(unsigned int sysTick, std::int32_t wall_clock);
   void DumpWhenDue(unsigned int sysTick);
+  bool IsDumpDue(unsigned int sysTick);
+  void CountDumpsFromHere();
   void WriteVersions();
   void WriteInputStates();
   void WriteMicStates();
@@ -406,6 +409,9 @@ class DataStore {
 
   Systick systick_;
   unsigned int full_state_tick_ = 0;
+  unsigned int highest_tick_ = 0;             // given to TimerTick
+  unsigned int lowest_tick_since_ = kNoTick;  // while ticks are before the highest
+  bool ticks_went_back_ = false;              // they once were
   StateMirror mirror_;
 };
 
