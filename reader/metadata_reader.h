@@ -72,9 +72,9 @@ class MetadataReader {
   // null packet or a byte that is no header.
   int ParsePacket(DataStore& out, const unsigned char* packet, int length);
   // Parses one item, all of which must be there. Returns its bytes, -1 for an
-  // illegal tag.
+  // illegal tag and for null.
   int ParseItem(DataStore& out, const unsigned char* item);
-  // Prints bytes as a hexadecimal and a printable row.
+  // Prints bytes as a hexadecimal and a printable row; nothing for null.
   static void DebugPrint(const unsigned char* bytes, int count);
 
   // Prints the ring store or flat file at `path` between two ticks (0 and

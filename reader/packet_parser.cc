@@ -13,6 +13,12 @@ namespace {
 
 constexpr char kLogSource[] = "MetadataReader.cc";
 
+bool RefuseNull(const void* argument, const char* operation) {
+  if (argument != nullptr) return false;
+  VMR_LOG(kLogError, "Null value passed to " << operation);
+  return true;
+}
+
 bool Dumping(const DataStore& out) { return (out.ViewMode() & kViewDumps) != 0; }
 
 void Dump(const unsigned char* bytes, int count) {
@@ -124,6 +130,7 @@ void MetadataReader::ParseItems(DataStore& out, const unsigned char* items, int 
 }
 
 int MetadataReader::ParseItem(DataStore& out, const unsigned char* item) {
+  if (RefuseNull(item, "ParseItem")) return -1;
   constexpr std::size_t kAllOfIt = 2 * kMaxPacketItemBytes;
   return ParseItemWithin(out, item, kAllOfIt);
 }
@@ -142,6 +149,7 @@ int MetadataReader::ParseItemWithin(DataStore& out, const unsigned char* item,
 }
 
 void MetadataReader::DebugPrint(const unsigned char* bytes, int count) {
+  if (RefuseNull(bytes, "DebugPrint")) return;
   DumpRow("       hex:", bytes, count, [](unsigned char byte) { std::printf("%02X", byte); });
   DumpRow(" printable:", bytes, count, [](unsigned char byte) {
     if (std::isprint(byte) != 0)

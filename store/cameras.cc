@@ -218,12 +218,11 @@ void DataStore::PrintCameraDesc(const BIN_CAMERA_DESC_T* item) {
   }
   if (Viewing())
     std::printf("[Tag=CameraDesc, TagNo=0x%02X, port=%d, name='%.*s']", TAG_CAMERA_DESC, item->port,
-                item->name == nullptr ? 0 : item->length, item->name == nullptr ? "" : item->name);
+                item->length, item->name);
 }
 
 void DecodeCameraDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_CAMERA_DESC_T desc{item[1], item[2],
-                               reinterpret_cast<const char*>(item + kCameraDescHeadBytes)};
+  const auto desc = AsRecord<BIN_CAMERA_DESC_T>(item, kCameraDescHeadBytes + item[2]);
   out.PrintCameraDesc(&desc);
 }
 
@@ -238,7 +237,7 @@ void DecodeVideoStreamState(DataStore& out, const unsigned char* item, DecodeRes
 }
 
 void DecodeVideoStreamFormat(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_VIDEO_STREAM_FORMAT_T format{item[1], item[2]};
+  const auto format = AsRecord<BIN_VIDEO_STREAM_FORMAT_T>(item);
   out.StoreVideoFormatData(&format);
 }
 

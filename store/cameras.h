@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "store/stream_format.h"
+
 namespace vmr {
 
 // A camera port, 0..8; 9 and 10 are known to be invalid.
@@ -70,10 +72,12 @@ struct CameraMirror {
 //           +------+------+-----+--  ...  --+
 inline constexpr std::size_t kCameraDescHeadBytes = 1 + 1 + 1;
 struct BIN_CAMERA_DESC_T {
+  unsigned char tag;
   unsigned char port;
-  unsigned char length;  // of the name, 0..255
-  const char* name;      // not terminated
+  unsigned char length;  // of the name
+  char name[kMaxItemTextBytes];
 };
+static_assert(sizeof(BIN_CAMERA_DESC_T) == kCameraDescHeadBytes + kMaxItemTextBytes);
 
 // CameraState and VideoStreamState items. Tick-stamped, slack 1.
 //
@@ -91,9 +95,11 @@ inline constexpr std::size_t kCameraStateBytes = 1 + 1;
 //           +------+---------------------------+-------------+
 inline constexpr std::size_t kVideoStreamFormatBytes = 1 + 1 + 1;
 struct BIN_VIDEO_STREAM_FORMAT_T {
+  unsigned char tag;
   unsigned char stream_and_format;
-  unsigned char camera;
+  unsigned char camera;  // bits 7..4
 };
+static_assert(sizeof(BIN_VIDEO_STREAM_FORMAT_T) == kVideoStreamFormatBytes);
 
 // LvsState item: a live (network) stream. Tick-stamped, slack 1.
 //

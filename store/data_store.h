@@ -59,15 +59,17 @@ struct StateMirror {
 // print each item to standard output as well.
 //
 // Every family has three kinds of operation: Report compares with the mirror
-// and decides, Write encodes one item, Store decodes one. A null text counts
-// as an empty one wherever it is to be recorded.
+// and decides, Write encodes one item, Store decodes one: a BIN_..._T is the
+// whole item as it lies in a packet, tag first. A null text counts as an empty
+// one wherever it is to be recorded.
 //
 // Owns     its mirror, its packet areas and the work buffer between Open and
 //          Close. It cannot be copied. Destroying an open store frees what it
 //          owns without flushing: Close flushes.
 // Threads  none; one store is used by one thread at a time.
-// Errors   results are nonzero for success; failures are logged. Nothing
-//          throws, and nothing on the way of an item to its packet allocates.
+// Errors   results are nonzero for success; failures are logged. A null record,
+//          table or packet is refused and changes nothing. Nothing throws, and
+//          nothing on the way of an item to its packet allocates.
 // Units    ticks, two a second, unsigned 32-bit; differences survive a wrap, but
 //          an event's tick is compared as a plain number with that of the slack.
 //          Slack: ticks that an item may wait for others of its packet.
@@ -109,14 +111,15 @@ class DataStore {
   // looked at, and areas behind an empty first one stay unwritten.
   void WriteBuffers();
   // Each builds one packet of `length` item bytes (0..255) and returns what
-  // WriteData returned, 0 for a longer one.
+  // WriteData returned, 0 for a longer one and for null.
   int WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length);
   int WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length);
   int WritePacketCont(const unsigned char* data, unsigned int length);
 
   // The host calls this every half second with the tick now: it notices clock
   // changes, dumps the whole state once an hour when the configuration is valid,
-  // and flushes what has waited long enough.
+  // and flushes what has waited long enough. A tick below the last one does not
+  // dump again: the hour counts anew from there.
   void TimerTick(unsigned int sysTick);
 
   unsigned int GetCurrentSystemTick() const { return current_tick_; }
@@ -194,12 +197,14 @@ class DataStore {
                         const char* desc, bool write);
   // Makes sure that devices 1 (GPS) and 2 (radar) match the configuration.
   void CheckSpeedConfig(bool write);
-  // `speed` in the device's units; 252..255 are status words of a radar.
+  // `speed` in the device's units; 252..255 are status words of a radar. Here, in
+  // ReportValidSpeed and for radars an id of 255 is that of the first free entry.
   void ReportSpeed(unsigned char id, unsigned short speed, bool write, unsigned int systemTick,
                    e_Tag tag);
   // With false the next speed is written even if it equals the last.
   void ReportValidSpeed(unsigned char id, bool valid);
-  // The first of a table's entries with the id, null when there is none.
+  // The first of a table's entries with the id, null when there is none and for
+  // a null table.
   static SPEED_DESC_T* FindSpeedDesc(SPEED_DESC_T* table, unsigned char id);
   void WriteSpeedDesc(const SPEED_DESC_T& desc);
   void WriteSpeed(const SPEED_DESC_T& desc, unsigned short slack, unsigned int systemTick);
@@ -348,6 +353,8 @@ class DataStore {
   static constexpr int kAreaCount = 16;
   static constexpr unsigned int kAreaBytes = 256;  // of which 255 are used
 
+  // Whether an argument is null; the operation then logs that and does nothing.
+  static bool RefuseNull(const void* argument, const char* operation);
   // Adds an item of a head, whose last byte becomes the count, and a text of at
   // most 255 characters.
   void AddTextItem(const unsigned char* head, std::size_t head_bytes, const char* text,
@@ -356,6 +363,8 @@ class DataStore {
   void CheckWallClock(unsigned int sysTick, std::int32_t wall_clock);
   void FlushWhenDue(unsigned int sysTick, std::int32_t wall_clock);
   void DumpWhenDue(unsigned int sysTick);
+  bool IsDumpDue(unsigned int sysTick);
+  void CountDumpsFromHere();
   void WriteVersions();
   void WriteInputStates();
   void WriteMicStates();
@@ -365,10 +374,8 @@ class DataStore {
   void WriteSpeeds();
   void WriteCameraAndStreamStates();
   static bool HasTag(unsigned char id);
-  SPEED_DESC_T* KnownSpeedDevice(unsigned char id);
   bool CheckRadarSpeedConfig(bool write);
   void CheckGpsSpeedConfig(bool write);
-  RADAR_DESC_T* KnownRadar(unsigned char id);
   void LogUnknownRadar(unsigned char id) const;
   static bool StoreFirstLvsDifference(LiveStream& held, const LiveStream& now);
   void ReportMic(bool* held, e_MIC_DATA_STATE kind, e_MicrophonePosition position, bool value,
@@ -402,6 +409,9 @@ class DataStore {
 
   Systick systick_;
   unsigned int full_state_tick_ = 0;
+  unsigned int highest_tick_ = 0;             // given to TimerTick
+  unsigned int lowest_tick_since_ = kNoTick;  // while ticks are before the highest
+  bool ticks_went_back_ = false;              // they once were
   StateMirror mirror_;
 };
 

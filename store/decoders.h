@@ -5,6 +5,7 @@
 #define VMR_STORE_DECODERS_H_
 
 #include <cstring>
+#include <type_traits>
 
 #include "store/tag_catalogue.h"
 
@@ -22,8 +23,18 @@ class ItemText {
   const char* c_str() const { return text_; }
 
  private:
-  char text_[255 + 1];
+  char text_[kMaxItemTextBytes + 1];
 };
+
+// A whole item of `bytes` bytes as the record that lays it out; a text's room
+// behind it is 0. Copied: no record is ever laid over a buffer.
+template <typename Record>
+Record AsRecord(const unsigned char* item, std::size_t bytes = sizeof(Record)) {
+  static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
+  Record record{};
+  memcpy(&record, item, bytes);
+  return record;
+}
 
 // tag_catalogue.cc
 void DecodeTickAdjust(DataStore& out, const unsigned char* item, DecodeResult& result);

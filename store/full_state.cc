@@ -25,6 +25,7 @@ void ForEach(unsigned int count, Report report) {
 
 void DataStore::WriteFullState(bool live) {
   full_state_tick_ = live ? systick_.SystemTick() : current_tick_;
+  if (ticks_went_back_) CountDumpsFromHere();
   WriteTime(live ? static_cast<long>(WallClock::Current().Now())
                  : static_cast<long>(GetAdjustedTime()));
   WriteAllConfig();
@@ -36,6 +37,14 @@ void DataStore::WriteFullState(bool live) {
   WriteGpsPosition();
   WriteSpeeds();
   WriteCameraAndStreamStates();
+}
+
+// The unit's counter may not have gone back with the host's ticks. Counted from
+// it, every tick would be hours away, and due.
+void DataStore::CountDumpsFromHere() {
+  full_state_tick_ = current_tick_;
+  highest_tick_ = current_tick_;
+  lowest_tick_since_ = kNoTick;
 }
 
 void DataStore::WriteVersions() {

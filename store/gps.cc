@@ -264,10 +264,10 @@ void DataStore::WriteDeltaGps16(short dLat, short dLon, unsigned int systemTick)
 }
 
 void DataStore::StoreGpsDesc(const BIN_GPS_DESC_T* item) {
+  if (RefuseNull(item, "StoreGpsDesc")) return;
   GpsMirror& gps = mirror_.gps;
   gps.gpsConfigured = true;
-  const char* const text = item->text == nullptr ? "" : item->text;
-  gps.gpsDesc.desc.assign(text, strnlen(text, item->length));
+  gps.gpsDesc.desc.assign(item->text, strnlen(item->text, item->length));
   // Behind a NUL in the text there are NULs up to the length that it claims.
   gps.gpsDesc.desc.resize(item->length);
   if (!Viewing()) return;
@@ -277,6 +277,7 @@ void DataStore::StoreGpsDesc(const BIN_GPS_DESC_T* item) {
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
+  if (RefuseNull(item, "StoreGpsData")) return;
   GpsMirror& gps = mirror_.gps;
   // Deliberate: the masked quadrant, not a letter. A decoded absolute position
   // therefore counts as positive in LocToTTs. A quadrant above 3 is stored too.
@@ -285,11 +286,11 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
   gps.gpsLat.hemisphere = static_cast<char>(item->quadrant & kLatitudeMask);
   gps.gpsLat.degrees = item->latitude_degrees;
   gps.gpsLat.minutes = item->latitude_minutes;
-  gps.gpsLat.fraction = item->latitude_fraction;
+  gps.gpsLat.fraction = GetLe16(item->latitude_fraction);
   gps.gpsLon.hemisphere = static_cast<char>(item->quadrant & kLongitudeMask);
   gps.gpsLon.degrees = item->longitude_degrees;
   gps.gpsLon.minutes = item->longitude_minutes;
-  gps.gpsLon.fraction = item->longitude_fraction;
+  gps.gpsLon.fraction = GetLe16(item->longitude_fraction);
   gps.gpsLocationSet = true;
   if (!Viewing()) return;
   const char* const quadrant_name = QuadrantName(item->quadrant);
@@ -298,11 +299,14 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL8_T* item, e_Tag tag, bool logIfUnset) {
+  if (RefuseNull(item, "StoreGpsData")) return;
   StoreGpsDelta("GpsRel8", item->latitude_delta, item->longitude_delta, tag, logIfUnset);
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL16_T* item, e_Tag tag, bool logIfUnset) {
-  StoreGpsDelta("GpsRel16", item->latitude_delta, item->longitude_delta, tag, logIfUnset);
+  if (RefuseNull(item, "StoreGpsData")) return;
+  StoreGpsDelta("GpsRel16", static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
+                static_cast<std::int16_t>(GetLe16(item->longitude_delta)), tag, logIfUnset);
 }
 
 void DataStore::StoreGpsDelta(const char* name, std::int32_t lat_delta, std::int32_t lon_delta,
@@ -333,24 +337,22 @@ void DataStore::PrintGpsPosition() const {
 }
 
 void DecodeGpsDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_GPS_DESC_T desc{item[2], reinterpret_cast<const char*>(item + kGpsDescHeadBytes)};
+  const auto desc = AsRecord<BIN_GPS_DESC_T>(item, kGpsDescHeadBytes + item[2]);
   out.StoreGpsDesc(&desc);
 }
 
 void DecodeGpsAbs(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_GPS_ABS_T position{item[1], item[2], item[3],          GetLe16(item + 4),
-                               item[6], item[7], GetLe16(item + 8)};
+  const auto position = AsRecord<BIN_GPS_ABS_T>(item);
   out.StoreGpsData(&position, TAG_GPS_ABS);
 }
 
 void DecodeGpsRel8(DataStore& out, const unsigned char* item, DecodeResult& result) {
-  const BIN_GPS_REL8_T delta{static_cast<std::int8_t>(item[1]), static_cast<std::int8_t>(item[2])};
+  const auto delta = AsRecord<BIN_GPS_REL8_T>(item);
   out.StoreGpsData(&delta, TAG_GPS_REL8, result.policy_end_seen);
 }
 
 void DecodeGpsRel16(DataStore& out, const unsigned char* item, DecodeResult& result) {
-  const BIN_GPS_REL16_T delta{static_cast<std::int16_t>(GetLe16(item + 1)),
-                              static_cast<std::int16_t>(GetLe16(item + 3))};
+  const auto delta = AsRecord<BIN_GPS_REL16_T>(item);
   out.StoreGpsData(&delta, TAG_GPS_REL16, result.policy_end_seen);
 }
 

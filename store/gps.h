@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "store/stream_format.h"
+
 namespace vmr {
 
 // One axis of a position. As a number it is a signed count of TTs,
@@ -35,9 +37,12 @@ struct GPS_DESC_T {
 //           +------+------+-----+--  ...  --+
 inline constexpr std::size_t kGpsDescHeadBytes = 1 + 1 + 1;
 struct BIN_GPS_DESC_T {
-  unsigned char length;  // of the text, 0..255
-  const char* text;      // not terminated
+  unsigned char tag;
+  unsigned char always_1;
+  unsigned char length;  // of the text
+  char text[kMaxItemTextBytes];
 };
+static_assert(sizeof(BIN_GPS_DESC_T) == kGpsDescHeadBytes + kMaxItemTextBytes);
 
 // GpsAbs item: a whole position. Tick-stamped, slack 1.
 //
@@ -49,14 +54,16 @@ struct BIN_GPS_DESC_T {
 //    quad   0 N and not W, 1 N and W, 2 not N and not W, 3 not N and W
 inline constexpr std::size_t kGpsAbsBytes = 1 + 1 + 1 + 1 + 2 + 1 + 1 + 2;
 struct BIN_GPS_ABS_T {
+  unsigned char tag;
   unsigned char quadrant;
   unsigned char latitude_degrees;
   unsigned char latitude_minutes;
-  std::uint16_t latitude_fraction;
+  unsigned char latitude_fraction[2];  // LE u16
   unsigned char longitude_degrees;
   unsigned char longitude_minutes;
-  std::uint16_t longitude_fraction;
+  unsigned char longitude_fraction[2];  // LE u16
 };
+static_assert(sizeof(BIN_GPS_ABS_T) == kGpsAbsBytes);
 
 // GpsRel8 and GpsRel16 items: TTs from the last written position.
 // Tick-stamped, slack 1.
@@ -68,14 +75,18 @@ struct BIN_GPS_ABS_T {
 //           +------+--------+--------+                +------+----+-----+----+----+
 inline constexpr std::size_t kGpsRel8Bytes = 1 + 1 + 1;
 struct BIN_GPS_REL8_T {
+  unsigned char tag;
   std::int8_t latitude_delta;
   std::int8_t longitude_delta;
 };
+static_assert(sizeof(BIN_GPS_REL8_T) == kGpsRel8Bytes);
 inline constexpr std::size_t kGpsRel16Bytes = 1 + 2 + 2;
 struct BIN_GPS_REL16_T {
-  std::int16_t latitude_delta;
-  std::int16_t longitude_delta;
+  unsigned char tag;
+  unsigned char latitude_delta[2];   // LE i16
+  unsigned char longitude_delta[2];  // LE i16
 };
+static_assert(sizeof(BIN_GPS_REL16_T) == kGpsRel16Bytes);
 
 // GpsState item: the receiver's availability. Untimed, slack 1.
 //

@@ -52,8 +52,7 @@ const StringRow* FindStringRow(e_Tag tag) {
 
 void DataStore::WriteStringBytes(e_Tag tag, const char* text, std::size_t length,
                                  unsigned short slack) {
-  constexpr std::size_t kLargestText = 255;
-  unsigned char item[kStringHeadBytes + kLargestText] = {tag};
+  unsigned char item[kStringHeadBytes + kMaxItemTextBytes] = {tag};
   const auto recorded = static_cast<unsigned char>(length);  // modulo 256
   item[1] = recorded;
   if (recorded > 0) memcpy(item + kStringHeadBytes, text, recorded);

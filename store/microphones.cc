@@ -121,7 +121,7 @@ void DataStore::ReportMicState(unsigned char streamNumber, bool on) {
 }
 
 void DecodeMicDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_MIC_DESC_T desc{item[1], item[2], item[3]};
+  const auto desc = AsRecord<BIN_MIC_DESC_T>(item, kMicDescHeadBytes + item[4]);
   out.StoreMicDesc(&desc);
 }
 

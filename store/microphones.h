@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "store/stream_format.h"
+
 namespace vmr {
 
 enum e_MicrophonePosition : std::uint32_t {
@@ -34,10 +36,14 @@ struct MicrophoneMirror {
 //           +------+------------+------+------+-----+--  ...  --+
 inline constexpr std::size_t kMicDescHeadBytes = 1 + 1 + 1 + 1 + 1;
 struct BIN_MIC_DESC_T {
+  unsigned char tag;
   unsigned char stream_number;
   unsigned char type;
   unsigned char port;
+  unsigned char length;  // of the name
+  char name[kMaxItemTextBytes];
 };
+static_assert(sizeof(BIN_MIC_DESC_T) == kMicDescHeadBytes + kMaxItemTextBytes);
 
 // MicData item. Tick-stamped, slack 1.
 //

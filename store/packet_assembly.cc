@@ -21,11 +21,6 @@ bool FitsPacket(unsigned int length) {
   return false;
 }
 
-void AppendItems(unsigned char* packet, std::size_t head_bytes, const unsigned char* items,
-                 unsigned int length) {
-  if (length > 0) memcpy(packet + head_bytes, items, length);
-}
-
 }  // namespace
 
 void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
@@ -126,37 +121,37 @@ void DataStore::WriteFirstArea() {
 }
 
 int DataStore::WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length) {
-  if (!FitsPacket(length)) return 0;
+  if (RefuseNull(data, "WritePacket1") || !FitsPacket(length)) return 0;
   // Deliberate: logged, and written all the same.
   if (tick == kNoTick) VMR_LOG(kLogError, "trying to write SysTick of (-1)");
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_1;
   PutLe32(packet + 1, tick);
   packet[5] = static_cast<unsigned char>(length);
-  AppendItems(packet, kHeader1Bytes, data, length);
+  memcpy(packet + kHeader1Bytes, data, length);
   const auto covered = static_cast<unsigned int>(kHeader1Bytes + length);
   packet[covered] = Crc8(packet, covered, kCrcInitial);
   return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
 }
 
 int DataStore::WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length) {
-  if (!FitsPacket(length)) return 0;
+  if (RefuseNull(data, "WritePacket2") || !FitsPacket(length)) return 0;
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_2;
   packet[1] = static_cast<unsigned char>(tick);
   packet[2] = static_cast<unsigned char>(length);
-  AppendItems(packet, kHeader2Bytes, data, length);
+  memcpy(packet + kHeader2Bytes, data, length);
   const auto covered = static_cast<unsigned int>(kHeader2Bytes + length);
   packet[covered] = Crc8(packet, covered, kCrcInitial);
   return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
 }
 
 int DataStore::WritePacketCont(const unsigned char* data, unsigned int length) {
-  if (!FitsPacket(length)) return 0;
+  if (RefuseNull(data, "WritePacketCont") || !FitsPacket(length)) return 0;
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_CONT;
   packet[1] = static_cast<unsigned char>(length);
-  AppendItems(packet, kHeaderContBytes, data, length);
+  memcpy(packet + kHeaderContBytes, data, length);
   // Deliberate: the CRC covers the packet's first L bytes only, which leaves
   // out the last two item bytes. Readers and files in the field agree on it.
   packet[kHeaderContBytes + length] = Crc8(packet, length, kCrcInitial);

@@ -18,8 +18,6 @@ constexpr unsigned short kMacSlack = 2;
 constexpr unsigned short kTimeZoneSlack = 4;
 constexpr unsigned short kStringSlack = 2;
 
-constexpr e_CONFIG_LIST kEndOfList = 0xFF;
-
 constexpr PolicyRow Bool(e_CONFIG_LIST id, const char* name, BoolItem SystemInfo::*field) {
   PolicyRow row{id, PolicyType::kBool, name};
   row.system_bool = field;
@@ -60,88 +58,182 @@ using V = VideoRecordingSettings;
 // have always been printed ("stio", "data" for date). Behind the end row stand
 // the policies that have a field and no name.
 constexpr PolicyRow kPolicies[] = {
-    NameOnly(1, PolicyType::kUInt8, "number dvd archives"),
-    Bool(2, "allow power off when vehicle on", &S::allow_power_off_when_vehicle_on),
-    NameOnly(3, PolicyType::kBool, "always record when vehicle on"),
-    Bool(4, "auto power off when vehicle off", &S::auto_power_off),
-    Bool(5, "auto power on when vehicle on", &S::auto_power_on),
-    NameOnly(6, PolicyType::kBool, "allow turn mic off when recording"),
-    NameOnly(7, PolicyType::kBool, "always act. both mics on record"),
-    Bool(8, "force cabin mic on", &S::force_cabin_mic_on),
-    Bool(80, "charge wireless mic when system off", &S::charge_wireless_mic_when_off),
-    Permission(14, "permit set time", &Permissions::set_time),
-    NameOnly(9, PolicyType::kBool, "permit add/del officer"),
-    NameOnly(10, PolicyType::kBool, "permit enter dep. name"),
-    NameOnly(11, PolicyType::kBool, "permit enter vehicle id"),
-    NameOnly(12, PolicyType::kBool, "permit mng rec start/stop"),
-    NameOnly(13, PolicyType::kBool, "permit set cam. auto zoom"),
-    NameOnly(15, PolicyType::kBool, "permit set pre/post event times"),
-    NameOnly(16, PolicyType::kBool, "permit set text fields"),
-    NameOnly(17, PolicyType::kBool, "permit set video qual"),
-    NameOnly(18, PolicyType::kBool, "permit set up input dev"),
-    NameOnly(19, PolicyType::kBool, "permit disc reuse"),
-    Bool(20, "start on aux input", &S::start_on_aux_input),
-    Bool(21, "start on emerg lights", &S::start_on_emergency_lights),
-    Bool(22, "start excessive patrol speed", &S::start_on_excessive_speed),
-    NameOnly(23, PolicyType::kBool, "stio trigger conf"),
-    Bool(24, "start on siren", &S::start_on_siren),
-    Bool(25, "start on crash", &S::start_on_crash),
-    Bool(26, "start on wireless mic activate", &S::start_on_wireless_mic),
-    Bool(28, "display disc usage", &S::display_disc_usage),
-    Bool(29, "record patrol car speed", &S::record_patrol_speed),
-    Bool(30, "record department name", &S::record_department_name),
-    Bool(31, "record brake status", &S::record_brake),
-    Bool(32, "record aux status", &S::record_aux_input),
-    NameOnly(33, PolicyType::kBool, "record lights and siren status"),
-    Bool(34, "record officer name", &S::record_officer_name),
-    Bool(35, "record wireless mic status", &S::record_wireless_mic),
-    Bool(36, "record patrol vehicle id", &S::record_vehicle_id),
-    Bool(37, "record radar speeds", &S::record_radar_speeds),
-    Bool(38, "record gps coords", &S::record_gps),
-    Bool(39, "record time and data", &S::record_time_and_date),
-    Bool(40, "record crash status", &S::record_crash),
-    Bool(41, "display fast lock speeds", &S::display_fast_lock_speeds),
-    Bool(48, "display patrol speeds", &S::display_patrol_speeds),
-    Bool(49, "display target speeds", &S::display_target_speeds),
-    Bool(50, "record lights status", &S::record_emergency_lights),
-    Bool(51, "record siren status", &S::record_siren),
-    NameOnly(64, PolicyType::kUInt8, "video bit rate high quality channel"),
-    NameOnly(65, PolicyType::kUInt8, "video bit rate low quality channel"),
-    NameOnly(68, PolicyType::kUInt8, "start on patrol speed"),
-    Number(69, PolicyType::kUInt8, "auto stop record time", &S::auto_stop_record_time),
-    Number(66, PolicyType::kUInt16, "pre event time", &S::pre_event_time),
-    Number(67, PolicyType::kUInt16, "post event time", &S::post_event_time),
-    Bool(81, "allow turn wireless mic 1 off when recording", &S::allow_wireless_mic_1_off),
-    Bool(82, "allow turn cabin mic off when recording", &S::allow_cabin_mic_off),
-    Bool(83, "always act. wireless mic on record", &S::activate_wireless_mic_on_record),
-    Bool(84, "always act. cabin mic on record", &S::activate_cabin_mic_on_record),
-    Bool(96, "allow turn wireless mic 2 off when recording", &S::allow_wireless_mic_2_off),
-    Bool(97, "allow turn wireless aux off when recording", &S::allow_aux_mic_off),
-    Bool(85, "always act. aux on record", &S::activate_aux_mic_on_record),
-    Bool(86, "force aux Mic on", &S::force_aux_mic_on),
-    Bool(98, "record speed in metadata", &S::record_speed_in_metadata),
-    RecordingBool(99, "split screen mode", &V::split_screen_mode),
-    RecordingBool(100, "critical event rules", &V::critical_event_rules),
-    RecordingBool(101, "split large events", &V::split_large_events),
-    RecordingNumber(102, "maximum recording size in GB", &V::maximum_recording_size_gb),
-    NameOnly(kEndOfList, PolicyType::kBool, "(unknown)"),
-    Bool(70, "(unknown)", &S::policy_70),
-    Bool(71, "(unknown)", &S::policy_71),
+    NameOnly(CONFIG_NUMBER_DVD_ARCHIVES, PolicyType::kUInt8, "number dvd archives"),
+    Bool(CONFIG_ALLOW_POWER_OFF_WHEN_VEHICLE_ON, "allow power off when vehicle on",
+         &S::allow_power_off_when_vehicle_on),
+    NameOnly(CONFIG_ALWAYS_RECORD_WHEN_VEHICLE_ON, PolicyType::kBool,
+             "always record when vehicle on"),
+    Bool(CONFIG_AUTO_POWER_OFF, "auto power off when vehicle off", &S::auto_power_off),
+    Bool(CONFIG_AUTO_POWER_ON, "auto power on when vehicle on", &S::auto_power_on),
+    NameOnly(CONFIG_ALLOW_MIC_OFF, PolicyType::kBool, "allow turn mic off when recording"),
+    NameOnly(CONFIG_ACTIVATE_BOTH_MICS_ON_RECORD, PolicyType::kBool,
+             "always act. both mics on record"),
+    Bool(CONFIG_FORCE_CABIN_MIC_ON, "force cabin mic on", &S::force_cabin_mic_on),
+    Bool(CONFIG_CHARGE_WIRELESS_MIC_WHEN_OFF, "charge wireless mic when system off",
+         &S::charge_wireless_mic_when_off),
+    Permission(CONFIG_PERMIT_SET_TIME, "permit set time", &Permissions::set_time),
+    NameOnly(CONFIG_PERMIT_OFFICER, PolicyType::kBool, "permit add/del officer"),
+    NameOnly(CONFIG_PERMIT_DEPARTMENT_NAME, PolicyType::kBool, "permit enter dep. name"),
+    NameOnly(CONFIG_PERMIT_VEHICLE_ID, PolicyType::kBool, "permit enter vehicle id"),
+    NameOnly(CONFIG_PERMIT_RECORD_START_STOP, PolicyType::kBool, "permit mng rec start/stop"),
+    NameOnly(CONFIG_PERMIT_CAMERA_AUTO_ZOOM, PolicyType::kBool, "permit set cam. auto zoom"),
+    NameOnly(CONFIG_PERMIT_EVENT_TIMES, PolicyType::kBool, "permit set pre/post event times"),
+    NameOnly(CONFIG_PERMIT_TEXT_FIELDS, PolicyType::kBool, "permit set text fields"),
+    NameOnly(CONFIG_PERMIT_VIDEO_QUALITY, PolicyType::kBool, "permit set video qual"),
+    NameOnly(CONFIG_PERMIT_INPUT_DEVICES, PolicyType::kBool, "permit set up input dev"),
+    NameOnly(CONFIG_PERMIT_DISC_REUSE, PolicyType::kBool, "permit disc reuse"),
+    Bool(CONFIG_START_ON_AUX_INPUT, "start on aux input", &S::start_on_aux_input),
+    Bool(CONFIG_START_ON_EMERGENCY_LIGHTS, "start on emerg lights", &S::start_on_emergency_lights),
+    Bool(CONFIG_START_ON_EXCESSIVE_SPEED, "start excessive patrol speed",
+         &S::start_on_excessive_speed),
+    NameOnly(CONFIG_TRIGGER_CONFIGURATION, PolicyType::kBool, "stio trigger conf"),
+    Bool(CONFIG_START_ON_SIREN, "start on siren", &S::start_on_siren),
+    Bool(CONFIG_START_ON_CRASH, "start on crash", &S::start_on_crash),
+    Bool(CONFIG_START_ON_WIRELESS_MIC, "start on wireless mic activate", &S::start_on_wireless_mic),
+    Bool(CONFIG_DISPLAY_DISC_USAGE, "display disc usage", &S::display_disc_usage),
+    Bool(CONFIG_RECORD_PATROL_SPEED, "record patrol car speed", &S::record_patrol_speed),
+    Bool(CONFIG_RECORD_DEPARTMENT_NAME, "record department name", &S::record_department_name),
+    Bool(CONFIG_RECORD_BRAKE, "record brake status", &S::record_brake),
+    Bool(CONFIG_RECORD_AUX_INPUT, "record aux status", &S::record_aux_input),
+    NameOnly(CONFIG_RECORD_LIGHTS_AND_SIREN, PolicyType::kBool, "record lights and siren status"),
+    Bool(CONFIG_RECORD_OFFICER_NAME, "record officer name", &S::record_officer_name),
+    Bool(CONFIG_RECORD_WIRELESS_MIC, "record wireless mic status", &S::record_wireless_mic),
+    Bool(CONFIG_RECORD_VEHICLE_ID, "record patrol vehicle id", &S::record_vehicle_id),
+    Bool(CONFIG_RECORD_RADAR_SPEEDS, "record radar speeds", &S::record_radar_speeds),
+    Bool(CONFIG_RECORD_GPS, "record gps coords", &S::record_gps),
+    Bool(CONFIG_RECORD_TIME_AND_DATE, "record time and data", &S::record_time_and_date),
+    Bool(CONFIG_RECORD_CRASH, "record crash status", &S::record_crash),
+    Bool(CONFIG_DISPLAY_FAST_LOCK_SPEEDS, "display fast lock speeds", &S::display_fast_lock_speeds),
+    Bool(CONFIG_DISPLAY_PATROL_SPEEDS, "display patrol speeds", &S::display_patrol_speeds),
+    Bool(CONFIG_DISPLAY_TARGET_SPEEDS, "display target speeds", &S::display_target_speeds),
+    Bool(CONFIG_RECORD_EMERGENCY_LIGHTS, "record lights status", &S::record_emergency_lights),
+    Bool(CONFIG_RECORD_SIREN, "record siren status", &S::record_siren),
+    NameOnly(CONFIG_VIDEO_BIT_RATE_HIGH, PolicyType::kUInt8, "video bit rate high quality channel"),
+    NameOnly(CONFIG_VIDEO_BIT_RATE_LOW, PolicyType::kUInt8, "video bit rate low quality channel"),
+    NameOnly(CONFIG_START_ON_PATROL_SPEED, PolicyType::kUInt8, "start on patrol speed"),
+    Number(CONFIG_AUTO_STOP_RECORD_TIME, PolicyType::kUInt8, "auto stop record time",
+           &S::auto_stop_record_time),
+    Number(CONFIG_PRE_EVENT_TIME, PolicyType::kUInt16, "pre event time", &S::pre_event_time),
+    Number(CONFIG_POST_EVENT_TIME, PolicyType::kUInt16, "post event time", &S::post_event_time),
+    Bool(CONFIG_ALLOW_WIRELESS_MIC_1_OFF, "allow turn wireless mic 1 off when recording",
+         &S::allow_wireless_mic_1_off),
+    Bool(CONFIG_ALLOW_CABIN_MIC_OFF, "allow turn cabin mic off when recording",
+         &S::allow_cabin_mic_off),
+    Bool(CONFIG_ACTIVATE_WIRELESS_MIC_ON_RECORD, "always act. wireless mic on record",
+         &S::activate_wireless_mic_on_record),
+    Bool(CONFIG_ACTIVATE_CABIN_MIC_ON_RECORD, "always act. cabin mic on record",
+         &S::activate_cabin_mic_on_record),
+    Bool(CONFIG_ALLOW_WIRELESS_MIC_2_OFF, "allow turn wireless mic 2 off when recording",
+         &S::allow_wireless_mic_2_off),
+    Bool(CONFIG_ALLOW_AUX_MIC_OFF, "allow turn wireless aux off when recording",
+         &S::allow_aux_mic_off),
+    Bool(CONFIG_ACTIVATE_AUX_MIC_ON_RECORD, "always act. aux on record",
+         &S::activate_aux_mic_on_record),
+    Bool(CONFIG_FORCE_AUX_MIC_ON, "force aux Mic on", &S::force_aux_mic_on),
+    Bool(CONFIG_RECORD_SPEED_IN_METADATA, "record speed in metadata", &S::record_speed_in_metadata),
+    RecordingBool(CONFIG_SPLIT_SCREEN_MODE, "split screen mode", &V::split_screen_mode),
+    RecordingBool(CONFIG_CRITICAL_EVENT_RULES, "critical event rules", &V::critical_event_rules),
+    RecordingBool(CONFIG_SPLIT_LARGE_EVENTS, "split large events", &V::split_large_events),
+    RecordingNumber(CONFIG_MAXIMUM_RECORDING_SIZE_GB, "maximum recording size in GB",
+                    &V::maximum_recording_size_gb),
+    NameOnly(CONFIG_LIST_END, PolicyType::kBool, "(unknown)"),
+    Bool(CONFIG_POLICY_70, "(unknown)", &S::policy_70),
+    Bool(CONFIG_POLICY_71, "(unknown)", &S::policy_71),
 };
 
 // The order in which the whole configuration is written.
-constexpr e_CONFIG_LIST kDumpOrder[] = {83, 84, 8,  80, 82, 81, 96, 97, 85, 86, 28, 29, 30, 31,
-                                        32, 50, 51, 34, 35, 36, 37, 38, 39, 40, 20, 21, 22, 24,
-                                        25, 26, 69, 70, 71, 4,  5,  2,  41, 48, 49, 66, 67, 98};
+constexpr e_CONFIG_LIST kDumpOrder[] = {
+    CONFIG_ACTIVATE_WIRELESS_MIC_ON_RECORD,
+    CONFIG_ACTIVATE_CABIN_MIC_ON_RECORD,
+    CONFIG_FORCE_CABIN_MIC_ON,
+    CONFIG_CHARGE_WIRELESS_MIC_WHEN_OFF,
+    CONFIG_ALLOW_CABIN_MIC_OFF,
+    CONFIG_ALLOW_WIRELESS_MIC_1_OFF,
+    CONFIG_ALLOW_WIRELESS_MIC_2_OFF,
+    CONFIG_ALLOW_AUX_MIC_OFF,
+    CONFIG_ACTIVATE_AUX_MIC_ON_RECORD,
+    CONFIG_FORCE_AUX_MIC_ON,
+    CONFIG_DISPLAY_DISC_USAGE,
+    CONFIG_RECORD_PATROL_SPEED,
+    CONFIG_RECORD_DEPARTMENT_NAME,
+    CONFIG_RECORD_BRAKE,
+    CONFIG_RECORD_AUX_INPUT,
+    CONFIG_RECORD_EMERGENCY_LIGHTS,
+    CONFIG_RECORD_SIREN,
+    CONFIG_RECORD_OFFICER_NAME,
+    CONFIG_RECORD_WIRELESS_MIC,
+    CONFIG_RECORD_VEHICLE_ID,
+    CONFIG_RECORD_RADAR_SPEEDS,
+    CONFIG_RECORD_GPS,
+    CONFIG_RECORD_TIME_AND_DATE,
+    CONFIG_RECORD_CRASH,
+    CONFIG_START_ON_AUX_INPUT,
+    CONFIG_START_ON_EMERGENCY_LIGHTS,
+    CONFIG_START_ON_EXCESSIVE_SPEED,
+    CONFIG_START_ON_SIREN,
+    CONFIG_START_ON_CRASH,
+    CONFIG_START_ON_WIRELESS_MIC,
+    CONFIG_AUTO_STOP_RECORD_TIME,
+    CONFIG_POLICY_70,
+    CONFIG_POLICY_71,
+    CONFIG_AUTO_POWER_OFF,
+    CONFIG_AUTO_POWER_ON,
+    CONFIG_ALLOW_POWER_OFF_WHEN_VEHICLE_ON,
+    CONFIG_DISPLAY_FAST_LOCK_SPEEDS,
+    CONFIG_DISPLAY_PATROL_SPEEDS,
+    CONFIG_DISPLAY_TARGET_SPEEDS,
+    CONFIG_PRE_EVENT_TIME,
+    CONFIG_POST_EVENT_TIME,
+    CONFIG_RECORD_SPEED_IN_METADATA,
+};
 // Deliberate: the order in which changes are written is another one; existing
 // recordings show both. So is that 70 and 71 stand among the numbers, here and in
 // the dump, while they are held as truth values. Between the two halves the GPS and the radar are
 // checked.
-constexpr e_CONFIG_LIST kChangeOrder[] = {82, 81, 96, 97, 83, 85, 84, 8,  86, 80, 28, 29,
-                                          39, 34, 35, 36, 30, 50, 51, 37, 38, 31, 32, 40,
-                                          20, 21, 22, 24, 25, 26, 69, 70, 71, 4,  5,  2};
-constexpr e_CONFIG_LIST kChangeOrderAfterChecks[] = {41, 48, 49, 66, 67, 98};
-constexpr e_CONFIG_LIST kRecordingOrder[] = {99, 100, 101, 102};
+constexpr e_CONFIG_LIST kChangeOrder[] = {
+    CONFIG_ALLOW_CABIN_MIC_OFF,
+    CONFIG_ALLOW_WIRELESS_MIC_1_OFF,
+    CONFIG_ALLOW_WIRELESS_MIC_2_OFF,
+    CONFIG_ALLOW_AUX_MIC_OFF,
+    CONFIG_ACTIVATE_WIRELESS_MIC_ON_RECORD,
+    CONFIG_ACTIVATE_AUX_MIC_ON_RECORD,
+    CONFIG_ACTIVATE_CABIN_MIC_ON_RECORD,
+    CONFIG_FORCE_CABIN_MIC_ON,
+    CONFIG_FORCE_AUX_MIC_ON,
+    CONFIG_CHARGE_WIRELESS_MIC_WHEN_OFF,
+    CONFIG_DISPLAY_DISC_USAGE,
+    CONFIG_RECORD_PATROL_SPEED,
+    CONFIG_RECORD_TIME_AND_DATE,
+    CONFIG_RECORD_OFFICER_NAME,
+    CONFIG_RECORD_WIRELESS_MIC,
+    CONFIG_RECORD_VEHICLE_ID,
+    CONFIG_RECORD_DEPARTMENT_NAME,
+    CONFIG_RECORD_EMERGENCY_LIGHTS,
+    CONFIG_RECORD_SIREN,
+    CONFIG_RECORD_RADAR_SPEEDS,
+    CONFIG_RECORD_GPS,
+    CONFIG_RECORD_BRAKE,
+    CONFIG_RECORD_AUX_INPUT,
+    CONFIG_RECORD_CRASH,
+    CONFIG_START_ON_AUX_INPUT,
+    CONFIG_START_ON_EMERGENCY_LIGHTS,
+    CONFIG_START_ON_EXCESSIVE_SPEED,
+    CONFIG_START_ON_SIREN,
+    CONFIG_START_ON_CRASH,
+    CONFIG_START_ON_WIRELESS_MIC,
+    CONFIG_AUTO_STOP_RECORD_TIME,
+    CONFIG_POLICY_70,
+    CONFIG_POLICY_71,
+    CONFIG_AUTO_POWER_OFF,
+    CONFIG_AUTO_POWER_ON,
+    CONFIG_ALLOW_POWER_OFF_WHEN_VEHICLE_ON,
+};
+constexpr e_CONFIG_LIST kChangeOrderAfterChecks[] = {
+    CONFIG_DISPLAY_FAST_LOCK_SPEEDS, CONFIG_DISPLAY_PATROL_SPEEDS, CONFIG_DISPLAY_TARGET_SPEEDS,
+    CONFIG_PRE_EVENT_TIME,           CONFIG_POST_EVENT_TIME,       CONFIG_RECORD_SPEED_IN_METADATA};
+constexpr e_CONFIG_LIST kRecordingOrder[] = {CONFIG_SPLIT_SCREEN_MODE, CONFIG_CRITICAL_EVENT_RULES,
+                                             CONFIG_SPLIT_LARGE_EVENTS,
+                                             CONFIG_MAXIMUM_RECORDING_SIZE_GB};
 
 }  // namespace
 
@@ -155,7 +247,7 @@ const PolicyRow* FindPolicy(e_CONFIG_LIST id) {
 
 const char* PolicyName(e_CONFIG_LIST id) {
   const PolicyRow* row = kPolicies;
-  while (row->id != id && row->id != kEndOfList) ++row;
+  while (row->id != id && row->id != CONFIG_LIST_END) ++row;
   return row->name;
 }
 
@@ -310,10 +402,11 @@ void DataStore::ReportVideoRecordingSettings(const VideoRecordingSettings& setti
 
 int DataStore::StoreConfigItem8(const BIN_POLICY_8_T* item) {
   if (item == nullptr) return 0;
+  const auto id = static_cast<e_CONFIG_LIST>(item->id);
   unsigned char value = item->value;
-  const PolicyRow* const row = FindPolicy(item->id);
+  const PolicyRow* const row = FindPolicy(id);
   if (row == nullptr) {
-    VMR_LOG(kLogError, "Invalid config " << std::hex << static_cast<unsigned int>(item->id));
+    VMR_LOG(kLogError, "Invalid config " << std::hex << static_cast<unsigned int>(id));
     value = 0;  // Deliberate: a rejected policy is printed as 0, whatever it carried
   } else if (UIntItem* const number = row->Number(mirror_.policy)) {
     number->value = value;
@@ -321,8 +414,7 @@ int DataStore::StoreConfigItem8(const BIN_POLICY_8_T* item) {
     row->Bool(mirror_.policy)->value = value != 0;
   }
   if (Viewing())
-    std::printf("[Tag=Policy8, TagNo=0x18, PolicyId=0x%02X, %s=%d]", item->id, PolicyName(item->id),
-                value);
+    std::printf("[Tag=Policy8, TagNo=0x18, PolicyId=0x%02X, %s=%d]", id, PolicyName(id), value);
   return static_cast<int>(kPolicy8Bytes);
 }
 
@@ -332,7 +424,7 @@ void DataStore::StoreConfigSettingsValid(bool valid, e_Tag tag) {
 }
 
 void DecodePolicy8(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_POLICY_8_T policy{item[1], item[2]};
+  const auto policy = AsRecord<BIN_POLICY_8_T>(item);
   out.StoreConfigItem8(&policy);
 }
 

@@ -72,6 +72,7 @@ void PrintReading(const RADAR_DESC_T& radar, unsigned char id, unsigned short lo
 }  // namespace
 
 RADAR_DESC_T* DataStore::FindRadarDesc(RADAR_DESC_T* table, unsigned char id) {
+  if (RefuseNull(table, "FindRadarDesc")) return nullptr;
   return device_table::Find(table, kRadarCount, id);
 }
 
@@ -119,7 +120,7 @@ void DataStore::CheckRadarConfig(bool write) {
 void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned short fastestSpeed,
                             unsigned short targetSpeed, e_RADAR_DIRECTION direction, bool write,
                             unsigned int systemTick, e_Tag tag) {
-  RADAR_DESC_T* const entry = KnownRadar(id);
+  RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
     LogUnknownRadar(id);
     return;
@@ -147,10 +148,6 @@ void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned
   if (Viewing()) PrintReading(*entry, id, lockSpeed, fastestSpeed, tag);
 }
 
-RADAR_DESC_T* DataStore::KnownRadar(unsigned char id) {
-  return device_table::Known(mirror_.radar.radars, kRadarCount, id);
-}
-
 void DataStore::LogUnknownRadar(unsigned char id) const {
   // Deliberate: the id is shown as one raw character.
   if (Type() == DATA_STORE_NORMAL)
@@ -158,7 +155,7 @@ void DataStore::LogUnknownRadar(unsigned char id) const {
 }
 
 void DataStore::ReportRadarState(unsigned char id, bool connected, bool write) {
-  RADAR_DESC_T* const entry = KnownRadar(id);
+  RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
     LogUnknownRadar(id);
     // Deliberate: printed whether or not anybody views.
@@ -215,6 +212,7 @@ void DataStore::WriteRadarDataTarget(const RADAR_DESC_T& desc, unsigned short sl
 }
 
 void DataStore::StoreRadarData(const BIN_RADAR_DATA_T* item, e_Tag tag) {
+  if (RefuseNull(item, "StoreRadarData")) return;
   const auto id = static_cast<unsigned char>(tag - TAG_RADAR_DATA + kFirstTaggedId);
   ReportRadar(id, TenBits(item->packed, kLockShift, item->lock),
               TenBits(item->packed, kFastestShift, item->fastest),
@@ -229,7 +227,7 @@ void DecodeRadarDesc(DataStore& out, const unsigned char* item, DecodeResult& /*
 }
 
 void DecodeRadarData(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  const BIN_RADAR_DATA_T data{item[1], item[2], item[3], item[4]};
+  const auto data = AsRecord<BIN_RADAR_DATA_T>(item);
   out.StoreRadarData(&data, static_cast<e_Tag>(item[0]));
 }
 

@@ -65,11 +65,13 @@ inline constexpr std::size_t kRadarStateBytes = 1 + 1;
 //    d      direction, bit 7; l lock, bits 6..5; f fastest, 4..3; t target, 2..1
 inline constexpr std::size_t kRadarDataBytes = 1 + 1 + 1 + 1 + 1;
 struct BIN_RADAR_DATA_T {
-  unsigned char packed;
-  unsigned char lock;
-  unsigned char fastest;
-  unsigned char target;
+  unsigned char tag;
+  unsigned char packed;   // direction, and bits 9..8 of each speed
+  unsigned char lock;     // bits 7..0
+  unsigned char fastest;  // bits 7..0
+  unsigned char target;   // bits 7..0
 };
+static_assert(sizeof(BIN_RADAR_DATA_T) == kRadarDataBytes);
 
 // RadarTarget item: only the target moved, and it is below 251. Tick-stamped,
 // slack 1.

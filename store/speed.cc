@@ -49,6 +49,7 @@ void PrintSpeedValue(std::uint32_t speed) {
 }
 
 SPEED_DESC_T* DataStore::FindSpeedDesc(SPEED_DESC_T* table, unsigned char id) {
+  if (RefuseNull(table, "FindSpeedDesc")) return nullptr;
   return device_table::Find(table, kSpeedDeviceCount, id);
 }
 
@@ -107,7 +108,7 @@ void DataStore::CheckGpsSpeedConfig(bool write) {
 
 void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
                             unsigned int systemTick, e_Tag tag) {
-  SPEED_DESC_T* const entry = KnownSpeedDevice(id);
+  SPEED_DESC_T* const entry = FindSpeedDesc(mirror_.speed.devices, id);
   if (entry == nullptr) {
     // Deliberate: the id is shown as one raw character, here and below.
     if (Type() == DATA_STORE_NORMAL)
@@ -136,11 +137,7 @@ void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
 }
 
 void DataStore::ReportValidSpeed(unsigned char id, bool valid) {
-  if (SPEED_DESC_T* const entry = KnownSpeedDevice(id)) entry->valid = valid;
-}
-
-SPEED_DESC_T* DataStore::KnownSpeedDevice(unsigned char id) {
-  return device_table::Known(mirror_.speed.devices, kSpeedDeviceCount, id);
+  if (SPEED_DESC_T* const entry = FindSpeedDesc(mirror_.speed.devices, id)) entry->valid = valid;
 }
 
 void DataStore::WriteSpeedDesc(const SPEED_DESC_T& desc) {

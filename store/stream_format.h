@@ -142,6 +142,13 @@ enum e_Tag : unsigned char {
   TAG_TEST = 0xF1,
 };
 
+// The records BIN_..._T in the families' headers are items as they lie in a
+// packet: the tag first, bytes alone, so that no field needs an alignment and
+// nothing is padded, whatever the machine. Numbers of several bytes are taken
+// out with store/bytes.h. A text's count is one byte, and behind a record's head
+// there is room for the longest; only so many bytes as it counts are looked at.
+inline constexpr std::size_t kMaxItemTextBytes = 255;
+
 // The tag dictionary as a store keeps it: the packet above, room for the
 // largest. On disk only the first 2N + 3 bytes appear.
 struct DICTIONARY_T {

@@ -1,4 +1,5 @@
 // The periodic side of a store: clock changes, hourly dumps and due flushes.
+#include <algorithm>
 #include <cstdlib>
 
 #include "host/wall_clock.h"
@@ -15,11 +16,19 @@ constexpr unsigned int kTicksBetweenClockChecks = 3;
 constexpr unsigned int kTicksBetweenDumps = 7201;  // just over an hour
 constexpr long long kToleratedClockError_s = 1;
 
+constexpr unsigned int kTicksADay = 24 * 60 * 60 * 2;
+
 // Wall-clock seconds at `tick` when they were `base_time` at `base_tick`.
 // Wraps as a signed 32-bit number.
 std::int32_t TimeAtTick(const TimeMirror& base, unsigned int tick) {
   const std::uint32_t elapsed_s = (tick - base.base_tick) >> 1;
   return static_cast<std::int32_t>(elapsed_s + static_cast<std::uint32_t>(base.base_time));
+}
+
+// Whether `tick` comes before `highest` in the host's count. A lower number that
+// is at most a day ahead of it does not: 32 bits of ticks have run out.
+bool IsBefore(unsigned int tick, unsigned int highest) {
+  return tick < highest && tick - highest > kTicksADay;
 }
 
 }  // namespace
@@ -50,10 +59,23 @@ void DataStore::CheckWallClock(unsigned int sysTick, std::int32_t wall_clock) {
 }
 
 void DataStore::DumpWhenDue(unsigned int sysTick) {
-  const bool due = sysTick - full_state_tick_ > kTicksBetweenDumps;
-  if (!due || !mirror_.policy.configuration_valid) return;
+  if (!IsDumpDue(sysTick) || !mirror_.policy.configuration_valid) return;
   VMR_LOG(kLogEachItem, "It's been an hour since last full state write - writing");
   WriteFullState(true);
+}
+
+// A tick that went back is not an hour past the last dump, though the unsigned
+// difference says so: every such tick would write the whole state again. The hour
+// counts from the lowest of them, until they are back where they were.
+bool DataStore::IsDumpDue(unsigned int sysTick) {
+  if (!IsBefore(sysTick, highest_tick_)) {
+    highest_tick_ = sysTick;
+    lowest_tick_since_ = kNoTick;
+    return sysTick - full_state_tick_ > kTicksBetweenDumps;
+  }
+  ticks_went_back_ = true;
+  lowest_tick_since_ = std::min(lowest_tick_since_, sysTick);
+  return sysTick - lowest_tick_since_ > kTicksBetweenDumps;
 }
 
 void DataStore::FlushWhenDue(unsigned int sysTick, std::int32_t wall_clock) {

@@ -12,10 +12,17 @@ constexpr char kEmptyDump[] =
     "       hex:\n"
     " printable:\n";
 
-TEST(Dump, ACountOfZeroPrintsBothLabelsAlone) { EXPECT_EQ(Dumped({}), kEmptyDump); }
+TEST(Dump, ACountBelowOnePrintsBothLabelsAlone) {
+  for (const int count : {0, -1})
+    EXPECT_EQ(Printed([&] { MetadataReader::DebugPrint(B("41").data(), count); }), kEmptyDump);
+}
 
-TEST(Dump, ANegativeCountPrintsBothLabelsAlone) {
-  EXPECT_EQ(Printed([] { MetadataReader::DebugPrint(nullptr, -1); }), kEmptyDump);
+TEST(Dump, NullIsRefusedAndLogged) {
+  const CapturedLog log;
+  for (const int count : {-1, 0, 1})
+    EXPECT_EQ(Printed([&] { MetadataReader::DebugPrint(nullptr, count); }), "");
+  const LogEntry refused{kLogError, "MetadataReader.cc", "Null value passed to DebugPrint"};
+  EXPECT_THAT(log.Entries(), testing::ElementsAre(refused, refused, refused));
 }
 
 TEST(Dump, APrintableByteIsShownAsItself) {

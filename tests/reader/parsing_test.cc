@@ -269,6 +269,13 @@ TEST_F(Parsing, NumbersThatAreNoTagsAreIllegal) {
   }
 }
 
+TEST_F(Parsing, ANullItemIsRefusedAndLoggedAndNotPrinted) {
+  out.SetViewMode(kViewItems);
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(reader.ParseItem(out, nullptr), -1); }), "");
+  EXPECT_THAT(log.Entries(), testing::ElementsAre(LogEntry{kLogError, "MetadataReader.cc",
+                                                           "Null value passed to ParseItem"}));
+}
+
 TEST_F(Parsing, EveryByteAsATagIsDecodedInItsLengthOrIllegal) {
   for (int tag = 0; tag < 256; ++tag) {
     SCOPED_TRACE(tag);

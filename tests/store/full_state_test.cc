@@ -12,6 +12,7 @@
 namespace vmr::test {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 class FullState : public StoreTest {
@@ -267,6 +268,124 @@ TEST_F(FullState, TheHourSurvivesAWrapOfTheTick) {
   store.TimerTick(0xFFFFFF00u + 7201u);
   EXPECT_EQ(TimesDumped(), 0);
   store.TimerTick(0xFFFFFF00u + 7202u);
+  EXPECT_EQ(TimesDumped(), 1);
+}
+
+// ---- Ticks that go back ----------------------------------------------------------
+
+class TicksGoBack : public FullState {
+ protected:
+  TicksGoBack() { store.ReportConfiguration(false); }
+
+  // A timer tick of a unit whose own counter stands there too.
+  void UnitTickAt(unsigned int tick) {
+    host::HoldSystemTick(tick);
+    TickAt(tick);
+  }
+  void DumpAt(unsigned int tick) {
+    UnitTickAt(tick);
+    ASSERT_EQ(TimesDumped(), 1);
+    log.Clear();
+  }
+  // The ticks from `first` to `last` at which there was a dump.
+  template <typename Tick>
+  std::vector<unsigned int> DumpsFrom(unsigned int first, unsigned int last, Tick tick_at) {
+    std::vector<unsigned int> dumps;
+    for (unsigned int tick = first; tick != last + 1; ++tick) {
+      log.Clear();
+      tick_at(tick);
+      if (TimesDumped() > 0) dumps.push_back(tick);
+    }
+    return dumps;
+  }
+  std::vector<unsigned int> UnitDumpsFrom(unsigned int first, unsigned int last) {
+    return DumpsFrom(first, last, [this](unsigned int tick) { UnitTickAt(tick); });
+  }
+};
+
+TEST_F(TicksGoBack, ATickBelowTheOneBeforeItDoesNotDumpAgain) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(100000));
+  store.packets.clear();
+  for (int n = 0; n < 50; ++n) {
+    TickAt(99999);
+    TickAt(100000);
+  }
+  EXPECT_EQ(TimesDumped(), 0);
+  EXPECT_THAT(store.packets, IsEmpty());
+}
+
+TEST_F(TicksGoBack, NeitherDoTicksOfTwoCountersInTurn) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(100000));
+  for (unsigned int n = 1; n < 50; ++n) {
+    UnitTickAt(100000 + n);
+    UnitTickAt(n);
+  }
+  EXPECT_EQ(TimesDumped(), 0);
+}
+
+TEST_F(TicksGoBack, NorDoTicksThatGoBackOnAndOn) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(100000));
+  for (unsigned int n = 1; n < 100; ++n) UnitTickAt(100000 - n * 1000);
+  EXPECT_EQ(TimesDumped(), 0);
+}
+
+TEST_F(TicksGoBack, TheHourThenCountsFromTheLowestOfTheNewTicks) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(100000));
+  UnitTickAt(5000);
+  EXPECT_THAT(UnitDumpsFrom(50, 15000), ElementsAre(50 + 7202, 50 + 2 * 7202));
+}
+
+TEST_F(TicksGoBack, SoItDoesWhenTheUnitsOwnCounterStaysWhereItWas) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(100000));
+  EXPECT_THAT(DumpsFrom(50, 25000, [this](unsigned int tick) { TickAt(tick); }),
+              ElementsAre(50 + 7202, 50 + 2 * 7202, 50 + 3 * 7202));
+}
+
+TEST_F(TicksGoBack, AndFromADumpThatTheHostAsksFor) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(100000));
+  EXPECT_THAT(DumpsFrom(50, 7000, [this](unsigned int tick) { TickAt(tick); }), IsEmpty());
+  store.WriteFullState(true);
+  EXPECT_THAT(DumpsFrom(7001, 15000, [this](unsigned int tick) { TickAt(tick); }),
+              ElementsAre(7000 + 7202));
+}
+
+TEST_F(TicksGoBack, TicksThatAreBackWhereTheyWereGoOnWithTheirHour) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(100000));
+  EXPECT_THAT(UnitDumpsFrom(50, 7000), IsEmpty());
+  EXPECT_THAT(UnitDumpsFrom(100001, 107202), ElementsAre(100000 + 7202));
+}
+
+TEST_F(TicksGoBack, AWrapIsNoneOfThat) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(0xFFFFFF00));
+  EXPECT_THAT(UnitDumpsFrom(0xFFFFFF01, 15000),
+              ElementsAre(0xFFFFFF00 + 7202, 0xFFFFFF00 + 2 * 7202));
+}
+
+TEST_F(TicksGoBack, ADumpThatIsDueAtTheVeryWrapIsWritten) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(0U - 7202));
+  EXPECT_THAT(UnitDumpsFrom(0U - 7201, 0), ElementsAre(0));
+}
+
+TEST_F(TicksGoBack, AStepOfUpToADayOverTheWrapIsOneForward) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(0xFFFFFFFF));
+  UnitTickAt(172800 - 1);
+  EXPECT_EQ(TimesDumped(), 1);
+}
+
+TEST_F(TicksGoBack, ALongerOneIsACounterThatBeganAnew) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(0xFFFFFFFF));
+  EXPECT_THAT(UnitDumpsFrom(172800, 172800 + 7202), ElementsAre(172800 + 7202));
+}
+
+TEST_F(TicksGoBack, TheFirstTickOfAllIsCountedFromZeroHoweverLargeItIs) {
+  ASSERT_NO_FATAL_FAILURE(DumpAt(4000000000));
+  UnitTickAt(100);
+  EXPECT_EQ(TimesDumped(), 0);
+}
+
+TEST_F(TicksGoBack, NoStepForwardIsTooLarge) {
+  EXPECT_THAT(UnitDumpsFrom(0, 7201), IsEmpty());
+  UnitTickAt(4000000000);
   EXPECT_EQ(TimesDumped(), 1);
 }
 

@@ -198,8 +198,8 @@ TEST_F(GpsDecoding, ADeltaBeforeAnyPositionIsReportedAndDropped) {
 }
 
 TEST_F(GpsDecoding, ADeltaBeforeAnyPositionIsLoggedWhenAskedFor) {
-  const BIN_GPS_REL8_T rel8{1, 1};
-  const BIN_GPS_REL16_T rel16{1, 1};
+  const BIN_GPS_REL8_T rel8{TAG_GPS_REL8, 1, 1};
+  const BIN_GPS_REL16_T rel16{TAG_GPS_REL16, {1, 0}, {1, 0}};
   EXPECT_EQ(Printed([&] {
               store.StoreGpsData(&rel8, TAG_GPS_REL8, true);
               store.StoreGpsData(&rel16, TAG_GPS_REL16, true);

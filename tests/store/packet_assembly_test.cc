@@ -83,7 +83,7 @@ TEST_F(PacketAssembly, ContinuationOfOneByteHasItsCrcOverTheHeaderByteAlone) {
 }
 
 TEST_F(PacketAssembly, ContinuationOfNoBytesHasTheInitialValueAsCrc) {
-  store.WritePacketCont(nullptr, 0);
+  store.WritePacketCont(B("56").data(), 0);
   EXPECT_EQ(store.packets[0].bytes, B("82 00 FF"));
 }
 
@@ -97,8 +97,8 @@ TEST_F(PacketAssembly, ContinuationCrcLeavesOutTheLastTwoItemBytes) {
 }
 
 TEST_F(PacketAssembly, EmptyPacketsHaveLengthZero) {
-  store.WritePacket1(0x01020304, nullptr, 0);
-  store.WritePacket2(0x01020304, nullptr, 0);
+  store.WritePacket1(0x01020304, B("56").data(), 0);
+  store.WritePacket2(0x01020304, B("56").data(), 0);
   EXPECT_EQ(store.packets[0].bytes, WithCrc(B("80 04 03 02 01 00")));
   EXPECT_EQ(store.packets[1].bytes, WithCrc(B("81 04 00")));
 }
@@ -127,6 +127,18 @@ TEST_F(PacketAssembly, PacketWritersRefuseLengthsAbove255) {
   EXPECT_EQ(log.Count(kLogError, "DataStore.cc", "Refusing to write a packet of 256 item bytes"),
             2);
   EXPECT_TRUE(Logged(kLogError, "Refusing to write a packet of 300 item bytes"));
+}
+
+TEST_F(PacketAssembly, PacketWritersRefuseNullAndLogNothingElse) {
+  EXPECT_EQ(store.WritePacket1(kNoTick, nullptr, 0), 0);
+  EXPECT_EQ(store.WritePacket2(1, nullptr, 1), 0);
+  EXPECT_EQ(store.WritePacketCont(nullptr, 300), 0);
+  EXPECT_THAT(store.packets, IsEmpty());
+  EXPECT_THAT(
+      log.Entries(),
+      ElementsAre(LogEntry{kLogError, "DataStore.cc", "Null value passed to WritePacket1"},
+                  LogEntry{kLogError, "DataStore.cc", "Null value passed to WritePacket2"},
+                  LogEntry{kLogError, "DataStore.cc", "Null value passed to WritePacketCont"}));
 }
 
 TEST_F(PacketAssembly, PacketWritersReturnWhatTheStoreReturned) {

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <type_traits>
 
 #include "host/enum_to_string.h"
 #include "tests/support/store_fixture.h"
@@ -17,77 +18,78 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 struct Named {
-  int id;
+  e_CONFIG_LIST constant;
+  int id;    // on disk
   int type;  // 0 truth value, 1 and 2 number
   const char* name;
 };
 
 // The policy list, written out apart from the library's table.
 constexpr Named kList[] = {
-    {1, 1, "number dvd archives"},
-    {2, 0, "allow power off when vehicle on"},
-    {3, 0, "always record when vehicle on"},
-    {4, 0, "auto power off when vehicle off"},
-    {5, 0, "auto power on when vehicle on"},
-    {6, 0, "allow turn mic off when recording"},
-    {7, 0, "always act. both mics on record"},
-    {8, 0, "force cabin mic on"},
-    {80, 0, "charge wireless mic when system off"},
-    {14, 0, "permit set time"},
-    {9, 0, "permit add/del officer"},
-    {10, 0, "permit enter dep. name"},
-    {11, 0, "permit enter vehicle id"},
-    {12, 0, "permit mng rec start/stop"},
-    {13, 0, "permit set cam. auto zoom"},
-    {15, 0, "permit set pre/post event times"},
-    {16, 0, "permit set text fields"},
-    {17, 0, "permit set video qual"},
-    {18, 0, "permit set up input dev"},
-    {19, 0, "permit disc reuse"},
-    {20, 0, "start on aux input"},
-    {21, 0, "start on emerg lights"},
-    {22, 0, "start excessive patrol speed"},
-    {23, 0, "stio trigger conf"},
-    {24, 0, "start on siren"},
-    {25, 0, "start on crash"},
-    {26, 0, "start on wireless mic activate"},
-    {28, 0, "display disc usage"},
-    {29, 0, "record patrol car speed"},
-    {30, 0, "record department name"},
-    {31, 0, "record brake status"},
-    {32, 0, "record aux status"},
-    {33, 0, "record lights and siren status"},
-    {34, 0, "record officer name"},
-    {35, 0, "record wireless mic status"},
-    {36, 0, "record patrol vehicle id"},
-    {37, 0, "record radar speeds"},
-    {38, 0, "record gps coords"},
-    {39, 0, "record time and data"},
-    {40, 0, "record crash status"},
-    {41, 0, "display fast lock speeds"},
-    {48, 0, "display patrol speeds"},
-    {49, 0, "display target speeds"},
-    {50, 0, "record lights status"},
-    {51, 0, "record siren status"},
-    {64, 1, "video bit rate high quality channel"},
-    {65, 1, "video bit rate low quality channel"},
-    {68, 1, "start on patrol speed"},
-    {69, 1, "auto stop record time"},
-    {66, 2, "pre event time"},
-    {67, 2, "post event time"},
-    {81, 0, "allow turn wireless mic 1 off when recording"},
-    {82, 0, "allow turn cabin mic off when recording"},
-    {83, 0, "always act. wireless mic on record"},
-    {84, 0, "always act. cabin mic on record"},
-    {96, 0, "allow turn wireless mic 2 off when recording"},
-    {97, 0, "allow turn wireless aux off when recording"},
-    {85, 0, "always act. aux on record"},
-    {86, 0, "force aux Mic on"},
-    {98, 0, "record speed in metadata"},
-    {99, 0, "split screen mode"},
-    {100, 0, "critical event rules"},
-    {101, 0, "split large events"},
-    {102, 1, "maximum recording size in GB"},
+    {CONFIG_NUMBER_DVD_ARCHIVES, 1, 1, "number dvd archives"},
+    {CONFIG_ALLOW_POWER_OFF_WHEN_VEHICLE_ON, 2, 0, "allow power off when vehicle on"},
+    {CONFIG_ALWAYS_RECORD_WHEN_VEHICLE_ON, 3, 0, "always record when vehicle on"},
+    {CONFIG_AUTO_POWER_OFF, 4, 0, "auto power off when vehicle off"},
+    {CONFIG_AUTO_POWER_ON, 5, 0, "auto power on when vehicle on"},
+    {CONFIG_ALLOW_MIC_OFF, 6, 0, "allow turn mic off when recording"},
+    {CONFIG_ACTIVATE_BOTH_MICS_ON_RECORD, 7, 0, "always act. both mics on record"},
+    {CONFIG_FORCE_CABIN_MIC_ON, 8, 0, "force cabin mic on"},
+    {CONFIG_CHARGE_WIRELESS_MIC_WHEN_OFF, 80, 0, "charge wireless mic when system off"},
+    {CONFIG_PERMIT_SET_TIME, 14, 0, "permit set time"},
+    {CONFIG_PERMIT_OFFICER, 9, 0, "permit add/del officer"},
+    {CONFIG_PERMIT_DEPARTMENT_NAME, 10, 0, "permit enter dep. name"},
+    {CONFIG_PERMIT_VEHICLE_ID, 11, 0, "permit enter vehicle id"},
+    {CONFIG_PERMIT_RECORD_START_STOP, 12, 0, "permit mng rec start/stop"},
+    {CONFIG_PERMIT_CAMERA_AUTO_ZOOM, 13, 0, "permit set cam. auto zoom"},
+    {CONFIG_PERMIT_EVENT_TIMES, 15, 0, "permit set pre/post event times"},
+    {CONFIG_PERMIT_TEXT_FIELDS, 16, 0, "permit set text fields"},
+    {CONFIG_PERMIT_VIDEO_QUALITY, 17, 0, "permit set video qual"},
+    {CONFIG_PERMIT_INPUT_DEVICES, 18, 0, "permit set up input dev"},
+    {CONFIG_PERMIT_DISC_REUSE, 19, 0, "permit disc reuse"},
+    {CONFIG_START_ON_AUX_INPUT, 20, 0, "start on aux input"},
+    {CONFIG_START_ON_EMERGENCY_LIGHTS, 21, 0, "start on emerg lights"},
+    {CONFIG_START_ON_EXCESSIVE_SPEED, 22, 0, "start excessive patrol speed"},
+    {CONFIG_TRIGGER_CONFIGURATION, 23, 0, "stio trigger conf"},
+    {CONFIG_START_ON_SIREN, 24, 0, "start on siren"},
+    {CONFIG_START_ON_CRASH, 25, 0, "start on crash"},
+    {CONFIG_START_ON_WIRELESS_MIC, 26, 0, "start on wireless mic activate"},
+    {CONFIG_DISPLAY_DISC_USAGE, 28, 0, "display disc usage"},
+    {CONFIG_RECORD_PATROL_SPEED, 29, 0, "record patrol car speed"},
+    {CONFIG_RECORD_DEPARTMENT_NAME, 30, 0, "record department name"},
+    {CONFIG_RECORD_BRAKE, 31, 0, "record brake status"},
+    {CONFIG_RECORD_AUX_INPUT, 32, 0, "record aux status"},
+    {CONFIG_RECORD_LIGHTS_AND_SIREN, 33, 0, "record lights and siren status"},
+    {CONFIG_RECORD_OFFICER_NAME, 34, 0, "record officer name"},
+    {CONFIG_RECORD_WIRELESS_MIC, 35, 0, "record wireless mic status"},
+    {CONFIG_RECORD_VEHICLE_ID, 36, 0, "record patrol vehicle id"},
+    {CONFIG_RECORD_RADAR_SPEEDS, 37, 0, "record radar speeds"},
+    {CONFIG_RECORD_GPS, 38, 0, "record gps coords"},
+    {CONFIG_RECORD_TIME_AND_DATE, 39, 0, "record time and data"},
+    {CONFIG_RECORD_CRASH, 40, 0, "record crash status"},
+    {CONFIG_DISPLAY_FAST_LOCK_SPEEDS, 41, 0, "display fast lock speeds"},
+    {CONFIG_DISPLAY_PATROL_SPEEDS, 48, 0, "display patrol speeds"},
+    {CONFIG_DISPLAY_TARGET_SPEEDS, 49, 0, "display target speeds"},
+    {CONFIG_RECORD_EMERGENCY_LIGHTS, 50, 0, "record lights status"},
+    {CONFIG_RECORD_SIREN, 51, 0, "record siren status"},
+    {CONFIG_VIDEO_BIT_RATE_HIGH, 64, 1, "video bit rate high quality channel"},
+    {CONFIG_VIDEO_BIT_RATE_LOW, 65, 1, "video bit rate low quality channel"},
+    {CONFIG_START_ON_PATROL_SPEED, 68, 1, "start on patrol speed"},
+    {CONFIG_AUTO_STOP_RECORD_TIME, 69, 1, "auto stop record time"},
+    {CONFIG_PRE_EVENT_TIME, 66, 2, "pre event time"},
+    {CONFIG_POST_EVENT_TIME, 67, 2, "post event time"},
+    {CONFIG_ALLOW_WIRELESS_MIC_1_OFF, 81, 0, "allow turn wireless mic 1 off when recording"},
+    {CONFIG_ALLOW_CABIN_MIC_OFF, 82, 0, "allow turn cabin mic off when recording"},
+    {CONFIG_ACTIVATE_WIRELESS_MIC_ON_RECORD, 83, 0, "always act. wireless mic on record"},
+    {CONFIG_ACTIVATE_CABIN_MIC_ON_RECORD, 84, 0, "always act. cabin mic on record"},
+    {CONFIG_ALLOW_WIRELESS_MIC_2_OFF, 96, 0, "allow turn wireless mic 2 off when recording"},
+    {CONFIG_ALLOW_AUX_MIC_OFF, 97, 0, "allow turn wireless aux off when recording"},
+    {CONFIG_ACTIVATE_AUX_MIC_ON_RECORD, 85, 0, "always act. aux on record"},
+    {CONFIG_FORCE_AUX_MIC_ON, 86, 0, "force aux Mic on"},
+    {CONFIG_RECORD_SPEED_IN_METADATA, 98, 0, "record speed in metadata"},
+    {CONFIG_SPLIT_SCREEN_MODE, 99, 0, "split screen mode"},
+    {CONFIG_CRITICAL_EVENT_RULES, 100, 0, "critical event rules"},
+    {CONFIG_SPLIT_LARGE_EVENTS, 101, 0, "split large events"},
+    {CONFIG_MAXIMUM_RECORDING_SIZE_GB, 102, 1, "maximum recording size in GB"},
 };
 
 // Where each truth value of the unit's configuration is held.
@@ -173,32 +175,42 @@ class Policy : public StoreTest {
 // ---- Items ---------------------------------------------------------------------
 
 TEST_F(Policy, ItemIsWrittenToTheLastByteWithSlackTwo) {
-  store.WriteConfigBool(82, true);
+  store.WriteConfigBool(CONFIG_ALLOW_CABIN_MIC_OFF, true);
   EXPECT_THAT(Added(), ElementsAre("Add to Current packet size (3), newSlack (2)"));
-  store.WriteConfigBool(83, false);
-  store.WriteConfigInt8(69, 200);
+  store.WriteConfigBool(CONFIG_ACTIVATE_WIRELESS_MIC_ON_RECORD, false);
+  store.WriteConfigInt8(CONFIG_AUTO_STOP_RECORD_TIME, 200);
   EXPECT_EQ(Items(), B("18 52 01 18 53 00 18 45 C8"));
 }
 
 TEST_F(Policy, ATruthValueIsTakenAndWrittenWhenItDiffers) {
   BoolItem held;
-  store.WriteDiffBool(82, held, BoolItem{false});
+  store.WriteDiffBool(CONFIG_ALLOW_CABIN_MIC_OFF, held, BoolItem{false});
   EXPECT_THAT(Items(), IsEmpty());
-  store.WriteDiffBool(82, held, BoolItem{true});
+  store.WriteDiffBool(CONFIG_ALLOW_CABIN_MIC_OFF, held, BoolItem{true});
   EXPECT_TRUE(held.value);
-  store.WriteDiffBool(82, held, BoolItem{true});
+  store.WriteDiffBool(CONFIG_ALLOW_CABIN_MIC_OFF, held, BoolItem{true});
   EXPECT_EQ(Items(), B("18 52 01"));
 }
 
 TEST_F(Policy, WriteDiffUInt8OnNumbersThatDifferOnlyAboveTheLowByteStillWritesAnItem) {
   UIntItem held{0x105};
-  store.WriteDiffUInt8(102, held, UIntItem{0x205});
+  store.WriteDiffUInt8(CONFIG_MAXIMUM_RECORDING_SIZE_GB, held, UIntItem{0x205});
   EXPECT_EQ(held.value, 0x205u);
-  store.WriteDiffUInt8(102, held, UIntItem{0x205});
+  store.WriteDiffUInt8(CONFIG_MAXIMUM_RECORDING_SIZE_GB, held, UIntItem{0x205});
   EXPECT_EQ(Items(), B("18 66 05"));
 }
 
 // ---- The policy list -----------------------------------------------------------
+
+static_assert(std::is_enum_v<e_CONFIG_LIST> && std::is_convertible_v<e_CONFIG_LIST, int>);
+static_assert(sizeof(e_CONFIG_LIST) == 1, "an item has one byte for it");
+
+TEST_F(Policy, IdentifiersAreTheNumbersOnDisk) {
+  for (const Named& row : kList) EXPECT_EQ(row.constant, row.id) << row.name;
+  EXPECT_EQ(CONFIG_POLICY_70, 70);
+  EXPECT_EQ(CONFIG_POLICY_71, 71);
+  EXPECT_EQ(CONFIG_LIST_END, 255);
+}
 
 TEST_F(Policy, EveryIdentifierHasItsNameAndAnyOtherIsUnknown) {
   std::map<int, std::string> names;
@@ -276,7 +288,7 @@ TEST_F(Policy, EveryOtherIdentifierIsRejectedInHexadecimal) {
 }
 
 TEST_F(Policy, DecodingReturnsTheItemsLength) {
-  const BIN_POLICY_8_T known{82, 1}, rejected{1, 1};
+  const BIN_POLICY_8_T known{TAG_POLICY_8, 82, 1}, rejected{TAG_POLICY_8, 1, 1};
   EXPECT_EQ(store.StoreConfigItem8(&known), 3);
   EXPECT_EQ(store.StoreConfigItem8(&rejected), 3);
   EXPECT_EQ(store.StoreConfigItem8(nullptr), 0);

@@ -108,6 +108,12 @@ TEST_F(Radar, FindsTheFirstEntryWithAnId) {
   EXPECT_EQ(DataStore::FindRadarDesc(table, 1), &table[1]);
 }
 
+TEST_F(Radar, NothingIsFoundInANullTableWhichIsLogged) {
+  EXPECT_EQ(DataStore::FindRadarDesc(nullptr, 255), nullptr);
+  EXPECT_THAT(log.Entries(), ElementsAre(LogEntry{kLogError, "DataStore.cc",
+                                                  "Null value passed to FindRadarDesc"}));
+}
+
 // ---- Descriptions and configuration --------------------------------------------
 
 TEST_F(Radar, DescriptionIsWrittenToTheLastByteWithSlackFour) {
@@ -263,13 +269,54 @@ TEST_F(Radar, EveryOtherKindOfStoreIsSilentAboutUnknownReadings) {
   }
 }
 
-TEST_F(Radar, AFreeEntryIsNoRadar) {
-  Report(store, 255, {1, 2, 3}, true);
-  EXPECT_THAT(Printed([&] { store.ReportRadarState(255, true, true); }),
-              testing::StartsWith("ERROR: Non-existant Radar Id "));
-  EXPECT_FALSE(Entry().connected);
-  EXPECT_EQ(Entry().target, 0);
-  EXPECT_THAT(Items(), IsEmpty());
+TEST_F(Radar, AReadingOfAnIdOf255IsHeldInAFreeEntryAndConnectsIt) {
+  Report(store, 255, {1, 2, 3, 1}, true);
+  EXPECT_TRUE(Entry().connected);
+  EXPECT_TRUE(Entry().dataValid);
+  EXPECT_EQ(Entry().lock, 1);
+  EXPECT_EQ(Entry().fastest, 2);
+  EXPECT_EQ(Entry().target, 3);
+  EXPECT_EQ(Entry().direction, RADAR_DIRECTION_1);
+  EXPECT_EQ(Entry().id, 255) << "it stays free";
+  EXPECT_EQ(Items(), B("6F 3F")) << "five bits of the id; there is no tag for its readings";
+  EXPECT_THAT(log.Texts(kLogError), ElementsAre("No item for device id 255, ids are 1 to 7"));
+}
+
+TEST_F(Radar, TheStateOfAnIdOf255IsThatOfTheFirstFreeEntry) {
+  Init(1);
+  store.SetViewMode(kViewItems);
+  EXPECT_EQ(Printed([&] { store.ReportRadarState(255, true, true); }),
+            "[Tag=RadarState, TagNo=0x6f, RadarNo=255, State=1-available]");
+  store.SetViewMode(0);
+  EXPECT_EQ(Printed([&] { store.ReportRadarState(255, true, true); }), "");
+  EXPECT_EQ(Items(), B("6F 3F")) << "once";
+  EXPECT_FALSE(Entry(0).connected);
+  EXPECT_TRUE(Entry(1).connected);
+  Init(2);
+  EXPECT_FALSE(Entry(1).connected) << "a radar that takes the entry begins anew";
+}
+
+TEST_F(Radar, AFullDumpLeavesFreeEntriesOut) {
+  Report(store, 255, {1, 2, 3}, false);
+  store.WriteFullState(false);
+  const Bytes items = Items();
+  for (const unsigned char tag : B("60 6F"))
+    EXPECT_EQ(std::count(items.begin(), items.end(), tag), 0) << int{tag};
+}
+
+TEST_F(Radar, WithoutAFreeEntryAnIdOf255IsUnknown) {
+  RecordingStore ring(DATA_STORE_NORMAL);
+  for (const unsigned char id : B("01 02"))
+    ring.InitializeRadarId(id, RADAR_SRC_GENERIC, SPEED_UNITS_MPH, "", false);
+  log.Clear();
+  Report(ring, 255, {1, 2, 3}, true);
+  EXPECT_EQ(Printed([&] { ring.ReportRadarState(255, false, true); }),
+            "ERROR: Non-existant Radar Id [Tag=RadarState, TagNo=0x6f, RadarNo=255, "
+            "State=0-unavailable]");
+  const LogEntry unknown{kLogError, "DataStore.cc",
+                         "Attempt to report a radar to non-existant id-\xFF"};
+  EXPECT_THAT(log.Entries(), ElementsAre(unknown, unknown));
+  EXPECT_THAT(ring.FlushedItems(), IsEmpty());
 }
 
 // ---- Readings ------------------------------------------------------------------

@@ -103,6 +103,12 @@ TEST_F(Speed, FindsTheFirstEntryWithAnId) {
   EXPECT_EQ(DataStore::FindSpeedDesc(table, 2), &table[1]);
 }
 
+TEST_F(Speed, NothingIsFoundInANullTableWhichIsLogged) {
+  EXPECT_EQ(DataStore::FindSpeedDesc(nullptr, 255), nullptr);
+  EXPECT_THAT(log.Entries(), ElementsAre(LogEntry{kLogError, "DataStore.cc",
+                                                  "Null value passed to FindSpeedDesc"}));
+}
+
 // ---- Descriptions --------------------------------------------------------------
 
 TEST_F(Speed, DescriptionIsWrittenToTheLastByteWithSlackFour) {
@@ -361,12 +367,43 @@ TEST_F(Speed, EveryOtherKindOfStoreIsSilentAboutUnknownDevices) {
   }
 }
 
-TEST_F(Speed, AFreeEntryIsNoDevice) {
-  Report(255, 30);
+TEST_F(Speed, AnIdOf255FindsAFreeEntryWhichIsADisconnectedDevice) {
+  Device(1);
+  for (const DATA_STORE_TYPE_T type : {DATA_STORE_NORMAL, DATA_STORE_NULL}) {
+    RecordingStore other(type);
+    log.Clear();
+    other.ReportSpeed(255, 30, true, 0, kNoTag);
+    EXPECT_THAT(log.Entries(),
+                ElementsAre(LogEntry{kLogWarning, "DataStore.cc",
+                                     "Speed reported for device \xFF but disconnected"}));
+    EXPECT_EQ(other.Mirror().speed.devices[0].speed, 0u);
+    EXPECT_FALSE(other.Mirror().speed.devices[0].valid);
+    EXPECT_THAT(other.FlushedItems(), IsEmpty());
+  }
+}
+
+TEST_F(Speed, ValidityOfAnIdOf255IsThatOfTheFirstFreeEntryUntilADeviceTakesIt) {
+  Device(1);
   store.ReportValidSpeed(255, true);
-  EXPECT_EQ(Entry(0).speed, 0u);
   EXPECT_FALSE(Entry(0).valid);
-  EXPECT_THAT(Items(), IsEmpty());
+  EXPECT_TRUE(Entry(1).valid);
+  EXPECT_EQ(Entry(1).id, 255) << "it stays free";
+  EXPECT_FALSE(Entry(2).valid);
+  Device(2);
+  EXPECT_FALSE(Entry(1).valid);
+}
+
+TEST_F(Speed, WithoutAFreeEntryAnIdOf255IsUnknown) {
+  RecordingStore ring(DATA_STORE_NORMAL);
+  for (const unsigned char id : B("01 02 03"))
+    ring.InitializeSpeedId(id, SPEED_SRC_GPS, SPEED_UNITS_MPH, "", false);
+  log.Clear();
+  ring.ReportSpeed(255, 30, true, 0, kNoTag);
+  ring.ReportValidSpeed(255, true);
+  EXPECT_THAT(log.Entries(),
+              ElementsAre(LogEntry{kLogError, "DataStore.cc",
+                                   "Attempt to report a speed to non-existant id-\xFF"}));
+  for (const SPEED_DESC_T& device : ring.Mirror().speed.devices) EXPECT_FALSE(device.valid);
 }
 
 // ---- The switch ----------------------------------------------------------------
