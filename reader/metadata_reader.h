@@ -19,7 +19,9 @@ enum class RingAccess {
   kReadOnly,  // as it is: nothing on disk is changed
 };
 
-// What the last extraction came to. Ticks are kNoTick where there is none.
+// What the last extraction came to. Ticks are kNoTick where there is none. Copied
+// packets whose tick is unknown count as packets and bytes, and not in what is said
+// of ticks.
 struct ExtractionReport {
   unsigned int widened_end = 0;  // last tick that was copied if there was one
   int state_cluster = -1;        // where the replay began; -1: nowhere

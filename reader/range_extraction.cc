@@ -24,8 +24,9 @@ unsigned int Widened(unsigned int end) {
   return end > kEndOfAllTicks - kTicksPastEnd ? kEndOfAllTicks : end + kTicksPastEnd;
 }
 
-// An unknown tick comes before every start.
+// An unknown tick comes before every start and is past no end.
 bool IsBefore(unsigned int tick, unsigned int start) { return tick == kNoTick || tick < start; }
+bool IsPast(unsigned int tick, unsigned int end) { return tick != kNoTick && tick > end; }
 
 void Pet(Watchdog* watchdog) {
   if (watchdog != nullptr) watchdog->PetWatchdog();
@@ -164,7 +165,7 @@ bool MetadataReader::GoToState(const Extraction& job) {
 
 MetadataReader::Progress MetadataReader::TakeTick(const Extraction& job, bool& started) {
   if (!started) return TakeTickBeforeStart(job, started);
-  if (read_sys_tick_ > job.end) return EndBefore(read_sys_tick_);
+  if (IsPast(read_sys_tick_, job.end)) return EndBefore(read_sys_tick_);
   const Progress progress = CopyTick(job);
   if (progress == Progress::kGoOn)
     VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read is IN RANGE to the "
@@ -178,7 +179,7 @@ MetadataReader::Progress MetadataReader::TakeTickBeforeStart(const Extraction& j
   if (past_start) {
     WriteStartState(job, "GREATER THAN");
     started = true;
-    return read_sys_tick_ > job.end ? EndBefore(read_sys_tick_) : CopyTick(job);
+    return IsPast(read_sys_tick_, job.end) ? EndBefore(read_sys_tick_) : CopyTick(job);
   }
   if (ParseReadSystemTick(job.out) == 0) {  // never so: what was collected is of known kinds
     VMR_LOG(kLogError, kOperation << ": Failed Parsing System Tick");
@@ -213,6 +214,7 @@ void MetadataReader::CountCopiedTick() {
   for (int i = 0; i < num_read_packets_; ++i) report.bytes += packet_bytes_[i];
   report.packets += static_cast<unsigned long>(num_read_packets_);
   report.skipped_bytes = skipped_bytes_;
+  if (read_sys_tick_ == kNoTick) return;
   const unsigned int before = report.last_tick;
   report.last_tick = read_sys_tick_;
   if (report.first_tick == kNoTick) report.first_tick = read_sys_tick_;

@@ -274,6 +274,52 @@ TEST_F(RangeExtraction, TicksThatGoBackAreCopiedAsTheyComeAndReported) {
   EXPECT_EQ(report.gap_tick, 100U);
 }
 
+// ---- Unknown ticks in the range ---------------------------------------------------
+
+TEST_F(RangeExtraction, APacketOfUnknownTickIsPastNoEndAndIsCopied) {
+  const Bytes range = Mark(100) + Mark(0xFFFFFFFF) + H2(0x02, B("56")) + Mark(110);
+  Record({{90, Mark(90) + range + Mark(131)}});
+  ASSERT_TRUE(Extract(95, 110));
+  EXPECT_EQ(Copied(95, 110), range);
+  EXPECT_TRUE(ReaderLogged(64,
+                           "ReadToNewFile: Metadata system tick read is IN RANGE to the "
+                           "starting/ending system ticks, writing metadata, readSysTick = "
+                           "4294967295, startSystemTick_ = 95, endSystemTick_ = 130"));
+}
+
+TEST_F(RangeExtraction, ItCountsAsAPacketAndNotInWhatIsSaidOfTicks) {
+  Record(
+      {{90, Mark(90) + Mark(100) + Mark(0xFFFFFFFF) + Mark(110) + Mark(0xFFFFFFFF) + Mark(131)}});
+  ASSERT_TRUE(Extract(95, 110));
+  const ExtractionReport& report = reader.LastExtraction();
+  EXPECT_EQ(report.packets, 4U);
+  EXPECT_EQ(report.bytes, 4U * 8U);
+  EXPECT_EQ(report.first_tick, 100U);
+  EXPECT_EQ(report.last_tick, 110U);
+  EXPECT_EQ(report.widest_gap, 10U);
+  EXPECT_EQ(report.gap_tick, 100U);
+  EXPECT_FALSE(report.ticks_went_back);
+  EXPECT_EQ(report.next_tick, 131U);
+}
+
+TEST_F(RangeExtraction, OnesAloneLeaveTheReportWithoutATick) {
+  Record({{90, Mark(90) + Mark(0xFFFFFFFF) + Mark(131)}});
+  ASSERT_TRUE(Extract(90, 110));
+  EXPECT_EQ(Copied(90, 110), Mark(0xFFFFFFFF));
+  EXPECT_EQ(reader.LastExtraction().packets, 1U);
+  EXPECT_EQ(reader.LastExtraction().first_tick, 0xFFFFFFFFU);
+  EXPECT_EQ(reader.LastExtraction().last_tick, 0xFFFFFFFFU);
+}
+
+TEST_F(RangeExtraction, BeforeTheStartOneIsReplayedAndBeginsNoRange) {
+  Record({{90, Mark(90) + H1(0xFFFFFFFF, B("36")) + Mark(131)}});
+  ASSERT_TRUE(Extract(95, 110));
+  const Bytes state =
+      StartOf(95, 110, [](DataStore& unit) { unit.ReportStateData(TAG_SIREN_ON, false, 0); });
+  EXPECT_EQ(Out(), state);
+  EXPECT_EQ(reader.LastExtraction().next_tick, 131U);
+}
+
 // ---- An input that reading records again -----------------------------------------
 
 constexpr char kCovertOn[] = "35 37 39 3D 3F 41 43 45 47 3A 4B";

@@ -181,7 +181,7 @@ class ReferenceExtraction {
       return true;
     }
     if (!started_) WriteState();
-    if (tick > end_) return false;
+    if (tick != 0xFFFFFFFF && tick > end_) return false;
     Parse(group);
     for (const Packet& packet : group)
       file_.WriteData(packet.bytes, static_cast<int>(packet.length), 0);
