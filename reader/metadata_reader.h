@@ -161,10 +161,15 @@ class MetadataReader {
   Progress EndBefore(unsigned int tick);
   void CountCopiedTick();
   void WriteStartState(const Extraction& job, const char* relation);
+  void PetBetweenClusters() const;
 
   // Looking for a state dump (state_dump_search.cc).
+  struct Search;
   struct WalkedPacket;
   static WalkedPacket Examine(const unsigned char* packet, std::size_t available);
+  int WalkBack(Search& search);
+  bool LoadCluster(const Search& search, int cluster, int& bytes_read);
+  void LeaveCluster(Search& search);
   void WalkPacket(DataStore& output, const WalkedPacket& packet);
   void LogWalkedHeader(unsigned char header) const;
   void ParseWalkedItems(DataStore& output, const unsigned char* items, std::size_t available);
@@ -190,6 +195,7 @@ class MetadataReader {
   DecodeResult decoded_;
   unsigned long long skipped_bytes_ = 0;  // that were no packet, since StartAt
   ExtractionReport extraction_;
+  const Extraction* job_ = nullptr;  // the extraction that runs
   RingAccess ring_access_;
 };
 

@@ -114,6 +114,7 @@ bool MetadataReader::ReadToNewFile(const std::string& sourcePath, const std::str
 bool MetadataReader::Extract(const Extraction& job) {
   job.ReportLabel();
   extraction_.widened_end = job.end;
+  job_ = &job;
   StartAt(0);
   UseBuffer(job.out);
   bool started = false;
@@ -137,6 +138,7 @@ bool MetadataReader::Extract(const Extraction& job) {
     job.out.InitCurrentSystemTick(job.start);
     job.WriteState();
   }
+  job_ = nullptr;
   return progress != Progress::kFailed;
 }
 
@@ -234,6 +236,10 @@ void MetadataReader::WriteStartState(const Extraction& job, const char* relation
   if (read_sys_tick_ != job.start) job.out.InitCurrentSystemTick(job.start);
   job.WriteState();
   skipped_bytes_ = 0;
+}
+
+void MetadataReader::PetBetweenClusters() const {
+  if (job_ != nullptr) Pet(job_->watchdog);
 }
 
 }  // namespace vmr

@@ -47,34 +47,63 @@ struct MetadataReader::WalkedPacket {
   std::size_t packet_bytes = 1;
 };
 
+// One search, and how far it has come.
+struct MetadataReader::Search {
+  DataStoreNormal& source;
+  DataStore& output;
+  int start_cluster;
+  unsigned int tick;
+  unsigned int walked = 0;
+};
+
 int MetadataReader::FindMostRecentStateDump(DataStoreNormal& source, DataStore& output,
                                             int startCluster, unsigned int sysTick) {
   UseBuffer(output);
-  int cluster = startCluster;
+  Search search{source, output, startCluster, sysTick};
+  return WalkBack(search);
+}
+
+int MetadataReader::WalkBack(Search& search) {
+  int cluster = search.start_cluster;
   do {
-    const bool in_ring = buffer_start_ != nullptr && cluster >= 0 && cluster < kClusterCount;
-    parse_position_ = buffer_start_;
-    buffered_bytes_ = 0;
     int bytes_read = 0;
-    if (!in_ring ||
-        source.ReadDataIntoBuffer(static_cast<long>(cluster) * kClusterBytes, buffer_start_,
-                                  output.WorkBufferSize(), bytes_read, next_read_location_) == 0) {
-      VMR_LOG(kLogError, "Failed to read data from cluster " << cluster);
-      return -1;
-    }
+    if (!LoadCluster(search, cluster, bytes_read)) return -1;
     if (bytes_read == 0) {
       // Deliberate: not an error. A ring that is young, or holds no dump yet, is
       // replayed from here, which is where it begins.
       VMR_LOG(kLogError, "No data found in cluster " << cluster);
       return cluster;
     }
-    buffered_bytes_ += static_cast<std::size_t>(bytes_read);
-    VMR_LOG(kLogEachItem, "read " << bytes_read << " bytes from data store at cluster " << cluster);
-    if (DoesClusterContainStateDump(output, sysTick)) return cluster;
+    const bool found = DoesClusterContainStateDump(search.output, search.tick);
+    LeaveCluster(search);
+    if (found) return cluster;
     cluster = DataStoreNormal::GetPrevCluster(cluster);
-  } while (cluster != startCluster);
+  } while (cluster != search.start_cluster);
   VMR_LOG(kLogWarning, "Made it through all clusters and did not find systick");
   return -1;
+}
+
+// Into the buffer; an empty one is read, too.
+bool MetadataReader::LoadCluster(const Search& search, int cluster, int& bytes_read) {
+  const bool in_ring = buffer_start_ != nullptr && cluster >= 0 && cluster < kClusterCount;
+  parse_position_ = buffer_start_;
+  buffered_bytes_ = 0;
+  bytes_read = 0;
+  if (!in_ring || search.source.ReadDataIntoBuffer(static_cast<long>(cluster) * kClusterBytes,
+                                                   buffer_start_, search.output.WorkBufferSize(),
+                                                   bytes_read, next_read_location_) == 0) {
+    VMR_LOG(kLogError, "Failed to read data from cluster " << cluster);
+    return false;
+  }
+  if (bytes_read == 0) return true;
+  buffered_bytes_ += static_cast<std::size_t>(bytes_read);
+  VMR_LOG(kLogEachItem, "read " << bytes_read << " bytes from data store at cluster " << cluster);
+  return true;
+}
+
+void MetadataReader::LeaveCluster(Search& search) {
+  constexpr unsigned int kClustersBetweenPets = 256;
+  if (++search.walked % kClustersBetweenPets == 0) PetBetweenClusters();
 }
 
 // A packet that claims to reach past the cluster ends the walk. What is parsed

@@ -651,6 +651,21 @@ TEST_F(RangeExtraction, ItIsPettedForEveryTickThatIsReplayedOrCopied) {
   }
 }
 
+TEST_F(RangeExtraction, ItIsPettedEvery256ClustersThatTheSearchPasses) {
+  RecordAll([](std::size_t c) -> ClusterOf {
+    const auto tick = static_cast<unsigned int>(1000 + c);
+    return {tick, Mark(tick)};
+  });
+  NotingWatchdog watchdog([this] { return static_cast<int>(reader.ReadSysTick()); });
+  EXPECT_FALSE(Extract(2000, 3000, &watchdog));
+  constexpr std::size_t kBefore = 3, kSearch = 32768 / 256, kBehind = 3;
+  ASSERT_EQ(watchdog.seen.size(), kBefore + kSearch + kBehind);
+  EXPECT_EQ(watchdog.seen[kBefore], 2000 - 255);
+  EXPECT_EQ(watchdog.seen[kBefore + 1], 2000 - 511);
+  EXPECT_EQ(watchdog.seen[kBefore + kSearch - 1], 2001);  // the last of the round
+  EXPECT_FALSE(Extract(2000, 3000));
+}
+
 TEST_F(RangeExtraction, ItIsPettedToTheEndWhenACallFails) {
   Record({{90, H1(90, B("1A")) + Mark(100)},
           {110, Mark(110)},
