@@ -97,7 +97,8 @@ class MetadataReader {
   // The cluster from which to replay in order to know the state at `sysTick`: the
   // last one, going back from `startCluster`, with a state dump not after it, or an
   // empty one. -1 when there is none or a cluster cannot be read. The reader then
-  // stands at the packet with the dump's end.
+  // stands at the packet with the dump's end. What reading records again in `output`
+  // is discarded before it fills the areas, unless items waited there before.
   int FindMostRecentStateDump(DataStoreNormal& source, DataStore& output, int startCluster,
                               unsigned int sysTick);
   // Whether the cluster in the read buffer, which is `output`'s work buffer, holds
@@ -112,6 +113,9 @@ class MetadataReader {
 
  private:
   static constexpr int kMaxPackets = 17;
+  // Reading one kind of item records it again. When that has filled so many of
+  // the output's sixteen areas, there may be no room for a full state.
+  static constexpr int kFilledAreas = 4;
 
   enum class Examined { kHandled, kIncomplete, kTickComplete };
 
@@ -161,7 +165,10 @@ class MetadataReader {
   Progress EndBefore(unsigned int tick);
   void CountCopiedTick();
   void WriteStartState(const Extraction& job, const char* relation);
+  void WriteState(const Extraction& job);
+  void KeepRoomForState(const Extraction& job);
   void PetBetweenClusters() const;
+  void DiscardRecordedAgain(DataStore& output);
 
   // Looking for a state dump (state_dump_search.cc).
   struct Search;
@@ -196,6 +203,7 @@ class MetadataReader {
   unsigned long long skipped_bytes_ = 0;  // that were no packet, since StartAt
   ExtractionReport extraction_;
   const Extraction* job_ = nullptr;  // the extraction that runs
+  bool items_discarded_ = false;     // in its search
   RingAccess ring_access_;
 };
 

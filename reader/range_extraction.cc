@@ -16,10 +16,6 @@ constexpr unsigned int kEndOfAllTicks = 0xFFFFFFFF;
 // What follows a range by less than ten seconds is copied too.
 constexpr unsigned int kTicksPastEnd = 20;
 
-// Reading one kind of item records it again. When that has filled so many of
-// the output's sixteen areas, there may be no room for a full state.
-constexpr int kFilledAreas = 4;
-
 unsigned int Widened(unsigned int end) {
   return end > kEndOfAllTicks - kTicksPastEnd ? kEndOfAllTicks : end + kTicksPastEnd;
 }
@@ -59,18 +55,6 @@ struct MetadataReader::Extraction {
     std::snprintf(label, sizeof(label), "Range %u to %u", start, asked_end);
     label[sizeof(label) - 1] = '\0';
     out.ReportStringData(TAG_LOG, label);
-  }
-  // The waiting items go when they are too many: the full state says what they
-  // would.
-  void KeepRoomForState() const {
-    if (out.UsedAreas() <= kFilledAreas) return;
-    out.DiscardPendingItems();
-    ReportLabel();
-  }
-  void WriteState() const {
-    KeepRoomForState();
-    out.WriteFullState(false);
-    out.WriteBuffers();
   }
 };
 
@@ -115,6 +99,7 @@ bool MetadataReader::Extract(const Extraction& job) {
   job.ReportLabel();
   extraction_.widened_end = job.end;
   job_ = &job;
+  items_discarded_ = false;
   StartAt(0);
   UseBuffer(job.out);
   bool started = false;
@@ -136,7 +121,7 @@ bool MetadataReader::Extract(const Extraction& job) {
                                      "starting/ending system ticks, writing full state at starting "
                                      "system tick");
     job.out.InitCurrentSystemTick(job.start);
-    job.WriteState();
+    WriteState(job);
   }
   job_ = nullptr;
   return progress != Progress::kFailed;
@@ -187,7 +172,7 @@ MetadataReader::Progress MetadataReader::TakeTickBeforeStart(const Extraction& j
     VMR_LOG(kLogError, kOperation << ": Failed Parsing System Tick");
     return Progress::kFailed;
   }
-  job.KeepRoomForState();
+  KeepRoomForState(job);
   if (IsBefore(read_sys_tick_, job.start)) return Progress::kGoOn;
   // The tick's own packets are part of that state, and not copied.
   extraction_.start_tick_folded = true;
@@ -234,8 +219,33 @@ void MetadataReader::WriteStartState(const Extraction& job, const char* relation
                                 << " the starting system tick, writing full state start"
                                 << Position{read_sys_tick_, job.start, job.end});
   if (read_sys_tick_ != job.start) job.out.InitCurrentSystemTick(job.start);
-  job.WriteState();
+  WriteState(job);
   skipped_bytes_ = 0;
+}
+
+void MetadataReader::WriteState(const Extraction& job) {
+  KeepRoomForState(job);
+  job.out.WriteFullState(false);
+  job.out.WriteBuffers();
+}
+
+// The waiting items go when they are too many: the full state says what they would.
+// Deliberate: once the search has discarded some, all of them go at the first turn of
+// the replay, as they do when none is discarded before; extracts hold the same.
+void MetadataReader::KeepRoomForState(const Extraction& job) {
+  if (!items_discarded_ && job.out.UsedAreas() <= kFilledAreas) return;
+  items_discarded_ = false;
+  job.out.DiscardPendingItems();
+  job.ReportLabel();
+}
+
+// Behind it there is room for all that a cluster, or a tick, can record again: nine
+// areas.
+void MetadataReader::DiscardRecordedAgain(DataStore& output) {
+  if (output.UsedAreas() <= kFilledAreas) return;
+  items_discarded_ = true;
+  output.DiscardPendingItems();
+  if (job_ != nullptr) job_->ReportLabel();
 }
 
 void MetadataReader::PetBetweenClusters() const {

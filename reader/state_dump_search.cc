@@ -53,13 +53,15 @@ struct MetadataReader::Search {
   DataStore& output;
   int start_cluster;
   unsigned int tick;
+  bool may_discard;  // what waits in the output: nobody else's items are among it
   unsigned int walked = 0;
 };
 
 int MetadataReader::FindMostRecentStateDump(DataStoreNormal& source, DataStore& output,
                                             int startCluster, unsigned int sysTick) {
   UseBuffer(output);
-  Search search{source, output, startCluster, sysTick};
+  const bool may_discard = job_ != nullptr || output.UsedAreas() == 0;
+  Search search{source, output, startCluster, sysTick, may_discard};
   return WalkBack(search);
 }
 
@@ -104,6 +106,7 @@ bool MetadataReader::LoadCluster(const Search& search, int cluster, int& bytes_r
 void MetadataReader::LeaveCluster(Search& search) {
   constexpr unsigned int kClustersBetweenPets = 256;
   if (++search.walked % kClustersBetweenPets == 0) PetBetweenClusters();
+  if (search.may_discard) DiscardRecordedAgain(search.output);
 }
 
 // A packet that claims to reach past the cluster ends the walk. What is parsed

@@ -310,6 +310,31 @@ TEST_F(StateDumpSearch, NothingOfAnEarlierSearchIsLeft) {
              "sysTick (101) searching for!"));
 }
 
+// ---- What the output holds meanwhile -------------------------------------------------
+
+// Reading covert on records it again; 1900 times fill seven areas and more.
+Bytes CovertBlinks(unsigned int tick) { return Times(19, H1(tick, Times(100, B("3A 3B")))); }
+
+TEST_F(StateDumpSearch, WhatReadingRecordsAgainNeverFillsTheOutput) {
+  std::vector<ClusterOf> clusters{{90, CovertBlinks(90) + H2(91, B("1A"))}};
+  for (unsigned int tick = 100; tick < 106; ++tick) clusters.push_back({tick, CovertBlinks(tick)});
+  Record(clusters);
+  EXPECT_EQ(Search(6, 120).cluster, 0);
+  EXPECT_EQ(
+      log_.Count(2, "DataStore.cc", "***************** Dropped 1 data bytes ********************"),
+      0);
+  EXPECT_EQ(out.UsedAreas(), 0);
+}
+
+TEST_F(StateDumpSearch, ItemsThatWaitedThereBeforeAreNotDiscarded) {
+  Record({{90, H1(90, B("1A"))}, {100, CovertBlinks(100)}});
+  out.ReportButton(BUTTON_RECORD, BUTTON_PRESSED, true);
+  EXPECT_EQ(Search(1, 120).cluster, 0);
+  out.WriteBuffers();
+  ASSERT_FALSE(out.packets.empty());
+  EXPECT_EQ(out.packets[0].bytes[6], TAG_BUTTON);
+}
+
 // ---- The item that no decoder accepts --------------------------------------------------
 
 TEST_F(StateDumpSearch, AMarkBehindATimeZoneNameIsFound) {
