@@ -4,6 +4,7 @@
 #define VMR_READER_METADATA_READER_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "backends/data_store_normal.h"
@@ -96,7 +97,9 @@ class MetadataReader {
                      unsigned int startSystemTick, unsigned int endSystemTick, Watchdog* watchdog);
   // The cluster from which to replay in order to know the state at `sysTick`: the
   // last one, going back from `startCluster`, with a state dump not after it, or an
-  // empty one. -1 when there is none or a cluster cannot be read. The reader then
+  // empty one. A dump whose tick its cluster's packets do not tell is taken only when
+  // there is no other, from the cluster's first tick, and not behind the oldest
+  // cluster. -1 when there is none or a cluster cannot be read. The reader then
   // stands at the packet with the dump's end. What reading records again in `output`
   // is discarded before it fills the areas, unless items waited there before.
   int FindMostRecentStateDump(DataStoreNormal& source, DataStore& output, int startCluster,
@@ -175,12 +178,18 @@ class MetadataReader {
   struct WalkedPacket;
   static WalkedPacket Examine(const unsigned char* packet, std::size_t available);
   int WalkBack(Search& search);
+  int FindDumpOfUntoldTick(Search& search);
+  bool ParseFromFirstTick(Search& search, int cluster, bool is_oldest);
   bool LoadCluster(const Search& search, int cluster, int& bytes_read);
   void LeaveCluster(Search& search);
+  void PassContinuations();
+  bool HoldsDump(unsigned int first_tick, unsigned int sys_tick) const;
+  bool WalkCluster(DataStore& output, unsigned int first_tick,
+                   std::optional<unsigned int> wanted_tick);
   void WalkPacket(DataStore& output, const WalkedPacket& packet);
   void LogWalkedHeader(unsigned char header) const;
   void ParseWalkedItems(DataStore& output, const unsigned char* items, std::size_t available);
-  bool IsWantedDump(unsigned int sysTick);
+  bool IsWantedDump(std::optional<unsigned int> wanted_tick);
   void EmptyPacketList();
 
   // Viewing (text_viewer.cc).
@@ -204,6 +213,7 @@ class MetadataReader {
   ExtractionReport extraction_;
   const Extraction* job_ = nullptr;  // the extraction that runs
   bool items_discarded_ = false;     // in its search
+  bool untold_dump_seen_ = false;    // in the cluster walked last
   RingAccess ring_access_;
 };
 

@@ -693,6 +693,19 @@ TEST_F(RangeExtraction, ItIsPettedEvery256ClustersThatTheSearchPasses) {
   EXPECT_FALSE(Extract(2000, 3000));
 }
 
+TEST_F(RangeExtraction, AndWhenItLooksAgainForADumpWithoutATick) {
+  RecordAll([](std::size_t c) -> ClusterOf {
+    const auto tick = static_cast<unsigned int>(1000 + c);
+    if (c == 1000) return {tick, H2(tick, B("56")) + H2(tick + 1, B("1A"))};  // too late
+    return {tick, c == 100 ? H2(tick, B("1A")) : Mark(tick)};
+  });
+  NotingWatchdog watchdog([] { return 0; });
+  EXPECT_TRUE(Extract(2000, 1900, &watchdog));
+  EXPECT_EQ(reader.LastExtraction().state_cluster, 100);
+  constexpr std::size_t kReplayed = 901;
+  EXPECT_EQ(watchdog.seen.size(), 4U + 32768 / 256 + 900 / 256 + kReplayed + 3U);
+}
+
 TEST_F(RangeExtraction, ItIsPettedToTheEndWhenACallFails) {
   Record({{90, H1(90, B("1A")) + Mark(100)},
           {110, Mark(110)},
