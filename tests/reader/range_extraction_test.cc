@@ -442,6 +442,21 @@ TEST_F(RangeExtraction, NorThoseOfASearchThatFails) {
   EXPECT_EQ(DroppedItems(), 0);
 }
 
+// As many as a reader takes for one tick, behind as many as may wait.
+TEST_F(RangeExtraction, ATickOfSeventeenPacketsFullOfThemHasRoomForAll) {
+  const Bytes full = Times(127, B("3A 3B"));
+  const Bytes waiting = Times(7, H1(100, full));
+  Record({{90, H1(90, B("1A")) + waiting},
+          {101, H1(101, full) + Times(12, Cont(full))},
+          {102, Times(4, Cont(full)) + Mark(102)}});
+  for (const unsigned int start : {95U, 100U, 101U, 120U}) {
+    SCOPED_TRACE(start);
+    ASSERT_TRUE(Extract(start, 200));
+    EXPECT_EQ(FirstItems(Out())[0], Label(start, 200));
+    EXPECT_EQ(DroppedItems(), 0);
+  }
+}
+
 TEST_F(RangeExtraction, ThousandsOfThemInTheRangeAreAllRecordedAgain) {
   std::vector<ClusterOf> clusters = BlinkingClusters(100, 5);
   clusters.insert(clusters.begin(), {90, H1(90, B("1A"))});
