@@ -50,7 +50,8 @@ void CheckReport(const ExtractionReport& report, const RingInput& input, std::si
   Require(report.packets <= packets, "what was copied is in the file");
   Require(report.bytes <= static_cast<unsigned long long>(input.payload_bytes),
           "nothing is copied twice");
-  if (report.packets == 0) return;
+  if (report.first_tick == vmr::kNoTick) return;
+  Require(report.packets > 0, "only what was copied has a tick");
   Require(report.first_tick <= report.widened_end && report.last_tick <= report.widened_end,
           "what is copied comes before the end");
 }

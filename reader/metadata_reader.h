@@ -4,6 +4,7 @@
 #define VMR_READER_METADATA_READER_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "backends/data_store_normal.h"
@@ -19,7 +20,9 @@ enum class RingAccess {
   kReadOnly,  // as it is: nothing on disk is changed
 };
 
-// What the last extraction came to. Ticks are kNoTick where there is none.
+// What the last extraction came to. Ticks are kNoTick where there is none. Copied
+// packets whose tick is unknown count as packets and bytes, and not in what is said
+// of ticks.
 struct ExtractionReport {
   unsigned int widened_end = 0;  // last tick that was copied if there was one
   int state_cluster = -1;        // where the replay began; -1: nowhere
@@ -94,8 +97,11 @@ class MetadataReader {
                      unsigned int startSystemTick, unsigned int endSystemTick, Watchdog* watchdog);
   // The cluster from which to replay in order to know the state at `sysTick`: the
   // last one, going back from `startCluster`, with a state dump not after it, or an
-  // empty one. -1 when there is none or a cluster cannot be read. The reader then
-  // stands at the packet with the dump's end.
+  // empty one. A dump whose tick its cluster's packets do not tell is taken only when
+  // there is no other, from the cluster's first tick, and not behind the oldest
+  // cluster. -1 when there is none or a cluster cannot be read. The reader then
+  // stands at the packet with the dump's end. What reading records again in `output`
+  // is discarded before it fills the areas, unless items waited there before.
   int FindMostRecentStateDump(DataStoreNormal& source, DataStore& output, int startCluster,
                               unsigned int sysTick);
   // Whether the cluster in the read buffer, which is `output`'s work buffer, holds
@@ -110,6 +116,9 @@ class MetadataReader {
 
  private:
   static constexpr int kMaxPackets = 17;
+  // Reading one kind of item records it again. When that has filled so many of
+  // the output's sixteen areas, there may be no room for a full state.
+  static constexpr int kFilledAreas = 4;
 
   enum class Examined { kHandled, kIncomplete, kTickComplete };
 
@@ -159,14 +168,28 @@ class MetadataReader {
   Progress EndBefore(unsigned int tick);
   void CountCopiedTick();
   void WriteStartState(const Extraction& job, const char* relation);
+  void WriteState(const Extraction& job);
+  void KeepRoomForState(const Extraction& job);
+  void PetBetweenClusters() const;
+  void DiscardRecordedAgain(DataStore& output);
 
   // Looking for a state dump (state_dump_search.cc).
+  struct Search;
   struct WalkedPacket;
   static WalkedPacket Examine(const unsigned char* packet, std::size_t available);
+  int WalkBack(Search& search);
+  int FindDumpOfUntoldTick(Search& search);
+  bool ParseFromFirstTick(Search& search, int cluster, bool is_oldest);
+  bool LoadCluster(const Search& search, int cluster, int& bytes_read);
+  void LeaveCluster(Search& search);
+  void PassContinuations();
+  bool HoldsDump(unsigned int first_tick, unsigned int sys_tick) const;
+  bool WalkCluster(DataStore& output, unsigned int first_tick,
+                   std::optional<unsigned int> wanted_tick);
   void WalkPacket(DataStore& output, const WalkedPacket& packet);
   void LogWalkedHeader(unsigned char header) const;
   void ParseWalkedItems(DataStore& output, const unsigned char* items, std::size_t available);
-  bool IsWantedDump(unsigned int sysTick);
+  bool IsWantedDump(std::optional<unsigned int> wanted_tick);
   void EmptyPacketList();
 
   // Viewing (text_viewer.cc).
@@ -188,6 +211,9 @@ class MetadataReader {
   DecodeResult decoded_;
   unsigned long long skipped_bytes_ = 0;  // that were no packet, since StartAt
   ExtractionReport extraction_;
+  const Extraction* job_ = nullptr;  // the extraction that runs
+  bool items_discarded_ = false;     // in its search
+  bool untold_dump_seen_ = false;    // in the cluster walked last
   RingAccess ring_access_;
 };
 

@@ -16,16 +16,13 @@ constexpr unsigned int kEndOfAllTicks = 0xFFFFFFFF;
 // What follows a range by less than ten seconds is copied too.
 constexpr unsigned int kTicksPastEnd = 20;
 
-// Reading one kind of item records it again. When that has filled so many of
-// the output's sixteen areas, there may be no room for a full state.
-constexpr int kFilledAreas = 4;
-
 unsigned int Widened(unsigned int end) {
   return end > kEndOfAllTicks - kTicksPastEnd ? kEndOfAllTicks : end + kTicksPastEnd;
 }
 
-// An unknown tick comes before every start.
+// An unknown tick comes before every start and is past no end.
 bool IsBefore(unsigned int tick, unsigned int start) { return tick == kNoTick || tick < start; }
+bool IsPast(unsigned int tick, unsigned int end) { return tick != kNoTick && tick > end; }
 
 void Pet(Watchdog* watchdog) {
   if (watchdog != nullptr) watchdog->PetWatchdog();
@@ -58,18 +55,6 @@ struct MetadataReader::Extraction {
     std::snprintf(label, sizeof(label), "Range %u to %u", start, asked_end);
     label[sizeof(label) - 1] = '\0';
     out.ReportStringData(TAG_LOG, label);
-  }
-  // The waiting items go when they are too many: the full state says what they
-  // would.
-  void KeepRoomForState() const {
-    if (out.UsedAreas() <= kFilledAreas) return;
-    out.DiscardPendingItems();
-    ReportLabel();
-  }
-  void WriteState() const {
-    KeepRoomForState();
-    out.WriteFullState(false);
-    out.WriteBuffers();
   }
 };
 
@@ -113,6 +98,8 @@ bool MetadataReader::ReadToNewFile(const std::string& sourcePath, const std::str
 bool MetadataReader::Extract(const Extraction& job) {
   job.ReportLabel();
   extraction_.widened_end = job.end;
+  job_ = &job;
+  items_discarded_ = false;
   StartAt(0);
   UseBuffer(job.out);
   bool started = false;
@@ -134,8 +121,9 @@ bool MetadataReader::Extract(const Extraction& job) {
                                      "starting/ending system ticks, writing full state at starting "
                                      "system tick");
     job.out.InitCurrentSystemTick(job.start);
-    job.WriteState();
+    WriteState(job);
   }
+  job_ = nullptr;
   return progress != Progress::kFailed;
 }
 
@@ -164,7 +152,7 @@ bool MetadataReader::GoToState(const Extraction& job) {
 
 MetadataReader::Progress MetadataReader::TakeTick(const Extraction& job, bool& started) {
   if (!started) return TakeTickBeforeStart(job, started);
-  if (read_sys_tick_ > job.end) return EndBefore(read_sys_tick_);
+  if (IsPast(read_sys_tick_, job.end)) return EndBefore(read_sys_tick_);
   const Progress progress = CopyTick(job);
   if (progress == Progress::kGoOn)
     VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read is IN RANGE to the "
@@ -178,13 +166,13 @@ MetadataReader::Progress MetadataReader::TakeTickBeforeStart(const Extraction& j
   if (past_start) {
     WriteStartState(job, "GREATER THAN");
     started = true;
-    return read_sys_tick_ > job.end ? EndBefore(read_sys_tick_) : CopyTick(job);
+    return IsPast(read_sys_tick_, job.end) ? EndBefore(read_sys_tick_) : CopyTick(job);
   }
   if (ParseReadSystemTick(job.out) == 0) {  // never so: what was collected is of known kinds
     VMR_LOG(kLogError, kOperation << ": Failed Parsing System Tick");
     return Progress::kFailed;
   }
-  job.KeepRoomForState();
+  KeepRoomForState(job);
   if (IsBefore(read_sys_tick_, job.start)) return Progress::kGoOn;
   // The tick's own packets are part of that state, and not copied.
   extraction_.start_tick_folded = true;
@@ -213,6 +201,7 @@ void MetadataReader::CountCopiedTick() {
   for (int i = 0; i < num_read_packets_; ++i) report.bytes += packet_bytes_[i];
   report.packets += static_cast<unsigned long>(num_read_packets_);
   report.skipped_bytes = skipped_bytes_;
+  if (read_sys_tick_ == kNoTick) return;
   const unsigned int before = report.last_tick;
   report.last_tick = read_sys_tick_;
   if (report.first_tick == kNoTick) report.first_tick = read_sys_tick_;
@@ -230,8 +219,37 @@ void MetadataReader::WriteStartState(const Extraction& job, const char* relation
                                 << " the starting system tick, writing full state start"
                                 << Position{read_sys_tick_, job.start, job.end});
   if (read_sys_tick_ != job.start) job.out.InitCurrentSystemTick(job.start);
-  job.WriteState();
+  WriteState(job);
   skipped_bytes_ = 0;
+}
+
+void MetadataReader::WriteState(const Extraction& job) {
+  KeepRoomForState(job);
+  job.out.WriteFullState(false);
+  job.out.WriteBuffers();
+}
+
+// The waiting items go when they are too many: the full state says what they would.
+// Deliberate: once the search has discarded some, all of them go at the first turn of
+// the replay, as they do when none is discarded before; extracts hold the same.
+void MetadataReader::KeepRoomForState(const Extraction& job) {
+  if (!items_discarded_ && job.out.UsedAreas() <= kFilledAreas) return;
+  items_discarded_ = false;
+  job.out.DiscardPendingItems();
+  job.ReportLabel();
+}
+
+// Behind it there is room for all that a cluster, or a tick, can record again: nine
+// areas.
+void MetadataReader::DiscardRecordedAgain(DataStore& output) {
+  if (output.UsedAreas() <= kFilledAreas) return;
+  items_discarded_ = true;
+  output.DiscardPendingItems();
+  if (job_ != nullptr) job_->ReportLabel();
+}
+
+void MetadataReader::PetBetweenClusters() const {
+  if (job_ != nullptr) Pet(job_->watchdog);
 }
 
 }  // namespace vmr

@@ -45,18 +45,25 @@ void AddGap(std::vector<std::string>& missing, unsigned int first, unsigned int 
   if (last > first && last - first > kLongestQuiet) missing.push_back(NothingBetween(first, last));
 }
 
+// The last one of which the extract tells: that of its state, when no packet behind
+// it tells one.
+unsigned int LastTick(const ExtractionFacts& facts) {
+  const unsigned int copied = facts.report.last_tick;
+  return copied != kNoTick ? copied : facts.extracted.first;
+}
+
 void AddEnd(std::vector<std::string>& missing, const ExtractionFacts& facts) {
   const ExtractionReport& report = facts.report;
   const bool ended = report.next_tick == kNoTick;
+  const unsigned int last_tick = LastTick(facts);
   if (ended && report.read_failed)
     missing.push_back(
         fmt::format("a cluster after tick {} cannot be read in either file; what "
                     "follows is not in the extract",
-                    report.last_tick));
-  else if (ended && facts.asked.last != kEndOfRecording && report.last_tick < facts.asked.last)
-    missing.push_back(
-        fmt::format("the recording ends at tick {}, inside the range", report.last_tick));
-  if (!ended) AddGap(missing, report.last_tick, std::min(report.next_tick, facts.asked.last));
+                    last_tick));
+  else if (ended && facts.asked.last != kEndOfRecording && last_tick < facts.asked.last)
+    missing.push_back(fmt::format("the recording ends at tick {}, inside the range", last_tick));
+  if (!ended) AddGap(missing, last_tick, std::min(report.next_tick, facts.asked.last));
 }
 
 }  // namespace
@@ -68,7 +75,8 @@ std::string DescribeExtraction(const ExtractionFacts& facts) {
       fmt::format("widened: {}\n", RangeText(facts, {facts.extracted.first, report.widened_end}));
   text += fmt::format("state:   {}\n", StateText(report));
   text += fmt::format("copied:  {} packets, {} bytes", report.packets, report.bytes);
-  if (report.packets > 0) text += ", " + RangeText(facts, {report.first_tick, report.last_tick});
+  if (report.first_tick != kNoTick)
+    text += ", " + RangeText(facts, {report.first_tick, report.last_tick});
   return text + "\n";
 }
 
@@ -80,7 +88,7 @@ std::vector<std::string> WhatIsMissing(const ExtractionFacts& facts) {
                     "full state at tick {}",
                     facts.extracted.first)};
   std::vector<std::string> missing;
-  AddGap(missing, facts.asked.first, report.first_tick);
+  if (report.first_tick != kNoTick) AddGap(missing, facts.asked.first, report.first_tick);
   if (report.widest_gap > 0) AddGap(missing, report.gap_tick, report.gap_tick + report.widest_gap);
   if (report.ticks_went_back)
     missing.push_back("ticks go back inside the range; the recording was begun anew there");

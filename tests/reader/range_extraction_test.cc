@@ -32,6 +32,10 @@ class RangeExtraction : public ExtractionTest {
     }
     return Bytes(all.begin() + static_cast<long>(begin.size()), all.end());
   }
+  int DroppedItems() const {
+    return static_cast<int>(log_.Count(
+        2, "DataStore.cc", "***************** Dropped 1 data bytes ********************"));
+  }
 };
 
 // ---- What the file holds -------------------------------------------------------
@@ -274,6 +278,52 @@ TEST_F(RangeExtraction, TicksThatGoBackAreCopiedAsTheyComeAndReported) {
   EXPECT_EQ(report.gap_tick, 100U);
 }
 
+// ---- Unknown ticks in the range ---------------------------------------------------
+
+TEST_F(RangeExtraction, APacketOfUnknownTickIsPastNoEndAndIsCopied) {
+  const Bytes range = Mark(100) + Mark(0xFFFFFFFF) + H2(0x02, B("56")) + Mark(110);
+  Record({{90, Mark(90) + range + Mark(131)}});
+  ASSERT_TRUE(Extract(95, 110));
+  EXPECT_EQ(Copied(95, 110), range);
+  EXPECT_TRUE(ReaderLogged(64,
+                           "ReadToNewFile: Metadata system tick read is IN RANGE to the "
+                           "starting/ending system ticks, writing metadata, readSysTick = "
+                           "4294967295, startSystemTick_ = 95, endSystemTick_ = 130"));
+}
+
+TEST_F(RangeExtraction, ItCountsAsAPacketAndNotInWhatIsSaidOfTicks) {
+  Record(
+      {{90, Mark(90) + Mark(100) + Mark(0xFFFFFFFF) + Mark(110) + Mark(0xFFFFFFFF) + Mark(131)}});
+  ASSERT_TRUE(Extract(95, 110));
+  const ExtractionReport& report = reader.LastExtraction();
+  EXPECT_EQ(report.packets, 4U);
+  EXPECT_EQ(report.bytes, 4U * 8U);
+  EXPECT_EQ(report.first_tick, 100U);
+  EXPECT_EQ(report.last_tick, 110U);
+  EXPECT_EQ(report.widest_gap, 10U);
+  EXPECT_EQ(report.gap_tick, 100U);
+  EXPECT_FALSE(report.ticks_went_back);
+  EXPECT_EQ(report.next_tick, 131U);
+}
+
+TEST_F(RangeExtraction, OnesAloneLeaveTheReportWithoutATick) {
+  Record({{90, Mark(90) + Mark(0xFFFFFFFF) + Mark(131)}});
+  ASSERT_TRUE(Extract(90, 110));
+  EXPECT_EQ(Copied(90, 110), Mark(0xFFFFFFFF));
+  EXPECT_EQ(reader.LastExtraction().packets, 1U);
+  EXPECT_EQ(reader.LastExtraction().first_tick, 0xFFFFFFFFU);
+  EXPECT_EQ(reader.LastExtraction().last_tick, 0xFFFFFFFFU);
+}
+
+TEST_F(RangeExtraction, BeforeTheStartOneIsReplayedAndBeginsNoRange) {
+  Record({{90, Mark(90) + H1(0xFFFFFFFF, B("36")) + Mark(131)}});
+  ASSERT_TRUE(Extract(95, 110));
+  const Bytes state =
+      StartOf(95, 110, [](DataStore& unit) { unit.ReportStateData(TAG_SIREN_ON, false, 0); });
+  EXPECT_EQ(Out(), state);
+  EXPECT_EQ(reader.LastExtraction().next_tick, 131U);
+}
+
 // ---- An input that reading records again -----------------------------------------
 
 constexpr char kCovertOn[] = "35 37 39 3D 3F 41 43 45 47 3A 4B";
@@ -356,6 +406,30 @@ TEST_F(RangeExtraction, NorDoThoseThatTheSearchPassedBeforeAStateIsWrittenAtOnce
   Record(BlinkingClusters(100, 5));
   ASSERT_TRUE(Extract(50, 60));
   EXPECT_EQ(Out(), FreshStart(50, 60));
+  EXPECT_EQ(DroppedItems(), 0);
+}
+
+// Deliberate: as if all that the search read had waited until the replay's first turn
+// and gone then: only what the replay itself records again is left.
+TEST_F(RangeExtraction, WhenTheSearchDiscardedThemTheOnesItReadLaterGoToo) {
+  Record({{90, H1(90, B("1A"))},
+          {100, H1(100, B("3A 3B"))},
+          {101, Mark(101) + Blinking(101, kBlinksOfACluster)}});
+  ASSERT_TRUE(Extract(101, 80));
+  const std::vector<Bytes> items = FirstItems(Out());
+  EXPECT_EQ(items[0], Label(101, 80));
+  EXPECT_EQ(items[1], B("3A"));
+  EXPECT_EQ(std::count(items.begin(), items.end(), B("3A")), 1);
+  EXPECT_EQ(DroppedItems(), 0);
+}
+
+TEST_F(RangeExtraction, HoweverManyClustersTheSearchPassesNoneIsDropped) {
+  std::vector<ClusterOf> clusters = BlinkingClusters(100, 20);
+  clusters.insert(clusters.begin(), {90, H1(90, B("1A"))});
+  Record(clusters);
+  ASSERT_TRUE(Extract(119, 80));
+  EXPECT_EQ(FirstItems(Out())[0], Label(119, 80));
+  EXPECT_EQ(DroppedItems(), 0);
 }
 
 TEST_F(RangeExtraction, NorThoseOfASearchThatFails) {
@@ -365,6 +439,22 @@ TEST_F(RangeExtraction, NorThoseOfASearchThatFails) {
   });
   EXPECT_FALSE(Extract(2000, 3000));
   EXPECT_EQ(Out(), FreshStart(2000, 3000));
+  EXPECT_EQ(DroppedItems(), 0);
+}
+
+// As many as a reader takes for one tick, behind as many as may wait.
+TEST_F(RangeExtraction, ATickOfSeventeenPacketsFullOfThemHasRoomForAll) {
+  const Bytes full = Times(127, B("3A 3B"));
+  const Bytes waiting = Times(7, H1(100, full));
+  Record({{90, H1(90, B("1A")) + waiting},
+          {101, H1(101, full) + Times(12, Cont(full))},
+          {102, Times(4, Cont(full)) + Mark(102)}});
+  for (const unsigned int start : {95U, 100U, 101U, 120U}) {
+    SCOPED_TRACE(start);
+    ASSERT_TRUE(Extract(start, 200));
+    EXPECT_EQ(FirstItems(Out())[0], Label(start, 200));
+    EXPECT_EQ(DroppedItems(), 0);
+  }
 }
 
 TEST_F(RangeExtraction, ThousandsOfThemInTheRangeAreAllRecordedAgain) {
@@ -373,9 +463,7 @@ TEST_F(RangeExtraction, ThousandsOfThemInTheRangeAreAllRecordedAgain) {
   clusters.push_back({0x500, H2(0x500, B("56"))});
   Record(clusters);
   ASSERT_TRUE(Extract(90, 0x500));
-  EXPECT_EQ(
-      log_.Count(2, "DataStore.cc", "***************** Dropped 1 data bytes ********************"),
-      0);
+  EXPECT_EQ(DroppedItems(), 0);
   const Bytes all = Out();
   const auto again =
       std::count(all.begin(), all.end(), 0x3A) - std::count(all.begin(), all.end(), 0x3B);
@@ -603,6 +691,34 @@ TEST_F(RangeExtraction, ItIsPettedForEveryTickThatIsReplayedOrCopied) {
     ASSERT_TRUE(Extract(range.start, range.end, &watchdog));
     EXPECT_EQ(watchdog.seen.size(), 4 + range.ticks + 3);
   }
+}
+
+TEST_F(RangeExtraction, ItIsPettedEvery256ClustersThatTheSearchPasses) {
+  RecordAll([](std::size_t c) -> ClusterOf {
+    const auto tick = static_cast<unsigned int>(1000 + c);
+    return {tick, Mark(tick)};
+  });
+  NotingWatchdog watchdog([this] { return static_cast<int>(reader.ReadSysTick()); });
+  EXPECT_FALSE(Extract(2000, 3000, &watchdog));
+  constexpr std::size_t kBefore = 3, kSearch = 32768 / 256, kBehind = 3;
+  ASSERT_EQ(watchdog.seen.size(), kBefore + kSearch + kBehind);
+  EXPECT_EQ(watchdog.seen[kBefore], 2000 - 255);
+  EXPECT_EQ(watchdog.seen[kBefore + 1], 2000 - 511);
+  EXPECT_EQ(watchdog.seen[kBefore + kSearch - 1], 2001);  // the last of the round
+  EXPECT_FALSE(Extract(2000, 3000));
+}
+
+TEST_F(RangeExtraction, AndWhenItLooksAgainForADumpWithoutATick) {
+  RecordAll([](std::size_t c) -> ClusterOf {
+    const auto tick = static_cast<unsigned int>(1000 + c);
+    if (c == 1000) return {tick, H2(tick, B("56")) + H2(tick + 1, B("1A"))};  // too late
+    return {tick, c == 100 ? H2(tick, B("1A")) : Mark(tick)};
+  });
+  NotingWatchdog watchdog([] { return 0; });
+  EXPECT_TRUE(Extract(2000, 1900, &watchdog));
+  EXPECT_EQ(reader.LastExtraction().state_cluster, 100);
+  constexpr std::size_t kReplayed = 901;
+  EXPECT_EQ(watchdog.seen.size(), 4U + 32768 / 256 + 900 / 256 + kReplayed + 3U);
 }
 
 TEST_F(RangeExtraction, ItIsPettedToTheEndWhenACallFails) {

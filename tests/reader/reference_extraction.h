@@ -37,10 +37,13 @@ class ReferenceExtraction {
     return found;
   }
   const Bytes& File() const { return file_.bytes; }
+  // The dump it began with stands at no tick that its cluster's packets tell.
+  bool FoundByFirstTick() const { return found_by_first_tick_; }
 
  private:
   static constexpr std::size_t kClusters = 32768;
   static constexpr std::size_t kMostPackets = 17;
+  static constexpr unsigned int kUnknown = 0xFFFFFFFF;
 
   class FileInMemory : public DataStore {
    public:
@@ -108,28 +111,72 @@ class ReferenceExtraction {
     const std::size_t start_cluster = StartCluster();
     for (std::size_t back = 0; back < kClusters; ++back) {
       cluster_at_ = (start_cluster + kClusters - back) % kClusters;
-      tick_ = 0xFFFFFFFF;
-      const std::vector<Packet> packets = PacketsOf(cluster_at_);
-      for (packet_at_ = 0; packet_at_ < packets.size(); ++packet_at_) {
-        const Packet& packet = packets[packet_at_];
-        if (packet.head == 0) continue;
-        seen_.policy_end_seen = false;
-        TakeTick(packet);
-        if (tick_ != 0xFFFFFFFF && packet.Begins()) file_.InitCurrentSystemTick(tick_);
-        Decode(packet, true);
-        if (seen_.policy_end_seen && tick_ <= start_) return true;
-      }
+      tick_ = kUnknown;
+      if (DecodeUpToDump()) return true;
     }
+    return FindDumpByFirstTick(start_cluster);
+  }
+
+  // Of the clusters from the start back to the oldest the first that holds one when
+  // its ticks are counted from that in its header.
+  bool FindDumpByFirstTick(std::size_t start_cluster) {
+    for (cluster_at_ = start_cluster;; cluster_at_ = Before(cluster_at_)) {
+      tick_ = OwnTick(cluster_at_);
+      const bool is_oldest = cluster_at_ == oldest_;
+      FileInMemory aside;
+      if (DecodeUpToDump(aside, is_oldest)) break;
+      if (is_oldest) return false;
+    }
+    found_by_first_tick_ = true;
+    const std::size_t found = cluster_at_;
+    if (found != oldest_) {
+      cluster_at_ = Before(found);
+      BeginAt(OwnTick(cluster_at_));
+      for (const Packet& packet : PacketsOf(cluster_at_)) DecodeWalked(packet, file_);
+    }
+    cluster_at_ = found;
+    BeginAt(OwnTick(found));
+    return DecodeUpToDump(file_, found == oldest_);
+  }
+  static std::size_t Before(std::size_t cluster) { return (cluster + kClusters - 1) % kClusters; }
+  unsigned int OwnTick(std::size_t cluster) const {
+    return FirstTick(cluster) < 0xFFFFFFFD ? FirstTick(cluster) : kUnknown;
+  }
+  void BeginAt(unsigned int tick) {
+    tick_ = tick;
+    if (tick != kUnknown) file_.InitCurrentSystemTick(tick);
+  }
+
+  // The cluster's packets up to one with a dump's end that is not after the start.
+  // `whole_only`: what continues a packet of the cluster before counts for nothing.
+  bool DecodeUpToDump() { return DecodeUpToDump(file_, false); }
+  bool DecodeUpToDump(DataStore& into, bool whole_only) {
+    const std::vector<Packet> packets = PacketsOf(cluster_at_);
+    packet_at_ = 0;
+    while (whole_only && packet_at_ < packets.size() && packets[packet_at_].bytes[0] == 0x82)
+      ++packet_at_;
+    for (; packet_at_ < packets.size(); ++packet_at_)
+      if (DecodeWalked(packets[packet_at_], into) && tick_ <= start_) return true;
     return false;
+  }
+  // Whether it holds a dump's end.
+  bool DecodeWalked(const Packet& packet, DataStore& into) {
+    if (packet.head == 0) return false;
+    seen_.policy_end_seen = false;
+    TakeTick(packet);
+    if (packet.bytes[0] == 0x80 || (packet.Begins() && tick_ != kUnknown))
+      into.InitCurrentSystemTick(tick_);
+    Decode(packet, true, into);
+    return seen_.policy_end_seen;
   }
 
   void TakeTick(const Packet& packet) {
     if (packet.bytes[0] == 0x80) tick_ = Long(packet.bytes + 1);
-    if (packet.bytes[0] == 0x81 && tick_ != 0xFFFFFFFF)
+    if (packet.bytes[0] == 0x81 && tick_ != kUnknown)
       tick_ = (tick_ & 0xFFFFFF00) | packet.bytes[1];
   }
 
-  void Decode(const Packet& packet, bool over_zone_names) {
+  void Decode(const Packet& packet, bool over_zone_names, DataStore& into) {
     const unsigned char* item = packet.bytes + packet.head;
     const unsigned char* const end = packet.bytes + packet.length - 1;
     while (item < end) {
@@ -137,7 +184,7 @@ class ReferenceExtraction {
       const TagRow* const row = FindTag(*item);
       std::size_t length = ItemLength(row, item, left);
       if (length > 0)
-        row->decoder(file_, item, seen_);
+        row->decoder(into, item, seen_);
       else if (over_zone_names && *item == 0x04 && left >= 2 && left >= item[1] + 2U)
         length = item[1] + 2U;
       if (length == 0) return;
@@ -174,14 +221,14 @@ class ReferenceExtraction {
   // False when the range is over.
   bool TakeGroup(const std::vector<Packet>& group) {
     const unsigned int tick = group_tick_ = TickOf(group);
-    if (!started_ && (tick == 0xFFFFFFFF || tick <= start_)) {
+    if (!started_ && (tick == kUnknown || tick <= start_)) {
       Parse(group);
       KeepRoom();
-      if (tick == start_ && tick != 0xFFFFFFFF) WriteState();
+      if (tick == start_ && tick != kUnknown) WriteState();
       return true;
     }
     if (!started_) WriteState();
-    if (tick > end_) return false;
+    if (tick != kUnknown && tick > end_) return false;
     Parse(group);
     for (const Packet& packet : group)
       file_.WriteData(packet.bytes, static_cast<int>(packet.length), 0);
@@ -193,8 +240,7 @@ class ReferenceExtraction {
     unsigned int tick = group_tick_;
     for (const Packet& packet : group) {
       if (packet.bytes[0] == 0x80) tick = Long(packet.bytes + 1);
-      if (packet.bytes[0] == 0x81 && tick != 0xFFFFFFFF)
-        tick = (tick & 0xFFFFFF00) | packet.bytes[1];
+      if (packet.bytes[0] == 0x81 && tick != kUnknown) tick = (tick & 0xFFFFFF00) | packet.bytes[1];
     }
     return tick;
   }
@@ -204,7 +250,7 @@ class ReferenceExtraction {
       if (packet.bytes[0] == 0x80) file_.InitCurrentSystemTick(Long(packet.bytes + 1));
       if (packet.bytes[0] == 0x81)
         file_.InitCurrentSystemTick((before & 0xFFFFFF00) | packet.bytes[1]);
-      if (packet.head != 0) Decode(packet, false);
+      if (packet.head != 0) Decode(packet, false, file_);
     }
   }
 
@@ -231,11 +277,12 @@ class ReferenceExtraction {
   unsigned int start_ = 0;
   unsigned int asked_end_ = 0;
   unsigned int end_ = 0;
-  unsigned int tick_ = 0xFFFFFFFF;
-  unsigned int group_tick_ = 0xFFFFFFFF;
+  unsigned int tick_ = kUnknown;
+  unsigned int group_tick_ = kUnknown;
   std::size_t cluster_at_ = 0;
   std::size_t packet_at_ = 0;
   bool started_ = false;
+  bool found_by_first_tick_ = false;
   DecodeResult seen_;
   FileInMemory file_;
 };

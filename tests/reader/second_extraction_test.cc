@@ -27,7 +27,9 @@ struct Range {
 
 class SecondExtraction : public testing::Test {
  protected:
-  SecondExtraction() : random(Seed()), ring(Seed(), random() % FullRing::kClusters) {
+  SecondExtraction() : SecondExtraction(Seed(), {}) {}
+  SecondExtraction(std::uint32_t seed, const FullRingCourse& course)
+      : random(seed), ring(seed, random() % FullRing::kClusters, course) {
     files.MakeDirectory("/m");
     files.PutFile("/m/r_1.mtd", {});
     files.PutBlocks("/m/r_1.mtd", 0, FullRing::kClusters, [this](std::size_t cluster) {
@@ -97,6 +99,8 @@ class SecondExtraction : public testing::Test {
         << reference.File().size();
     files.ClearOperations();
     packets += reader.LastExtraction().packets;
+    found_by_first_tick += reference.FoundByFirstTick() ? 1 : 0;
+    failed += extracted ? 0 : 1;
   }
 
   CapturedLog quiet{0};
@@ -104,6 +108,26 @@ class SecondExtraction : public testing::Test {
   std::mt19937 random;
   FullRing ring;
   unsigned long packets = 0;
+  int found_by_first_tick = 0;
+  int failed = 0;
+};
+
+// A busy unit's, whose clusters hold so little time that few have a whole tick. In
+// the oldest part of such a ring no dump has one before it in its cluster.
+class SecondExtractionOfABusyRing : public SecondExtraction {
+ protected:
+  static constexpr std::uint32_t kSeed = 4;
+  SecondExtractionOfABusyRing() : SecondExtraction(kSeed, {1, 12}) {}
+
+  // At a dump, where clusters meet, or anywhere, within hours of the oldest tick.
+  unsigned int OldStart() {
+    constexpr std::size_t kOldDumps = 6, kOldClusters = 900;
+    if (Below(3) == 0)
+      return ring.DumpTicks()[Below(kOldDumps)] + static_cast<unsigned int>(Below(3)) - 1;
+    const unsigned int cluster_tick =
+        FirstTick((ring.Oldest() + Below(kOldClusters)) % FullRing::kClusters);
+    return cluster_tick + static_cast<unsigned int>(Below(2) == 0 ? Below(3) - 1 : Below(40));
+  }
 };
 
 TEST_F(SecondExtraction, RandomRangesOfAFullRingAreEqualByteForByte) {
@@ -122,6 +146,18 @@ TEST_F(SecondExtraction, RandomRangesOfAFullRingAreEqualByteForByte) {
                 n % 2 == 0 ? RingAccess::kRepair : RingAccess::kReadOnly);
   EXPECT_GT(packets, 10000U);
   RecordProperty("packets", static_cast<int>(packets));
+}
+
+TEST_F(SecondExtractionOfABusyRing, RangesNearItsOldestEndAreEqualByteForByte) {
+  for (int n = 0; n < 12 && !HasFailure(); ++n) {
+    const unsigned int start = OldStart();
+    ExpectEqual({start, start + static_cast<unsigned int>(Below(300))},
+                n % 2 == 0 ? RingAccess::kRepair : RingAccess::kReadOnly);
+  }
+  EXPECT_GT(found_by_first_tick, 2);
+  EXPECT_GT(failed, 0);
+  RecordProperty("found_by_first_tick", found_by_first_tick);
+  RecordProperty("failed", failed);
 }
 
 }  // namespace

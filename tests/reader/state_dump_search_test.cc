@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <map>
 #include <random>
 
 #include "store/tag_catalogue.h"
@@ -308,6 +309,197 @@ TEST_F(StateDumpSearch, NothingOfAnEarlierSearchIsLeft) {
   EXPECT_TRUE(
       Walked("32 Found a state dump in this cluster but readSysTick (4294967295) is > "
              "sysTick (101) searching for!"));
+}
+
+// ---- Dumps whose tick only their cluster's header tells ------------------------------
+
+// A ring that has come round, cluster 0 the oldest, with a bookmark at tick 1000 + c
+// in every cluster c that is not written out.
+class UntoldDumps : public StateDumpSearch {
+ protected:
+  void RecordWith(const std::map<std::size_t, ClusterOf>& written_out) {
+    RecordAll([&](std::size_t c) {
+      const auto at = written_out.find(c);
+      const auto tick = static_cast<unsigned int>(1000 + c);
+      return at != written_out.end() ? at->second : ClusterOf{tick, Mark(tick)};
+    });
+  }
+  // A cluster that begins with a short header.
+  static ClusterOf Short(unsigned int tick, const std::string& items) {
+    return {tick, H2(tick, B(items)) + H2(tick + 1, B("56"))};
+  }
+  std::size_t LineOf(const std::string& text) const {
+    return static_cast<std::size_t>(std::find(walk_log.begin(), walk_log.end(), text) -
+                                    walk_log.begin());
+  }
+};
+
+TEST_F(UntoldDumps, OneIsTakenAtItsClustersFirstTickAfterARoundWithoutAnother) {
+  RecordWith({{40, Short(1040, "36 1A 38")}});
+  EXPECT_EQ(Search(60, 1060), (Found{40, H2(1040, B("36 1A 38")), 1040}));
+  EXPECT_TRUE(SirenOn());
+  EXPECT_TRUE(BrakeOn());
+  EXPECT_EQ(out.GetCurrentSystemTick(), 1040U);
+  EXPECT_TRUE(reader.LastExtraction().dump_found);
+  EXPECT_EQ(reader.LastExtraction().dump_tick, 1040U);
+  EXPECT_LT(LineOf("4 Made it through all clusters and did not find systick"),
+            LineOf("32 Reading cluster 40 again from its first tick 1040"));
+  EXPECT_LT(LineOf("32 Reading cluster 40 again from its first tick 1040"), walk_log.size());
+}
+
+TEST_F(UntoldDumps, AnyOtherDumpHoweverOldIsPreferred) {
+  RecordWith({{3, {1003, H1(1003, B("1A"))}}, {40, Short(1040, "1A")}});
+  EXPECT_EQ(Search(60, 1060).cluster, 3);
+}
+
+TEST_F(UntoldDumps, OfSeveralTheNearestIsTaken) {
+  RecordWith({{30, Short(1030, "1A")}, {40, Short(1040, "1A")}, {90, Short(1090, "1A")}});
+  EXPECT_EQ(Search(60, 1060).cluster, 40);
+}
+
+TEST_F(UntoldDumps, OneThatIsTooLateByItsClustersFirstTickIsPassedAgain) {
+  RecordWith({{40, Short(1040, "1A")}, {60, {1060, H2(1060, B("56")) + H2(1063, B("1A"))}}});
+  EXPECT_EQ(Search(60, 1062).cluster, 40);
+  EXPECT_EQ(Search(60, 1063).cluster, 60);
+}
+
+TEST_F(UntoldDumps, WithNoneThatIsInTimeTheSearchFails) {
+  RecordWith({{60, {1060, H2(1060, B("56")) + H2(1063, B("1A"))}}});
+  EXPECT_EQ(Search(60, 1062).cluster, -1);
+}
+
+// The mirror is as if the cluster before had been read and then this one.
+TEST_F(UntoldDumps, ASplitOneIsReadFromTheClusterBeforeOn) {
+  RecordWith({{39, {1039, H2(1039, B("37 38")) + H2(1040, B("36"))}},
+              {40, {1042, Cont(B("39 1A")) + H2(1042, B("56"))}},
+              {50, {1050, H1(1050, B("37 38"))}}});
+  EXPECT_EQ(Search(60, 1060), (Found{40, Cont(B("39 1A")), 1042}));
+  EXPECT_TRUE(SirenOn());
+  EXPECT_FALSE(BrakeOn());
+}
+
+// What time it is in it follows from that cluster's first tick, too.
+TEST_F(UntoldDumps, ASplitOnesTimeIsThatOfItsBeginning) {
+  RecordWith({{39, {1039, H2(1039, B("56")) + H2(1040, B("03 00 10 00 00"))}},
+              {40, {1042, Cont(B("1A")) + H2(1042, B("56"))}}});
+  EXPECT_EQ(Search(60, 1060).cluster, 40);
+  out.InitCurrentSystemTick(1044);
+  EXPECT_EQ(out.GetAdjustedTime(), 0x1002);
+}
+
+TEST_F(UntoldDumps, TheOldestClusterMayHoldIt) {
+  RecordWith({{0, Short(1000, "1A")}});
+  EXPECT_EQ(Search(5, 1005), (Found{0, H2(1000, B("1A")), 1000}));
+}
+
+// What it began with has been overwritten.
+TEST_F(UntoldDumps, TheOldestClustersOwnContinuationsAreNoDump) {
+  RecordWith({{0, {1001, Cont(B("36")) + Cont(B("1A")) + H2(1001, B("56"))}}});
+  EXPECT_EQ(Search(5, 1005).cluster, -1);
+  RecordWith({{0, {1001, Cont(B("36 1A")) + H2(1001, B("56")) + H2(1002, B("1A"))}}});
+  EXPECT_EQ(Search(5, 1005), (Found{0, H2(1002, B("1A")), 1002}));
+  RecordWith({{0, {1001, Cont(B("1A")) + B("82 FF 1A")}}});
+  EXPECT_EQ(Search(5, 1005).cluster, -1);
+}
+
+TEST_F(UntoldDumps, ClustersBehindTheOldestDoNotCount) {
+  RecordWith({{90, Short(500, "1A")}});
+  EXPECT_EQ(Search(60, 1060).cluster, -1);
+  EXPECT_EQ(Search(95, 1060).cluster, 90);
+}
+
+TEST_F(UntoldDumps, AcrossTheFilesEndTheyDo) {
+  RecordAll([](std::size_t c) -> ClusterOf {
+    const auto tick = static_cast<unsigned int>(c < 5 ? 40000 + c : 1000 + c);
+    return {tick, c == 32766 ? H2(tick, B("1A")) : Mark(tick)};
+  });
+  EXPECT_EQ(Search(2, 40002), (Found{32766, H2(33766, B("1A")), 33766}));
+}
+
+TEST_F(UntoldDumps, AClusterWithoutAFirstTickTellsNone) {
+  for (const unsigned int none : {0xFFFFFFFFU, 0xFFFFFFFEU, 0xFFFFFFFDU}) {
+    SCOPED_TRACE(none);
+    RecordWith({{30, Short(1030, "1A")}, {40, {none, Short(1040, "1A").packets}}});
+    EXPECT_EQ(Search(60, 0xFFFFFFFE).cluster, 30);
+  }
+}
+
+TEST_F(UntoldDumps, NorDoesOneBehindAHeaderOfAnUnknownTick) {
+  RecordWith({{30, Short(1030, "1A")}, {40, {1040, Mark(0xFFFFFFFF) + H2(1040, B("1A"))}}});
+  EXPECT_EQ(Search(60, 1060).cluster, 30);
+  RecordWith({{40, {1040, H2(1040, B("56")) + H1(0xFFFFFFFF, B("1A"))}}});
+  EXPECT_EQ(Search(60, 1060).cluster, -1);
+}
+
+TEST_F(UntoldDumps, AMarkBehindATimeZoneNameIsOneToo) {
+  RecordWith({{40, Short(1040, "36 04 03 43 53 54 38 1A")}});
+  EXPECT_EQ(Search(60, 1060).cluster, 40);
+  EXPECT_TRUE(BrakeOn());
+  RecordWith({{40, Short(1040, "36 FF 1A")}});
+  EXPECT_EQ(Search(60, 1060).cluster, -1);
+}
+
+TEST_F(UntoldDumps, AClusterThatCannotBeReadLeavesTheNearerOnes) {
+  RecordWith({{40, Short(1040, "1A")}});
+  LoseCluster(20);
+  EXPECT_EQ(Search(60, 1060).cluster, 40);
+  EXPECT_TRUE(Walked("2 Failed to read data from cluster 20"));
+  RecordWith({{41, {1041, Cont(B("1A")) + H2(1041, B("56"))}}});
+  LoseCluster(40);
+  EXPECT_EQ(Search(60, 1060).cluster, -1);  // its beginning is lost
+  RecordWith({{41, Short(1041, "1A")}, {60, {1060, H2(1063, B("1A"))}}});
+  LoseCluster(50);
+  EXPECT_EQ(Search(60, 1060).cluster, -1);  // behind the lost one
+}
+
+TEST_F(UntoldDumps, AreFoundWithEveryMessageSwitchedOff) {
+  const CapturedLog quiet(0);
+  RecordWith({{40, {1041, Cont(B("1A")) + H2(1041, B("56"))}}});
+  EXPECT_EQ(Search(60, 1060).cluster, 40);
+  LoseCluster(39);
+  EXPECT_EQ(Search(60, 1060).cluster, -1);
+  EXPECT_TRUE(quiet.Entries().empty());
+}
+
+TEST_F(UntoldDumps, AReplayBeginsThere) {
+  RecordWith({{40, Short(1040, "36 1A 38")}, {50, {1050, H2(1050, B("39 3E"))}}});
+  ASSERT_TRUE(Extract(1060, 1041));
+  const Bytes state = StartOf(1060, 1041, [](DataStore& unit) {
+    unit.StoreConfigSettingsValid(true, TAG_POLICY_END);
+    unit.ReportStateData(TAG_SIREN_ON, false, 0);
+    unit.ReportStateData(TAG_DOOR_ON, false, 0);
+  });
+  EXPECT_EQ(Out(), state + Mark(1061));
+  EXPECT_EQ(reader.LastExtraction().state_cluster, 40);
+  EXPECT_EQ(reader.LastExtraction().dump_tick, 1040U);
+  EXPECT_TRUE(ReaderLogged(32,
+                           "ReadToNewFile: Last state dump found: stateCluster(40), "
+                           "nextReadLoc(167936), readSysTick(1040)"));
+}
+
+// ---- What the output holds meanwhile -------------------------------------------------
+
+// Reading covert on records it again; 1900 times fill seven areas and more.
+Bytes CovertBlinks(unsigned int tick) { return Times(19, H1(tick, Times(100, B("3A 3B")))); }
+
+TEST_F(StateDumpSearch, WhatReadingRecordsAgainNeverFillsTheOutput) {
+  std::vector<ClusterOf> clusters{{90, CovertBlinks(90) + H2(91, B("1A"))}};
+  for (unsigned int tick = 100; tick < 106; ++tick) clusters.push_back({tick, CovertBlinks(tick)});
+  Record(clusters);
+  EXPECT_EQ(Search(6, 120).cluster, 0);
+  EXPECT_EQ(
+      log_.Count(2, "DataStore.cc", "***************** Dropped 1 data bytes ********************"),
+      0);
+  EXPECT_EQ(out.UsedAreas(), 0);
+}
+
+TEST_F(StateDumpSearch, ItemsThatWaitedThereBeforeAreNotDiscarded) {
+  Record({{90, H1(90, B("1A"))}, {100, CovertBlinks(100)}});
+  out.ReportButton(BUTTON_RECORD, BUTTON_PRESSED, true);
+  EXPECT_EQ(Search(1, 120).cluster, 0);
+  out.WriteBuffers();
+  ASSERT_FALSE(out.packets.empty());
+  EXPECT_EQ(out.packets[0].bytes[6], TAG_BUTTON);
 }
 
 // ---- The item that no decoder accepts --------------------------------------------------

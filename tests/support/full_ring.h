@@ -25,7 +25,8 @@ struct FullRingCourse {
   // A dump is found only when a whole tick stands in front of it in its cluster.
   // With this its own packet has one.
   bool dumps_tell_tick = false;
-  bool odd_packets = true;  // continuations, dictionaries, damage, items that are illegal
+  // Continuations, dictionaries, damage, unknown ticks, items that are illegal.
+  bool odd_packets = true;
 };
 
 class FullRing {
@@ -94,8 +95,19 @@ class FullRing {
     for (Bytes& area : areas) FillArea(area, areas.size() > 5 ? 2 : course_.items_in_packet);
     EmitPackets(areas);
     if (!course_.odd_packets) return;
+    if (Below(500) == 0) EmitUnknownTick();
     if (Below(500) == 0) Append(B("83 02 20 C2 56 01 00"), kNoTick);
     if (Below(500) == 0) Append(B("00 84 FF 7F"), kNoTick);
+  }
+
+  // As a store writes it that was not told the tick; the next packet tells it again.
+  void EmitUnknownTick() {
+    const unsigned int known = std::exchange(tick_, kNoTick);
+    std::vector<Bytes> areas(1);
+    FillArea(areas[0], course_.items_in_packet);
+    last_tick_ = 0;
+    EmitPackets(areas);
+    tick_ = known;
   }
 
   void EmitPackets(const std::vector<Bytes>& areas) {
@@ -115,7 +127,7 @@ class FullRing {
       packet.push_back(Crc8(packet.data(), static_cast<unsigned int>(covered), kCrcInitial));
       Append(packet, n > 0 ? kContinuationTick : tick_);
     }
-    if (recording_) packet_ticks_.push_back(tick_);
+    if (recording_ && tick_ != kNoTick) packet_ticks_.push_back(tick_);
     last_tick_ = tick_;
   }
 

@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "tests/tools/program.h"
+#include "tools/extract_summary.h"
 
 namespace vmr::test {
 namespace {
@@ -141,6 +142,29 @@ TEST_F(ExtractTest, AGapInsideTheRangeIsPartial) {
   const Finished before = Cut({"--from", "901", "--to", "50000", "--force"});
   EXPECT_EQ(before.exit_code, 3);
   EXPECT_THAT(before.err, HasSubstr(" and 50000 ("));
+}
+
+// Packets of an unknown tick alone behind the state at tick 100.
+tool::ExtractionFacts WithoutTicks(unsigned int next_tick) {
+  tool::ExtractionFacts facts{{100, 50000}, {100, 50000}, {}, nullptr};
+  facts.report.packets = 2;
+  facts.report.bytes = 16;
+  facts.report.next_tick = next_tick;
+  return facts;
+}
+
+TEST(ExtractSummary, PacketsOfUnknownTicksAreCountedWithoutATick) {
+  EXPECT_THAT(tool::DescribeExtraction(WithoutTicks(60000)),
+              testing::EndsWith("copied:  2 packets, 16 bytes\n"));
+}
+
+TEST(ExtractSummary, TheyFillNoGapAndEndNoRecording) {
+  EXPECT_THAT(
+      tool::WhatIsMissing(WithoutTicks(60000)),
+      testing::ElementsAre("nothing is recorded between ticks 100 and 50000 (6:55:50 hours)"));
+  EXPECT_THAT(tool::WhatIsMissing(WithoutTicks(0xFFFFFFFF)),
+              testing::ElementsAre("the recording ends at tick 100, inside the range"));
+  EXPECT_THAT(tool::WhatIsMissing(WithoutTicks(101)), testing::IsEmpty());
 }
 
 TEST_F(ExtractTest, DamageInsideTheRangeIsPartial) {
