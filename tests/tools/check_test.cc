@@ -436,12 +436,24 @@ TEST_F(CheckTest, ASearchThatEndsBeforeTheNewestClusterIsADanger) {
   EXPECT_EQ(NewestOfARecorder(), 6);
 }
 
-TEST_F(CheckTest, ASearchThatEndsBehindTheNewestClusterIsADanger) {
+// It used to be read as that of a ring about to come round.
+TEST_F(CheckTest, AFirstClusterWithoutATickDoesNotMisleadTheSearch) {
   MakeRingOfBookmarks(10);
-  PutInBoth(0, ClusterOf(0xFFFFFFFE, FullPacket(10, B("56"))));  // reads as a ring about to wrap
-  EXPECT_THAT(Findings(), ElementsAre("wrong_first_tick - 0-0", "wrong_newest - 32767-32767"));
+  PutInBoth(0, ClusterOf(0xFFFFFFFE, FullPacket(10, B("56"))));
+  EXPECT_THAT(Findings(), ElementsAre("wrong_first_tick - 0-0"));
   ExpectVerdict(4, "damaged, nothing is lost");
-  EXPECT_EQ(NewestOfARecorder(), 32767);
+  EXPECT_EQ(NewestOfARecorder(), 9);
+}
+
+TEST_F(CheckTest, ContinuationsThatBeginTheFirstOrTheLastClusterAreSound) {
+  const Bytes continuation = B("82 01 56 74");
+  for (const int begun : {0, 32767}) {
+    MakeRingOfBookmarks(begun == 0 ? 32768 : 32767);
+    PutInBoth(begun, ClusterOf(0xFFFFFFFE, continuation));
+    EXPECT_THAT(Findings(), IsEmpty()) << begun;
+    ExpectVerdict(0, "sound");
+    EXPECT_EQ(NewestOfARecorder(), begun);
+  }
 }
 
 TEST_F(CheckTest, TimesAreGivenWhereTheRecordingTellsThem) {
