@@ -74,6 +74,10 @@ leaves out has defaults.
 SIGINT and SIGTERM end a recording in order: everything is reported off, all is
 written, the exit code is 0.
 
+A store in which no recorder finds where the recording ends is refused: going on
+would give up what it holds. vmr scrub or vmr recover comes first; --begin-anew
+is the order to go on all the same.
+
 Exit codes: 0 success, 1 a file or the store could not be used, 2 wrong usage.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
 
@@ -171,6 +175,8 @@ CLI::App* AddRecord(CLI::App& app, vmr::tool::RecordOptions& options, std::strin
       ->option_text("[=HOST:PORT]");
   record->add_flag("--replay", options.replay,
                    "Ticks and times of the input are the clock, not this machine's");
+  record->add_flag("--begin-anew", options.begin_anew,
+                   "Record even if what the store holds is set aside or removed for it");
   record->final_callback([&options, &gpsd_text] {
     TakeGpsd(gpsd_text, options);
     CheckRecord(options);

@@ -76,7 +76,7 @@ int Record(const RecordOptions& options) {
   if (!OpenInputs(options, counts, inputs)) return kExitFailure;
   const StopSignal stop;
   Recorder recorder(options.store, *configuration);
-  if (!recorder.Open()) return kExitFailure;
+  if (!recorder.Open(options.begin_anew)) return kExitFailure;
   const bool ran = options.replay ? RunReplay(recorder, inputs, counts, stop)
                                   : RunLive(options, recorder, inputs, counts, stop);
   PrintSummary(options, recorder, counts);

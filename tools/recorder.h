@@ -21,8 +21,9 @@ class Recorder {
       : base_(base), configuration_(configuration), store_(base) {}
 
   // Locks and opens the store; false after saying why not. FirstTick() is then
-  // the tick after the last recorded one.
-  bool Open();
+  // the tick after the last recorded one. Where opening would give up what the
+  // store holds, that has to be asked for: `begin_anew`.
+  bool Open(bool begin_anew);
   // Starts to record at `first_tick`: what was on when the store was last used is
   // reported off as of its last tick, and the unit's configuration is reported.
   // The first TimerTick follows.
@@ -44,6 +45,7 @@ class Recorder {
   unsigned long Losses() const { return gps_.Losses(); }
 
  private:
+  bool KeepsHistory() const;
   void MakeRoom(unsigned int bytes);
   void Flush();
 
