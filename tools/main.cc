@@ -78,7 +78,12 @@ A store in which no recorder finds where the recording ends is refused: going on
 would give up what it holds. vmr scrub or vmr recover comes first; --begin-anew
 is the order to go on all the same.
 
-Exit codes: 0 success, 1 a file or the store could not be used, 2 wrong usage.
+When neither file of the store takes what is recorded, or somebody deletes one,
+a line with WARNING says so at once; recording goes on, and the summary tells how
+much was not stored.
+
+Exit codes: 0 success, 1 a file or the store could not be used, or not everything
+was stored, 2 wrong usage.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
 
 constexpr const char* kViewHelp = "Prints the recording at PATH as text";

@@ -80,7 +80,8 @@ int Record(const RecordOptions& options) {
   const bool ran = options.replay ? RunReplay(recorder, inputs, counts, stop)
                                   : RunLive(options, recorder, inputs, counts, stop);
   PrintSummary(options, recorder, counts);
-  return ran && !counts.read_error ? kExitSuccess : kExitFailure;
+  const bool stored = recorder.Conclude();
+  return ran && stored && !counts.read_error ? kExitSuccess : kExitFailure;
 }
 
 }  // namespace vmr::tool

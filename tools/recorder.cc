@@ -27,6 +27,12 @@ unsigned int MostBytes(const Report& report) {
 
 }  // namespace
 
+int WatchedStore::WriteData(const unsigned char* data, int length, unsigned int sysTick) {
+  const int taken = DataStoreNormal::WriteData(data, length, sysTick);
+  alarm_.Take(LastPacketStored(), GetCurrentSystemTick(), PacketsNotStored());
+  return taken;
+}
+
 bool Recorder::Open(bool begin_anew) {
   if (!lock_.Before(base_)) return false;
   if (!begin_anew && !KeepsHistory()) return false;
@@ -34,6 +40,7 @@ bool Recorder::Open(bool begin_anew) {
     Say(fmt::format("{}: the store could not be opened", base_));
     return false;
   }
+  files_.Start();
   if (!lock_.After(base_)) return false;
   last_tick_ = store_.GetCurrentSystemTick();
   if (last_tick_ >= kLastTick) {
@@ -105,6 +112,7 @@ void Recorder::Flush() {
 void Recorder::TimerTick(unsigned int tick) {
   if (pending_bytes_ > kMostPendingBytes) Flush();
   store_.TimerTick(tick);
+  files_.Tick();
   if (!store_.HasPendingItems()) pending_bytes_ = 0;
 }
 
