@@ -32,7 +32,7 @@ std::optional<NumberedReport> Input::Next() {
     }
     ParsedLine parsed = ParseLine(line);
     if (auto* report = std::get_if<Report>(&parsed)) {
-      if (!report->remark.empty()) Remark(number, report->remark);
+      if (!report->remark.empty()) Remark(LineRemarks::Kind::kUsedInPart, number, report->remark);
       return NumberedReport{std::move(*report), number};
     }
     if (const auto* unusable = std::get_if<UnusableLine>(&parsed)) Skip(number, unusable->reason);
@@ -45,13 +45,17 @@ void Input::Read() {
   counts_.read_error = true;
 }
 
-void Input::Remark(unsigned long line, const std::string& text) const {
-  Say(fmt::format("{}:{}: {}", name_, line, text));
+void Input::Remark(LineRemarks::Kind kind, unsigned long line, const std::string& text) {
+  remarks_.Take(kind, line, text, LineRemarks::Clock::now());
 }
 
 void Input::Skip(unsigned long line, const std::string& reason) {
-  Remark(line, reason);
+  Remark(LineRemarks::Kind::kUnusable, line, reason);
   ++counts_.skipped;
+}
+
+void Input::Update() {
+  if (HasMoreToSay()) remarks_.Update(LineRemarks::Clock::now());
 }
 
 bool OpenInput(const std::string& path, LineCounts& counts, Inputs& inputs) {

@@ -10,6 +10,7 @@
 
 #include "tools/event_parser.h"
 #include "tools/line_reader.h"
+#include "tools/line_remarks.h"
 
 namespace vmr::tool {
 
@@ -26,13 +27,14 @@ struct NumberedReport {
   unsigned long line = 0;
 };
 
-// Lines that cannot be used are reported, counted and passed over.
+// Lines that cannot be used are reported, as LineRemarks does, counted and passed
+// over.
 //
 // Owns     the descriptor. `counts` must outlive it.
 class Input {
  public:
   Input(int fd, std::string name, LineCounts& counts)
-      : reader_(fd), name_(std::move(name)), counts_(counts) {}
+      : reader_(fd), name_(name), counts_(counts), remarks_(std::move(name)) {}
 
   // The next report among what was read; nothing when more must be read first,
   // or never comes.
@@ -41,6 +43,13 @@ class Input {
   void Read();
   // Says that a line cannot be used.
   void Skip(unsigned long line, const std::string& reason);
+  // Says something else about a line.
+  void Remark(LineRemarks::Kind kind, unsigned long line, const std::string& text);
+  // Some lines were not reported yet, and Update is to be called once in a while.
+  bool HasMoreToSay() const { return remarks_.Withholds(); }
+  void Update();
+  // Says what there still is to say: nothing more is taken from it.
+  void Conclude() { remarks_.Conclude(); }
 
   int Fd() const { return reader_.Fd(); }
   bool AtEnd() const { return reader_.AtEnd(); }
@@ -48,11 +57,10 @@ class Input {
   std::uint64_t BytesRead() const { return reader_.BytesRead(); }
 
  private:
-  void Remark(unsigned long line, const std::string& text) const;
-
   LineReader reader_;
   std::string name_;
   LineCounts& counts_;
+  LineRemarks remarks_;
 };
 
 using Inputs = std::vector<std::unique_ptr<Input>>;

@@ -43,6 +43,11 @@ void PrintSummary(const RecordOptions& options, const Recorder& recorder,
                   recorder.Events(), counts.skipped));
 }
 
+void CloseAll(Inputs& inputs) {
+  for (const auto& input : inputs) input->Conclude();
+  inputs.clear();
+}
+
 bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, LineCounts& counts,
              const StopSignal& stop) {
   std::optional<GpsdClient> client;
@@ -54,7 +59,7 @@ bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, L
   }
   Progress progress(inputs, counts);
   const bool ran = LiveSession(recorder, inputs, gpsd, stop, progress).Run();
-  inputs.clear();  // the client's thread sees its pipe closed
+  CloseAll(inputs);  // the client's thread sees its pipe closed
   return ran;
 }
 
@@ -62,6 +67,7 @@ bool RunReplay(Recorder& recorder, Inputs& inputs, const LineCounts& counts,
                const StopSignal& stop) {
   Progress progress(inputs, counts);
   ReplaySession(recorder, inputs, stop, progress).Run();
+  CloseAll(inputs);
   return true;
 }
 

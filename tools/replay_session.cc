@@ -13,6 +13,8 @@ namespace {
 // No item waits longer than this for others of its packet.
 constexpr unsigned int kMaxTicksToFlush = 65535;
 
+constexpr int kUpdate_ms = 1000;  // while an input still has something to say
+
 // Puts a clock in use for as long as it lives.
 class ClockInUse {
  public:
@@ -51,8 +53,10 @@ void ReplaySession::Run() {
 }
 
 void ReplaySession::Refill() {
-  for (Source& source : sources_)
+  for (Source& source : sources_) {
     if (!source.next) source.next = source.input->Next();
+    source.input->Update();
+  }
 }
 
 bool ReplaySession::AllEnded() const {
@@ -64,11 +68,13 @@ bool ReplaySession::AllEnded() const {
 // Reads every input that has nothing to offer, as soon as it has.
 void ReplaySession::WaitForInput() {
   std::vector<pollfd> waits = {{stop_.Fd(), POLLIN, 0}};
+  int patience_ms = -1;
   for (const Source& source : sources_) {
+    if (source.input->HasMoreToSay()) patience_ms = kUpdate_ms;
     const bool wanted = !source.next && !source.input->AtEnd();
     waits.push_back({wanted ? source.input->Fd() : -1, POLLIN, 0});
   }
-  if (poll(waits.data(), waits.size(), -1) <= 0) return;
+  if (poll(waits.data(), waits.size(), patience_ms) <= 0) return;
   for (std::size_t i = 0; i < sources_.size(); ++i)
     if (waits[i + 1].revents != 0) sources_[i].input->Read();
 }

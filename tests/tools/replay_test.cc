@@ -6,9 +6,16 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using ReplayTest = ProgramTest;
 
 constexpr const char* kBookmark = "[Tag=Bookmark, TagNo=0x56]";
+
+std::string Repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
 
 TEST_F(ReplayTest, EveryKindOfEventIsViewedBack) {
   Replay(R"({"event":"input","name":"siren","on":true,"time":"2024-05-01T10:00:00Z"}
@@ -49,6 +56,20 @@ TEST_F(ReplayTest, LinesThatCannotBeUsedAreReportedCountedAndSkipped) {
             "vmr: s: recorded ticks 1 to 1\n"
             "vmr: s: 9 lines, 0 fixes, 0 losses of fix, 2 events, 5 lines skipped\n");
   EXPECT_THAT(Items(), ElementsAre(kBookmark, kBookmark));
+}
+
+TEST_F(ReplayTest, OfManyLinesThatCannotBeUsedTenAreReportedAndAllAreCounted) {
+  WriteFile(Path("a"), "{\"event\":\"bookmark\"}\n" + Repeated("x\n", 25));
+  WriteFile(Path("b"), Repeated("{}\n", 11) + "{\"event\":\"bookmark\"}\n");
+  const Finished replay = Run({"record", "s", "--replay", "--input", "a", "--input", "b"});
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, HasSubstr("vmr: a:11: not valid JSON at column 1\n"));
+  EXPECT_THAT(replay.err, Not(HasSubstr("vmr: a:12:")));
+  EXPECT_THAT(replay.err, HasSubstr("vmr: a: 15 more lines could not be used\n"
+                                    "vmr: b: 1 more lines could not be used\n"));
+  EXPECT_THAT(replay.err,
+              HasSubstr("vmr: s: 38 lines, 0 fixes, 0 losses of fix, 2 events, 36 lines "
+                        "skipped\n"));
 }
 
 TEST_F(ReplayTest, TicksGoOnFromOneRunToTheNext) {
