@@ -38,7 +38,11 @@ struct UnusableLine {
 };
 using ParsedLine = std::variant<IgnoredLine, UnusableLine, Report>;
 
-ParsedLine ParseLine(std::string_view text);
+// A live gpsd reports positions. Events are the unit's own business: from gpsd,
+// which whoever reaches its port may be, they are no lines that can be used.
+enum class LineSource { kInput, kGpsd };
+
+ParsedLine ParseLine(std::string_view text, LineSource source = LineSource::kInput);
 
 }  // namespace vmr::tool
 

@@ -33,8 +33,8 @@ struct NumberedReport {
 // Owns     the descriptor. `counts` must outlive it.
 class Input {
  public:
-  Input(int fd, std::string name, LineCounts& counts)
-      : reader_(fd), name_(name), counts_(counts), remarks_(std::move(name)) {}
+  Input(int fd, std::string name, LineCounts& counts, LineSource source = LineSource::kInput)
+      : reader_(fd), name_(name), counts_(counts), remarks_(std::move(name)), source_(source) {}
 
   // The next report among what was read; nothing when more must be read first,
   // or never comes.
@@ -61,6 +61,7 @@ class Input {
   std::string name_;
   LineCounts& counts_;
   LineRemarks remarks_;
+  LineSource source_;
 };
 
 using Inputs = std::vector<std::unique_ptr<Input>>;

@@ -30,7 +30,7 @@ const Input* AddGpsd(const GpsdClient& client, const GpsdAddress& address, LineC
     Say(fmt::format("{}: {}", name, strerror(errno)));
     return nullptr;
   }
-  inputs.push_back(std::make_unique<Input>(client.ReadEnd(), name, counts));
+  inputs.push_back(std::make_unique<Input>(client.ReadEnd(), name, counts, LineSource::kGpsd));
   return inputs.back().get();
 }
 

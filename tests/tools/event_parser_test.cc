@@ -72,6 +72,21 @@ TEST(ParseLine, TemperaturesAreRoundedToWholeDegrees) {
   EXPECT_EQ(ItemsOf(R"({"event":"temperature","sensor":3,"degrees":41})"), B("E4 29"));
 }
 
+TEST(ParseLine, FromAGpsdOnlyItsOwnReportsAreTaken) {
+  const auto reason = [](const char* line) {
+    const ParsedLine parsed = ParseLine(line, LineSource::kGpsd);
+    const auto* unusable = std::get_if<UnusableLine>(&parsed);
+    return unusable == nullptr ? "usable" : unusable->reason;
+  };
+  const std::string missing = "\"class\" is missing, as it is in no report of gpsd";
+  EXPECT_EQ(reason(R"({"event":"bookmark"})"), missing);
+  EXPECT_EQ(reason("{}"), missing);
+  EXPECT_EQ(reason(R"({"class":"TPV","mode":1})"), "usable");
+  EXPECT_EQ(reason(R"({"class":"SKY","event":"bookmark"})"), "usable");
+  EXPECT_TRUE(std::holds_alternative<IgnoredLine>(
+      ParseLine(R"({"class":"SKY","event":"bookmark"})", LineSource::kGpsd)));
+}
+
 TEST(ParseLine, UnknownFieldsAreIgnored) {
   EXPECT_EQ(ItemsOf(R"({"event":"bookmark","who":"driver","on":[{}]})"), B("56"));
 }
