@@ -55,7 +55,7 @@ class Session {
 
  private:
   void Take(const Report& report) {
-    if (report.stamp.tick) Require(*report.stamp.tick <= kLastTick, "a tick can be recorded");
+    if (report.stamp.tick) Require(*report.stamp.tick <= kLastInputTick, "a tick can be recorded");
     if (report.stamp.tick) tick_ = *report.stamp.tick;
     store_.InitCurrentSystemTick(tick_);
     constexpr unsigned int kMostGpsReportBytes = 2 + (2 + 10) + (2 + 3);

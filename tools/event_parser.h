@@ -18,6 +18,9 @@ namespace vmr::tool {
 // The last tick that can be recorded: the two above stand for a continuation
 // packet and for no tick.
 inline constexpr unsigned int kLastTick = kContinuationTick - 1;
+// The last one that a line may name: behind it a recording needs some to write what
+// waits, and a store that begins there has no packet that tells a whole tick.
+inline constexpr unsigned int kLastInputTick = 0xFFFFFF00;
 
 // When a report happened, as far as its line tells.
 struct Stamp {

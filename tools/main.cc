@@ -138,6 +138,8 @@ void CheckRecord(const vmr::tool::RecordOptions& options) {
     throw CLI::ValidationError("nothing to record: give --input or --gpsd");
   if (options.replay && options.gpsd)
     throw CLI::ValidationError("--replay cannot be combined with --gpsd: a live gpsd is not saved");
+  if (options.allow_jumps && !options.replay)
+    throw CLI::ValidationError("--allow-jumps is for --replay: live, this machine is the clock");
   if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1)
     throw CLI::ValidationError("--input - was given twice");
 }
@@ -180,6 +182,8 @@ CLI::App* AddRecord(CLI::App& app, vmr::tool::RecordOptions& options, std::strin
       ->option_text("[=HOST:PORT]");
   record->add_flag("--replay", options.replay,
                    "Ticks and times of the input are the clock, not this machine's");
+  record->add_flag("--allow-jumps", options.allow_jumps,
+                   "Follow the input of --replay across more than 400 days at once");
   record->add_flag("--begin-anew", options.begin_anew,
                    "Record even if what the store holds is set aside or removed for it");
   record->final_callback([&options, &gpsd_text] {

@@ -63,10 +63,10 @@ bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, L
   return ran;
 }
 
-bool RunReplay(Recorder& recorder, Inputs& inputs, const LineCounts& counts,
-               const StopSignal& stop) {
+bool RunReplay(const RecordOptions& options, Recorder& recorder, Inputs& inputs,
+               const LineCounts& counts, const StopSignal& stop) {
   Progress progress(inputs, counts);
-  ReplaySession(recorder, inputs, stop, progress).Run();
+  ReplaySession(recorder, inputs, stop, progress, options.allow_jumps).Run();
   CloseAll(inputs);
   return true;
 }
@@ -83,7 +83,7 @@ int Record(const RecordOptions& options) {
   const StopSignal stop;
   Recorder recorder(options.store, *configuration);
   if (!recorder.Open(options.begin_anew)) return kExitFailure;
-  const bool ran = options.replay ? RunReplay(recorder, inputs, counts, stop)
+  const bool ran = options.replay ? RunReplay(options, recorder, inputs, counts, stop)
                                   : RunLive(options, recorder, inputs, counts, stop);
   PrintSummary(options, recorder, counts);
   const bool stored = recorder.Conclude();

@@ -43,8 +43,9 @@ bool Recorder::Open(bool begin_anew) {
   files_.Start();
   if (!lock_.After(base_)) return false;
   last_tick_ = store_.GetCurrentSystemTick();
-  if (last_tick_ >= kLastTick) {
-    Say(fmt::format("{}: its last tick is {}, there are none after it", base_, last_tick_));
+  if (last_tick_ >= kLastInputTick) {
+    Say(fmt::format("{}: its last tick is {}, there are none after {}", base_, last_tick_,
+                    kLastInputTick));
     return false;
   }
   first_tick_ = last_tick_ + 1;
