@@ -53,7 +53,7 @@ bool IsBlank(std::string_view text) { return text.find_first_not_of(" \t\r\n") =
 }  // namespace
 
 ParsedLine ParseLine(std::string_view text, LineSource source) {
-  if (IsBlank(text)) return IgnoredLine{};
+  if (IsBlank(text)) return BlankLine{};
   // The parser would take a NUL byte for the end of the text.
   if (const std::size_t nul = text.find('\0'); nul != text.npos)
     return UnusableLine{fmt::format("not valid JSON at column {}", nul + 1)};

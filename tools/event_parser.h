@@ -35,11 +35,12 @@ struct Report {
   std::variant<GpsReport, Event> content;
   std::string remark;  // not empty: what of the line was left out, and why
 };
-struct IgnoredLine {};  // blank, or a report of gpsd that is not about the position
+struct BlankLine {};
+struct IgnoredLine {};  // a report of gpsd that is not about the position
 struct UnusableLine {
   std::string reason;
 };
-using ParsedLine = std::variant<IgnoredLine, UnusableLine, Report>;
+using ParsedLine = std::variant<BlankLine, IgnoredLine, UnusableLine, Report>;
 
 // A live gpsd reports positions. Events are the unit's own business: from gpsd,
 // which whoever reaches its port may be, they are no lines that can be used.

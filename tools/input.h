@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/event_parser.h"
+#include "tools/input_format.h"
 #include "tools/line_reader.h"
 #include "tools/line_remarks.h"
 
@@ -19,6 +20,7 @@ struct LineCounts {
   unsigned long lines = 0;
   unsigned long skipped = 0;
   bool read_error = false;
+  bool useless_input = false;  // there is one with lines, and none could be used
 };
 
 // A report and the line it came from.
@@ -48,11 +50,15 @@ class Input {
   // Some lines were not reported yet, and Update is to be called once in a while.
   bool HasMoreToSay() const { return remarks_.Withholds(); }
   void Update();
-  // Says what there still is to say: nothing more is taken from it.
-  void Conclude() { remarks_.Conclude(); }
+  // Says what there still is to say, the input as a whole included: nothing more is
+  // taken from it.
+  void Conclude();
 
   int Fd() const { return reader_.Fd(); }
   bool AtEnd() const { return reader_.AtEnd(); }
+  // A line was read, or never will be: Format() tells what it looks like.
+  bool HasBegun() const { return reader_.HasLine() || AtEnd(); }
+  InputFormat Format() const { return format_; }
   const std::string& Name() const { return name_; }
   std::uint64_t BytesRead() const { return reader_.BytesRead(); }
 
@@ -62,9 +68,17 @@ class Input {
   LineCounts& counts_;
   LineRemarks remarks_;
   LineSource source_;
+  InputFormat format_ = InputFormat::kUnknown;
+  unsigned long lines_ = 0;    // but for blank ones
+  unsigned long skipped_ = 0;  // of these
+  bool read_error_ = false;
 };
 
 using Inputs = std::vector<std::unique_ptr<Input>>;
+
+// Of an input that is recognised as something else than lines of JSON: says what it
+// is and what to do. False then.
+bool MayHoldLines(const Input& input);
 
 // Opens the file at `path`, "-" being standard input, and adds it. False, after
 // saying why, when that is not possible.

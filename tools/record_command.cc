@@ -2,7 +2,11 @@
 
 #include <errno.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 
 #include "tools/console.h"
 #include "tools/input.h"
@@ -20,6 +24,37 @@ bool OpenInputs(const RecordOptions& options, LineCounts& counts, Inputs& inputs
   for (const std::string& path : options.inputs)
     if (!OpenInput(path, counts, inputs)) return false;
   return true;
+}
+
+bool IsRegularFile(const Input& input) {
+  struct stat status {};
+  return fstat(input.Fd(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// Until each of the inputs has a line to look at, or has ended, or a signal comes.
+void WaitForFirstLines(const Inputs& inputs, const StopSignal& stop) {
+  for (bool waiting = true; waiting && !stop.Requested();) {
+    std::vector<pollfd> waits = {{stop.Fd(), POLLIN, 0}};
+    for (const auto& input : inputs)
+      waits.push_back({input->HasBegun() ? -1 : input->Fd(), POLLIN, 0});
+    waiting =
+        std::any_of(waits.begin() + 1, waits.end(), [](const pollfd& w) { return w.fd >= 0; });
+    if (!waiting || poll(waits.data(), waits.size(), -1) <= 0) continue;
+    for (std::size_t i = 0; i < inputs.size(); ++i)
+      if (waits[i + 1].revents != 0) inputs[i]->Read();
+  }
+}
+
+// Looks at what the inputs begin with, before anything is created for them. Live
+// nothing is waited for, so that is files alone.
+bool BeginInputs(const RecordOptions& options, const Inputs& inputs, const StopSignal& stop) {
+  if (options.replay) WaitForFirstLines(inputs, stop);
+  bool usable = true;
+  for (const auto& input : inputs) {
+    if (!options.replay && IsRegularFile(*input)) input->Read();
+    usable = MayHoldLines(*input) && usable;
+  }
+  return usable;
 }
 
 // Adds the gpsd as one more input; null when it could not be started.
@@ -81,13 +116,19 @@ int Record(const RecordOptions& options) {
   Inputs inputs;
   if (!OpenInputs(options, counts, inputs)) return kExitFailure;
   const StopSignal stop;
+  if (!BeginInputs(options, inputs, stop)) return kExitFailure;
+  if (stop.Requested()) {
+    Say(fmt::format("{}: ended before the first line; nothing was recorded", options.store));
+    return kExitSuccess;
+  }
   Recorder recorder(options.store, *configuration);
   if (!recorder.Open(options.begin_anew)) return kExitFailure;
   const bool ran = options.replay ? RunReplay(options, recorder, inputs, counts, stop)
                                   : RunLive(options, recorder, inputs, counts, stop);
   PrintSummary(options, recorder, counts);
   const bool stored = recorder.Conclude();
-  return ran && stored && !counts.read_error ? kExitSuccess : kExitFailure;
+  const bool used = !counts.read_error && !counts.useless_input;
+  return ran && stored && used ? kExitSuccess : kExitFailure;
 }
 
 }  // namespace vmr::tool

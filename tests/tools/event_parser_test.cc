@@ -31,7 +31,8 @@ Stamp StampOf(const std::string& line) {
 }
 
 bool Ignored(const std::string& line) {
-  return std::holds_alternative<IgnoredLine>(ParseLine(line));
+  const ParsedLine parsed = ParseLine(line);
+  return std::holds_alternative<BlankLine>(parsed) || std::holds_alternative<IgnoredLine>(parsed);
 }
 
 TEST(ParseLine, EveryInputIsKnownByItsNameAndItsNumber) {

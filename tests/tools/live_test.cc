@@ -58,8 +58,8 @@ TEST_F(LiveTest, ATimerTicksEveryHalfSecond) {
 
 TEST_F(LiveTest, AStoreInUseIsViewedButNotRecordedTo) {
   RunningProgram program(folder, {"record", "s", "--input", "-"});
-  program.Write("x\n");
-  ASSERT_TRUE(program.WaitForMessage("standard input:1:"));
+  program.Write("{\"event\":\"bookmark\"}\nx\n");
+  ASSERT_TRUE(program.WaitForMessage("standard input:2:"));
   RunningProgram other(folder, {"view", "s"});
   const Finished view = other.Finish();
   EXPECT_EQ(view.exit_code, 0);
