@@ -35,13 +35,16 @@ int WatchedStore::WriteData(const unsigned char* data, int length, unsigned int 
 
 bool Recorder::Open(bool begin_anew) {
   if (!lock_.Before(base_)) return false;
-  if (!begin_anew && !KeepsHistory()) return false;
+  const bool keeps_history = !WouldBeginAnew(base_);
+  if (!keeps_history && !begin_anew) return RefuseToBeginAnew();
   if (store_.Open() == 0) {
     Say(fmt::format("{}: the store could not be opened", base_));
     return false;
   }
   files_.Start();
   if (!lock_.After(base_)) return false;
+  if (!keeps_history)
+    Say(fmt::format("{0}: begins anew; `vmr check {0}` names what was set aside", base_));
   last_tick_ = store_.GetCurrentSystemTick();
   if (last_tick_ >= kLastInputTick) {
     Say(fmt::format("{}: its last tick is {}, there are none after {}", base_, last_tick_,
@@ -52,9 +55,7 @@ bool Recorder::Open(bool begin_anew) {
   return true;
 }
 
-// Says, if not, what to do instead.
-bool Recorder::KeepsHistory() const {
-  if (!WouldBeginAnew(base_)) return true;
+bool Recorder::RefuseToBeginAnew() const {
   Say(
       fmt::format("{}: the recording's end is found in no file that is there; recording would set "
                   "what they hold aside, or remove it, and begin anew",

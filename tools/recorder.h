@@ -62,7 +62,7 @@ class Recorder {
   unsigned long Losses() const { return gps_.Losses(); }
 
  private:
-  bool KeepsHistory() const;
+  bool RefuseToBeginAnew() const;
   void MakeRoom(unsigned int bytes);
   void Flush();
 
