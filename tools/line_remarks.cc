@@ -29,7 +29,7 @@ void LineRemarks::Take(Kind kind, unsigned long line, const std::string& text,
     return;
   }
   ++tally.told;
-  Say(fmt::format("{}:{}: {}", input_, line, text));
+  Say(fmt::format("{}:{}: {}", input_, line, Printable(text)));
 }
 
 bool LineRemarks::Withholds() const {

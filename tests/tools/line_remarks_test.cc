@@ -58,6 +58,16 @@ TEST_F(LineRemarksTest, KindsDoNotHideEachOther) {
             "vmr: drive: 2 more lines jumped forward\n");
 }
 
+TEST_F(LineRemarksTest, WhatALineHoldsDoesNotReachTheTerminalAsItIs) {
+  testing::internal::CaptureStderr();
+  remarks.Take(Kind::kUnusable, 1,
+               "\"mode\" is \"\x1B[2J\xC2\x9B"
+               "2J \xC3\xA9\"",
+               start);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "vmr: drive:1: \"mode\" is \"\\x1B[2J\\x9B2J \xC3\xA9\"\n");
+}
+
 TEST_F(LineRemarksTest, AtTheEndTheCountIsNotWaitedFor) {
   SaidOf(11, 0);
   testing::internal::CaptureStderr();
