@@ -56,8 +56,10 @@ class Input {
 
   int Fd() const { return reader_.Fd(); }
   bool AtEnd() const { return reader_.AtEnd(); }
-  // A line was read, or never will be: Format() tells what it looks like.
-  bool HasBegun() const { return reader_.HasLine() || AtEnd(); }
+  // Enough was read for Format() to tell what it looks like.
+  bool HasBegun() const {
+    return reader_.HasLine() || AtEnd() || reader_.Unread().size() >= kMostBytesOfBeginning;
+  }
   InputFormat Format() const { return format_; }
   const std::string& Name() const { return name_; }
   std::uint64_t BytesRead() const { return reader_.BytesRead(); }

@@ -10,7 +10,6 @@
 namespace vmr::tool {
 namespace {
 
-constexpr std::size_t kMostBytes = 64 * 1024;
 constexpr std::size_t kMostRows = 8;
 constexpr std::string_view kBlanks = " \t\r";
 
@@ -78,8 +77,8 @@ bool IsBinary(std::string_view text) {
 }  // namespace
 
 InputFormat FormatOf(std::string_view beginning, bool complete) {
-  const bool whole = complete && beginning.size() <= kMostBytes;
-  const std::string_view text = beginning.substr(0, kMostBytes);
+  const bool whole = complete && beginning.size() <= kMostBytesOfBeginning;
+  const std::string_view text = beginning.substr(0, kMostBytesOfBeginning);
   const Lines lines = LinesOf(text, whole);
   if (std::any_of(lines.begin(), lines.end(), IsJsonObject)) return InputFormat::kJson;
   if (std::any_of(lines.begin(), lines.end(), IsSentence)) return InputFormat::kNmea;

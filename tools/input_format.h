@@ -2,6 +2,7 @@
 #ifndef VMR_TOOLS_INPUT_FORMAT_H_
 #define VMR_TOOLS_INPUT_FORMAT_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,9 @@ enum class InputFormat {
   kRows,     // values with separators between them, CSV above all
   kBinary,
 };
+
+// No more than so much of an input is looked at.
+inline constexpr std::size_t kMostBytesOfBeginning = std::size_t{64} * 1024;
 
 // `beginning`: the first lines, or part of the first; `complete`: there is no more.
 InputFormat FormatOf(std::string_view beginning, bool complete);

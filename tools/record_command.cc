@@ -118,7 +118,7 @@ int Record(const RecordOptions& options) {
   const StopSignal stop;
   if (!BeginInputs(options, inputs, stop)) return kExitFailure;
   if (stop.Requested()) {
-    Say(fmt::format("{}: ended before the first line; nothing was recorded", options.store));
+    Say(fmt::format("{}: ended by a signal before there was anything to record", options.store));
     return kExitSuccess;
   }
   Recorder recorder(options.store, *configuration);

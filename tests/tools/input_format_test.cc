@@ -189,6 +189,14 @@ TEST_F(UselessInput, IsNotAnEmptyOne) {
   }
 }
 
+// It is not read to its end in search of one.
+TEST_F(UselessInput, MayHaveNoLineEndAtAll) {
+  RunningProgram program(folder, {"record", "s", "--replay", "--input", "-"});
+  program.Write(std::string(100000, '\0'));
+  ASSERT_TRUE(program.WaitForMessage("holds binary data"));
+  ExpectRefused(program.Finish(), "vmr: standard input: holds binary data");
+}
+
 TEST_F(UselessInput, ASignalBeforeTheFirstLineEndsAReplayWithoutAStore) {
   WriteFile(Path("input"), kBookmark);
   RunningProgram program(folder, {"record", "s", "--replay", "--input", "-", "--input", "input"});
@@ -197,7 +205,7 @@ TEST_F(UselessInput, ASignalBeforeTheFirstLineEndsAReplayWithoutAStore) {
   EXPECT_TRUE(program.WaitForMessage("vmr: "));
   const Finished ended = program.Finish();
   EXPECT_EQ(ended.exit_code, 0);
-  EXPECT_EQ(ended.err, "vmr: s: ended before the first line; nothing was recorded\n");
+  EXPECT_EQ(ended.err, "vmr: s: ended by a signal before there was anything to record\n");
   EXPECT_FALSE(std::filesystem::exists(Path("s_1.mtd")));
 }
 
