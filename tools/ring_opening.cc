@@ -33,10 +33,17 @@ bool BeginsAnew(const std::array<FileSearch, 2>& files) {
   return any(FileSearch::kFails) && !any(FileSearch::kFinds) && !any(FileSearch::kUnusable);
 }
 
-// Quietly: the opening that may follow logs the same.
+// Quietly: the opening that may follow logs the same. A read that failed may succeed
+// a moment later, and the opening waits for it too.
 bool WouldBeginAnew(const std::string& base) {
+  constexpr int kLooks = 4;
+  constexpr unsigned int kPause_us = 100000;
   const QuietLog quiet;
-  return BeginsAnew({SearchFile(base, 1), SearchFile(base, 2)});
+  for (int look = 1; BeginsAnew({SearchFile(base, 1), SearchFile(base, 2)}); ++look) {
+    if (look == kLooks) return true;
+    static_cast<void>(FileOps::Current().Usleep(kPause_us));  // a shorter one does no harm
+  }
+  return false;
 }
 
 }  // namespace vmr::tool

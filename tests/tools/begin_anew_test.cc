@@ -151,6 +151,32 @@ TEST_F(BeginAnew, ToLookIsCheap) {
   EXPECT_LE(reads.Reads(), 40);
 }
 
+// Reads fail until so many have.
+class FailsAtFirst final : public PassingOn {
+ public:
+  explicit FailsAtFirst(int times) : left_(times) {}
+  ssize_t Read(int fd, void* buffer, std::size_t count) override {
+    if (left_-- <= 0) return PassingOn::Read(fd, buffer, count);
+    errno = EIO;
+    return -1;
+  }
+
+ private:
+  int left_;
+};
+
+TEST_F(BeginAnew, AReadThatFailsForAMomentIsWaitedFor) {
+  MakeRingOfBookmarks(10);
+  const FailsAtFirst trouble(20);
+  EXPECT_FALSE(tool::WouldBeginAnew(Path("s")));
+}
+
+TEST_F(BeginAnew, OneThatGoesOnFailingIsNot) {
+  MakeRingOfBookmarks(10);
+  const FailsAtFirst trouble(1000000);
+  EXPECT_TRUE(tool::WouldBeginAnew(Path("s")));
+}
+
 // ---- What is said beforehand and what an opening does ------------------------------
 
 enum class State { kMissing, kEmpty, kData, kUnsearchable, kShort };
