@@ -12,6 +12,7 @@
 #include "reader/metadata_reader.h"
 #include "tools/event_parser.h"
 #include "tools/gps_tracker.h"
+#include "tools/input_format.h"
 #include "tools/line_reader.h"
 
 namespace {
@@ -55,7 +56,7 @@ class Session {
 
  private:
   void Take(const Report& report) {
-    if (report.stamp.tick) Require(*report.stamp.tick <= kLastTick, "a tick can be recorded");
+    if (report.stamp.tick) Require(*report.stamp.tick <= kLastInputTick, "a tick can be recorded");
     if (report.stamp.tick) tick_ = *report.stamp.tick;
     store_.InitCurrentSystemTick(tick_);
     constexpr unsigned int kMostGpsReportBytes = 2 + (2 + 10) + (2 + 3);
@@ -126,6 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     PutOnStandardInput(data, size);
     CheckReader(lines);
   }
+  static_cast<void>(FormatOf({reinterpret_cast<const char*>(data), size}, size % 2 == 0));
   Session session;
   for (const std::string_view line : lines) session.Take(ParseLine(line));
   return 0;

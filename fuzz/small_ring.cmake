@@ -23,7 +23,7 @@ foreach(folder backends reader)
   list(APPEND small_ring_sources ${folder_sources})
 endforeach()
 foreach(source cluster_content cluster_file console copy_fit iso_time output_file recorded_clock
-    ring_findings ring_report ring_salvage ring_scrub ring_survey search_path store_path
+    ring_findings ring_opening ring_report ring_salvage ring_scrub ring_survey search_path store_path
     time_point)
   list(APPEND small_ring_sources ${PROJECT_SOURCE_DIR}/tools/${source}.cc)
 endforeach()

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <mutex>
-#include <string>
 
 namespace vmr::tool {
 namespace {
@@ -32,6 +31,20 @@ std::string TakeClear() {
 }
 
 }  // namespace
+
+std::string Printable(std::string_view text) {
+  std::string printable;
+  unsigned char before = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool second_set = before == 0xC2 && byte >= 0x80 && byte < 0xA0;  // in UTF-8
+    if (second_set) printable.pop_back();
+    const bool control = byte < 0x20 || byte == 0x7F || second_set;
+    printable += control ? fmt::format("\\x{:02X}", byte) : std::string(1, c);
+    before = byte;
+  }
+  return printable;
+}
 
 void Say(std::string_view text) {
   const std::lock_guard<std::mutex> lock(Mutex());

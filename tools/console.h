@@ -2,6 +2,7 @@
 #ifndef VMR_TOOLS_CONSOLE_H_
 #define VMR_TOOLS_CONSOLE_H_
 
+#include <string>
 #include <string_view>
 
 namespace vmr::tool {
@@ -12,6 +13,10 @@ inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitPartial = 3;  // something of what was asked for is not there
 inline constexpr int kExitDamaged = 4;  // a store is damaged, but nothing of it is lost
+
+// What somebody else has written, fit for a terminal: a control character, which
+// could move its cursor or change its title, becomes "\x1B" or the like.
+std::string Printable(std::string_view text);
 
 // "vmr: text". Any thread may call it; a progress bar gives way to it.
 void Say(std::string_view text);

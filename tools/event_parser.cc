@@ -36,9 +36,11 @@ ParsedLine ParseEvent(const json& object) {
   return Report{stamp, Event{kind->parse(fields), kind}, {}};
 }
 
-ParsedLine ParseObject(const json& object) {
+ParsedLine ParseObject(const json& object, LineSource source) {
   if (!object.is_object()) return UnusableLine{"not a JSON object"};
   const bool gpsd = object.contains("class");
+  if (!gpsd && source == LineSource::kGpsd)
+    return UnusableLine{"\"class\" is missing, as it is in no report of gpsd"};
   if (!gpsd && !object.contains("event"))
     return UnusableLine{"neither \"event\" nor \"class\" is there"};
   if (std::string why = InputSchema().Root().WhyNot(object); !why.empty())
@@ -50,13 +52,13 @@ bool IsBlank(std::string_view text) { return text.find_first_not_of(" \t\r\n") =
 
 }  // namespace
 
-ParsedLine ParseLine(std::string_view text) {
-  if (IsBlank(text)) return IgnoredLine{};
+ParsedLine ParseLine(std::string_view text, LineSource source) {
+  if (IsBlank(text)) return BlankLine{};
   // The parser would take a NUL byte for the end of the text.
   if (const std::size_t nul = text.find('\0'); nul != text.npos)
     return UnusableLine{fmt::format("not valid JSON at column {}", nul + 1)};
   try {
-    return ParseObject(json::parse(text));
+    return ParseObject(json::parse(text), source);
   } catch (const json::parse_error& error) {
     return UnusableLine{fmt::format("not valid JSON at column {}", error.byte)};
   } catch (const json::exception&) {

@@ -18,6 +18,9 @@ namespace vmr::tool {
 // The last tick that can be recorded: the two above stand for a continuation
 // packet and for no tick.
 inline constexpr unsigned int kLastTick = kContinuationTick - 1;
+// The last one that a line may name: behind it a recording needs some to write what
+// waits, and a store that begins there has no packet that tells a whole tick.
+inline constexpr unsigned int kLastInputTick = 0xFFFFFF00;
 
 // When a report happened, as far as its line tells.
 struct Stamp {
@@ -32,13 +35,18 @@ struct Report {
   std::variant<GpsReport, Event> content;
   std::string remark;  // not empty: what of the line was left out, and why
 };
-struct IgnoredLine {};  // blank, or a report of gpsd that is not about the position
+struct BlankLine {};
+struct IgnoredLine {};  // a report of gpsd that is not about the position
 struct UnusableLine {
   std::string reason;
 };
-using ParsedLine = std::variant<IgnoredLine, UnusableLine, Report>;
+using ParsedLine = std::variant<BlankLine, IgnoredLine, UnusableLine, Report>;
 
-ParsedLine ParseLine(std::string_view text);
+// A live gpsd reports positions. Events are the unit's own business: from gpsd,
+// which whoever reaches its port may be, they are no lines that can be used.
+enum class LineSource { kInput, kGpsd };
+
+ParsedLine ParseLine(std::string_view text, LineSource source = LineSource::kInput);
 
 }  // namespace vmr::tool
 

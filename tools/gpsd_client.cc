@@ -11,6 +11,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <nlohmann/json.hpp>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -26,6 +28,7 @@ constexpr milliseconds kLongestDelay(30000);
 constexpr milliseconds kTimeToEnd(1000);
 constexpr int kWait_us = 250000;  // for a report, before looking whether to end
 constexpr std::size_t kMessageBytes = 64 * 1024;
+constexpr std::size_t kLongestRelease = 64;
 
 bool WriteAll(int fd, const char* data, std::size_t size) {
   while (size > 0) {
@@ -65,6 +68,26 @@ std::optional<GpsdAddress> ParseGpsdAddress(const std::string& text) {
   return address;
 }
 
+// What a line of the server tells about the connection.
+struct GpsdLine {
+  bool greeting = true;  // every server says it to every client
+  std::string release;   // of gpsd, when the line names it
+};
+
+GpsdLine KindOf(const std::string& line) {
+  static const std::set<std::string> kGreetings = {"VERSION", "DEVICES", "WATCH"};
+  const auto report = nlohmann::json::parse(line, nullptr, false);
+  if (!report.is_object()) return {};
+  const auto text = [&report](const char* name) {
+    const auto found = report.find(name);
+    return found != report.end() && found->is_string() ? found->get<std::string>() : std::string();
+  };
+  const std::string report_class = text("class");
+  const bool greeting = report_class.empty() || kGreetings.count(report_class) > 0;
+  const std::string release = report_class == "VERSION" ? text("release") : "";
+  return {greeting, Printable(release.substr(0, kLongestRelease))};
+}
+
 // Shared with the thread, which may outlive the client.
 struct GpsdClient::State {
   GpsdAddress address;
@@ -96,6 +119,7 @@ struct GpsdClient::State {
   void Run();
   void RunConnection();
   bool PassReports(gps_data_t& gps);
+  void Note(const std::string& line);
 };
 
 void GpsdClient::State::Run() {
@@ -126,11 +150,19 @@ bool GpsdClient::State::PassReports(gps_data_t& gps) {
     std::string line(message.data());
     line.erase(line.find_last_not_of("\r\n") + 1);
     if (line.empty()) continue;
-    delay = kFirstDelay;  // the server is well
+    Note(line);
     line += '\n';
     if (!WriteAll(write_end, line.data(), line.size())) return true;
   }
   return true;
+}
+
+// A server that greets and hangs up is not well. One that reports is.
+void GpsdClient::State::Note(const std::string& line) {
+  const GpsdLine kind = KindOf(line);
+  if (!kind.greeting) delay = kFirstDelay;
+  if (!kind.release.empty())
+    Say(fmt::format("gpsd {}: connected to gpsd {}", address.Text(), kind.release));
 }
 
 GpsdClient::GpsdClient(const GpsdAddress& address) : state_(std::make_shared<State>()) {

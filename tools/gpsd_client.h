@@ -19,10 +19,10 @@ struct GpsdAddress {
 // default. Nothing for a text that is none of these.
 std::optional<GpsdAddress> ParseGpsdAddress(const std::string& text);
 
-// Connects, passes every report on as a line, and connects again when the
-// connection ends: after half a second, then after twice as long each time, up
-// to half a minute. A thread of its own does it, because looking up a host and
-// connecting to it may take minutes, in which ticks must go on.
+// Connects, says to what, passes every report on as a line, and connects again when
+// the connection ends: after half a second, then after twice as long each time, up
+// to half a minute, until a server has reported something. A thread of its own does it, because
+// looking up a host and connecting to it may take minutes, in which ticks must go on.
 //
 // Owns     the thread and one end of the pipe that ReadEnd() is the other of.
 // Threads  the caller's only uses the pipe.

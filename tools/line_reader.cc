@@ -42,6 +42,11 @@ LineReader::Result LineReader::Next(std::string_view& line) {
   return Result::kNone;
 }
 
+bool LineReader::HasLine() const {
+  const std::size_t rest = buffer_.size() - start_;
+  return buffer_.find('\n', searched_) != buffer_.npos || (at_end_ && (rest > 0 || too_long_));
+}
+
 LineReader::Result LineReader::Give(std::size_t length, std::size_t with_end,
                                     std::string_view& line) {
   line = std::string_view(buffer_).substr(start_, length);

@@ -33,6 +33,11 @@ class LineReader {
   // ends the input; errno tells which.
   bool Read();
 
+  // Next has something to give, without reading more.
+  bool HasLine() const;
+  // What was read and not yet given.
+  std::string_view Unread() const { return std::string_view(buffer_).substr(start_); }
+
   int Fd() const { return fd_; }
   // No more can be read; Next may still have lines.
   bool AtEnd() const { return at_end_; }

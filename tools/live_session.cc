@@ -71,6 +71,7 @@ void LiveSession::Tick(int timer) {
   if (read(timer, &expirations, sizeof(expirations)) <= 0) return;
   if (gpsd_ != nullptr && Clock::now() - last_gps_report_ >= kGpsSilence) recorder_.LoseGps();
   recorder_.TimerTick(TickNow());
+  for (const auto& input : inputs_) input->Update();
   progress_.Update(TickNow());
 }
 

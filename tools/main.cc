@@ -59,7 +59,7 @@ events such as
   {"event":"temperature","sensor":"cpu","degrees":41,"time":"2024-05-01T09:30:00Z"}
   {"event":"bookmark"}
 docs/events.md describes all of them. A line that cannot be used is reported and
-skipped; the summary counts them.
+skipped; the summary counts them. NMEA and CSV are refused with what to do.
 
 Examples:
   vmr record trips/car7 --gpsd                   the gpsd of this machine, live
@@ -67,14 +67,25 @@ Examples:
   car-events | vmr record trips/car7 --gpsd=10.0.0.5:2947 --input -
   vmr record trips/car7 --input drive.gpsd.json --replay
                                                  a saved drive, as fast as it goes
+  gpsdecode -j < drive.nmea | vmr record trips/car7 --replay --input -
+                                                 one saved as NMEA
 
 The configuration says who and what the unit is and how it is set; what it
 leaves out has defaults.
 
-SIGINT and SIGTERM end a recording in order: everything is reported off, all is
-written, the exit code is 0.
+SIGINT and SIGTERM end a recording in order, as the end of its input does:
+everything is reported off, all is written.
 
-Exit codes: 0 success, 1 a file or the store could not be used, 2 wrong usage.
+A store in which no recorder finds where the recording ends is refused: going on
+would give up what it holds. vmr scrub or vmr recover comes first; --begin-anew
+is the order to go on all the same.
+
+When neither file of the store takes what is recorded, or somebody deletes one,
+a line with WARNING says so at once; recording goes on, and the summary tells how
+much was not stored.
+
+Exit codes: 0 success, 1 a file or the store could not be used, an input had no
+line that could, or not everything was stored, 2 wrong usage.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
 
 constexpr const char* kViewHelp = "Prints the recording at PATH as text";
@@ -129,6 +140,8 @@ void CheckRecord(const vmr::tool::RecordOptions& options) {
     throw CLI::ValidationError("nothing to record: give --input or --gpsd");
   if (options.replay && options.gpsd)
     throw CLI::ValidationError("--replay cannot be combined with --gpsd: a live gpsd is not saved");
+  if (options.allow_jumps && !options.replay)
+    throw CLI::ValidationError("--allow-jumps is for --replay: live, this machine is the clock");
   if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1)
     throw CLI::ValidationError("--input - was given twice");
 }
@@ -171,6 +184,10 @@ CLI::App* AddRecord(CLI::App& app, vmr::tool::RecordOptions& options, std::strin
       ->option_text("[=HOST:PORT]");
   record->add_flag("--replay", options.replay,
                    "Ticks and times of the input are the clock, not this machine's");
+  record->add_flag("--allow-jumps", options.allow_jumps,
+                   "Follow the input of --replay across more than 400 days at once");
+  record->add_flag("--begin-anew", options.begin_anew,
+                   "Record even if what the store holds is set aside or removed for it");
   record->final_callback([&options, &gpsd_text] {
     TakeGpsd(gpsd_text, options);
     CheckRecord(options);

@@ -2,7 +2,11 @@
 
 #include <errno.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 
 #include "tools/console.h"
 #include "tools/input.h"
@@ -22,6 +26,37 @@ bool OpenInputs(const RecordOptions& options, LineCounts& counts, Inputs& inputs
   return true;
 }
 
+bool IsRegularFile(const Input& input) {
+  struct stat status {};
+  return fstat(input.Fd(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// Until each of the inputs has a line to look at, or has ended, or a signal comes.
+void WaitForFirstLines(const Inputs& inputs, const StopSignal& stop) {
+  for (bool waiting = true; waiting && !stop.Requested();) {
+    std::vector<pollfd> waits = {{stop.Fd(), POLLIN, 0}};
+    for (const auto& input : inputs)
+      waits.push_back({input->HasBegun() ? -1 : input->Fd(), POLLIN, 0});
+    waiting =
+        std::any_of(waits.begin() + 1, waits.end(), [](const pollfd& w) { return w.fd >= 0; });
+    if (!waiting || poll(waits.data(), waits.size(), -1) <= 0) continue;
+    for (std::size_t i = 0; i < inputs.size(); ++i)
+      if (waits[i + 1].revents != 0) inputs[i]->Read();
+  }
+}
+
+// Looks at what the inputs begin with, before anything is created for them. Live
+// nothing is waited for, so that is files alone.
+bool BeginInputs(const RecordOptions& options, const Inputs& inputs, const StopSignal& stop) {
+  if (options.replay) WaitForFirstLines(inputs, stop);
+  bool usable = true;
+  for (const auto& input : inputs) {
+    if (!options.replay && IsRegularFile(*input)) input->Read();
+    usable = MayHoldLines(*input) && usable;
+  }
+  return usable;
+}
+
 // Adds the gpsd as one more input; null when it could not be started.
 const Input* AddGpsd(const GpsdClient& client, const GpsdAddress& address, LineCounts& counts,
                      Inputs& inputs) {
@@ -30,7 +65,7 @@ const Input* AddGpsd(const GpsdClient& client, const GpsdAddress& address, LineC
     Say(fmt::format("{}: {}", name, strerror(errno)));
     return nullptr;
   }
-  inputs.push_back(std::make_unique<Input>(client.ReadEnd(), name, counts));
+  inputs.push_back(std::make_unique<Input>(client.ReadEnd(), name, counts, LineSource::kGpsd));
   return inputs.back().get();
 }
 
@@ -41,6 +76,11 @@ void PrintSummary(const RecordOptions& options, const Recorder& recorder,
   Say(fmt::format("{}: {} lines, {} fixes, {} losses of fix, {} events, {} lines skipped",
                   options.store, counts.lines, recorder.Fixes(), recorder.Losses(),
                   recorder.Events(), counts.skipped));
+}
+
+void CloseAll(Inputs& inputs) {
+  for (const auto& input : inputs) input->Conclude();
+  inputs.clear();
 }
 
 bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, LineCounts& counts,
@@ -54,14 +94,15 @@ bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, L
   }
   Progress progress(inputs, counts);
   const bool ran = LiveSession(recorder, inputs, gpsd, stop, progress).Run();
-  inputs.clear();  // the client's thread sees its pipe closed
+  CloseAll(inputs);  // the client's thread sees its pipe closed
   return ran;
 }
 
-bool RunReplay(Recorder& recorder, Inputs& inputs, const LineCounts& counts,
-               const StopSignal& stop) {
+bool RunReplay(const RecordOptions& options, Recorder& recorder, Inputs& inputs,
+               const LineCounts& counts, const StopSignal& stop) {
   Progress progress(inputs, counts);
-  ReplaySession(recorder, inputs, stop, progress).Run();
+  ReplaySession(recorder, inputs, stop, progress, options.allow_jumps).Run();
+  CloseAll(inputs);
   return true;
 }
 
@@ -75,12 +116,19 @@ int Record(const RecordOptions& options) {
   Inputs inputs;
   if (!OpenInputs(options, counts, inputs)) return kExitFailure;
   const StopSignal stop;
+  if (!BeginInputs(options, inputs, stop)) return kExitFailure;
+  if (stop.Requested()) {
+    Say(fmt::format("{}: ended by a signal before there was anything to record", options.store));
+    return kExitSuccess;
+  }
   Recorder recorder(options.store, *configuration);
-  if (!recorder.Open()) return kExitFailure;
-  const bool ran = options.replay ? RunReplay(recorder, inputs, counts, stop)
+  if (!recorder.Open(options.begin_anew)) return kExitFailure;
+  const bool ran = options.replay ? RunReplay(options, recorder, inputs, counts, stop)
                                   : RunLive(options, recorder, inputs, counts, stop);
   PrintSummary(options, recorder, counts);
-  return ran && !counts.read_error ? kExitSuccess : kExitFailure;
+  const bool stored = recorder.Conclude();
+  const bool used = !counts.read_error && !counts.useless_input;
+  return ran && stored && used ? kExitSuccess : kExitFailure;
 }
 
 }  // namespace vmr::tool

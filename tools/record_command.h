@@ -14,8 +14,10 @@ struct RecordOptions {
   std::string store;                // base path of the ring
   std::vector<std::string> inputs;  // files, "-" being standard input
   std::optional<GpsdAddress> gpsd;
-  std::string config;   // the configuration file; empty: none
-  bool replay = false;  // the input's stamps are the clock
+  std::string config;        // the configuration file; empty: none
+  bool replay = false;       // the input's stamps are the clock
+  bool allow_jumps = false;  // across more than 400 days at once
+  bool begin_anew = false;   // even if what the store holds is given up
 };
 
 // Records until the inputs end or a signal comes, and prints a summary to

@@ -1,9 +1,12 @@
 #include "tools/recorder.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "host/default/host_control.h"
 #include "tools/console.h"
+#include "tools/ring_opening.h"
+#include "tools/store_path.h"
 
 namespace vmr::tool {
 namespace {
@@ -15,6 +18,8 @@ constexpr unsigned int kMostPendingBytes = 1000;
 constexpr unsigned int kMostGpsReportBytes = 2 + (2 + 10) + (2 + 3);  // state, position, speed
 constexpr unsigned int kMostShutdownBytes = 100;
 
+bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
 unsigned int MostBytes(const Report& report) {
   const auto* event = std::get_if<Event>(&report.content);
   return event == nullptr ? kMostGpsReportBytes : event->kind->most_bytes;
@@ -22,20 +27,48 @@ unsigned int MostBytes(const Report& report) {
 
 }  // namespace
 
-bool Recorder::Open() {
+int WatchedStore::WriteData(const unsigned char* data, int length, unsigned int sysTick) {
+  const int taken = DataStoreNormal::WriteData(data, length, sysTick);
+  alarm_.Take(LastPacketStored(), GetCurrentSystemTick(), PacketsNotStored());
+  return taken;
+}
+
+bool Recorder::Open(bool begin_anew) {
   if (!lock_.Before(base_)) return false;
+  const bool keeps_history = !WouldBeginAnew(base_);
+  if (!keeps_history && !begin_anew) return RefuseToBeginAnew();
   if (store_.Open() == 0) {
     Say(fmt::format("{}: the store could not be opened", base_));
     return false;
   }
+  files_.Start();
   if (!lock_.After(base_)) return false;
+  if (!keeps_history)
+    Say(fmt::format("{0}: begins anew; `vmr check {0}` names what was set aside", base_));
   last_tick_ = store_.GetCurrentSystemTick();
-  if (last_tick_ >= kLastTick) {
-    Say(fmt::format("{}: its last tick is {}, there are none after it", base_, last_tick_));
+  if (last_tick_ >= kLastInputTick) {
+    Say(fmt::format("{}: its last tick is {}, there are none after {}", base_, last_tick_,
+                    kLastInputTick));
     return false;
   }
   first_tick_ = last_tick_ + 1;
   return true;
+}
+
+bool Recorder::RefuseToBeginAnew() const {
+  Say(
+      fmt::format("{}: the recording's end is found in no file that is there; recording would set "
+                  "what they hold aside, or remove it, and begin anew",
+                  base_));
+  const std::string first = RingFile(base_, 1);
+  const std::string aside = first + ".CORRUPT";
+  if (Exists(first) && Exists(aside))
+    Say(fmt::format("{}: is of an earlier time, and would be replaced", aside));
+  Say(
+      fmt::format("{0}: mend it with `vmr scrub {0}`, or save what can be read with `vmr recover "
+                  "{0} OUT`; --begin-anew records all the same",
+                  base_));
+  return false;
 }
 
 void Recorder::StartAt(unsigned int first_tick) {
@@ -81,6 +114,7 @@ void Recorder::Flush() {
 void Recorder::TimerTick(unsigned int tick) {
   if (pending_bytes_ > kMostPendingBytes) Flush();
   store_.TimerTick(tick);
+  files_.Tick();
   if (!store_.HasPendingItems()) pending_bytes_ = 0;
 }
 

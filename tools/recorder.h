@@ -7,22 +7,37 @@
 #include "backends/data_store_normal.h"
 #include "tools/event_parser.h"
 #include "tools/gps_tracker.h"
+#include "tools/ring_watch.h"
 #include "tools/store_lock.h"
 #include "tools/unit_configuration.h"
+#include "tools/write_alarm.h"
 
 namespace vmr::tool {
 
+// Hears of each packet whether a file took it.
+class WatchedStore final : public DataStoreNormal {
+ public:
+  explicit WatchedStore(const std::string& base) : DataStoreNormal(base), alarm_(base) {}
+  int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
+
+ private:
+  WriteAlarm alarm_;
+};
+
+// What does not reach the disk is told when it happens.
+//
 // Owns     the store and its lock.
 // Threads  none.
 class Recorder {
  public:
   // `configuration` must outlive it.
   Recorder(const std::string& base, const UnitConfiguration& configuration)
-      : base_(base), configuration_(configuration), store_(base) {}
+      : base_(base), configuration_(configuration), store_(base), files_(base) {}
 
   // Locks and opens the store; false after saying why not. FirstTick() is then
-  // the tick after the last recorded one.
-  bool Open();
+  // the tick after the last recorded one. Where opening would give up what the
+  // store holds, that has to be asked for: `begin_anew`.
+  bool Open(bool begin_anew);
   // Starts to record at `first_tick`: what was on when the store was last used is
   // reported off as of its last tick, and the unit's configuration is reported.
   // The first TimerTick follows.
@@ -35,6 +50,9 @@ class Recorder {
   void TimerTick(unsigned int tick);
   // Reports everything off, flushes and closes.
   void Close();
+  // After closing: says what of the recording is in no file, or in one only. False
+  // when something is in none.
+  bool Conclude() { return files_.Conclude(store_); }
 
   bool HasPendingItems() const { return store_.HasPendingItems(); }
   unsigned int FirstTick() const { return first_tick_; }
@@ -44,13 +62,15 @@ class Recorder {
   unsigned long Losses() const { return gps_.Losses(); }
 
  private:
+  bool RefuseToBeginAnew() const;
   void MakeRoom(unsigned int bytes);
   void Flush();
 
   std::string base_;
   const UnitConfiguration& configuration_;
   StoreLock lock_;
-  DataStoreNormal store_;
+  WatchedStore store_;
+  RingWatch files_;
   GpsTracker gps_;
   unsigned int first_tick_ = 1;
   unsigned int last_tick_ = 0;      // of what the store held; 0 nothing

@@ -40,8 +40,9 @@ ReplayClock::Placement ReplayClock::Place(const Stamp& stamp) const {
     tick = *stamp.tick;
   else if (stamp.time_us)
     tick = TickOf(*stamp.time_us);
-  if (tick > kLastTick)
-    return {0, fmt::format("\"time\" would be tick {}, but the last tick is {}", tick, kLastTick)};
+  if (tick > kLastInputTick)
+    return {
+        0, fmt::format("\"time\" would be tick {}, but the last tick is {}", tick, kLastInputTick)};
   return {static_cast<unsigned int>(std::max<std::int64_t>(tick, tick_)), {}};
 }
 

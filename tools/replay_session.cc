@@ -1,5 +1,6 @@
 #include "tools/replay_session.h"
 
+#include <fmt/format.h>
 #include <poll.h>
 
 #include <algorithm>
@@ -12,6 +13,14 @@ namespace {
 
 // No item waits longer than this for others of its packet.
 constexpr unsigned int kMaxTicksToFlush = 65535;
+
+constexpr unsigned int kTicksADay = 2 * 24 * 60 * 60;
+constexpr unsigned int kMostTicksRun = kTicksADay;
+constexpr unsigned int kMostTicksAhead = 400 * kTicksADay;
+
+double Days(unsigned int ticks) { return static_cast<double>(ticks) / kTicksADay; }
+
+constexpr int kUpdate_ms = 1000;  // while an input still has something to say
 
 // Puts a clock in use for as long as it lives.
 class ClockInUse {
@@ -28,11 +37,12 @@ class ClockInUse {
 }  // namespace
 
 ReplaySession::ReplaySession(Recorder& recorder, Inputs& inputs, const StopSignal& stop,
-                             Progress& progress)
+                             Progress& progress, bool allow_jumps)
     : recorder_(recorder),
       stop_(stop),
       progress_(progress),
-      clock_(recorder.FirstTick(), WallClock::Current().Now()) {
+      clock_(recorder.FirstTick(), WallClock::Current().Now()),
+      allow_jumps_(allow_jumps) {
   for (const auto& input : inputs) sources_.push_back({input.get(), std::nullopt});
 }
 
@@ -51,8 +61,10 @@ void ReplaySession::Run() {
 }
 
 void ReplaySession::Refill() {
-  for (Source& source : sources_)
+  for (Source& source : sources_) {
     if (!source.next) source.next = source.input->Next();
+    source.input->Update();
+  }
 }
 
 bool ReplaySession::AllEnded() const {
@@ -64,11 +76,13 @@ bool ReplaySession::AllEnded() const {
 // Reads every input that has nothing to offer, as soon as it has.
 void ReplaySession::WaitForInput() {
   std::vector<pollfd> waits = {{stop_.Fd(), POLLIN, 0}};
+  int patience_ms = -1;
   for (const Source& source : sources_) {
+    if (source.input->HasMoreToSay()) patience_ms = kUpdate_ms;
     const bool wanted = !source.next && !source.input->AtEnd();
     waits.push_back({wanted ? source.input->Fd() : -1, POLLIN, 0});
   }
-  if (poll(waits.data(), waits.size(), -1) <= 0) return;
+  if (poll(waits.data(), waits.size(), patience_ms) <= 0) return;
   for (std::size_t i = 0; i < sources_.size(); ++i)
     if (waits[i + 1].revents != 0) sources_[i].input->Read();
 }
@@ -109,24 +123,61 @@ void ReplaySession::Take(Source& source) {
   const Stamp& stamp = next.report.stamp;
   const ReplayClock::Placement place = clock_.Place(stamp);
   if (!place.error.empty()) return source.input->Skip(next.line, place.error);
+  if (const std::string why = WhyTooFar(stamp, place.tick); !why.empty())
+    return source.input->Skip(next.line, why);
+  RemarkJump(source, next.line, stamp, place.tick);
   if (!stamp.Empty() && !RunTo(stamp, place.tick)) return;
   recorder_.Take(next.report, clock_.Tick());
   reported_ = true;
 }
 
+// The input says where ticks start.
+bool ReplaySession::SaysWhereToStart(const Stamp& stamp) const {
+  return !started_ && !reported_ && stamp.tick;
+}
+
+// Ticks of a new store may start anywhere.
+std::string ReplaySession::WhyTooFar(const Stamp& stamp, unsigned int tick) const {
+  const unsigned int ahead = tick - clock_.Tick();
+  const bool new_store = recorder_.FirstTick() == 1;
+  if (allow_jumps_ || ahead <= kMostTicksAhead || (new_store && SaysWhereToStart(stamp))) return {};
+  return fmt::format("{:.1f} days ahead, at tick {}; more than 400 only with --allow-jumps",
+                     Days(ahead), tick);
+}
+
+void ReplaySession::RemarkJump(const Source& source, unsigned long line, const Stamp& stamp,
+                               unsigned int tick) const {
+  if (!IsJump(tick) || SaysWhereToStart(stamp)) return;
+  source.input->Remark(LineRemarks::Kind::kJump, line,
+                       fmt::format("{:.1f} days ahead, from tick {} to {} in one step",
+                                   Days(tick - clock_.Tick()), clock_.Tick(), tick));
+}
+
+bool ReplaySession::IsJump(unsigned int tick) const { return tick - clock_.Tick() > kMostTicksRun; }
+
 // Runs the ticks up to `tick`, where the stamp's time comes into force. False
 // when a signal came between.
 bool ReplaySession::RunTo(const Stamp& stamp, unsigned int tick) {
-  if (!started_ && !reported_ && stamp.tick) {
-    clock_.SetTick(tick);  // the input says where ticks start
+  if (SaysWhereToStart(stamp)) {
+    clock_.SetTick(tick);
     recorder_.StartAt(tick);
   }
-  for (unsigned int t = clock_.Tick() + (started_ ? 1 : 0); t < tick; ++t)
-    if (!RunTick(t)) return false;
+  if (!RunUpTo(tick)) return false;
   const bool arrives = !started_ || clock_.Tick() != tick;
   clock_.SetTick(tick);
   clock_.Take(stamp);
   return !arrives || RunTick(tick);
+}
+
+// Before a jump only those ticks at which what waits is written, as it would be
+// without. False when a signal came between.
+bool ReplaySession::RunUpTo(unsigned int tick) {
+  const bool jumps = IsJump(tick);
+  for (unsigned int t = clock_.Tick() + (started_ ? 1 : 0); t < tick; ++t) {
+    if (jumps && started_ && !recorder_.HasPendingItems()) break;
+    if (!RunTick(t)) return false;
+  }
+  return true;
 }
 
 bool ReplaySession::RunTick(unsigned int tick) {

@@ -3,6 +3,7 @@
 #define VMR_TOOLS_REPLAY_SESSION_H_
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "tools/input.h"
@@ -20,11 +21,17 @@ namespace vmr::tool {
 // The first TimerTick waits for the first stamp, so that the recording starts
 // with the time of the input.
 //
+// A line a day ahead or more is reached in one step and said to be: the days between
+// hold nothing but dumps of an unchanged state. One more than 400 days ahead is taken
+// for wrong, as receivers' times are when their week number rolls over, unless
+// `allow_jumps`.
+//
 // Owns     nothing; all references outlive it. Its clock is the process's wall
 //          clock while Run goes on.
 class ReplaySession {
  public:
-  ReplaySession(Recorder& recorder, Inputs& inputs, const StopSignal& stop, Progress& progress);
+  ReplaySession(Recorder& recorder, Inputs& inputs, const StopSignal& stop, Progress& progress,
+                bool allow_jumps);
 
   // Until all inputs have ended and nothing is pending, or a signal.
   void Run();
@@ -41,7 +48,13 @@ class ReplaySession {
   Source* ChooseSource();
   std::int64_t EarliestTime() const;
   void Take(Source& source);
+  bool SaysWhereToStart(const Stamp& stamp) const;
+  bool IsJump(unsigned int tick) const;
+  std::string WhyTooFar(const Stamp& stamp, unsigned int tick) const;
+  void RemarkJump(const Source& source, unsigned long line, const Stamp& stamp,
+                  unsigned int tick) const;
   bool RunTo(const Stamp& stamp, unsigned int tick);
+  bool RunUpTo(unsigned int tick);
   bool RunTick(unsigned int tick);
   void RunOut();
 
@@ -50,6 +63,7 @@ class ReplaySession {
   Progress& progress_;
   std::vector<Source> sources_;
   ReplayClock clock_;
+  const bool allow_jumps_;
   bool started_ = false;   // the first TimerTick was done
   bool reported_ = false;  // something was reported
 };

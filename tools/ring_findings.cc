@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "tools/ring_opening.h"
+
 namespace vmr::tool {
 namespace {
 
@@ -322,19 +324,20 @@ class Collector {
   }
 
   void AddSearches() {
-    bool all_fail = true;  // of the files that are there
-    for (const int file : {1, 2}) {
-      const FileProblem problem = survey_.File(file - 1).Problem();
-      const bool found = survey_.SearchOf(file - 1).found;
-      if (problem == FileProblem::kNone && !found) AddSearch(FindingKind::kNotSearchable, file);
-      if (problem == FileProblem::kNone ? found : problem != FileProblem::kMissing)
-        all_fail = false;
-    }
-    if (all_fail) return AddBeginsAnew();
+    for (const int file : {1, 2})
+      if (SearchOf(file) == FileSearch::kFails) AddSearch(FindingKind::kNotSearchable, file);
+    if (BeginsAnew({SearchOf(1), SearchOf(2)})) return AddBeginsAnew();
     const SearchResult& best = survey_.SearchOfBest();
     if (best.found && !survey_.Empty() && best.newest != survey_.Newest())
       AddSearch(FindingKind::kWrongNewest, 0);
     AddRefusal();
+  }
+
+  FileSearch SearchOf(int file) const {
+    const FileProblem problem = survey_.File(file - 1).Problem();
+    if (problem == FileProblem::kMissing) return FileSearch::kMissing;
+    if (problem != FileProblem::kNone) return FileSearch::kUnusable;
+    return survey_.SearchOf(file - 1).found ? FileSearch::kFinds : FileSearch::kFails;
   }
 
   // At the obstacle in the file that was looked at last.

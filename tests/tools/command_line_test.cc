@@ -50,6 +50,7 @@ TEST_F(CommandLine, WrongUsageExitsWithTwoAndSaysWhereHelpIs) {
                              {"record", "s", "--input", "-", "--input", "-"},
                              {"record", "s", "--gpsd=host:port"},
                              {"record", "s", "--gpsd", "--replay"},
+                             {"record", "s", "--input", "-", "--allow-jumps"},
                              {"view"},
                              {"view", ""},
                              {"view", "s", "--from", "x"},

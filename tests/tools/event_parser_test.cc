@@ -31,7 +31,8 @@ Stamp StampOf(const std::string& line) {
 }
 
 bool Ignored(const std::string& line) {
-  return std::holds_alternative<IgnoredLine>(ParseLine(line));
+  const ParsedLine parsed = ParseLine(line);
+  return std::holds_alternative<BlankLine>(parsed) || std::holds_alternative<IgnoredLine>(parsed);
 }
 
 TEST(ParseLine, EveryInputIsKnownByItsNameAndItsNumber) {
@@ -72,6 +73,21 @@ TEST(ParseLine, TemperaturesAreRoundedToWholeDegrees) {
   EXPECT_EQ(ItemsOf(R"({"event":"temperature","sensor":3,"degrees":41})"), B("E4 29"));
 }
 
+TEST(ParseLine, FromAGpsdOnlyItsOwnReportsAreTaken) {
+  const auto reason = [](const char* line) {
+    const ParsedLine parsed = ParseLine(line, LineSource::kGpsd);
+    const auto* unusable = std::get_if<UnusableLine>(&parsed);
+    return unusable == nullptr ? "usable" : unusable->reason;
+  };
+  const std::string missing = "\"class\" is missing, as it is in no report of gpsd";
+  EXPECT_EQ(reason(R"({"event":"bookmark"})"), missing);
+  EXPECT_EQ(reason("{}"), missing);
+  EXPECT_EQ(reason(R"({"class":"TPV","mode":1})"), "usable");
+  EXPECT_EQ(reason(R"({"class":"SKY","event":"bookmark"})"), "usable");
+  EXPECT_TRUE(std::holds_alternative<IgnoredLine>(
+      ParseLine(R"({"class":"SKY","event":"bookmark"})", LineSource::kGpsd)));
+}
+
 TEST(ParseLine, UnknownFieldsAreIgnored) {
   EXPECT_EQ(ItemsOf(R"({"event":"bookmark","who":"driver","on":[{}]})"), B("56"));
 }
@@ -83,7 +99,7 @@ TEST(ParseLine, BlankLinesAndOtherClassesAreIgnored) {
 
 TEST(ParseLine, StampsAreTicksOrTimes) {
   EXPECT_TRUE(StampOf(R"({"event":"bookmark"})").Empty());
-  EXPECT_EQ(StampOf(R"({"event":"bookmark","tick":4294967293})").tick, 4294967293U);
+  EXPECT_EQ(StampOf(R"({"event":"bookmark","tick":4294967040})").tick, 4294967040U);
   EXPECT_EQ(StampOf(R"({"event":"bookmark","time":"1970-01-01T00:00:01.5Z"})").time_us, 1500000);
   EXPECT_EQ(StampOf(R"({"class":"TPV","mode":1,"time":"1970-01-01T00:00:01Z"})").time_us, 1000000);
 }
@@ -129,11 +145,11 @@ TEST(ParseLine, AMissingOrMistypedFieldIsNamedWithWhatWasExpected) {
   EXPECT_EQ(WhyNot(R"({"event":"temperature","sensor":"cpu","degrees":40000})"),
             "\"degrees\" is 40000, expected a number from -32768 to 32767");
   EXPECT_EQ(WhyNot(R"({"event":"bookmark","tick":-1})"),
-            "\"tick\" is -1, expected a whole number from 0 to 4294967293");
+            "\"tick\" is -1, expected a whole number from 0 to 4294967040");
   EXPECT_EQ(WhyNot(R"({"event":"bookmark","tick":1.5})"),
-            "\"tick\" is 1.5, expected a whole number from 0 to 4294967293");
-  EXPECT_EQ(WhyNot(R"({"event":"bookmark","tick":4294967294})"),
-            "\"tick\" is 4294967294, expected a whole number from 0 to 4294967293");
+            "\"tick\" is 1.5, expected a whole number from 0 to 4294967040");
+  EXPECT_EQ(WhyNot(R"({"event":"bookmark","tick":4294967041})"),
+            "\"tick\" is 4294967041, expected a whole number from 0 to 4294967040");
   EXPECT_EQ(WhyNot(R"({"event":"bookmark","time":"noon"})"),
             "\"time\" is \"noon\", expected an ISO 8601 time such as \"2019-06-19T21:33:57.500Z\"");
 }

@@ -35,12 +35,24 @@ FakeGpsd::~FakeGpsd() {
 
 std::string FakeGpsd::Address() const { return "127.0.0.1:" + std::to_string(port_); }
 
-bool FakeGpsd::Accept() {
-  if (!WaitReadable(listener_)) return false;
-  client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-  if (!Send(
-          R"({"class":"VERSION","release":"3.22","rev":"3.22","proto_major":3,"proto_minor":14})"))
-    return false;
+bool FakeGpsd::AcceptClient() {
+  if (WaitReadable(listener_)) client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+  return client_ >= 0;
+}
+
+bool FakeGpsd::Greet(const std::string& release) const {
+  return Send(R"({"class":"VERSION","release":")" + release +
+              R"(","rev":"3.22","proto_major":3,"proto_minor":14})");
+}
+
+bool FakeGpsd::TurnAway(bool greet) {
+  const bool done = AcceptClient() && (!greet || Greet("3.22"));
+  Drop();
+  return done;
+}
+
+bool FakeGpsd::Accept(const std::string& release) {
+  if (!AcceptClient() || !Greet(release)) return false;
   std::string received;
   while (received.find("?WATCH=") == std::string::npos) {
     char bytes[512];

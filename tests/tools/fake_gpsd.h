@@ -17,11 +17,16 @@ class FakeGpsd {
 
   std::string Address() const;  // "127.0.0.1:PORT"
   // Accepts a client, greets it and waits for its ?WATCH command.
-  bool Accept();
+  bool Accept(const std::string& release = "3.22");
+  // Accepts a client, greets it if it is to, and hangs up.
+  bool TurnAway(bool greet);
   bool Send(const std::string& line) const;
   void Drop();
 
  private:
+  bool AcceptClient();
+  bool Greet(const std::string& release) const;
+
   int listener_ = -1;
   int client_ = -1;
   int port_ = 0;

@@ -10,6 +10,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using LiveTest = ProgramTest;
 
 constexpr const char* kBookmark = "[Tag=Bookmark, TagNo=0x56]";
@@ -57,8 +58,8 @@ TEST_F(LiveTest, ATimerTicksEveryHalfSecond) {
 
 TEST_F(LiveTest, AStoreInUseIsViewedButNotRecordedTo) {
   RunningProgram program(folder, {"record", "s", "--input", "-"});
-  program.Write("x\n");
-  ASSERT_TRUE(program.WaitForMessage("standard input:1:"));
+  program.Write("{\"event\":\"bookmark\"}\nx\n");
+  ASSERT_TRUE(program.WaitForMessage("standard input:2:"));
   RunningProgram other(folder, {"view", "s"});
   const Finished view = other.Finish();
   EXPECT_EQ(view.exit_code, 0);
@@ -99,6 +100,57 @@ TEST_F(LiveTest, AGpsdIsReadAndReadAgainAfterItsConnectionEnded) {
   EXPECT_EQ(live.exit_code, 0);
   EXPECT_THAT(live.err, HasSubstr(" 2 fixes, 0 losses of fix, 0 events, 2 lines skipped\n"));
   EXPECT_THAT(Items(), ElementsAre(HasSubstr("Tag=GpsAbs"), HasSubstr("Tag=GpsAbs")));
+}
+
+TEST_F(LiveTest, AServerThatHangsUpIsTriedAgainWithGrowingDelays) {
+  for (const bool greets : {false, true}) {
+    FakeGpsd gpsd;
+    RunningProgram program(folder, {"record", "s", "--gpsd=" + gpsd.Address()});
+    for (const char* const delay : {"0.5", "1.0", "2.0"}) {
+      ASSERT_TRUE(gpsd.TurnAway(greets));
+      EXPECT_TRUE(program.WaitForMessage(std::string("trying again in ") + delay + " s\n"));
+    }
+    // A report makes it well again.
+    ASSERT_TRUE(gpsd.Accept());
+    EXPECT_TRUE(gpsd.Send(Fix("49.0")));
+    ASSERT_TRUE(SendAndSee(gpsd, program, "first"));
+    gpsd.Drop();
+    ASSERT_TRUE(gpsd.Accept());
+    program.Signal(SIGTERM);
+    const Finished live = program.Finish();
+    EXPECT_THAT(live.err, MatchesRegex(".*in 2.0 s\n.*first.*in 0.5 s\n.*"));
+    EXPECT_EQ(live.exit_code, 0);
+  }
+}
+
+TEST_F(LiveTest, TheReleaseOfAGpsdIsToldAtEachConnection) {
+  FakeGpsd gpsd;
+  RunningProgram program(folder, {"record", "s", "--gpsd=" + gpsd.Address()});
+  const std::string connected = "vmr: gpsd " + gpsd.Address() + ": connected to gpsd ";
+  ASSERT_TRUE(gpsd.Accept("3.22"));
+  EXPECT_TRUE(program.WaitForMessage(connected + "3.22\n"));
+  gpsd.Drop();
+  ASSERT_TRUE(gpsd.Accept("4\\u001b[2J\\u009bx\\n"));
+  EXPECT_TRUE(program.WaitForMessage(connected + "4\\x1B[2J\\x9Bx\\x0A\n"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Finish().exit_code, 0);
+}
+
+TEST_F(LiveTest, EventsAreNotTakenFromAGpsd) {
+  FakeGpsd gpsd;
+  RunningProgram program(folder, {"record", "s", "--gpsd=" + gpsd.Address(), "--input", "-"});
+  ASSERT_TRUE(gpsd.Accept());
+  EXPECT_TRUE(gpsd.Send(R"({"event":"shutdown"})"));
+  EXPECT_TRUE(gpsd.Send(R"({"event":"bookmark"})"));
+  EXPECT_TRUE(gpsd.Send(Fix("49.0")));
+  ASSERT_TRUE(SendAndSee(gpsd, program, "first"));
+  program.Signal(SIGTERM);
+  const Finished live = program.Finish();
+  EXPECT_EQ(live.exit_code, 0);
+  EXPECT_THAT(live.err, HasSubstr("vmr: gpsd " + gpsd.Address() +
+                                  ":3: \"class\" is missing, as it is in no report of gpsd\n"));
+  EXPECT_THAT(live.err, HasSubstr(" 1 fixes, 0 losses of fix, 0 events, 3 lines skipped\n"));
+  EXPECT_THAT(Items(), ElementsAre(HasSubstr("Tag=GpsAbs")));
 }
 
 TEST_F(LiveTest, FiveSecondsWithoutAReportMakeGpsUnavailable) {

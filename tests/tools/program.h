@@ -36,6 +36,7 @@ class RunningProgram {
 
   void Write(const std::string& text) const;
   void Signal(int signal) const;
+  pid_t Process() const { return process_; }
   // Waits until the program has said `text` on standard error; false after two
   // minutes.
   bool WaitForMessage(const std::string& text) const;

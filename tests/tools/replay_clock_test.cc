@@ -100,11 +100,11 @@ TEST_F(ReplayClockTest, TickAndTimeTogetherSetTheClockForward) {
 }
 
 TEST_F(ReplayClockTest, ATimeBeyondTheLastTickIsRefused) {
-  clock.SetTick(kLastTick - 1);
+  clock.SetTick(kLastInputTick - 1);
   Go(At(5000));
-  EXPECT_EQ(clock.Place(At(5000.5)).tick, kLastTick);
+  EXPECT_EQ(clock.Place(At(5000.5)).tick, kLastInputTick);
   EXPECT_EQ(clock.Place(At(5001)).error,
-            "\"time\" would be tick 4294967294, but the last tick is 4294967293");
+            "\"time\" would be tick 4294967041, but the last tick is 4294967040");
 }
 
 TEST_F(ReplayClockTest, ATimeThatNoRecordingCanHoldIsRefused) {

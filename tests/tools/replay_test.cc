@@ -1,14 +1,30 @@
 // Recording with --replay, viewed back.
+#include <signal.h>
+
+#include <filesystem>
+
 #include "tests/tools/program.h"
 
 namespace vmr::test {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using ReplayTest = ProgramTest;
 
 constexpr const char* kBookmark = "[Tag=Bookmark, TagNo=0x56]";
+
+std::string BookmarkAt(unsigned int tick) {
+  return "{\"event\":\"bookmark\",\"tick\":" + std::to_string(tick) + "}\n";
+}
+
+std::string Repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
 
 TEST_F(ReplayTest, EveryKindOfEventIsViewedBack) {
   Replay(R"({"event":"input","name":"siren","on":true,"time":"2024-05-01T10:00:00Z"}
@@ -43,12 +59,26 @@ TEST_F(ReplayTest, LinesThatCannotBeUsedAreReportedCountedAndSkipped) {
             "vmr: input:1: not valid JSON at column 1\n"
             "vmr: input:5: not a JSON object\n"
             "vmr: input:6: longer than 1048576 bytes\n"
-            "vmr: input:7: \"tick\" is -1, expected a whole number from 0 to 4294967293\n"
+            "vmr: input:7: \"tick\" is -1, expected a whole number from 0 to 4294967040\n"
             "vmr: input:8: \"time\" is outside 1970-01-01 to 2038-01-19, which a recording can "
             "hold\n"
             "vmr: s: recorded ticks 1 to 1\n"
             "vmr: s: 9 lines, 0 fixes, 0 losses of fix, 2 events, 5 lines skipped\n");
   EXPECT_THAT(Items(), ElementsAre(kBookmark, kBookmark));
+}
+
+TEST_F(ReplayTest, OfManyLinesThatCannotBeUsedTenAreReportedAndAllAreCounted) {
+  WriteFile(Path("a"), "{\"event\":\"bookmark\"}\n" + Repeated("x\n", 25));
+  WriteFile(Path("b"), Repeated("{}\n", 11) + "{\"event\":\"bookmark\"}\n");
+  const Finished replay = Run({"record", "s", "--replay", "--input", "a", "--input", "b"});
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, HasSubstr("vmr: a:11: not valid JSON at column 1\n"));
+  EXPECT_THAT(replay.err, Not(HasSubstr("vmr: a:12:")));
+  EXPECT_THAT(replay.err, HasSubstr("vmr: a: 15 more lines could not be used\n"
+                                    "vmr: b: 1 more lines could not be used\n"));
+  EXPECT_THAT(replay.err,
+              HasSubstr("vmr: s: 38 lines, 0 fixes, 0 losses of fix, 2 events, 36 lines "
+                        "skipped\n"));
 }
 
 TEST_F(ReplayTest, TicksGoOnFromOneRunToTheNext) {
@@ -115,22 +145,117 @@ TEST_F(ReplayTest, StandardInputIsAnInput) {
   EXPECT_THAT(Items(), ElementsAre(kBookmark));
 }
 
-TEST_F(ReplayTest, ASignalEndsAHugeJumpInOrder) {
+TEST_F(ReplayTest, ASignalEndsItInOrder) {
   RunningProgram program(folder, {"record", "s", "--replay", "--input", "-"});
-  // A line is read when the one before it was recorded, so that the message
-  // says that the first bookmark is in and the jump has begun or is next.
-  program.Write(
-      "{\"event\":\"bookmark\",\"tick\":1}\n"
-      "{\"event\":\"bookmark\",\"tick\":2}\nx\n"
-      "{\"event\":\"bookmark\",\"tick\":4294967293}\n");
+  program.Write(BookmarkAt(1) + BookmarkAt(2) + "x\n");
   ASSERT_TRUE(program.WaitForMessage("standard input:3:"));
   program.Signal(SIGINT);
   const Finished stopped = program.Finish();
   EXPECT_EQ(stopped.exit_code, 0);
-  // Behind it stand the dumps of the hours that were run through.
-  const std::vector<std::string> items = Items();
+  EXPECT_THAT(Items(), ElementsAre(kBookmark, kBookmark));
+}
+
+// ---- Jumps ---------------------------------------------------------------------
+
+constexpr unsigned int kDay = 2 * 24 * 60 * 60;
+
+class ReplayJump : public ProgramTest {
+ protected:
+  Finished Record(const std::string& lines, const Arguments& more = {}) const {
+    WriteFile(Path("input"), lines);
+    Arguments arguments = {"record", "s", "--replay", "--input", "input"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Run(arguments);
+  }
+  // Of the whole state, after the one that every run begins with.
+  std::size_t Dumps() const {
+    const std::string listing = View();
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = listing.find("[Tag=mac,", at)) != listing.npos; ++at) ++count;
+    return count - 1;
+  }
+};
+
+TEST_F(ReplayJump, ADayIsRunThroughWithItsDumps) {
+  const Finished replay = Record(BookmarkAt(100) + BookmarkAt(100 + kDay));
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, Not(HasSubstr("days ahead")));
+  EXPECT_EQ(Dumps(), (100 + kDay) / 7202);
+}
+
+TEST_F(ReplayJump, MoreThanADayIsOneStepWithOneDump) {
+  const Finished replay = Record(BookmarkAt(100) + "\n" + BookmarkAt(101 + kDay));
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, HasSubstr("vmr: input:3: 1.0 days ahead, from tick 100 to 172901 in one "
+                                    "step\n"));
+  EXPECT_THAT(replay.err, HasSubstr(" 2 events, 0 lines skipped\n"));
+  EXPECT_EQ(Dumps(), 1U);
+  // The dump begins with the time, and the bookmark comes with it.
+  const std::vector<std::string> items = ItemsOf(View({"--from", "172000"}));
   ASSERT_FALSE(items.empty());
-  EXPECT_EQ(items[0], kBookmark);
+  EXPECT_THAT(items[0], HasSubstr("[Tag=time, TagNo=0x03, "));
+  EXPECT_THAT(items, testing::Contains(kBookmark));
+}
+
+TEST_F(ReplayJump, WhatWaitsBeforeItKeepsItsTick) {
+  const std::string temperature =
+      "{\"event\":\"temperature\",\"sensor\":\"cpu\",\"degrees\":41,\"tick\":100,"
+      "\"time\":\"2024-05-01T10:00:00Z\"}\n";
+  const auto listing = [&](unsigned int ahead) {
+    Record(temperature + BookmarkAt(100 + ahead));
+    const std::string text = View({"--from", "101", "--to", "200"});
+    for (const int file : {1, 2})
+      std::filesystem::remove(Path("s_" + std::to_string(file) + ".mtd"));
+    return text.substr(0, text.find("\n(hdr1"));  // what comes before the first dump
+  };
+  const std::string run_through = listing(kDay);
+  EXPECT_THAT(run_through, HasSubstr("[Tag=Temp, TagNo=0xE4, Id=3, temp=41]"));
+  EXPECT_EQ(listing(1 + kDay), run_through);
+}
+
+TEST_F(ReplayJump, MoreThan400DaysAreNotFollowed) {
+  const unsigned int last = 100 + 400 * kDay;
+  const Finished replay = Record(BookmarkAt(100) + BookmarkAt(last + 1) + BookmarkAt(last));
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, HasSubstr("vmr: input:2: 400.0 days ahead, at tick 69120101; more than "
+                                    "400 only with --allow-jumps\n"
+                                    "vmr: input:3: 400.0 days ahead, from tick 100 to 69120100 in "
+                                    "one step\n"));
+  EXPECT_THAT(replay.err, HasSubstr(" 2 events, 1 lines skipped\n"));
+}
+
+TEST_F(ReplayJump, UnlessTheyAreAllowed) {
+  const std::string lines =
+      "{\"event\":\"bookmark\",\"time\":\"2010-04-11T16:57:44Z\"}\n"
+      "{\"event\":\"bookmark\",\"time\":\"2029-11-25T16:57:44Z\"}\n";  // 1024 weeks
+  EXPECT_THAT(Record(lines).err,
+              HasSubstr("vmr: input:2: 7168.0 days ahead, at tick 1238630401; more than 400 only "
+                        "with --allow-jumps\n"));
+  const Finished replay = Record(lines, {"--allow-jumps"});
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, HasSubstr("7168.0 days ahead, from tick "));
+  EXPECT_THAT(replay.err, HasSubstr(" 2 events, 0 lines skipped\n"));
+  EXPECT_THAT(View(), HasSubstr("(11/25/2029 16:57:44)"));
+}
+
+TEST_F(ReplayJump, OnlyANewStoreBeginsAnywhere) {
+  EXPECT_THAT(Record(BookmarkAt(100000000)).err, HasSubstr("recorded ticks 100000000 to "));
+  EXPECT_THAT(Record(BookmarkAt(100000000 + 399 * kDay)).err,
+              AllOf(HasSubstr("recorded ticks 168947200 to "), Not(HasSubstr("days ahead"))));
+  EXPECT_THAT(Record(BookmarkAt(1000000000)).err,
+              HasSubstr("days ahead, at tick 1000000000; more"));
+}
+
+TEST_F(ReplayJump, ATickThatIsTooHighIsNoTick) {
+  const Finished replay = Record(BookmarkAt(4294967040) + BookmarkAt(4294967041));
+  EXPECT_EQ(replay.exit_code, 0);
+  EXPECT_THAT(replay.err, HasSubstr("vmr: input:2: \"tick\" is 4294967041, expected a whole number "
+                                    "from 0 to 4294967040\n"));
+  EXPECT_THAT(Items(), testing::Contains(kBookmark));
+  const Finished after = Record(BookmarkAt(1));
+  EXPECT_EQ(after.exit_code, 1);
+  EXPECT_THAT(after.err, testing::MatchesRegex("vmr: s: its last tick is 42949670[0-9]*, there are "
+                                               "none after 4294967040\n"));
 }
 
 }  // namespace

@@ -124,14 +124,16 @@ TEST_F(ScarceRoomTest, ALimitMakesNoNewStore) {
   EXPECT_THAT(refused.err, EndsWith("vmr: s: the store could not be opened\n"));
 }
 
-// What stands behind the limit cannot be written; the recorder goes on, and says so.
+// What stands behind the limit cannot be written; the recorder goes on to the end of
+// its input, and says so.
 TEST_F(ScarceRoomTest, ALimitDoesNotEndARecording) {
   MakeRing(20000, [](int cluster) { return TwoBookmarks(cluster); });
   WriteFile(Path("input"), "{\"event\":\"bookmark\",\"tick\":3000000}\n");
   const Finished finished = RunLimited({"record", "s", "--replay", "--input", "input"});
-  EXPECT_EQ(finished.exit_code, 0);
+  EXPECT_EQ(finished.exit_code, 1);
   EXPECT_THAT(finished.err, HasSubstr("Could not write metadata file at cluster 19999 (81915904) "
                                       "- 27: File too large\n"));
+  EXPECT_THAT(finished.err, HasSubstr("vmr: s: 1 lines, 0 fixes, 0 losses of fix, 1 events"));
 }
 
 TEST_F(ScarceRoomTest, ALimitLeavesNothingOfARecoveredStore) {

@@ -179,8 +179,8 @@ TEST_F(ScrubTest, AStoreThatNoRecorderCouldReadIsRecordedIntoAgain) {
 
 TEST_F(ScrubTest, ARecorderKeepsItOut) {
   RunningProgram recorder(folder, {"record", "s", "--input", "-"});
-  recorder.Write("x\n");
-  ASSERT_TRUE(recorder.WaitForMessage("standard input:1:"));
+  recorder.Write("{\"event\":\"bookmark\"}\nx\n");
+  ASSERT_TRUE(recorder.WaitForMessage("standard input:2:"));
   const Finished refused = Scrub();
   EXPECT_EQ(refused.exit_code, 1);
   EXPECT_EQ(refused.err, "vmr: s: is in use by another process; end it first\n");
