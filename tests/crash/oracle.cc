@@ -20,7 +20,8 @@ struct Copy {
   int Size() const { return whole ? UsedBytes(bytes) : -1; }
   bool Sound() const { return HasSoundPackets(bytes); }
   bool BeginsAs(const Copy& other) const {
-    return std::equal(bytes + 7, bytes + std::min(Size(), other.Size()), other.bytes + 7);
+    return whole && other.whole &&
+           std::equal(bytes + 7, bytes + std::min(Size(), other.Size()), other.bytes + 7);
   }
   bool Is(const Copy& other) const {
     return St() == other.St() && Size() == other.Size() && BeginsAs(other);
