@@ -108,7 +108,7 @@ const std::vector<CallSite>& CallSites() {
       {"close.new_file", "file_store.cc", "CloseFile"},
       {"rename.new_file", "file_store.cc", "Rename"},
       {"sync.new_name", "file_store.cc", "SyncDirectoryOf"},
-      {"chmod.file", "file_store.cc", "Chmod"},
+      {"chmod.file", "file_store.cc", "ChmodNoFollow"},
       {"open.file", "file_store.cc", "OpenFile"},
       {"lseek.cluster", "file_store.cc", "SeekFile"},
       {"read.cluster", "file_store.cc", "ReadFile"},

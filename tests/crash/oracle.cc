@@ -6,9 +6,7 @@
 namespace vmr::crash {
 namespace {
 
-constexpr std::uint32_t kEmpty = 0xFFFFFFFF;
-constexpr std::uint32_t kContinued = 0xFFFFFFFE;
-constexpr std::uint32_t kBad = 0xFFFFFFFD;
+constexpr std::uint32_t kEmpty = 0xFFFFFFFF, kContinued = 0xFFFFFFFE, kBad = 0xFFFFFFFD;
 constexpr int kLast = 32767;
 
 int Next(int cluster) { return (cluster + 1) % (kLast + 1); }
