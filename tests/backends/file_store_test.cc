@@ -925,6 +925,23 @@ INSTANTIATE_TEST_SUITE_P(Names, FileStoreShellTest,
                                            "$HOME; exit 1 #", "`false`", "a\\b", "star*?[a]",
                                            "new\nline", "amp&pipe|", "caf\xC3\xA9", "~root"));
 
+TEST(FileStoreLink, TheModeOfAFileElsewhereIsLeftAlone) {
+  const TempDir directory;
+  CapturedLog log(7);
+  Bytes buffer(kSize);
+  FileStore elsewhere(1), linked(1);
+  ASSERT_EQ(elsewhere.StartFile(directory.Path("elsewhere"), buffer.data(), kCount, kSize, 1), 1);
+  ASSERT_EQ(chmod(elsewhere.Path().c_str(), 0644), 0);
+  const std::string link = directory.Path("r_1.mtd");
+  ASSERT_EQ(symlink(elsewhere.Path().c_str(), link.c_str()), 0);
+  EXPECT_EQ(linked.StartFile(directory.Path("r"), buffer.data(), kCount, kSize, 1), 0);
+  struct stat status {};
+  ASSERT_EQ(stat(elsewhere.Path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0644U);
+  EXPECT_THAT(log.Texts(2), ElementsAre("Could not reset the mode of file " + link +
+                                        ", 40 : Too many levels of symbolic links"));
+}
+
 // Relative to the directory that the test is in, as a host's own path may be.
 TEST(FileStoreCopyCommand, APathThatBeginsWithADashIsNotTakenForAnOption) {
   const TempDir directory;

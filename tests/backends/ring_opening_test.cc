@@ -120,6 +120,47 @@ INSTANTIATE_TEST_SUITE_P(EitherFileAndLap, SoleNewest,
                                             ::testing::Bool(),
                                             ::testing::Values(FileOp::kRead, FileOp::kLseek)));
 
+// A write of the other file had failed.
+TEST_F(RingOpening, ThePreviousClusterIsReadAgainWhenThatFailsOnce) {
+  PutPairWith(5);
+  const Bytes whole = ClusterImage(1003, PacketAt(1003) + PacketAt(1003, 50));
+  PutCluster(kFile1, 3, whole);
+  PutCluster(kFile1, 4, ClusterImage(1004, PacketAt(1004) + PacketAt(1005)));
+  files_.FailOnce(FileOp::kRead, kFile1, EIO, 19);
+  ASSERT_EQ(Open(), 1);
+  EXPECT_EQ(AllTicks(), (Ticks{1000, 1001, 1002, 1003, 1003, 1004, 1005}));
+  EXPECT_EQ(files_.ReadBlock(kFile1, 3), whole);
+}
+
+TEST_F(RingOpening, AShorterCopyMakesItsFileTheLastWriter) {
+  PutPairWith(5);
+  const Bytes longer = ClusterImage(1004, PacketAt(1004) + PacketAt(1005));
+  PutCluster(kFile1, 4, longer);
+  files_.FailFromNowOn(FileOp::kRead, kFile1, EIO, 18);
+  ASSERT_EQ(Open(), 1);
+  ExpectOpenedAt(4, 1004);
+  EXPECT_TRUE(Logged(4, "Cluster 4 of file #1 is of no use, going on from the other file"));
+  EXPECT_TRUE(Logged(32, "Last wrote to file #2. Setting next write file to be #1"));
+  EXPECT_EQ(files_.ReadBlock(kFile1, 4), longer);
+}
+
+TEST_F(RingOpening, AClusterThatWasGivenUpIsNotTheOldestOne) {
+  for (const bool second_lap : {false, true}) {
+    if (second_lap)
+      PutSecondLap(4);
+    else
+      PutPairWith(5);
+    PutCluster(kFile1, 5, ClusterImage(70000, PacketAt(70000)));
+    for (const int nth : {18, 19}) files_.FailOnce(FileOp::kRead, kFile1, EIO, nth);
+    ASSERT_EQ(Open(), 1);
+    ExpectOpenedAt(4, second_lap ? 50004 : 1004);
+    EXPECT_EQ(store_.InitialReadLocation(), second_lap ? 6 * 4096 : 0);
+    EXPECT_EQ(store_.FindSystemTick(0), second_lap ? 6 : 0);
+    store_.Close();
+    files_.ClearFaults();
+  }
+}
+
 // What was recorded meanwhile is not lost when the cluster can be read again.
 TEST_F(RingOpening, ARecordingThatWentOnWithoutTheNewestClusterIsGoneOnWith) {
   PutPairWith(5);
@@ -473,6 +514,17 @@ TEST_F(RingOpening, NewFilesThatCannotBeReadAreRecordedInto) {
   EXPECT_EQ(WriteTick(store_, 7), 1);
   EXPECT_TRUE(store_.LastPacketStored());
   EXPECT_EQ(files_.ReadBlock(kFile2, 0), ClusterImage(7, PacketAt(7)));
+}
+
+TEST_F(RingOpening, NewFilesThatCannotBeReadDoNotReplaceWhatWasSetAsideBefore) {
+  PutPairWith(5);
+  files_.CopyContent(kFile1, "/m/r_1.mtd.CORRUPT");
+  files_.Delete(kFile1);
+  files_.Delete(kFile2);
+  files_.FailFromNowOn(FileOp::kRead, "", EIO);
+  ASSERT_EQ(Open(), 1);
+  EXPECT_THAT(files_.Paths(), ElementsAre(kFile1, "/m/r_1.mtd.CORRUPT", kFile2));
+  EXPECT_EQ(files_.ReadBlock("/m/r_1.mtd.CORRUPT", 4), OnePacket(4));
 }
 
 TEST_F(RingOpening, FilesMadeAnewThatCannotBeReadAreRecordedInto) {

@@ -3,6 +3,7 @@
 #include <errno.h>
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 #include "tests/crash/beginnings.h"
@@ -47,6 +48,7 @@ class FailingCalls {
   Expected Promise(const Fault& fault, const Session& session, int struck_in) const;
   std::string CompareClosedClusters() const;
   bool BothThere() const;
+  bool OpenedAtItsEnd(const Session& session) const;
   bool LacksEndOfPrevious() const;
   bool OldRecordingIsGone() const;
   bool OnlyFile2IsKept() const;
@@ -58,8 +60,9 @@ class FailingCalls {
   StateCheck check_;
   Case case_;
   Start start_;
-  int before_ = 0;         // packets in front of the session
-  int holder_ = kAnyName;  // file that took the last of them
+  int before_ = 0;                             // packets in front of the session
+  int holder_ = kAnyName;                      // file that took the last of them
+  std::array<std::uint32_t, 2> last_ticks_{};  // recorded; and without what the holder alone has
   std::vector<Packet> packets_;
   Stream stream_;               // with the session's packets
   Stream shorter_stream_;       // without the last one in front of them
@@ -93,6 +96,9 @@ void FailingCalls::Prepare(const Case& situation, unsigned int round) {
     shorter_stream_.Add(packet);
     new_stream_.Add(packet);
   }
+  const ReadImage twin = ImageOf(files_, holder_ == kFile1 ? kFile2 : kFile1);
+  last_ticks_ = {Predict(ImageOf(files_, kFile1), ImageOf(files_, kFile2)).last_tick,
+                 Predict(twin, twin).last_tick};
   files_.FreeDescriptorZero(situation.zero_is_free);
   const CowFiles::Mark mark = files_.Set();
   Record(files_, packets_);
@@ -275,12 +281,18 @@ bool FailingCalls::MayRefuseToOpen(const Fault& fault) const {
   return fault.call == Call::kOpen || fault.call == Call::kStat || fault.call == Call::kChmod;
 }
 
+bool FailingCalls::OpenedAtItsEnd(const Session& session) const {
+  if (!session.opened || case_.begin != Begin::kRing || OldRecordingIsGone()) return true;
+  return session.opened_tick == last_ticks_[0] || session.opened_tick == last_ticks_[1];
+}
+
 // `struck_in`: during which packet the fault struck first; 0 the open, 1 the
 // first one.
 std::string FailingCalls::Judge(const Fault& fault, const Session& session, int struck_in) {
   run_.counts["open_refused"] += session.opened ? 0 : 1;
   if (session.refused > 0) return "WriteData refused a packet";
   if (!session.opened && !MayRefuseToOpen(fault)) return "Open failed";
+  if (!OpenedAtItsEnd(session)) return "opened at tick " + std::to_string(session.opened_tick);
   if (case_.begin == Begin::kOnlyFile2Unsearchable && !OnlyFile2IsKept())
     return "what only file #2 had is gone";
   const bool source_lost = !BeginsAnew(case_.begin) && OldRecordingIsGone();

@@ -210,7 +210,7 @@ bool CowFiles::Strikes(const Done& done) {
     --fault_.skip;
     return false;
   }
-  if (struck_ > 0 && !fault_.forever) return false;
+  if (struck_ >= fault_.times && !fault_.forever) return false;
   if (struck_++ == 0) first_struck_ = done_.size() - 1;
   return true;
 }

@@ -83,8 +83,9 @@ struct Done {
 struct Fault {
   Call call = Call::kCount;  // kCount: no fault
   int name = kAnyName;
-  int skip = 0;             // matching calls before it strikes
-  bool forever = false;     // or once
+  int skip = 0;          // matching calls before it strikes
+  bool forever = false;  // or `times` times in a row
+  int times = 1;
   int error = 0;            // errno, or 0 for one of the following
   int short_by = 0;         // so many bytes less are moved, at least one; none from 4096 on
   bool next_fails = false;  // so does the stat or the usleep right behind it

@@ -69,6 +69,20 @@ TEST_F(CowFilesTest, AFaultStrikesTheCallItIsSetFor) {
   EXPECT_EQ(files_.Struck(), 1);
 }
 
+TEST_F(CowFilesTest, AFaultMayStrikeSeveralTimesInARow) {
+  const int fd = OpenFile1();
+  Fault fault;
+  fault.call = Call::kFsync;
+  fault.skip = 1;
+  fault.times = 3;
+  fault.error = EINTR;
+  files_.SetFault(fault);
+  EXPECT_EQ(files_.Fsync(fd), 0);
+  for (int n = 0; n < 3; ++n) EXPECT_EQ(files_.Fsync(fd), -1);
+  EXPECT_EQ(files_.Fsync(fd), 0);
+  EXPECT_EQ(files_.Struck(), 3);
+}
+
 TEST_F(CowFilesTest, ALostWriteReportsSuccessAndStoresNothing) {
   Fault fault;
   fault.call = Call::kWrite;

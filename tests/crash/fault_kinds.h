@@ -15,11 +15,13 @@ struct FaultKind {
   int error;
   int short_by;
   bool lost;
+  int times = 1;
 };
 inline constexpr FaultKind kErrors[] = {{"EIO", EIO, 0, false},
                                         {"ENOSPC", ENOSPC, 0, false},
                                         {"EACCES", EACCES, 0, false},
-                                        {"EINTR", EINTR, 0, false}};
+                                        {"EINTR", EINTR, 0, false},
+                                        {"EINTR3", EINTR, 0, false, 3}};
 inline constexpr FaultKind kShort[] = {{"short1", 0, 1, false},
                                        {"short512", 0, 512, false},
                                        {"short4095", 0, 4095, false},
@@ -32,6 +34,7 @@ inline constexpr FaultKind kLost = {"lost", 0, 0, true};
 inline Fault Make(Fault fault, const FaultKind& kind, int k, bool forever) {
   fault.skip = k;
   fault.forever = forever;
+  fault.times = kind.times;
   fault.error = kind.error;
   fault.short_by = kind.short_by;
   fault.lost = kind.lost;

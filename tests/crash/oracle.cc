@@ -6,9 +6,7 @@
 namespace vmr::crash {
 namespace {
 
-constexpr std::uint32_t kEmpty = 0xFFFFFFFF;
-constexpr std::uint32_t kContinued = 0xFFFFFFFE;
-constexpr std::uint32_t kBad = 0xFFFFFFFD;
+constexpr std::uint32_t kEmpty = 0xFFFFFFFF, kContinued = 0xFFFFFFFE, kBad = 0xFFFFFFFD;
 constexpr int kLast = 32767;
 
 int Next(int cluster) { return (cluster + 1) % (kLast + 1); }
@@ -20,7 +18,8 @@ struct Copy {
   int Size() const { return whole ? UsedBytes(bytes) : -1; }
   bool Sound() const { return HasSoundPackets(bytes); }
   bool BeginsAs(const Copy& other) const {
-    return std::equal(bytes + 7, bytes + std::min(Size(), other.Size()), other.bytes + 7);
+    return whole && other.whole &&
+           std::equal(bytes + 7, bytes + std::min(Size(), other.Size()), other.bytes + 7);
   }
   bool Is(const Copy& other) const {
     return St() == other.St() && Size() == other.Size() && BeginsAs(other);

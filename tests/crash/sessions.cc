@@ -41,6 +41,7 @@ Session Record(CowFiles& files, const std::vector<Packet>& packets) {
   session.opened = store.Open() != 0;
   session.returned_at.push_back(files.Calls().size());
   if (!session.opened) return session;
+  session.opened_tick = store.GetCurrentSystemTick();
   AddSteps(files, 0, 0, &session, &unsynced);
   for (const Packet& packet : packets) {
     const std::size_t from = files.Calls().size();

@@ -23,6 +23,7 @@ struct Step {
 
 struct Session {
   bool opened = false;
+  std::uint32_t opened_tick = 0;  // the current one then
   std::vector<Step> steps;
   int written = 0;                       // packets, all acknowledged in the end
   int refused = 0;                       // packets for which WriteData did not return 1
