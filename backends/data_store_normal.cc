@@ -199,7 +199,7 @@ int DataStoreNormal::ReadWithFallback(unsigned char* buf, int cluster, ReadOpera
 }
 
 DataStoreNormal::BadCopy DataStoreNormal::BadCopyOf(const unsigned char* image) {
-  return {ClusterSt(image), ClaimedBytes(image)};
+  return {ClusterSt(image), ClaimedBytes(image), ClusterSize(image) != 0};
 }
 
 // A copy that cannot be read, this time at least, may be all there is of what was
@@ -220,12 +220,21 @@ bool DataStoreNormal::MayReplace(const unsigned char* good, const BadCopy& bad, 
   else if (WasSearched(file) && cluster == file.NewestCluster())
     may = is_all_of(file.NewestSt(), file.NewestSize());  // what the search read there
   else
-    may = !(bad.st == ClusterSt(good) && bad.used_bytes > ClusterSize(good)) &&
-          BelongsAt(good, cluster);
+    may = !WasLonger(bad, good, cluster) && BelongsAt(good, cluster);
   if (!may)
     VMR_LOG(kLogWarning,
             "Not rewriting Cluster #" << cluster << ", the other file's copy lacks something");
   return may;
+}
+
+// As far as it can be told. Of what a call kept from being read nothing is known: it is
+// read once more.
+bool DataStoreNormal::WasLonger(BadCopy bad, const unsigned char* good, int cluster) {
+  if (bad.was_read) return bad.st == ClusterSt(good) && bad.used_bytes > ClusterSize(good);
+  unsigned char image[kClusterBytes];
+  const bool whole = curr_file_->ReadCluster(kClusterBytes, image, cluster) != 0;
+  const int used_bytes = whole ? ClusterSize(image) : ClaimedBytes(image);
+  return ClusterSt(image) == ClusterSt(good) && used_bytes > ClusterSize(good);
 }
 
 // False for a copy of the lap before in a file that has missed this one: its first

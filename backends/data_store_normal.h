@@ -107,7 +107,8 @@ class DataStoreNormal : public DataStore {
   // What is left of a copy that failed its CRC: what it says of itself.
   struct BadCopy {
     unsigned int st = 0;
-    int used_bytes = 0;  // 0: nothing bears out what it says
+    int used_bytes = 0;     // 0: nothing bears out what it says
+    bool was_read = false;  // else a call failed
   };
   static BadCopy BadCopyOf(const unsigned char* image);
 
@@ -127,6 +128,7 @@ class DataStoreNormal : public DataStore {
   int ReadWithFallback(unsigned char* buf, int cluster, ReadOperation read_first);
   void RepairCluster(const unsigned char* buf, int cluster);
   bool MayReplace(const unsigned char* good, const BadCopy& bad, int cluster);
+  bool WasLonger(BadCopy bad, const unsigned char* good, int cluster);
   bool BelongsAt(const unsigned char* copy, int cluster);
   unsigned int LatestFirstTick(int cluster);
   static int FailRead();

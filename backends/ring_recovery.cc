@@ -332,10 +332,12 @@ bool DataStoreNormal::IsFile2Newer(bool same_cluster) {
   // One of them may have begun the cluster anew, after the other could not be read.
   const bool begun_anew = st1 != st2 && st1 < kUnreadableSt && st2 < kUnreadableSt;
   if (same_cluster) return begun_anew ? st1 < st2 : file1_.NewestSize() < file2_.NewestSize();
-  // Neighbours of one tick, or of which one has none: ring order tells.
-  const bool tick_tells = st1 != st2 && st1 != kPartialWrapSt && st2 != kPartialWrapSt;
-  if (!tick_tells && newest2 == GetNextCluster(newest1)) return true;
-  if (!tick_tells && newest1 == GetNextCluster(newest2)) return false;
+  // Of clusters of one tick (a dump may fill a dozen) the shorter way round leads ahead.
+  const int ahead = (newest2 - newest1 + kClusterCount) % kClusterCount;
+  if (st1 == st2) return ahead < kClusterCount / 2;
+  // So it does of neighbours of which one has no tick yet.
+  const bool one_untold = st1 == kPartialWrapSt || st2 == kPartialWrapSt;
+  if (one_untold && (ahead == 1 || ahead == kClusterCount - 1)) return ahead == 1;
   return ComparableTick(file1_) < ComparableTick(file2_);
 }
 

@@ -226,6 +226,17 @@ TEST_F(RingOpening, ACopyIsNotRepairedFromAShorterOne) {
   EXPECT_EQ(files_.ReadBlock(kFile2, 3), longer);
 }
 
+TEST_F(RingOpening, ALongerCopyThatCannotBeReadForAMomentStays) {
+  PutPairWith(7);
+  ASSERT_EQ(Open(), 1);
+  const Bytes longer = ClusterImage(1003, PacketAt(1003) + PacketAt(1003));
+  PutCluster(kFile2, 3, longer);
+  files_.FailOnce(FileOp::kRead, kFile2, EIO);
+  Bytes buffer(4096);
+  EXPECT_EQ(store_.ReadCluster(buffer.data(), 3), 1);
+  EXPECT_EQ(files_.ReadBlock(kFile2, 3), longer);
+}
+
 TEST_F(RingOpening, ADamagedSizeDoesNotKeepACopyFromBeingRepaired) {
   PutPairWith(7);
   ASSERT_EQ(Open(), 1);
@@ -437,6 +448,18 @@ TEST_F(RingOpening, OfNeighboursOfOneTickTheLaterInRingOrderWins) {
       EXPECT_EQ(store_.CurrentCluster(), static_cast<int>(later)) << file;
       store_.Close();
     }
+  }
+}
+
+// A dump may fill a dozen clusters with one tick while one file fails.
+TEST_F(RingOpening, OfClustersOfOneTickFurtherApartTheOneAheadWins) {
+  for (const std::string file : {kFile1, kFile2}) {
+    PutPairWith(5);
+    for (const std::size_t c : {5U, 6U, 7U})
+      PutCluster(file, c, ClusterImage(1004, PacketAt(1004)));
+    ASSERT_EQ(Open(), 1);
+    EXPECT_EQ(store_.CurrentCluster(), 7) << file;
+    store_.Close();
   }
 }
 

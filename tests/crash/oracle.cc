@@ -158,7 +158,8 @@ Prediction Predict(const ReadImage& file1, const ReadImage& file2) {
   const bool less = tie && a.newest == b.newest         ? a.size < b.size
                     : tie && b.newest == Next(a.newest) ? true
                     : tie && a.newest == Next(b.newest) ? false
-                                                        : tick(0) < tick(1);
+                    : a.newest_st == b.newest_st ? (b.newest - a.newest + 32768) % 32768 < 16384
+                                                 : tick(0) < tick(1);
   const std::size_t writer = (Rank(a) == Rank(b) ? less : Rank(a) < Rank(b)) ? 1 : 0;
   p.fills_empty =
       Rank(a) + Rank(b) == 3 && (ends[writer].newest != 0 || ends[writer].oldest_st != kEmpty);

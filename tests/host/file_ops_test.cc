@@ -89,6 +89,25 @@ TEST_F(PosixFiles, TellSizeAndMode) {
   EXPECT_EQ(status.st_mode & 07777u, 0640u);
 }
 
+TEST_F(PosixFiles, ChangeTheirModeThroughNoLink) {
+  const auto mode_of = [this](const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(files.Stat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+  };
+  Make(one, "abcdef");
+  EXPECT_EQ(files.ChmodNoFollow(one.c_str(), 0660), 0);
+  EXPECT_EQ(mode_of(one), 0660U);
+  ASSERT_EQ(symlink(one.c_str(), two.c_str()), 0);
+  errno = 0;
+  EXPECT_EQ(files.ChmodNoFollow(two.c_str(), 0600), -1);
+  EXPECT_EQ(errno, ELOOP);
+  EXPECT_EQ(mode_of(one), 0660U);
+  errno = 0;
+  EXPECT_EQ(files.ChmodNoFollow(dir.Path("none").c_str(), 0600), -1);
+  EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_F(PosixFiles, CanBeRenamedUnlinkedAndRemoved) {
   Make(one, "abcdef");
   EXPECT_EQ(files.Rename(one.c_str(), two.c_str()), 0);
