@@ -36,6 +36,7 @@ FileStore* DataStoreNormal::LoadImages(FileStore& last_writer) {
   FileStore* writer = LoadCurrent(last_writer, true);
   if (writer == nullptr || !LoadPrevious(*writer)) return nullptr;
   if (!HasTwinGoneOn(*writer)) return writer;
+  given_up_cluster_ = currCluster;
   writer = HandOver(*writer);
   return writer != nullptr && LoadPrevious(*writer) ? writer : nullptr;
 }
@@ -80,20 +81,28 @@ FileStore* DataStoreNormal::LoadCurrent(FileStore& writer, bool may_hand_over) {
 FileStore* DataStoreNormal::LoadBetterCurrent(FileStore& writer, bool may_hand_over) {
   FileStore& twin = Twin(writer);
   const unsigned char* const mine = curr_buffer_.get();
-  if (!twin.IsOpen() || (WasSearched(twin) && PacketsAreSound(mine))) return &writer;
+  const bool first_look = may_hand_over;
+  if (!twin.IsOpen() || (first_look && WasSearched(twin) && PacketsAreSound(mine))) return &writer;
   unsigned char* const theirs = prev_buffer_.get();
   if (twin.ReadCluster(kClusterBytes, theirs, currCluster) == 0) return &writer;
-  if (AreSameCopy(mine, theirs) || !IsBetterCopy(theirs, mine)) return &writer;
-  if (IsTwinOfCurrent(twin, theirs)) {
-    LogBetterCopy(twin, currCluster);
-    std::swap(curr_buffer_, prev_buffer_);
-    writer.MarkStale(true, false);
-    twin.MarkStale(false, false);
-    return &twin;
+  if (first_look && IsTornFirstWrite(twin, theirs)) {
+    if (!read_only_) RepairCluster(theirs, currCluster);
+    return HandOver(writer);
   }
-  // A torn first write of a cluster that the twin has not begun: it ends in front of it.
-  const bool is_neighbour = WasSearched(twin) && twin.NewestCluster() == prevCluster;
-  return may_hand_over && is_neighbour ? HandOver(writer) : &writer;
+  if (!IsTwinOfCurrent(twin, theirs) || !IsBetterCopy(theirs, mine)) return &writer;
+  LogBetterCopy(twin, currCluster);
+  std::swap(curr_buffer_, prev_buffer_);
+  writer.MarkStale(true, false);
+  twin.MarkStale(false, false);
+  return &twin;
+}
+
+// Of a cluster that the twin has not begun, and in front of which it ends. What is left
+// of such a write is nothing that was ever recorded; the twin has what stood there.
+bool DataStoreNormal::IsTornFirstWrite(const FileStore& twin, const unsigned char* theirs) const {
+  return WasSearched(twin) && twin.NewestCluster() == prevCluster &&
+         !PacketsAreSound(curr_buffer_.get()) && PacketsAreSound(theirs) &&
+         !IsTwinOfCurrent(twin, theirs);
 }
 
 // The twin's copy is of the same cluster, not of a lap before.
@@ -115,7 +124,10 @@ FileStore* DataStoreNormal::LoadLostCurrent(FileStore& writer, const BadCopy& ba
     return &writer;
   }
   const bool twin_ends_elsewhere = twin.NewestCluster() != currCluster;
-  if (may_hand_over && WasSearched(twin) && (read || twin_ends_elsewhere)) return HandOver(writer);
+  if (may_hand_over && WasSearched(twin) && (read || twin_ends_elsewhere)) {
+    given_up_cluster_ = currCluster;
+    return HandOver(writer);
+  }
   VMR_LOG(kLogTrace, "Failed to read cluster #" << currCluster << " from metadata files");
   VMR_LOG(kLogError, "Failed to read current cluster " << currCluster);
   return nullptr;
@@ -128,7 +140,6 @@ FileStore* DataStoreNormal::HandOver(FileStore& writer) {
                                   << " is of no use, going on from the other file");
   writer.MarkStale(true, writer.NewestCluster() != twin.NewestCluster());
   twin.MarkStale(false, false);
-  given_up_cluster_ = writer.NewestCluster();
   return LoadCurrent(twin, false);
 }
 

@@ -300,8 +300,27 @@ TEST_F(RingOpening, ATornFirstWriteOfAClusterLeavesTheOneBefore) {
   PutCluster(kFile1, 5, Torn(70000, {}, PacketAt(70000, 200)));
   ASSERT_EQ(Open(), 1);
   ExpectOpenedAt(4, 50004);
+  EXPECT_EQ(files_.ReadBlock(kFile1, 5), OnePacket(5)) << "what is left of it misleads no more";
   WriteTick(store_, 70001);
   EXPECT_EQ(files_.ReadBlock(kFile1, 4), ClusterImage(50004, PacketAt(50004) + PacketAt(70001)));
+}
+
+TEST_F(RingOpening, ATornFirstWriteInAYoungRingLeavesTheOneBefore) {
+  PutPairWith(5);
+  PutCluster(kFile1, 5, Torn(70000, {}, PacketAt(70000, 200)));
+  ASSERT_EQ(Open(), 1);
+  ExpectOpenedAt(4, 1004);
+  EXPECT_EQ(AllTicks(), (Ticks{1000, 1001, 1002, 1003, 1004}));
+}
+
+TEST_F(RingOpening, ReadingAloneLeavesATornFirstWriteWhereItIs) {
+  PutSecondLap(4);
+  const Bytes torn = Torn(70000, {}, PacketAt(70000, 200));
+  PutCluster(kFile1, 5, torn);
+  ASSERT_EQ(store_.OpenReadOnly(), 1);
+  ExpectOpenedAt(4, 50004);
+  EXPECT_EQ(files_.ReadBlock(kFile1, 5), torn);
+  EXPECT_EQ(TicksOf(From(5)).front(), 1005U) << "the oldest, from the other file";
 }
 
 TEST_F(RingOpening, WhereNeitherCopyIsSoundTheBiggerOneIsTaken) {

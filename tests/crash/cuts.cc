@@ -1,6 +1,7 @@
 // Losses of power: one at every write of a recording session, and a second one
 // while the store recovers from the first.
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -108,6 +109,7 @@ void Cuts::Visit(const std::string& id, const Expected& expected, bool escaped) 
   if (wrong.empty()) return;
   if (escaped) {
     ++run_.counts["losses_by_crc_coincidence"];
+    std::printf("CRC %s: %s\n", id.c_str(), wrong.c_str());
   } else {
     run_.Fail(id, wrong);
   }

@@ -104,12 +104,13 @@ bool Load(const std::array<ReadImage, 2>& image, const std::array<Position, 2>& 
   if (!mine.whole) return true;  // never so: the search has read it
   const Copy theirs(image[1 - writer], p->current);
   const Position& twin = ends[1 - writer];
-  const bool sure = twin.found && mine.Sound();
-  if (!sure && theirs.whole && !mine.Is(theirs) && theirs.Beats(mine)) {
+  const bool sure = !last_try && twin.found && mine.Sound();
+  if (!sure && theirs.whole) {
     const bool twins = theirs.St() == mine.St() || mine.St() == kContinued ||
                        (twin.found && twin.newest == p->current);
-    if (!twins && !last_try && twin.found && twin.newest == p->previous) return false;
-    if (twins) {
+    const bool torn = !twins && !mine.Sound() && theirs.Sound() && twin.newest == p->previous;
+    if (torn && twin.found && !last_try) return false;
+    if (twins && !mine.Is(theirs) && theirs.Beats(mine)) {
       p->prev_stale = {};
       mine = theirs;
       writer = 1 - writer;
