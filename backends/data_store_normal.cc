@@ -100,6 +100,7 @@ void DataStoreNormal::CloseCurrentCluster(unsigned int sysTick) {
 
   VMR_LOG(kLogInfo, "Moving to new cluster from cluster " << currCluster);
   currCluster = GetNextCluster(currCluster);
+  if (currCluster == given_up_cluster_) given_up_cluster_ = -1;
   SetClusterSize(curr_buffer_.get(), kClusterHeaderBytes);
   SetClusterSt(curr_buffer_.get(), sysTick);
 }
@@ -182,9 +183,13 @@ int DataStoreNormal::ReadCluster(unsigned char* buf, int cluster) {
   return ReadWithFallback(buf, cluster, &FileStore::ReadCluster);
 }
 
-int DataStoreNormal::ReadWithFallback(unsigned char* buf, int cluster, ReadOperation read_first) {
+void DataStoreNormal::SayWhatIsRead(int cluster) const {
   VMR_LOG(kLogEachItem, "Reading Cluster #" << cluster);
   if (Viewing()) std::printf("     ****Reading Cluster %d****\n", cluster);
+}
+
+int DataStoreNormal::ReadWithFallback(unsigned char* buf, int cluster, ReadOperation read_first) {
+  SayWhatIsRead(cluster);
   if ((curr_file_->*read_first)(kClusterBytes, buf, cluster) != 0) return 1;
   VMR_LOG(kLogWarning,
           "Failed to read cluster #" << cluster << " from current file will try other file");
@@ -217,7 +222,8 @@ bool DataStoreNormal::MayReplace(const unsigned char* good, const BadCopy& bad, 
     may = is_all_of_image(curr_buffer_.get());
   else if (open_ && cluster == prevCluster)
     may = is_all_of_image(prev_buffer_.get());
-  else if (WasSearched(file) && cluster == file.NewestCluster())
+  else if (WasSearched(file) && cluster == file.NewestCluster() &&
+           (!open_ || cluster == GetNextCluster(currCluster)))
     may = is_all_of(file.NewestSt(), file.NewestSize());  // what the search read there
   else
     may = !WasLonger(bad, good, cluster) && BelongsAt(good, cluster);

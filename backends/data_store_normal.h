@@ -45,7 +45,8 @@ class DataStoreNormal : public DataStore {
   int OpenReadOnly();
   // Flushes what is pending, syncs and closes both files. 1.
   int Close() override;
-  // `length` 1..4089.
+  // `length` 1..4089, of whole packets: by their CRCs the next opening tells a torn
+  // write from a whole one, and bytes that are no packets may not survive it.
   int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
   // Within a cluster `nextPosition` is the cluster's start plus the bytes just
   // copied, so a reader starts a cluster at its beginning.
@@ -125,6 +126,7 @@ class DataStoreNormal : public DataStore {
 
   // Reading (data_store_normal.cc).
   using ReadOperation = int (FileStore::*)(int clusterSize, unsigned char* buf, int cluster);
+  void SayWhatIsRead(int cluster) const;
   int ReadWithFallback(unsigned char* buf, int cluster, ReadOperation read_first);
   void RepairCluster(const unsigned char* buf, int cluster);
   bool MayReplace(const unsigned char* good, const BadCopy& bad, int cluster);

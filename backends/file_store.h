@@ -73,7 +73,8 @@ class FileStore {
   void TakeNewest(int clusterCount, int clusterSize, unsigned char* buf, int cluster);
   void TakeNothingWritten(int clusterCount);
   // Makes this file a durable copy of `source`'s and opens it. Until the copy is
-  // complete the file stays as it is.
+  // complete the file stays as it is; one that StartFile has just made is gone meanwhile,
+  // and for good when that fails.
   int CopyFile(int clusterCount, int clusterSize, FileStore& source);
   // Deletes the closed file.
   void Remove();

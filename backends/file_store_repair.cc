@@ -43,7 +43,10 @@ int FileStore::CopyFile(int clusterCount, int clusterSize, FileStore& source) {
   }
   // Without a path there is nothing to make: the command fails.
   const std::string tmp_name = path_.empty() ? "" : path_ + ".tmp";
-  RemoveIfThere(tmp_name);
+  // A file that was made a moment ago gives its room to the copy: there may be none for
+  // a third one.
+  if (!file_created_ || FileOps::Current().Rename(path_.c_str(), tmp_name.c_str()) != 0)
+    RemoveIfThere(tmp_name);
   const std::string command = "cp " + ShellWord(source.Path()) + " " + ShellWord(tmp_name);
   if (FileOps::Current().System(command.c_str()) != 0) {
     const int error = errno;
@@ -53,6 +56,7 @@ int FileStore::CopyFile(int clusterCount, int clusterSize, FileStore& source) {
     return ValidateAndOpenFile(clusterCount, clusterSize);
   }
   RemoveIfThere(tmp_name);
+  if (file_created_) RemoveIfThere(path_);
   return 0;
 }
 

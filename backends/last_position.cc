@@ -94,7 +94,9 @@ void Search::TakeContinued(int middle) {
 // The first cluster from `from` on that says where it belongs, or `to` when there is
 // none before it. One that cannot be read says nothing.
 Tick Search::NextTold(int from, int to, int step) const {
-  for (int cluster = from; (to - cluster) * step > 0; cluster += step) {
+  constexpr int kMostSteps = 32;  // they come one at a time; the rest is damage
+  for (int cluster = from, n = 0; (to - cluster) * step > 0 && n < kMostSteps;
+       cluster += step, ++n) {
     const unsigned int st = ticks_.At(cluster);
     if (IsTick(st) || st == kNeverWrittenSt) return {cluster, st};
   }

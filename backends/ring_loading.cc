@@ -65,6 +65,7 @@ void DataStoreNormal::StartFrom(FileStore& writer) {
 
 FileStore* DataStoreNormal::LoadCurrent(FileStore& writer, bool may_hand_over) {
   StartFrom(writer);
+  SayWhatIsRead(currCluster);
   unsigned char* const image = curr_buffer_.get();
   if (writer.ReadClusterTwice(kClusterBytes, image, currCluster) != 0)
     return LoadBetterCurrent(writer, may_hand_over);
@@ -123,8 +124,11 @@ FileStore* DataStoreNormal::LoadLostCurrent(FileStore& writer, const BadCopy& ba
     if (!read_only_ && MayReplace(image, bad, currCluster)) RepairCluster(image, currCluster);
     return &writer;
   }
-  const bool twin_ends_elsewhere = twin.NewestCluster() != currCluster;
-  if (may_hand_over && WasSearched(twin) && (read || twin_ends_elsewhere)) {
+  // One that has missed more than the last packets is not gone on from: an opening that
+  // is tried again may read what this one could not.
+  const bool ends_here = twin.NewestCluster() == currCluster;
+  const bool ends_before = twin.NewestCluster() == prevCluster;
+  if (may_hand_over && WasSearched(twin) && (ends_before || (read && ends_here))) {
     given_up_cluster_ = currCluster;
     return HandOver(writer);
   }
@@ -148,6 +152,7 @@ FileStore* DataStoreNormal::HandOver(FileStore& writer) {
 bool DataStoreNormal::LoadPrevious(FileStore& writer) {
   curr_file_ = &writer;
   other_file_ = &Twin(writer);
+  SayWhatIsRead(prevCluster);
   unsigned char* const image = prev_buffer_.get();
   if (writer.ReadClusterTwice(kClusterBytes, image, prevCluster) != 0) {
     LoadBetterPrevious(writer);

@@ -231,8 +231,14 @@ int DataStoreNormal::RecreateFiles() {
 
 FileStore* DataStoreNormal::ChooseLastWriter() {
   if (file1_.FileCreated() && file2_.FileCreated()) return ChooseOfNewFiles();
-  if (file1_.FileCreated()) return FillCreatedFile(file1_, file2_);
-  if (file2_.FileCreated()) return FillCreatedFile(file2_, file1_);
+  if (file1_.FileCreated()) {
+    if (!searched1_) file1_.TakeNothingWritten(kClusterCount);
+    return FillCreatedFile(file1_, file2_);
+  }
+  if (file2_.FileCreated()) {
+    StepOntoContinuations(file1_);
+    return FillCreatedFile(file2_, file1_);
+  }
   return CompareFiles();
 }
 
@@ -370,7 +376,7 @@ void DataStoreNormal::RemoveFailedCopy(FileStore& file) {
   const std::string& path = file.Path();
   VMR_LOG(kLogError, "Error copying to file " << path);
   Close();
-  file.Remove();
+  if (!file.FileCreated()) file.Remove();  // else the copying has
 }
 
 unsigned int DataStoreNormal::FindLastTick() const {

@@ -695,10 +695,13 @@ TEST_F(FileStoreTest, HeaderOperationsRefuseNullBuffers) {
 // File #2 beside file #1, which holds a packet in cluster 0.
 class FileStoreCopyTest : public FileStoreTest {
  protected:
-  void StartBoth() {
+  void StartBoth(bool just_made = false) {
     StartExisting();
     files_.PutBlock(kFile1, 0, ClusterImage(5, PacketAt(5)));
     ASSERT_EQ(copy_.StartFile(kBase, buffer_.data(), kCount, kSize, 2), 1);
+    if (!just_made) {
+      ASSERT_EQ(copy_.StartFile(kBase, buffer_.data(), kCount, kSize, 2), 1);
+    }
     files_.ClearOperations();
     log_.Clear();
   }
@@ -772,6 +775,26 @@ TEST_F(FileStoreCopyTest, ACopyThatCannotBeLookedAtSyncedOrRenamedIsAFailure) {
   EXPECT_EQ(Copy(), 0);
   ExpectOnlyError("Failed to rename file /m/r_2.mtd.tmp to /m/r_2.mtd, 5: Input/output error");
   ExpectUnfilled();
+}
+
+// The disk may have room for two files and not for three.
+TEST_F(FileStoreCopyTest, AFileJustMadeGivesItsRoomToTheCopy) {
+  StartBoth(true);
+  EXPECT_EQ(Copy(), 1);
+  EXPECT_THAT(files_.Trace({FileOp::kUnlink, FileOp::kSystem, FileOp::kFsync, FileOp::kRename}),
+              ElementsAre("rename /m/r_2.mtd /m/r_2.mtd.tmp", "system cp /m/r_1.mtd /m/r_2.mtd.tmp",
+                          "fsync /m/r_2.mtd.tmp", "rename /m/r_2.mtd.tmp /m/r_2.mtd", "fsync /m"));
+  EXPECT_TRUE(files_.SameContent(kFile1, kFile2));
+}
+
+TEST_F(FileStoreCopyTest, AFileJustMadeIsGoneWhenItCannotBeFilled) {
+  for (const bool keeps_its_name : {false, true}) {
+    StartBoth(true);
+    if (keeps_its_name) files_.FailOnce(FileOp::kRename, kFile2, EACCES);
+    files_.FailOnce(FileOp::kSystem, "", EIO);
+    EXPECT_EQ(Copy(), 0);
+    EXPECT_THAT(files_.Paths(), ElementsAre(kFile1));
+  }
 }
 
 TEST_F(FileStoreCopyTest, ACopyWhoseNameCannotBeSyncedIsUsed) {

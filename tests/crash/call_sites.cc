@@ -55,6 +55,7 @@ std::string OfRingFile(const std::vector<Done>& calls, std::size_t at) {
       if (before == Call::kStat || IsBeingCopied(calls, at)) return what + ".at_validation";
       return what + (before == Call::kClose ? ".after_creation" : ".at_start");
     case Call::kRename:
+      if (IsNewFile(done.to)) return what + ".room";
       return what + (IsSetAside2(done.to) ? ".set_aside" : ".corrupt");
     case Call::kSystem:
       return what + ".copy";
@@ -118,6 +119,7 @@ const std::vector<CallSite>& CallSites() {
       {"close.file", "file_store.cc", "CloseFile"},
       {"close.before_copy", "file_store_repair.cc", "CloseFile"},
       {"system.copy", "file_store_repair.cc", "System"},
+      {"rename.room", "file_store_repair.cc", "Rename"},
       {"open.copy", "file_store_repair.cc", "OpenFile"},
       {"stat.copy", "file_store_repair.cc", "Stat"},
       {"fsync.copy", "file_store_repair.cc", "SyncFile"},

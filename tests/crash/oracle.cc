@@ -27,7 +27,9 @@ struct Copy {
   // Sound where the other is not, or with the other for its beginning.
   bool Beats(const Copy& other) const {
     if (Size() == 7 || !Sound()) return false;
-    return !other.Sound() || (other.Size() > 7 && Size() > other.Size() && BeginsAs(other));
+    const bool lacks_tick = other.St() == kContinued && St() < kBad;
+    const bool more = Size() > other.Size() || (Size() == other.Size() && lacks_tick);
+    return !other.Sound() || (other.Size() > 7 && more && BeginsAs(other));
   }
   unsigned char bytes[4096];
   bool whole;
@@ -58,8 +60,9 @@ Position Search(const ReadImage& file) {
   const auto st = [&](int n) { return Copy(file, n).St(); };
   // The next one that says where it belongs.
   const auto told = [&](int n, int to, int step) {
-    while (n != to && (st(n) == kContinued || st(n) == kBad)) n += step;
-    return n;
+    int left = 32;
+    while (n != to && left > 0 && (st(n) == kContinued || st(n) == kBad)) n += step, --left;
+    return left > 0 ? n : to;
   };
   int from = 0, to = kLast;
   std::uint32_t low = st(0), high = st(kLast);

@@ -104,7 +104,7 @@ int LinesOfLogic(const std::string& name) {
 // Short enough to be read against the format's document in one sitting.
 TEST(Oracle, IsShort) {
   EXPECT_GT(LinesOfLogic("oracle.cc"), 50);
-  EXPECT_LE(LinesOfLogic("oracle.cc"), 145) << "what Open decides";
+  EXPECT_LE(LinesOfLogic("oracle.cc"), 150) << "what Open decides";
   EXPECT_GT(LinesOfLogic("oracle_cluster.cc"), 30);
   EXPECT_LE(LinesOfLogic("oracle_cluster.cc"), 60) << "what a cluster's bytes say";
 }
