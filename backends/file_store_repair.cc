@@ -44,9 +44,11 @@ int FileStore::CopyFile(int clusterCount, int clusterSize, FileStore& source) {
   // Without a path there is nothing to make: the command fails.
   const std::string tmp_name = path_.empty() ? "" : path_ + ".tmp";
   // A file that was made a moment ago gives its room to the copy: there may be none for
-  // a third one.
-  if (!file_created_ || FileOps::Current().Rename(path_.c_str(), tmp_name.c_str()) != 0)
-    RemoveIfThere(tmp_name);
+  // a third one. It must have lost its name for good before it is written over.
+  const bool gives_room = file_created_ &&
+                          FileOps::Current().Rename(path_.c_str(), tmp_name.c_str()) == 0 &&
+                          SyncDirectoryOf(path_);
+  if (!gives_room) RemoveIfThere(tmp_name);
   const std::string command = "cp " + ShellWord(source.Path()) + " " + ShellWord(tmp_name);
   if (FileOps::Current().System(command.c_str()) != 0) {
     const int error = errno;

@@ -782,8 +782,9 @@ TEST_F(FileStoreCopyTest, AFileJustMadeGivesItsRoomToTheCopy) {
   StartBoth(true);
   EXPECT_EQ(Copy(), 1);
   EXPECT_THAT(files_.Trace({FileOp::kUnlink, FileOp::kSystem, FileOp::kFsync, FileOp::kRename}),
-              ElementsAre("rename /m/r_2.mtd /m/r_2.mtd.tmp", "system cp /m/r_1.mtd /m/r_2.mtd.tmp",
-                          "fsync /m/r_2.mtd.tmp", "rename /m/r_2.mtd.tmp /m/r_2.mtd", "fsync /m"));
+              ElementsAre("rename /m/r_2.mtd /m/r_2.mtd.tmp", "fsync /m",
+                          "system cp /m/r_1.mtd /m/r_2.mtd.tmp", "fsync /m/r_2.mtd.tmp",
+                          "rename /m/r_2.mtd.tmp /m/r_2.mtd", "fsync /m"));
   EXPECT_TRUE(files_.SameContent(kFile1, kFile2));
 }
 

@@ -25,6 +25,7 @@ bool IsBeingCopied(const std::vector<Done>& calls, std::size_t at) {
 // Who wanted the directory synced: its last change tells.
 std::string CallerOfDirectory(const std::vector<Done>& calls, std::size_t at) {
   while (at > 0 && calls[at].call != Call::kRename && calls[at].call != Call::kUnlink) --at;
+  if (calls[at].call == Call::kRename && IsNewFile(calls[at].to)) return "sync.room";
   if (calls[at].call != Call::kRename || !IsNewFile(calls[at].name)) return "sync.set_aside";
   return IsBeingCopied(calls, at) ? "sync.copied_name" : "sync.new_name";
 }
@@ -120,6 +121,7 @@ const std::vector<CallSite>& CallSites() {
       {"close.before_copy", "file_store_repair.cc", "CloseFile"},
       {"system.copy", "file_store_repair.cc", "System"},
       {"rename.room", "file_store_repair.cc", "Rename"},
+      {"sync.room", "file_store_repair.cc", "SyncDirectoryOf"},
       {"open.copy", "file_store_repair.cc", "OpenFile"},
       {"stat.copy", "file_store_repair.cc", "Stat"},
       {"fsync.copy", "file_store_repair.cc", "SyncFile"},

@@ -49,7 +49,6 @@ class FailingCalls {
   std::string CompareClosedClusters() const;
   bool BothThere() const;
   bool OpenedAtItsEnd(const Session& session) const;
-  bool LacksEndOfPrevious() const;
   bool OldRecordingIsGone() const;
   bool OnlyFile2IsKept() const;
   bool MayGiveUp(const Fault& fault) const;
@@ -230,19 +229,6 @@ std::string FailingCalls::Reopen() {
   return "";
 }
 
-// A write of the previous cluster failed, or a lying disk lost it, and the one
-// behind it did not: one file's sound copy of the previous cluster lacks what the
-// other file's has, and shows when that file is the last writer.
-bool FailingCalls::LacksEndOfPrevious() const {
-  const int previous = check_.Predicted().previous;
-  unsigned char one[kPageBytes], two[kPageBytes];
-  if (!files_.ReadRaw(kFile1, previous, one) || !files_.ReadRaw(kFile2, previous, two))
-    return false;
-  if (!IsWholeCluster(one) || !IsWholeCluster(two)) return false;
-  const int common = std::min(UsedBytes(one), UsedBytes(two));
-  return UsedBytes(one) != UsedBytes(two) && std::equal(one + 7, one + common, two + 7);
-}
-
 // Set aside, or no file holds the cluster that it ended in.
 bool FailingCalls::OldRecordingIsGone() const {
   const auto holds = [&](int name) {
@@ -319,10 +305,6 @@ std::string FailingCalls::Judge(const Fault& fault, const Session& session, int 
   expected.may_recreate = case_.begin == Begin::kBothUnsearchable || (fault.lost && fault.forever);
   expected.damage_stays = expected.may_recreate;
   const std::string wrong = check_.Visit(expected);
-  if (!wrong.empty() && fault.lost && LacksEndOfPrevious()) {
-    ++run_.counts["documented_previous_cluster_lacks_its_end"];
-    return "";
-  }
   const bool read_fails = fault.call == Call::kRead || fault.call == Call::kLseek;
   const bool of_holder = fault.name == kAnyName || fault.name == holder_;
   if (wrong.empty() || !read_fails || !fault.forever || !of_holder || before_ == 0 ||
