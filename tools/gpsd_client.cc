@@ -27,6 +27,7 @@ constexpr milliseconds kFirstDelay(500);
 constexpr milliseconds kLongestDelay(30000);
 constexpr milliseconds kTimeToEnd(1000);
 constexpr int kWait_us = 250000;  // for a report, before looking whether to end
+constexpr auto kHalfLinePause = std::chrono::milliseconds(50);
 constexpr std::size_t kMessageBytes = 64 * 1024;
 constexpr std::size_t kLongestRelease = 64;
 
@@ -149,7 +150,11 @@ bool GpsdClient::State::PassReports(gps_data_t& gps) {
     if (gps_read(&gps, message.data(), static_cast<int>(message.size())) < 0) return false;
     std::string line(message.data());
     line.erase(line.find_last_not_of("\r\n") + 1);
-    if (line.empty()) continue;
+    if (line.empty()) {
+      // Half a line is waiting: gps_waiting says so at once, and ever again.
+      std::this_thread::sleep_for(kHalfLinePause);
+      continue;
+    }
     Note(line);
     line += '\n';
     if (!WriteAll(write_end, line.data(), line.size())) return true;

@@ -161,6 +161,16 @@ TEST_F(RingOpening, AClusterThatWasGivenUpIsNotTheOldestOne) {
   }
 }
 
+TEST_F(RingOpening, ANewestClusterThatBothFilesHaveIsLoadedFromTheOtherAndMended) {
+  PutPairWith(5);
+  files_.FailOnce(FileOp::kRead, kFile1, EIO, 18);
+  files_.FailOnce(FileOp::kRead, kFile1, EIO, 19);
+  ASSERT_EQ(Open(), 1);
+  ExpectOpenedAt(4, 1004);
+  EXPECT_TRUE(Logged(4, "Rewrote Cluster #4 to file-/m/r_1.mtd"));
+  EXPECT_THAT(Writes(), ElementsAre("write /m/r_1.mtd 4096@16384"));
+}
+
 // What was recorded meanwhile is not lost when the cluster can be read again.
 TEST_F(RingOpening, ARecordingThatWentOnWithoutTheNewestClusterIsGoneOnWith) {
   PutPairWith(5);
@@ -467,6 +477,24 @@ TEST_F(RingOpening, AFullClusterWithoutATickBehindTheNewestIsOfTheLapBefore) {
     EXPECT_EQ(store_.CurrentCluster(), static_cast<int>(newest));
     store_.Close();
   }
+}
+
+// One of them lacks the last packet, as of a newest cluster it may.
+TEST_F(RingOpening, AFullClusterWithoutATickWhoseCopiesDifferIsTheNewest) {
+  PutPairWith(kRingClusters);
+  PutCluster(kFile1, 0, ClusterImage(0xFFFFFFFE, Continuations(15)));
+  PutCluster(kFile2, 0, ClusterImage(0xFFFFFFFE, Continuations(14)));
+  ASSERT_EQ(Open(), 1);
+  ExpectOpenedAt(0, 33767);
+  EXPECT_EQ(From(0), Continuations(15));
+}
+
+TEST_F(RingOpening, AFileThatEndsInAClusterWithoutATickMayBeFarBehind) {
+  PutPairWith(5);
+  PutCluster(kFile1, 5, ClusterImage(0xFFFFFFFE, Continuations(2)));
+  for (std::size_t c = 5; c < 9; ++c) PutCluster(kFile2, c, OnePacket(c));
+  ASSERT_EQ(Open(), 1);
+  ExpectOpenedAt(8, 1008);
 }
 
 TEST_F(RingOpening, InARingNotYetComeRoundItIsTheNewest) {

@@ -31,7 +31,7 @@ struct Copy {
     const bool more = Size() > other.Size() || (Size() == other.Size() && lacks_tick);
     return !other.Sound() || (other.Size() > 7 && more && BeginsAs(other));
   }
-  unsigned char bytes[4096];
+  unsigned char bytes[4096] = {};
   bool whole;
 };
 
