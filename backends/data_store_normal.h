@@ -172,6 +172,7 @@ class DataStoreNormal : public DataStore {
   FileStore* LoadLostCurrent(FileStore& writer, const BadCopy& bad, bool may_hand_over);
   FileStore* HandOver(FileStore& writer);
   bool HasTwinGoneOn(const FileStore& writer);
+  bool EndsBeforeCurrent(const FileStore& twin) const;
   bool IsTornFirstWrite(const FileStore& twin, const unsigned char* theirs) const;
   bool IsTwinOfCurrent(const FileStore& twin, const unsigned char* theirs) const;
   bool LoadPrevious(FileStore& writer);

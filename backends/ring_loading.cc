@@ -47,8 +47,7 @@ bool DataStoreNormal::HasTwinGoneOn(const FileStore& writer) {
   const FileStore& twin = Twin(writer);
   const unsigned int st = ClusterSt(curr_buffer_.get());
   return writer.prevClusterStale && !twin.prevClusterStale && st < kUnreadableSt &&
-         WasSearched(twin) && twin.NewestCluster() == prevCluster &&
-         LastToldTick(prev_buffer_.get()) > st;
+         EndsBeforeCurrent(twin) && LastToldTick(prev_buffer_.get()) > st;
 }
 
 void DataStoreNormal::StartFrom(FileStore& writer) {
@@ -98,12 +97,17 @@ FileStore* DataStoreNormal::LoadBetterCurrent(FileStore& writer, bool may_hand_o
   return &twin;
 }
 
+// An empty file ends nowhere, though its search answers with cluster 0.
+bool DataStoreNormal::EndsBeforeCurrent(const FileStore& twin) const {
+  return WasSearched(twin) && twin.NewestCluster() == prevCluster &&
+         twin.NewestSt() != kNeverWrittenSt;
+}
+
 // Of a cluster that the twin has not begun, and in front of which it ends. What is left
 // of such a write is nothing that was ever recorded; the twin has what stood there.
 bool DataStoreNormal::IsTornFirstWrite(const FileStore& twin, const unsigned char* theirs) const {
-  return WasSearched(twin) && twin.NewestCluster() == prevCluster &&
-         !PacketsAreSound(curr_buffer_.get()) && PacketsAreSound(theirs) &&
-         !IsTwinOfCurrent(twin, theirs);
+  return EndsBeforeCurrent(twin) && !PacketsAreSound(curr_buffer_.get()) &&
+         PacketsAreSound(theirs) && !IsTwinOfCurrent(twin, theirs);
 }
 
 // The twin's copy is of the same cluster, not of a lap before.
@@ -126,9 +130,8 @@ FileStore* DataStoreNormal::LoadLostCurrent(FileStore& writer, const BadCopy& ba
   }
   // One that has missed more than the last packets is not gone on from: an opening that
   // is tried again may read what this one could not.
-  const bool ends_here = twin.NewestCluster() == currCluster;
-  const bool ends_before = twin.NewestCluster() == prevCluster;
-  if (may_hand_over && WasSearched(twin) && (ends_before || (read && ends_here))) {
+  const bool ends_here = WasSearched(twin) && twin.NewestCluster() == currCluster;
+  if (may_hand_over && (EndsBeforeCurrent(twin) || (read && ends_here))) {
     given_up_cluster_ = currCluster;
     return HandOver(writer);
   }

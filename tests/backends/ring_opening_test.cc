@@ -222,6 +222,20 @@ TEST_F(RingOpening, SaysWhichClustersItLoads) {
     EXPECT_EQ(log_.Count(128, "DataStoreNormal.cc", text), 1) << text;
 }
 
+// It could not be filled, and tells nothing of where the recording ends.
+TEST_F(RingOpening, AnEmptyFileIsNeverGoneOnFrom) {
+  PutPairWith(2);
+  PutCluster(kFile1, 1, ClusterImage(1001, Repeat(0x41, 40)));
+  PutEmptyRing(kFile2);
+  files_.FailOnce(FileOp::kSystem, "", ENOSPC);
+  ASSERT_EQ(Open(), 1);
+  EXPECT_EQ(store_.CurrentCluster(), 1);
+  store_.Close();
+  files_.FailOnce(FileOp::kSystem, "", ENOSPC);
+  files_.FailFromNowOn(FileOp::kRead, kFile1, EIO, 18);
+  EXPECT_EQ(Open(), 0);
+}
+
 // ---- Repairs -------------------------------------------------------------------------
 
 TEST_F(RingOpening, ACopyIsNotRepairedFromALapBeforeOrFromNothing) {

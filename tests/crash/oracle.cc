@@ -111,7 +111,8 @@ bool Load(const std::array<ReadImage, 2>& image, const std::array<Position, 2>& 
   if (!sure && theirs.whole) {
     const bool twins = theirs.St() == mine.St() || mine.St() == kContinued ||
                        (twin.found && twin.newest == p->current);
-    const bool torn = !twins && !mine.Sound() && theirs.Sound() && twin.newest == p->previous;
+    const bool torn = !twins && !mine.Sound() && theirs.Sound() && twin.newest == p->previous &&
+                      twin.newest_st != kEmpty;
     if (torn && twin.found && !last_try) return false;
     if (twins && !mine.Is(theirs) && theirs.Beats(mine)) {
       p->prev_stale = {};
@@ -153,17 +154,18 @@ Prediction Predict(const ReadImage& file1, const ReadImage& file2) {
   const std::array<Position, 2> ends = {Settle(file1, file2, p.file[0]),
                                         Settle(file2, file1, p.file[1])};
   const Position &a = ends[0], &b = ends[1];
-  const bool both_told = a.newest_st < kBad && b.newest_st < kBad;
-  const bool tie = a.newest_st == b.newest_st || !both_told;
+  const bool untold = a.newest_st == kContinued || b.newest_st == kContinued;
+  const bool anew = a.newest_st != b.newest_st && a.newest_st < kBad && b.newest_st < kBad;
+  const int ahead = (b.newest - a.newest + kLast + 1) % (kLast + 1);
   const auto tick = [&](std::size_t n) {
     const int before = (ends[n].newest + kLast) % (kLast + 1);
     return ends[n].newest_st == kContinued ? Copy(image[n], before).St() : ends[n].newest_st;
   };
-  const bool less = tie && a.newest == b.newest         ? a.size < b.size
-                    : tie && b.newest == Next(a.newest) ? true
-                    : tie && a.newest == Next(b.newest) ? false
-                    : a.newest_st == b.newest_st ? (b.newest - a.newest + 32768) % 32768 < 16384
-                                                 : tick(0) < tick(1);
+  const bool less = ahead == 0 && !anew                        ? a.size < b.size
+                    : ahead == 0                               ? a.newest_st < b.newest_st
+                    : a.newest_st == b.newest_st               ? ahead < 16384
+                    : untold && (ahead == 1 || ahead == kLast) ? ahead == 1
+                                                               : tick(0) < tick(1);
   const std::size_t writer = (Rank(a) == Rank(b) ? less : Rank(a) < Rank(b)) ? 1 : 0;
   p.fills_empty =
       Rank(a) + Rank(b) == 3 && (ends[writer].newest != 0 || ends[writer].oldest_st != kEmpty);
