@@ -34,6 +34,7 @@ int DataStoreNormal::Close() {
   file2_.Close();
   curr_buffer_.reset();
   prev_buffer_.reset();
+  check_buffer_.reset();
   return 1;
 }
 
@@ -237,7 +238,7 @@ bool DataStoreNormal::MayReplace(const unsigned char* good, const BadCopy& bad, 
 // read once more.
 bool DataStoreNormal::WasLonger(BadCopy bad, const unsigned char* good, int cluster) {
   if (bad.was_read) return bad.st == ClusterSt(good) && bad.used_bytes > ClusterSize(good);
-  unsigned char image[kClusterBytes];
+  unsigned char* const image = check_buffer_.get();
   const bool whole = curr_file_->ReadCluster(kClusterBytes, image, cluster) != 0;
   const int used_bytes = whole ? ClusterSize(image) : ClaimedBytes(image);
   return ClusterSt(image) == ClusterSt(good) && used_bytes > ClusterSize(good);
@@ -258,7 +259,7 @@ bool DataStoreNormal::BelongsAt(const unsigned char* copy, int cluster) {
 
 // The later of the two files' first ticks; kNeverWrittenSt when neither tells one.
 unsigned int DataStoreNormal::LatestFirstTick(int cluster) {
-  unsigned char image[kClusterBytes];
+  unsigned char* const image = check_buffer_.get();
   unsigned int latest = kNeverWrittenSt;
   for (FileStore* const file : {&file1_, &file2_}) {
     if (!file->IsOpen() || file->ReadCluster(kClusterBytes, image, cluster) == 0) continue;

@@ -167,10 +167,15 @@ class DataStoreNormal : public DataStore {
     return &file == &file1_ ? searched1_ : searched2_;
   }
   FileStore* LoadImages(FileStore& last_writer);
-  FileStore* LoadCurrent(FileStore& writer, bool may_hand_over);
-  FileStore* LoadBetterCurrent(FileStore& writer, bool may_hand_over);
-  FileStore* LoadLostCurrent(FileStore& writer, const BadCopy& bad, bool may_hand_over);
-  FileStore* HandOver(FileStore& writer);
+  struct Look {
+    FileStore* writer;  // to go on from; null: there is none
+    bool is_loaded;     // false: handed over, its newest cluster is still to be looked for
+  };
+  FileStore* LoadCurrent(FileStore& last_writer);
+  Look LookForCurrent(FileStore& writer, bool may_hand_over);
+  Look LoadBetterCurrent(FileStore& writer, bool may_hand_over);
+  Look LoadLostCurrent(FileStore& writer, const BadCopy& bad, bool may_hand_over);
+  Look HandOver(FileStore& writer);
   bool HasTwinGoneOn(const FileStore& writer);
   bool EndsBeforeCurrent(const FileStore& twin) const;
   bool IsTornFirstWrite(const FileStore& twin, const unsigned char* theirs) const;
@@ -204,8 +209,9 @@ class DataStoreNormal : public DataStore {
   int given_up_cluster_ = -1;  // the newest one of a file that was not gone on from
   bool last_packet_stored_ = false;
   Unstored unstored_;
-  std::unique_ptr<unsigned char[]> curr_buffer_;                    // the cluster being filled
-  std::unique_ptr<unsigned char[]> prev_buffer_;                    // the cluster closed last
+  std::unique_ptr<unsigned char[]> curr_buffer_;   // the cluster being filled
+  std::unique_ptr<unsigned char[]> prev_buffer_;   // the cluster closed last
+  std::unique_ptr<unsigned char[]> check_buffer_;  // other copies, before one is rewritten
   MetadataHdrCache hdr_cache_{MetadataHdrCache::kDefaultCapacity};  // of the tick search
 };
 

@@ -33,11 +33,11 @@ void LogBetterCopy(const FileStore& file, int cluster) {
 // they cannot be had.
 FileStore* DataStoreNormal::LoadImages(FileStore& last_writer) {
   given_up_cluster_ = -1;
-  FileStore* writer = LoadCurrent(last_writer, true);
+  FileStore* writer = LoadCurrent(last_writer);
   if (writer == nullptr || !LoadPrevious(*writer)) return nullptr;
   if (!HasTwinGoneOn(*writer)) return writer;
   given_up_cluster_ = currCluster;
-  writer = HandOver(*writer);
+  writer = LookForCurrent(*HandOver(*writer).writer, false).writer;
   return writer != nullptr && LoadPrevious(*writer) ? writer : nullptr;
 }
 
@@ -62,7 +62,12 @@ void DataStoreNormal::StartFrom(FileStore& writer) {
 
 // ---- The current cluster ---------------------------------------------------------
 
-FileStore* DataStoreNormal::LoadCurrent(FileStore& writer, bool may_hand_over) {
+FileStore* DataStoreNormal::LoadCurrent(FileStore& last_writer) {
+  const Look look = LookForCurrent(last_writer, true);
+  return look.is_loaded ? look.writer : LookForCurrent(*look.writer, false).writer;
+}
+
+DataStoreNormal::Look DataStoreNormal::LookForCurrent(FileStore& writer, bool may_hand_over) {
   StartFrom(writer);
   SayWhatIsRead(currCluster);
   unsigned char* const image = curr_buffer_.get();
@@ -70,7 +75,7 @@ FileStore* DataStoreNormal::LoadCurrent(FileStore& writer, bool may_hand_over) {
     return LoadBetterCurrent(writer, may_hand_over);
   if (file1_.FileCreated() && file2_.FileCreated()) {
     FillNeverWritten(image, kClusterBytes);  // as it was made a moment ago
-    return &writer;
+    return {&writer, true};
   }
   LogOtherIsTried(currCluster);
   return LoadLostCurrent(writer, BadCopyOf(image), may_hand_over);
@@ -78,23 +83,24 @@ FileStore* DataStoreNormal::LoadCurrent(FileStore& writer, bool may_hand_over) {
 
 // The writer's copy is loaded. The twin's can only be better where its own search has
 // not told that it ends before.
-FileStore* DataStoreNormal::LoadBetterCurrent(FileStore& writer, bool may_hand_over) {
+DataStoreNormal::Look DataStoreNormal::LoadBetterCurrent(FileStore& writer, bool may_hand_over) {
   FileStore& twin = Twin(writer);
   const unsigned char* const mine = curr_buffer_.get();
   const bool first_look = may_hand_over;
-  if (!twin.IsOpen() || (first_look && WasSearched(twin) && PacketsAreSound(mine))) return &writer;
+  if (!twin.IsOpen() || (first_look && WasSearched(twin) && PacketsAreSound(mine)))
+    return {&writer, true};
   unsigned char* const theirs = prev_buffer_.get();
-  if (twin.ReadCluster(kClusterBytes, theirs, currCluster) == 0) return &writer;
+  if (twin.ReadCluster(kClusterBytes, theirs, currCluster) == 0) return {&writer, true};
   if (first_look && IsTornFirstWrite(twin, theirs)) {
     if (!read_only_) RepairCluster(theirs, currCluster);
     return HandOver(writer);
   }
-  if (!IsTwinOfCurrent(twin, theirs) || !IsBetterCopy(theirs, mine)) return &writer;
+  if (!IsTwinOfCurrent(twin, theirs) || !IsBetterCopy(theirs, mine)) return {&writer, true};
   LogBetterCopy(twin, currCluster);
   std::swap(curr_buffer_, prev_buffer_);
   writer.MarkStale(true, false);
   twin.MarkStale(false, false);
-  return &twin;
+  return {&twin, true};
 }
 
 // An empty file ends nowhere, though its search answers with cluster 0.
@@ -119,14 +125,14 @@ bool DataStoreNormal::IsTwinOfCurrent(const FileStore& twin, const unsigned char
 
 // The search read the cluster from the writer, and now that fails. The twin's copy counts
 // if it is all of what the search has met.
-FileStore* DataStoreNormal::LoadLostCurrent(FileStore& writer, const BadCopy& bad,
-                                            bool may_hand_over) {
+DataStoreNormal::Look DataStoreNormal::LoadLostCurrent(FileStore& writer, const BadCopy& bad,
+                                                       bool may_hand_over) {
   FileStore& twin = Twin(writer);
   unsigned char* const image = curr_buffer_.get();
   const bool read = twin.IsOpen() && twin.ReadClusterTwice(kClusterBytes, image, currCluster) != 0;
   if (read && ClusterSt(image) == writer.NewestSt() && ClusterSize(image) >= writer.NewestSize()) {
     if (!read_only_ && MayReplace(image, bad, currCluster)) RepairCluster(image, currCluster);
-    return &writer;
+    return {&writer, true};
   }
   // One that has missed more than the last packets is not gone on from: an opening that
   // is tried again may read what this one could not.
@@ -137,17 +143,17 @@ FileStore* DataStoreNormal::LoadLostCurrent(FileStore& writer, const BadCopy& ba
   }
   VMR_LOG(kLogTrace, "Failed to read cluster #" << currCluster << " from metadata files");
   VMR_LOG(kLogError, "Failed to read current cluster " << currCluster);
-  return nullptr;
+  return {nullptr, true};
 }
 
-FileStore* DataStoreNormal::HandOver(FileStore& writer) {
+DataStoreNormal::Look DataStoreNormal::HandOver(FileStore& writer) {
   FileStore& twin = Twin(writer);
   const short number = writer.FileNumber();
   VMR_LOG(kLogWarning, "Cluster " << currCluster << " of file #" << number
                                   << " is of no use, going on from the other file");
   writer.MarkStale(true, writer.NewestCluster() != twin.NewestCluster());
   twin.MarkStale(false, false);
-  return LoadCurrent(twin, false);
+  return {&twin, false};
 }
 
 // ---- The previous cluster --------------------------------------------------------

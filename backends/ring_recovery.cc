@@ -115,7 +115,8 @@ int DataStoreNormal::OpenReadOnly() {
 int DataStoreNormal::AllocateImages() {
   curr_buffer_.reset(new (std::nothrow) unsigned char[kClusterBytes]);
   prev_buffer_.reset(new (std::nothrow) unsigned char[kClusterBytes]);
-  if (curr_buffer_ != nullptr && prev_buffer_ != nullptr) return 1;
+  check_buffer_.reset(new (std::nothrow) unsigned char[kClusterBytes]);
+  if (curr_buffer_ != nullptr && prev_buffer_ != nullptr && check_buffer_ != nullptr) return 1;
   // Deliberate: "NewDataStore", as log watchers know it.
   VMR_LOG(kLogFatal, "NewDataStore: Could not allocate memory");
   return 0;

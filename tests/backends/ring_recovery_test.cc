@@ -686,7 +686,7 @@ class NoMemory : public RingRecovery {
 };
 
 TEST_F(NoMemory, ForAClusterImageFailsTheOpenBeforeAnyFileIsTouched) {
-  for (const int n : {2, 3}) {
+  for (const int n : {2, 3, 4}) {
     log_.Clear();
     EXPECT_EQ(OpenWithFailedAllocation(n), 0);
     EXPECT_TRUE(Logged(1, "NewDataStore: Could not allocate memory"));
@@ -697,13 +697,13 @@ TEST_F(NoMemory, ForAClusterImageFailsTheOpenBeforeAnyFileIsTouched) {
 }
 
 TEST_F(NoMemory, ForAnyBufferFailsAnOpeningForReadingBeforeAnyFileIsTouched) {
-  for (const int n : {1, 2, 3}) {
+  for (const int n : {1, 2, 3, 4}) {
     g_fail_allocation = n;
     EXPECT_EQ(store_.OpenReadOnly(), 0);
     EXPECT_EQ(g_fail_allocation, 0) << "fewer allocations than thought";
     EXPECT_EQ(store_.WorkBuffer(), nullptr);
   }
-  EXPECT_EQ(log_.Count(1, "DataStoreNormal.cc", "NewDataStore: Could not allocate memory"), 2);
+  EXPECT_EQ(log_.Count(1, "DataStoreNormal.cc", "NewDataStore: Could not allocate memory"), 3);
   EXPECT_TRUE(files_.Operations().empty());
 }
 
