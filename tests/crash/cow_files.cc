@@ -204,6 +204,7 @@ Done CowFiles::Note(Call call, int name) const {
 
 bool CowFiles::Strikes(const Done& done) {
   done_.push_back(done);
+  done_.back().sites = SitesNow();
   if (fault_.call != done.call) return false;
   if (fault_.name != kAnyName && fault_.name != done.name) return false;
   if (fault_.skip > 0) {

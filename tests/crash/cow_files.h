@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/file_ops.h"
+#include "tests/crash/call_sites.h"
 
 namespace vmr::crash {
 
@@ -77,6 +78,7 @@ struct Done {
   Page before, after;  // of a successful kWrite within one page
   long offset = 0;     // of kLseek
   int whence = 0;
+  SiteChain sites{};  // that it came from
 };
 
 // What a call does instead of its work.

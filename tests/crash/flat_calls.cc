@@ -248,8 +248,9 @@ void FlatCalls::FailAt(const std::string& prefix, const Fault& base, const Fault
   files_.ClearFault();
   std::string wrong = "the fault did not strike";
   if (files_.Struck() > 0) {
-    sites_.Note(files_.Calls(), files_.FirstStruck(), case_.abandoned);
-    if (files_.NextStruck()) sites_.Note(files_.Calls(), files_.FirstStruck() + 1);
+    const std::size_t first = files_.FirstStruck();
+    sites_.Note(files_.Calls()[first].sites);
+    if (files_.NextStruck()) sites_.Note(files_.Calls()[first + 1].sites);
     wrong = Judge(fault, session);
   }
   if (!wrong.empty()) run_.Fail(id, wrong);
