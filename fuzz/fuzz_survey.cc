@@ -2,11 +2,11 @@
 // rings of few clusters, since all of them are looked at each time.
 #include "fuzz/fuzz_setup.h"
 #include "fuzz/ring_walk.h"
-#include "tools/event_parser.h"
-#include "tools/recorded_clock.h"
-#include "tools/ring_report.h"
-#include "tools/ring_salvage.h"
-#include "tools/ring_scrub.h"
+#include "tools/common/ticks.h"
+#include "tools/ring/recorded_clock.h"
+#include "tools/ring/report.h"
+#include "tools/ring/salvage.h"
+#include "tools/ring/scrub.h"
 
 namespace {
 

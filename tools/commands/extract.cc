@@ -1,0 +1,175 @@
+#include "tools/commands/extract.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "host/watchdog.h"
+#include "reader/metadata_reader.h"
+#include "store/stream_format.h"
+#include "tools/commands/extract_summary.h"
+#include "tools/common/console.h"
+#include "tools/common/output_file.h"
+#include "tools/common/store_path.h"
+#include "tools/ring/recorded_clock.h"
+
+namespace vmr::tool {
+namespace {
+
+// Shows on a terminal that it goes on, and how far it has come.
+class Pulse final : public Watchdog {
+ public:
+  explicit Pulse(const char* what, const MetadataReader* reader = nullptr)
+      : what_(what), reader_(reader), shown_(ShowsTransient()) {}
+  ~Pulse() override { ShowTransient(""); }
+
+  void PetWatchdog() override {
+    constexpr unsigned int kPetsBetweenLooks = 64;
+    constexpr auto kDrawInterval = std::chrono::milliseconds(200);
+    if (!shown_ || ++pets_ % kPetsBetweenLooks != 0) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now < next_draw_) return;
+    next_draw_ = now + kDrawInterval;
+    ShowTransient(reader_ != nullptr
+                      ? fmt::format("{}: tick {}, {} packets", what_, reader_->ReadSysTick(),
+                                    reader_->LastExtraction().packets)
+                      : fmt::format("{}: {} ticks", what_, pets_));
+  }
+
+ private:
+  const char* what_;
+  const MetadataReader* reader_;
+  const bool shown_;
+  unsigned int pets_ = 0;
+  std::chrono::steady_clock::time_point next_draw_{};
+};
+
+// Decoders print about devices that they do not know yet, which is usual while
+// the state is being looked for. Standard output is for the summary alone.
+class SilencedOutput {
+ public:
+  SilencedOutput() : kept_(dup(STDOUT_FILENO)), nowhere_(open("/dev/null", O_WRONLY | O_CLOEXEC)) {
+    std::fflush(stdout);
+    if (kept_ >= 0 && nowhere_ >= 0) dup2(nowhere_, STDOUT_FILENO);
+  }
+  ~SilencedOutput() {
+    std::fflush(stdout);
+    if (kept_ >= 0 && nowhere_ >= 0) dup2(kept_, STDOUT_FILENO);
+    for (const int fd : {kept_, nowhere_})
+      if (fd >= 0) close(fd);
+  }
+  SilencedOutput(const SilencedOutput&) = delete;
+  SilencedOutput& operator=(const SilencedOutput&) = delete;
+
+ private:
+  int kept_;
+  int nowhere_;
+};
+
+int Fail(const std::string& text) {
+  Say(text);
+  return kExitFailure;
+}
+
+// Reads the times of the recording, if the range needs them. False after saying
+// why they cannot be had.
+bool ReadClock(const std::string& base, RecordedClock& clock) {
+  DataStoreNormal ring(base);
+  Pulse pulse("reading times");
+  if (ring.OpenReadOnly() == 0) {
+    Say(fmt::format("{}: cannot be opened", base));
+    return false;
+  }
+  if (!clock.Read(ring, pulse))
+    Say(fmt::format("{}: cannot be read to its end; times behind that are reckoned", base));
+  ring.Close();
+  if (!clock.Empty()) return true;
+  Say(fmt::format("{}: holds no times; give --from and --to as ticks", base));
+  return false;
+}
+
+TickRange Widen(const TickRange& range, unsigned int margin_s) {
+  const std::uint64_t margin = std::uint64_t{margin_s} * 2;
+  return {static_cast<unsigned int>(range.first - std::min<std::uint64_t>(range.first, margin)),
+          static_cast<unsigned int>(std::min<std::uint64_t>(range.last + margin, 0xFFFFFFFF))};
+}
+
+std::string WhyNoExtract(const std::string& base, const ExtractOptions& options,
+                         const ExtractionFacts& facts) {
+  const ExtractionReport& report = facts.report;
+  if (report.state_cluster >= 0 && !report.wrote_everything)
+    return fmt::format("{}: cannot be written whole; is there room for it?", options.out);
+  if (report.state_cluster >= 0)
+    return fmt::format("{}: the extraction failed at tick {}", base, report.last_tick);
+  const std::string hint =
+      report.later_dump_tick == kNoTick
+          ? ""
+          : fmt::format("; the earliest that is left stands at tick {}", report.later_dump_tick);
+  return fmt::format("{}: no full state is found at or before tick {}{}", base,
+                     facts.extracted.first, hint);
+}
+
+// The end of a successful extraction: the file gets its name, and it is said what
+// is in it.
+int Conclude(const std::string& base, OutputFile& out, const ExtractionFacts& facts) {
+  if (!out.Publish()) return kExitFailure;
+  if (const auto folded = FoldedStart(facts)) Say(fmt::format("{}: {}", base, *folded));
+  const std::vector<std::string> missing = WhatIsMissing(facts);
+  for (const std::string& reason : missing) Say(fmt::format("{}: {}", base, reason));
+  fmt::print("{}", DescribeExtraction(facts));
+  if (std::fflush(stdout) != 0) return Fail("standard output: write error");
+  return missing.empty() ? kExitSuccess : kExitPartial;
+}
+
+int ExtractRange(const std::string& base, const ExtractOptions& options, ExtractionFacts& facts) {
+  OutputFile out(options.out, options.force);
+  if (!out.Open()) return kExitFailure;
+  MetadataReader reader(RingAccess::kReadOnly);
+  bool extracted = false;
+  {
+    const SilencedOutput silenced;
+    Pulse pulse("extracting", &reader);
+    extracted = reader.ReadToNewFile(base, out.TemporaryPath(), facts.extracted.first,
+                                     facts.extracted.last, &pulse);
+  }
+  facts.report = reader.LastExtraction();
+  // The library calls an extraction a success even if its state found no room.
+  return extracted && facts.report.wrote_everything ? Conclude(base, out, facts)
+                                                    : Fail(WhyNoExtract(base, options, facts));
+}
+
+}  // namespace
+
+int Extract(const ExtractOptions& options) {
+  const Recording recording = FindRecording(options.store, PathKind::kDetect);
+  if (!recording.error.empty()) return Fail(recording.error);
+  if (!recording.ring)
+    return Fail(
+        fmt::format("{}: is a flat file; a range is extracted from a store", options.store));
+  const std::string& base = recording.path;
+  if (BelongsToRing(options.out, base))
+    return Fail(fmt::format("{}: belongs to the store {}; give another file", options.out, base));
+  if (!recording.remark.empty()) Say(recording.remark);
+
+  RecordedClock clock;
+  const bool by_time = !options.from.tick || !options.to.tick;
+  if (by_time && !ReadClock(base, clock)) return kExitFailure;
+  ExtractionFacts facts;
+  facts.clock = by_time ? &clock : nullptr;
+  facts.asked.first =
+      options.from.tick ? *options.from.tick : clock.FirstTickFrom(options.from.earliest_us);
+  facts.asked.last = options.to.tick ? *options.to.tick : clock.LastTickUpTo(options.to.latest_us);
+  if (facts.asked.first > facts.asked.last)
+    return Fail(
+        fmt::format("{}: nothing is recorded from --from up to --to: tick {} comes after "
+                    "tick {}",
+                    base, facts.asked.first, facts.asked.last));
+  facts.extracted = Widen(facts.asked, options.margin_s);
+  return ExtractRange(base, options, facts);
+}
+
+}  // namespace vmr::tool
