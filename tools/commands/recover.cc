@@ -1,12 +1,15 @@
-#include "tools/commands/recover.h"
-
+// `vmr recover`: makes a sound store of what is left of a damaged one.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include "tools/commands/check.h"
+#include "tools/commands/command.h"
+#include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
 #include "tools/common/store_lock.h"
 #include "tools/common/store_path.h"
@@ -16,6 +19,37 @@
 
 namespace vmr::tool {
 namespace {
+
+constexpr const char* kHelp = "Makes a sound store OUT of what can still be read of STORE";
+
+constexpr const char* kFooter =
+    R"(STORE is the base path of a store, or either of its two files; OUT is the base
+path of the new one, which gets OUT_1.mtd and OUT_2.mtd. The newest good copy of
+each cluster goes there, in the order of ticks, from whichever file has it. Both
+files appear when they are complete.
+
+A file that a recorder set aside, STORE_1.mtd.CORRUPT, is read only when it is
+given with --corrupt: it may be of a recording whose ticks began anew.
+
+Examples:
+  vmr recover trips/car7 saved/car7
+  vmr recover trips/car7 saved/car7 --corrupt trips/car7_1.mtd.CORRUPT
+  vmr check saved/car7
+
+What is read is not changed, and may be recorded into meanwhile. It is printed
+how many items of each kind were recovered and, as far as can be known, lost.
+
+Exit codes: 0 success, 1 failure, OUT is as it was, 2 wrong usage, 3 OUT was
+written and something is lost, 4 OUT was written, STORE is damaged but nothing
+is lost.
+Environment: VMR_LOG, what is logged; see vmr --help.)";
+
+struct RecoverOptions {
+  std::string store;
+  std::string out;                   // base of the new store
+  std::vector<std::string> corrupt;  // files set aside by recorders
+  bool force = false;                // replace `out`
+};
 
 bool Refuse(const std::string& text) {
   Say(text);
@@ -215,8 +249,6 @@ class Recovery {
   bool lost_any_ = false;
 };
 
-}  // namespace
-
 int Recover(const RecoverOptions& options) {
   const auto base = RingToSurvey(options.store);
   if (!base || !MayBecome(options.out, *base, options.corrupt)) return kExitFailure;
@@ -227,5 +259,32 @@ int Recover(const RecoverOptions& options) {
   if (!CouldBeRead(survey)) return kExitFailure;
   return Recovery(*base, options, survey).Run();
 }
+
+// ---- The command line ---------------------------------------------------------------
+
+void CheckUsage(const RecoverOptions& options) {
+  if (options.store.empty()) RefuseUsage("STORE is empty");
+  if (options.out.empty()) RefuseUsage("OUT is empty");
+  if (options.out.front() == '-')
+    RefuseUsage("OUT must not begin with \"-\"; write ./" + options.out);
+  if (const auto base = RingBaseOf(options.out))
+    RefuseUsage(options.out + " is a file of a store; OUT would be " + *base);
+}
+
+std::function<int()> AddOptions(CLI::App& parser) {
+  const auto options = std::make_shared<RecoverOptions>();
+  parser.add_option("STORE", options->store, "The recording")->required()->type_name("");
+  parser.add_option("OUT", options->out, "The store to make")->required()->type_name("");
+  parser.add_option("--corrupt", options->corrupt, "A file set aside; repeatable")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  parser.add_flag("--force", options->force, "Replace OUT if it exists");
+  parser.final_callback([options] { CheckUsage(*options); });
+  return [options] { return Recover(*options); };
+}
+
+}  // namespace
+
+constexpr Command kRecoverCommand = {"recover", kHelp, kFooter, AddOptions};
 
 }  // namespace vmr::tool
