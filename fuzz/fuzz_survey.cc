@@ -140,8 +140,8 @@ void Read(const RingInput& input, const MemoryFiles& files) {
   if (ring.OpenReadOnly() == 0) return;
   vmr::fuzz::SearchTicks(ring, input, files);
   vmr::fuzz::ReadEverything(ring, input);
-  class Quiet final : public vmr::Watchdog {
-    void PetWatchdog() override {}
+  class Quiet final : public Progress {
+    void Step() override {}
   } quiet;
   RecordedClock clock;
   static_cast<void>(clock.Read(ring, quiet));

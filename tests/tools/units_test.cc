@@ -2,7 +2,7 @@
 
 #include "tools/common/store_path.h"
 #include "tools/record/gpsd_client.h"
-#include "tools/record/progress.h"
+#include "tools/record/input_progress.h"
 
 namespace vmr::tool {
 namespace {

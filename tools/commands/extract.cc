@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -15,7 +14,9 @@
 #include "tools/commands/command.h"
 #include "tools/commands/extract_summary.h"
 #include "tools/common/console.h"
+#include "tools/common/numbers.h"
 #include "tools/common/output_file.h"
+#include "tools/common/progress.h"
 #include "tools/common/store_path.h"
 #include "tools/common/time_point.h"
 #include "tools/ring/recorded_clock.h"
@@ -60,32 +61,14 @@ struct ExtractOptions {
   bool force = false;     // replace `out`
 };
 
-// Shows on a terminal that it goes on, and how far it has come.
-class Pulse final : public Watchdog {
+// The library pets a watchdog while it works; each time is a step.
+class PettedProgress final : public Watchdog {
  public:
-  explicit Pulse(const char* what, const MetadataReader* reader = nullptr)
-      : what_(what), reader_(reader), shown_(ShowsTransient()) {}
-  ~Pulse() override { ShowTransient(""); }
-
-  void PetWatchdog() override {
-    constexpr unsigned int kPetsBetweenLooks = 64;
-    constexpr auto kDrawInterval = std::chrono::milliseconds(200);
-    if (!shown_ || ++pets_ % kPetsBetweenLooks != 0) return;
-    const auto now = std::chrono::steady_clock::now();
-    if (now < next_draw_) return;
-    next_draw_ = now + kDrawInterval;
-    ShowTransient(reader_ != nullptr
-                      ? fmt::format("{}: tick {}, {} packets", what_, reader_->ReadSysTick(),
-                                    reader_->LastExtraction().packets)
-                      : fmt::format("{}: {} ticks", what_, pets_));
-  }
+  explicit PettedProgress(Progress& progress) : progress_(progress) {}
+  void PetWatchdog() override { progress_.Step(); }
 
  private:
-  const char* what_;
-  const MetadataReader* reader_;
-  const bool shown_;
-  unsigned int pets_ = 0;
-  std::chrono::steady_clock::time_point next_draw_{};
+  Progress& progress_;
 };
 
 // Decoders print about devices that they do not know yet, which is usual while
@@ -119,12 +102,13 @@ int Fail(const std::string& text) {
 // why they cannot be had.
 bool ReadClock(const std::string& base, RecordedClock& clock) {
   DataStoreNormal ring(base);
-  Pulse pulse("reading times");
+  ProgressLine progress(
+      [](unsigned long ticks) { return fmt::format("reading times: {} ticks", ticks); });
   if (ring.OpenReadOnly() == 0) {
     Say(fmt::format("{}: cannot be opened", base));
     return false;
   }
-  if (!clock.Read(ring, pulse))
+  if (!clock.Read(ring, progress))
     Say(fmt::format("{}: cannot be read to its end; times behind that are reckoned", base));
   ring.Close();
   if (!clock.Empty()) return true;
@@ -172,9 +156,13 @@ int ExtractRange(const std::string& base, const ExtractOptions& options, Extract
   bool extracted = false;
   {
     const SilencedOutput silenced;
-    Pulse pulse("extracting", &reader);
+    ProgressLine line([&reader](unsigned long) {
+      return fmt::format("extracting: tick {}, {} packets", reader.ReadSysTick(),
+                         reader.LastExtraction().packets);
+    });
+    PettedProgress progress(line);
     extracted = reader.ReadToNewFile(base, out.TemporaryPath(), facts.extracted.first,
-                                     facts.extracted.last, &pulse);
+                                     facts.extracted.last, &progress);
   }
   facts.report = reader.LastExtraction();
   // The library calls an extraction a success even if its state found no room.
@@ -234,10 +222,9 @@ TimePoint PointOf(const char* option, const std::string& text) {
 }
 
 unsigned int MarginOf(const std::string& text) {
-  const auto seconds = ParseTimePoint(text);
-  if (!seconds || !seconds->tick || *seconds->tick > kLongestMargin_s)
-    RefuseUsage(fmt::format("--margin {}: not a number of seconds", text));
-  return *seconds->tick;
+  const auto seconds = ParseNumber(text, kLongestMargin_s);
+  if (!seconds) RefuseUsage(fmt::format("--margin {}: not a number of seconds", text));
+  return *seconds;
 }
 
 void CheckOrder(const TypedRange& typed, const TimePoint& from, const TimePoint& to) {

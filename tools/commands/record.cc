@@ -16,8 +16,8 @@
 #include "tools/common/store_path.h"
 #include "tools/record/gpsd_client.h"
 #include "tools/record/input.h"
+#include "tools/record/input_progress.h"
 #include "tools/record/live_session.h"
-#include "tools/record/progress.h"
 #include "tools/record/recorder.h"
 #include "tools/record/replay_session.h"
 #include "tools/record/stop_signal.h"
@@ -152,7 +152,7 @@ bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, L
     gpsd = AddGpsd(*client, *options.gpsd, counts, inputs);
     if (gpsd == nullptr) return false;
   }
-  Progress progress(inputs, counts);
+  InputProgress progress(inputs, counts);
   const bool ran = LiveSession(recorder, inputs, gpsd, stop, progress).Run();
   CloseAll(inputs);  // the client's thread sees its pipe closed
   return ran;
@@ -160,7 +160,7 @@ bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, L
 
 bool RunReplay(const RecordOptions& options, Recorder& recorder, Inputs& inputs,
                const LineCounts& counts, const StopSignal& stop) {
-  Progress progress(inputs, counts);
+  InputProgress progress(inputs, counts);
   ReplaySession(recorder, inputs, stop, progress, options.allow_jumps).Run();
   CloseAll(inputs);
   return true;

@@ -13,6 +13,7 @@
 #include "reader/metadata_reader.h"
 #include "tools/commands/command.h"
 #include "tools/common/console.h"
+#include "tools/common/numbers.h"
 #include "tools/common/store_path.h"
 
 namespace vmr::tool {
@@ -83,18 +84,16 @@ int View(const ViewOptions& options) {
 
 // ---- The command line ---------------------------------------------------------------
 
-unsigned int ParseTick(const std::string& text) {
-  constexpr unsigned long long kHighest = 0xFFFFFFFF;
-  const bool digits = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-  const unsigned long long tick = digits && text.size() <= 10 ? std::stoull(text) : kHighest + 1;
-  if (tick > kHighest) RefuseUsage(text + " is no tick (0 to 4294967295)");
-  return static_cast<unsigned int>(tick);
+unsigned int TickOf(const std::string& text) {
+  const auto tick = ParseTick(text);
+  if (!tick) RefuseUsage(text + " is no tick (0 to 4294967295)");
+  return *tick;
 }
 
 void AddTick(CLI::App& parser, const char* name, unsigned int& tick, const char* help) {
   parser
       .add_option_function<std::string>(
-          name, [&tick](const std::string& text) { tick = ParseTick(text); }, help)
+          name, [&tick](const std::string& text) { tick = TickOf(text); }, help)
       ->type_name("TICK");
 }
 

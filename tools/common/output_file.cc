@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 #include <random>
 
@@ -81,11 +82,6 @@ class HeldSignals {
   sigset_t before_;
 };
 
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == path.npos ? "" : path.substr(0, slash + 1);
-}
-
 bool SyncPath(const std::string& path) {
   const int fd = OpenFile(path, O_RDONLY);
   if (!IsOpenDescriptor(fd)) return false;
@@ -135,8 +131,10 @@ bool OutputFile::MayBeWritten() const {
 bool OutputFile::Open() {
   if (!MayBeWritten()) return false;
   const HeldSignals held;  // none may come between making the file and noting its name
+  const auto folder = std::filesystem::path(path_).parent_path();
+  const std::string prefix = folder / fmt::format(".vmr-{}-", purpose_);
   std::string made;
-  const int fd = MakeFile(fmt::format("{}.vmr-{}-", FolderOf(path_), purpose_), made);
+  const int fd = MakeFile(prefix, made);
   if (fd < 0) return Fail(fmt::format("cannot create a file beside it: {}", strerror(errno)));
   static_cast<void>(CloseFile(fd));  // only the name is wanted
   temporary_ = made;

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "tools/common/console.h"
 #include "tools/common/store_path.h"
 
@@ -15,9 +17,8 @@ namespace vmr::tool {
 namespace {
 
 std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == path.npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
+  const auto folder = std::filesystem::path(path).parent_path();
+  return folder.empty() ? "." : folder;
 }
 
 int LockNow(int fd, int operation) {

@@ -5,12 +5,14 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+
 namespace vmr::tool {
 namespace {
 
 bool Exists(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0;
+  std::error_code error;
+  return std::filesystem::exists(path, error);
 }
 
 Recording Unusable(const std::string& reason) { return {false, {}, reason, {}}; }

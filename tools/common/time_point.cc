@@ -1,25 +1,15 @@
 #include "tools/common/time_point.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 
 #include "tools/common/iso_time.h"
+#include "tools/common/numbers.h"
 
 namespace vmr::tool {
 namespace {
-
-std::optional<unsigned int> ParseTickNumber(std::string_view text) {
-  constexpr unsigned long long kHighest = 0xFFFFFFFF;
-  const bool digits = !text.empty() && text.size() <= 10 &&
-                      text.find_first_not_of("0123456789") == std::string_view::npos;
-  if (!digits) return std::nullopt;
-  const unsigned long long tick = std::stoull(std::string(text));
-  if (tick > kHighest) return std::nullopt;
-  return static_cast<unsigned int>(tick);
-}
 
 // The second at which a clock here shows `civil` (a time as if it were UTC), by
 // summer or winter time; nothing if it never does.
@@ -49,7 +39,7 @@ std::optional<TimePoint> LocalTimePoint(std::int64_t civil_us) {
 }  // namespace
 
 std::optional<TimePoint> ParseTimePoint(std::string_view text) {
-  if (const auto tick = ParseTickNumber(text)) return TimePoint{tick, 0, 0};
+  if (const auto tick = ParseTick(text)) return TimePoint{tick, 0, 0};
   if (const auto time = ParseIsoTime(text)) return TimePoint{std::nullopt, *time, *time};
   const auto civil = ParseCivilTime(text);
   return civil && *civil >= 0 ? LocalTimePoint(*civil) : std::nullopt;
@@ -58,10 +48,10 @@ std::optional<TimePoint> ParseTimePoint(std::string_view text) {
 bool UseTimeZone(const std::string& zone) {
   const char* const chosen = std::getenv("TZDIR");
   const std::string folder = chosen != nullptr ? chosen : "/usr/share/zoneinfo";
-  struct stat status {};
   // The C library takes a name that it does not know for UTC.
+  std::error_code unknown;
   const bool known = !zone.empty() && zone.front() != '/' && zone.find("..") == zone.npos &&
-                     stat((folder + "/" + zone).c_str(), &status) == 0 && S_ISREG(status.st_mode);
+                     std::filesystem::is_regular_file(folder + "/" + zone, unknown);
   if (!known && zone != "UTC") return false;
   setenv("TZ", zone.c_str(), 1);
   tzset();

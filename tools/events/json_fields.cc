@@ -1,6 +1,7 @@
 #include "tools/events/json_fields.h"
 
 #include "tools/common/iso_time.h"
+#include "tools/common/numbers.h"
 #include "tools/events/json_values.h"
 
 namespace vmr::tool {

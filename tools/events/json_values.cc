@@ -16,12 +16,6 @@ char Plain(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
-
 }  // namespace
 
 std::string Shown(const json& value) {
@@ -53,20 +47,6 @@ std::optional<std::uint32_t> ParseIpv4(const std::string& text) {
   in_addr address{};
   if (inet_pton(AF_INET, text.c_str(), &address) != 1) return std::nullopt;
   return ntohl(address.s_addr);
-}
-
-std::optional<std::array<unsigned char, 6>> ParseMac(std::string_view text) {
-  std::array<unsigned char, 6> mac{};
-  constexpr std::size_t kTextBytes = 6 * 2 + 5;
-  if (text.size() != kTextBytes) return std::nullopt;
-  for (std::size_t i = 0; i < mac.size(); ++i) {
-    const int high = HexDigit(text[3 * i]);
-    const int low = HexDigit(text[3 * i + 1]);
-    const char after = i + 1 < mac.size() ? text[3 * i + 2] : ':';
-    if (high < 0 || low < 0 || (after != ':' && after != '-')) return std::nullopt;
-    mac[i] = static_cast<unsigned char>(high * 16 + low);
-  }
-  return mac;
 }
 
 }  // namespace vmr::tool

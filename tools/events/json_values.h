@@ -2,7 +2,6 @@
 #ifndef VMR_TOOLS_EVENTS_JSON_VALUES_H_
 #define VMR_TOOLS_EVENTS_JSON_VALUES_H_
 
-#include <array>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -17,8 +16,6 @@ std::optional<std::int64_t> WholeNumber(const nlohmann::json& value);
 bool SameWord(std::string_view a, std::string_view b);
 // "192.168.0.10", the most significant byte first in the number.
 std::optional<std::uint32_t> ParseIpv4(const std::string& text);
-// "02:00:5E:10:00:01" or with hyphens.
-std::optional<std::array<unsigned char, 6>> ParseMac(std::string_view text);
 // The value as it stood in the text, cut when it is long.
 std::string Shown(const nlohmann::json& value);
 

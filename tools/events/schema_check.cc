@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "tools/common/iso_time.h"
+#include "tools/common/numbers.h"
 #include "tools/events/json_values.h"
 #include "tools/events/schema.h"
 

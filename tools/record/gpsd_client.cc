@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tools/common/console.h"
+#include "tools/common/numbers.h"
 
 namespace vmr::tool {
 namespace {
@@ -42,14 +43,6 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
   return true;
 }
 
-bool IsPort(const std::string& text) {
-  constexpr unsigned long kHighestPort = 65535;
-  if (text.empty() || text.size() > 5) return false;
-  if (text.find_first_not_of("0123456789") != text.npos) return false;
-  const unsigned long port = std::stoul(text);
-  return port >= 1 && port <= kHighestPort;
-}
-
 }  // namespace
 
 std::optional<GpsdAddress> ParseGpsdAddress(const std::string& text) {
@@ -65,7 +58,7 @@ std::optional<GpsdAddress> ParseGpsdAddress(const std::string& text) {
   if (bracketed) host = host.substr(1, host.size() - 2);
   if (!host.empty()) address.host = host;
   const bool stray = !bracketed && host.find_first_of("[]: \t") != host.npos;
-  if (stray || !IsPort(address.port)) return std::nullopt;
+  if (stray || !ParsePort(address.port)) return std::nullopt;
   return address;
 }
 

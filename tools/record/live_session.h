@@ -5,7 +5,7 @@
 #include <chrono>
 
 #include "tools/record/input.h"
-#include "tools/record/progress.h"
+#include "tools/record/input_progress.h"
 #include "tools/record/recorder.h"
 #include "tools/record/stop_signal.h"
 
@@ -19,7 +19,7 @@ namespace vmr::tool {
 class LiveSession {
  public:
   LiveSession(Recorder& recorder, Inputs& inputs, const Input* gpsd, const StopSignal& stop,
-              Progress& progress)
+              InputProgress& progress)
       : recorder_(recorder), inputs_(inputs), gpsd_(gpsd), stop_(stop), progress_(progress) {}
 
   // Until all inputs have ended, or a signal. False when there is no timer.
@@ -37,7 +37,7 @@ class LiveSession {
   Inputs& inputs_;
   const Input* gpsd_;
   const StopSignal& stop_;
-  Progress& progress_;
+  InputProgress& progress_;
   Clock::time_point last_gps_report_{};
 };
 

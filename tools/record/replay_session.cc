@@ -38,7 +38,7 @@ class ClockInUse {
 }  // namespace
 
 ReplaySession::ReplaySession(Recorder& recorder, Inputs& inputs, const StopSignal& stop,
-                             Progress& progress, bool allow_jumps)
+                             InputProgress& progress, bool allow_jumps)
     : recorder_(recorder),
       stop_(stop),
       progress_(progress),

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/record/input.h"
-#include "tools/record/progress.h"
+#include "tools/record/input_progress.h"
 #include "tools/record/recorder.h"
 #include "tools/record/replay_clock.h"
 #include "tools/record/stop_signal.h"
@@ -30,7 +30,7 @@ namespace vmr::tool {
 //          clock while Run goes on.
 class ReplaySession {
  public:
-  ReplaySession(Recorder& recorder, Inputs& inputs, const StopSignal& stop, Progress& progress,
+  ReplaySession(Recorder& recorder, Inputs& inputs, const StopSignal& stop, InputProgress& progress,
                 bool allow_jumps);
 
   // Until all inputs have ended and nothing is pending, or a signal.
@@ -60,7 +60,7 @@ class ReplaySession {
 
   Recorder& recorder_;
   const StopSignal& stop_;
-  Progress& progress_;
+  InputProgress& progress_;
   std::vector<Source> sources_;
   ReplayClock clock_;
   const bool allow_jumps_;

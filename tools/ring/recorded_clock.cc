@@ -48,7 +48,7 @@ unsigned int AsTick(std::int64_t tick) {
 
 }  // namespace
 
-bool RecordedClock::Read(DataStoreNormal& ring, Watchdog& progress) {
+bool RecordedClock::Read(DataStoreNormal& ring, Progress& progress) {
   MetadataReader reader(RingAccess::kReadOnly);
   TimeItems items(reader, *this);
   if (items.Open() == 0) return false;
@@ -56,7 +56,7 @@ bool RecordedClock::Read(DataStoreNormal& ring, Watchdog& progress) {
   int packets;
   while ((packets = reader.ReadNextSystemTick(ring, items)) > 0) {
     static_cast<void>(reader.WriteReadSystemTick(items));  // which refuses nothing
-    progress.PetWatchdog();
+    progress.Step();
   }
   return packets == 0;
 }

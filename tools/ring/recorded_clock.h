@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "backends/data_store_normal.h"
-#include "host/watchdog.h"
+#include "tools/common/progress.h"
 
 namespace vmr::tool {
 
@@ -16,9 +16,9 @@ namespace vmr::tool {
 // about a second.
 class RecordedClock {
  public:
-  // Reads the whole ring; `progress` is petted now and then. False when the ring
+  // Reads the whole ring; each tick read is a step of `progress`. False when the ring
   // could not be read to its end: what was read counts.
-  bool Read(DataStoreNormal& ring, Watchdog& progress);
+  bool Read(DataStoreNormal& ring, Progress& progress);
   // An item of its own, for what comes after those before it.
   void Add(unsigned int tick, std::int64_t time_s);
 
