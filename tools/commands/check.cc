@@ -2,13 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <memory>
 
 #include "tools/commands/command.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
-#include "tools/common/store_path.h"
+#include "tools/common/ring_files.h"
 #include "tools/ring/report.h"
 
 namespace vmr::tool {
@@ -61,18 +60,14 @@ constexpr Command kCheckCommand = {"check", kHelp, kFooter, AddOptions};
 int Check(const CheckOptions& options) {
   const auto base = RingToSurvey(options.store);
   if (!base) return kExitFailure;
-  RingSurvey survey(RingFile(*base, 1), RingFile(*base, 2));
+  RingSurvey survey(RingFileName(*base, 1), RingFileName(*base, 2));
   survey.Read();
   if (!CouldBeRead(survey)) return kExitFailure;
   SayWhatWasSetAside(*base, {}, "vmr recover with ");
   const std::vector<Finding> findings = FindAll(survey);
   const RingReport report(*base, survey, findings);
   fmt::print("{}", options.json ? report.Json().dump(2) + "\n" : report.Text());
-  if (std::fflush(stdout) != 0) {
-    Say("standard output: write error");
-    return kExitFailure;
-  }
-  return report.ExitCode();
+  return FinishOutput(report.ExitCode());
 }
 
 }  // namespace vmr::tool

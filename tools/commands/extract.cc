@@ -145,8 +145,7 @@ int Conclude(const std::string& base, OutputFile& out, const ExtractionFacts& fa
   const std::vector<std::string> missing = WhatIsMissing(facts);
   for (const std::string& reason : missing) Say(fmt::format("{}: {}", base, reason));
   fmt::print("{}", DescribeExtraction(facts));
-  if (std::fflush(stdout) != 0) return Fail("standard output: write error");
-  return missing.empty() ? kExitSuccess : kExitPartial;
+  return FinishOutput(missing.empty() ? kExitSuccess : kExitPartial);
 }
 
 int ExtractRange(const std::string& base, const ExtractOptions& options, ExtractionFacts& facts) {

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 #include <signal.h>
 
-#include <iostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -78,9 +77,7 @@ int ExplainUsage(const CLI::App& program, const std::string& what) {
 // What was asked for by --help or --version.
 int Explain(const CLI::App& program, const CLI::ParseError& error) {
   program.exit(error);
-  if (std::cout.flush()) return kExitSuccess;
-  Say("standard output: write error");
-  return kExitFailure;
+  return FinishOutput(kExitSuccess);
 }
 
 int Run(int argc, char** argv) {

@@ -2,7 +2,6 @@
 #include <errno.h>
 #include <fmt/format.h>
 #include <poll.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 
 #include "tools/commands/command.h"
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 #include "tools/common/store_path.h"
 #include "tools/record/gpsd_client.h"
 #include "tools/record/input.h"
@@ -122,7 +122,7 @@ const Input* AddGpsd(const GpsdClient& client, const GpsdAddress& address, LineC
                      Inputs& inputs) {
   const std::string name = "gpsd " + address.Text();
   if (client.ReadEnd() < 0) {
-    Say(fmt::format("{}: {}", name, strerror(errno)));
+    Say(fmt::format("{}: {}", name, TextOfErrno()));
     return nullptr;
   }
   inputs.push_back(std::make_unique<Input>(client.ReadEnd(), name, counts, LineSource::kGpsd));

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 #include "tools/commands/command.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
+#include "tools/common/ring_files.h"
 #include "tools/common/store_lock.h"
 #include "tools/common/store_path.h"
 #include "tools/ring/report.h"
@@ -60,7 +60,7 @@ bool Refuse(const std::string& text) {
 bool MayBecome(const std::string& out, const std::string& base,
                const std::vector<std::string>& corrupt) {
   for (const int number : {1, 2}) {
-    const std::string path = RingFile(out, number);
+    const std::string path = RingFileName(out, number);
     if (BelongsToRing(path, base))
       return Refuse(fmt::format("{}: belongs to the store {}; give another OUT", path, base));
     for (const std::string& file : corrupt)
@@ -125,10 +125,10 @@ class Recovery {
     fmt::print("{}", limit_.Rest(base_));
     for (std::size_t i = 0; i < salvage_.AsideCount(); ++i) TellAside(i);
     TellKinds();
-    if (std::fflush(stdout) != 0) {
-      Say("standard output: write error");
-      return kExitFailure;
-    }
+    return FinishOutput(ExitCode());
+  }
+
+  int ExitCode() const {
     if (lost_any_) return kExitPartial;
     return Gravest(findings_) == Severity::kNormal ? kExitSuccess : kExitDamaged;
   }
@@ -249,12 +249,14 @@ class Recovery {
   bool lost_any_ = false;
 };
 
+// Writes both files of OUT or leaves what was there. Says on standard output what was
+// recovered and what was lost.
 int Recover(const RecoverOptions& options) {
   const auto base = RingToSurvey(options.store);
   if (!base || !MayBecome(options.out, *base, options.corrupt)) return kExitFailure;
   StoreLock lock("give another OUT");
   if (!lock.Before(options.out)) return kExitFailure;
-  RingSurvey survey(RingFile(*base, 1), RingFile(*base, 2));
+  RingSurvey survey(RingFileName(*base, 1), RingFileName(*base, 2));
   survey.Read();
   if (!CouldBeRead(survey)) return kExitFailure;
   return Recovery(*base, options, survey).Run();

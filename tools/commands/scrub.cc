@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,8 +11,8 @@
 #include "tools/commands/command.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
+#include "tools/common/ring_files.h"
 #include "tools/common/store_lock.h"
-#include "tools/common/store_path.h"
 #include "tools/ring/report.h"
 
 namespace vmr::tool {
@@ -47,7 +46,7 @@ bool IsOneRecording(const std::string& base, const RingSurvey& survey) {
   Say(
       fmt::format("{} and {} hold the same packets nowhere; take the one away that does not belong "
                   "here, and scrub builds it anew from the other",
-                  RingFile(base, 1), RingFile(base, 2)));
+                  RingFileName(base, 1), RingFileName(base, 2)));
   return false;
 }
 
@@ -74,7 +73,7 @@ int Scrub(const std::string& store) {
   if (!base) return kExitFailure;
   StoreLock lock("end it first");
   if (!lock.Before(*base)) return kExitFailure;
-  RingSurvey survey(RingFile(*base, 1), RingFile(*base, 2));
+  RingSurvey survey(RingFileName(*base, 1), RingFileName(*base, 2));
   survey.Read();
   if (!CouldBeRead(survey) || !IsOneRecording(*base, survey)) return kExitFailure;
   if (!Mend(*base, survey) || !lock.After(*base)) return kExitFailure;
@@ -83,9 +82,7 @@ int Scrub(const std::string& store) {
   const RingReport report(*base, survey, findings);
   fmt::print("{}", report.Text());
   SayIfNoRecorderMayStart(*base, findings);
-  if (std::fflush(stdout) == 0) return report.ExitCode();
-  Say("standard output: write error");
-  return kExitFailure;
+  return FinishOutput(report.ExitCode());
 }
 
 std::function<int()> AddOptions(CLI::App& parser) {

@@ -6,6 +6,7 @@
 
 #include "host/file_ops.h"
 #include "tools/common/console.h"
+#include "tools/common/ring_files.h"
 #include "tools/common/store_path.h"
 
 namespace vmr::tool {
@@ -34,7 +35,7 @@ bool CouldBeRead(const RingSurvey& survey) {
 void SayWhatWasSetAside(const std::string& base, const std::vector<std::string>& given,
                         const char* command) {
   for (const int number : {1, 2}) {
-    const std::string path = RingFile(base, number) + ".CORRUPT";
+    const std::string path = RingFileName(base, number) + ".CORRUPT";
     struct stat status {};
     const auto same = [&path](const std::string& file) { return SameFile(path, file); };
     if (FileOps::Current().Stat(path.c_str(), &status) != 0 ||

@@ -2,17 +2,15 @@
 #include <errno.h>
 #include <fmt/format.h>
 #include <signal.h>
-#include <string.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <iostream>
 #include <memory>
 #include <string>
 
 #include "reader/metadata_reader.h"
 #include "tools/commands/command.h"
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 #include "tools/common/numbers.h"
 #include "tools/common/store_path.h"
 
@@ -53,11 +51,9 @@ void EndOnClosedPipe() {
   sigaction(SIGPIPE, &action, nullptr);
 }
 
-bool FlushOutput() {
-  std::cout.flush();
-  errno = 0;
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good()) return true;
-  Say(fmt::format("standard output: {}", errno == 0 ? "write error" : strerror(errno)));
+bool WroteAll() {
+  if (FlushOutput()) return true;
+  Say("standard output: " + (errno == 0 ? "write error" : TextOfErrno()));
   return false;
 }
 
@@ -79,7 +75,7 @@ int View(const ViewOptions& options) {
         fmt::format("{0}: not readable as a ring; `vmr view --flat {0}_1.mtd` prints what one file "
                     "holds",
                     recording.path));
-  return FlushOutput() && opened ? kExitSuccess : kExitFailure;
+  return WroteAll() && opened ? kExitSuccess : kExitFailure;
 }
 
 // ---- The command line ---------------------------------------------------------------

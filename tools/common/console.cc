@@ -1,9 +1,11 @@
 #include "tools/common/console.h"
 
+#include <errno.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <iostream>
 #include <mutex>
 
 namespace vmr::tool {
@@ -49,6 +51,18 @@ std::string Printable(std::string_view text) {
 void Say(std::string_view text) {
   const std::lock_guard<std::mutex> lock(Mutex());
   Put(fmt::format("{}vmr: {}\n", TakeClear(), text));
+}
+
+bool FlushOutput() {
+  std::cout.flush();
+  errno = 0;
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.good();
+}
+
+int FinishOutput(int exit_code) {
+  if (FlushOutput()) return exit_code;
+  Say("standard output: write error");
+  return kExitFailure;
 }
 
 bool ShowsTransient() {

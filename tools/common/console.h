@@ -21,6 +21,13 @@ std::string Printable(std::string_view text);
 // "vmr: text". Any thread may call it; a progress bar gives way to it.
 void Say(std::string_view text);
 
+// Writes out what was printed on standard output. False, and errno or 0 where nothing
+// tells, when not all of it could be.
+bool FlushOutput();
+// The same at a command's end: `exit_code`, or kExitFailure after saying that not all
+// could be written.
+int FinishOutput(int exit_code);
+
 // A line that is written over by the next: only where standard error is a
 // terminal, else nothing. An empty text removes it.
 void ShowTransient(std::string_view text);

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 #include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {
@@ -85,8 +85,7 @@ class HeldSignals {
 bool SyncPath(const std::string& path) {
   const int fd = OpenFile(path, O_RDONLY);
   if (!IsOpenDescriptor(fd)) return false;
-  const bool synced = SyncFile(fd) == 0;
-  return CloseFile(fd) == 0 && synced;
+  return SyncAndClose(fd);
 }
 
 // Makes an empty file named `prefix` and six characters that are free there; -1 and
@@ -122,8 +121,8 @@ bool OutputFile::Fail(const std::string& what) const {
 bool OutputFile::MayBeWritten() const {
   struct stat status {};
   if (FileOps::Current().Stat(path_.c_str(), &status) != 0)
-    return errno == ENOENT || Fail(strerror(errno));
-  if (S_ISDIR(status.st_mode)) return Fail(strerror(EISDIR));
+    return errno == ENOENT || Fail(TextOfErrno());
+  if (S_ISDIR(status.st_mode)) return Fail(TextOfErrno(EISDIR));
   if (!S_ISREG(status.st_mode)) return Fail("not a regular file");
   return replace_ || Fail("exists; --force replaces it");
 }
@@ -135,7 +134,7 @@ bool OutputFile::Open() {
   const std::string prefix = folder / fmt::format(".vmr-{}-", purpose_);
   std::string made;
   const int fd = MakeFile(prefix, made);
-  if (fd < 0) return Fail(fmt::format("cannot create a file beside it: {}", strerror(errno)));
+  if (fd < 0) return Fail(fmt::format("cannot create a file beside it: {}", TextOfErrno()));
   static_cast<void>(CloseFile(fd));  // only the name is wanted
   temporary_ = made;
   RemoveOnSignal(temporary_);
@@ -143,8 +142,8 @@ bool OutputFile::Open() {
 }
 
 bool OutputFile::Publish() {
-  if (!SyncPath(temporary_)) return Fail(strerror(errno));
-  if (!Rename()) return Fail(errno == EEXIST ? "exists; --force replaces it" : strerror(errno));
+  if (!SyncPath(temporary_)) return Fail(TextOfErrno());
+  if (!Rename()) return Fail(errno == EEXIST ? "exists; --force replaces it" : TextOfErrno());
   KeepOnSignal(temporary_);
   temporary_.clear();
   // The content is safe; without this only its name could get lost in a power cut.

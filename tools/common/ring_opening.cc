@@ -7,14 +7,14 @@
 #include "backends/file_store.h"
 #include "host/file_ops.h"
 #include "tools/common/quiet_log.h"
-#include "tools/common/store_path.h"
+#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
 
 FileSearch SearchFile(const std::string& base, int number) {
   struct stat status {};
-  if (FileOps::Current().Stat(RingFile(base, number).c_str(), &status) != 0)
+  if (FileOps::Current().Stat(RingFileName(base, number).c_str(), &status) != 0)
     return errno == ENOENT ? FileSearch::kMissing : FileSearch::kUnusable;
   FileStore file(static_cast<short>(number));
   if (file.StartFileReadOnly(base, kClusterCount, kClusterBytes, number) == 0)

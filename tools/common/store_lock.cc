@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +10,8 @@
 #include <filesystem>
 
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
+#include "tools/common/ring_files.h"
 #include "tools/common/store_path.h"
 
 namespace vmr::tool {
@@ -44,7 +45,7 @@ StoreLock::~StoreLock() {
 }
 
 StoreLock::Outcome StoreLock::LockFile(const std::string& base) {
-  const int fd = open(RingFile(base, 1).c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = open(RingFileName(base, 1).c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0 && errno == ENOENT) return Outcome::kMissing;
   if (fd < 0) return Outcome::kLocked;  // opening the store will say what is wrong
   for (const int held : files_)
@@ -60,7 +61,7 @@ StoreLock::Outcome StoreLock::LockFile(const std::string& base) {
 bool StoreLock::LockFolder(const std::string& base) {
   folder_ = open(FolderOf(base).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder_ < 0) {
-    Say(fmt::format("{}: {}", FolderOf(base), strerror(errno)));
+    Say(fmt::format("{}: {}", FolderOf(base), TextOfErrno()));
     return false;
   }
   // Waits: another process that creates a store here is done in a moment.

@@ -2,10 +2,12 @@
 
 #include <errno.h>
 #include <fmt/format.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <filesystem>
+
+#include "tools/common/file_output.h"
+#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
@@ -19,34 +21,30 @@ Recording Unusable(const std::string& reason) { return {false, {}, reason, {}}; 
 
 Recording FindFlat(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0)
-    return Unusable(fmt::format("{}: {}", path, strerror(errno)));
-  if (S_ISDIR(status.st_mode)) return Unusable(fmt::format("{}: {}", path, strerror(EISDIR)));
+  if (stat(path.c_str(), &status) != 0) return Unusable(fmt::format("{}: {}", path, TextOfErrno()));
+  if (S_ISDIR(status.st_mode)) return Unusable(fmt::format("{}: {}", path, TextOfErrno(EISDIR)));
   if (!S_ISREG(status.st_mode)) return Unusable(fmt::format("{}: not a regular file", path));
   return {false, path, {}, {}};
 }
 
 // The ring with this base, if there is one or a part of one.
 std::optional<Recording> FindRing(const std::string& base) {
-  const bool first = Exists(RingFile(base, 1));
-  const bool second = Exists(RingFile(base, 2));
+  const bool first = Exists(RingFileName(base, 1));
+  const bool second = Exists(RingFileName(base, 2));
   if (!first && !second) return std::nullopt;
   Recording recording{true, base, {}, {}};
   if (!first || !second)
-    recording.remark = fmt::format("{}: missing; reading {} alone", RingFile(base, first ? 2 : 1),
-                                   RingFile(base, first ? 1 : 2));
+    recording.remark =
+        fmt::format("{}: missing; reading {} alone", RingFileName(base, first ? 2 : 1),
+                    RingFileName(base, first ? 1 : 2));
   return recording;
 }
 
 }  // namespace
 
-std::string RingFile(const std::string& base, int number) {
-  return fmt::format("{}_{}.mtd", base, number);
-}
-
 std::optional<std::string> RingBaseOf(const std::string& path) {
   for (int number = 1; number <= 2; ++number) {
-    const std::string ending = RingFile("", number);
+    const std::string ending = RingFileName("", number);
     if (path.size() > ending.size() &&
         path.compare(path.size() - ending.size(), ending.size(), ending) == 0)
       return path.substr(0, path.size() - ending.size());
@@ -64,7 +62,7 @@ bool SameFile(const std::string& a, const std::string& b) {
 bool BelongsToRing(const std::string& path, const std::string& base) {
   for (int number = 1; number <= 2; ++number)
     for (const char* const ending : {"", ".tmp", ".CORRUPT"})
-      if (SameFile(path, RingFile(base, number) + ending)) return true;
+      if (SameFile(path, RingFileName(base, number) + ending)) return true;
   return false;
 }
 
@@ -76,9 +74,9 @@ Recording FindRecording(const std::string& path, PathKind kind) {
   if (kind == PathKind::kDetect && Exists(path)) return FindFlat(path);
   if (kind == PathKind::kDetect)
     return Unusable(fmt::format("{}: neither a file nor the base of a ring ({} and {})", path,
-                                RingFile(path, 1), RingFile(path, 2)));
-  return Unusable(fmt::format("{}: no such ring, {} and {} are missing", path, RingFile(path, 1),
-                              RingFile(path, 2)));
+                                RingFileName(path, 1), RingFileName(path, 2)));
+  return Unusable(fmt::format("{}: no such ring, {} and {} are missing", path,
+                              RingFileName(path, 1), RingFileName(path, 2)));
 }
 
 }  // namespace vmr::tool

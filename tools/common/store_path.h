@@ -7,9 +7,6 @@
 
 namespace vmr::tool {
 
-// `<base>_<number>.mtd`, one of the two files of a ring.
-std::string RingFile(const std::string& base, int number);
-
 // The base of a ring when `path` has the form of one of its two files.
 std::optional<std::string> RingBaseOf(const std::string& path);
 

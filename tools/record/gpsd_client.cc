@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gps.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 #include "tools/common/numbers.h"
 
 namespace vmr::tool {
@@ -31,17 +31,6 @@ constexpr int kWait_us = 250000;  // for a report, before looking whether to end
 constexpr auto kHalfLinePause = std::chrono::milliseconds(50);
 constexpr std::size_t kMessageBytes = 64 * 1024;
 constexpr std::size_t kLongestRelease = 64;
-
-bool WriteAll(int fd, const char* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t count = write(fd, data, size);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    data += count;
-    size -= static_cast<std::size_t>(count);
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -150,7 +139,7 @@ bool GpsdClient::State::PassReports(gps_data_t& gps) {
     }
     Note(line);
     line += '\n';
-    if (!WriteAll(write_end, line.data(), line.size())) return true;
+    if (!WriteWhole(write_end, line.data(), line.size())) return true;
   }
   return true;
 }

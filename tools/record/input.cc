@@ -3,11 +3,11 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {
@@ -15,7 +15,7 @@ namespace {
 constexpr char kStandardInput[] = "standard input";
 
 bool Refuse(const std::string& path, int error) {
-  Say(fmt::format("{}: {}", path, strerror(error)));
+  Say(fmt::format("{}: {}", path, TextOfErrno(error)));
   return false;
 }
 
@@ -45,7 +45,7 @@ std::optional<NumberedReport> Input::Next() {
 
 void Input::Read() {
   const bool read = reader_.Read();
-  if (!read) Say(fmt::format("{}: {}", name_, strerror(errno)));
+  if (!read) Say(fmt::format("{}: {}", name_, TextOfErrno()));
   read_error_ = !read;
   counts_.read_error = counts_.read_error || read_error_;
   if (reader_.LineNumber() == 0) format_ = FormatOf(reader_.Unread(), AtEnd());

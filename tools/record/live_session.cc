@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fmt/format.h>
 #include <poll.h>
-#include <string.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include "host/default/host_control.h"
 #include "host/systick.h"
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {
@@ -23,7 +23,7 @@ int StartTimer() {
   const int timer = timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK);
   const itimerspec every_tick = {{0, kTick_ns}, {0, kTick_ns}};
   if (timer < 0 || timerfd_settime(timer, 0, &every_tick, nullptr) != 0)
-    Say(fmt::format("timer: {}", strerror(errno)));
+    Say(fmt::format("timer: {}", TextOfErrno()));
   return timer;
 }
 

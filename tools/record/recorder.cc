@@ -5,8 +5,8 @@
 
 #include "host/default/host_control.h"
 #include "tools/common/console.h"
+#include "tools/common/ring_files.h"
 #include "tools/common/ring_opening.h"
-#include "tools/common/store_path.h"
 
 namespace vmr::tool {
 namespace {
@@ -60,7 +60,7 @@ bool Recorder::RefuseToBeginAnew() const {
       fmt::format("{}: the recording's end is found in no file that is there; recording would set "
                   "what they hold aside, or remove it, and begin anew",
                   base_));
-  const std::string first = RingFile(base_, 1);
+  const std::string first = RingFileName(base_, 1);
   const std::string aside = first + ".CORRUPT";
   if (Exists(first) && Exists(aside))
     Say(fmt::format("{}: is of an earlier time, and would be replaced", aside));

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "tools/common/console.h"
-#include "tools/common/store_path.h"
+#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
@@ -23,7 +23,7 @@ bool ReadCluster(int fd, int cluster, unsigned char* image) {
 }  // namespace
 
 RingWatch::RingWatch(const std::string& base)
-    : base_(base), files_{{{RingFile(base, 1)}, {RingFile(base, 2)}}} {}
+    : base_(base), files_{{{RingFileName(base, 1)}, {RingFileName(base, 2)}}} {}
 
 RingWatch::~RingWatch() {
   for (const File& file : files_)

@@ -2,13 +2,13 @@
 
 #include <errno.h>
 #include <fmt/format.h>
-#include <string.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {
@@ -29,7 +29,7 @@ std::optional<std::string> ReadAll(const std::string& path) {
     text.resize(text.size() - kStepBytes + count);
     good = std::ferror(file) == 0;
   }
-  if (!good) Say(fmt::format("{}: {}", path, strerror(errno)));
+  if (!good) Say(fmt::format("{}: {}", path, TextOfErrno()));
   if (file != nullptr) static_cast<void>(std::fclose(file));  // was only read
   return good ? std::optional(text) : std::nullopt;
 }

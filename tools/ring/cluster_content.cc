@@ -5,6 +5,7 @@
 #include "backends/cluster_format.h"
 #include "store/bytes.h"
 #include "store/tag_catalogue.h"
+#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
@@ -40,13 +41,11 @@ std::size_t WrittenItemBytes(const unsigned char* item, std::size_t available) {
   return length <= available ? length : 0;
 }
 
-bool HasTick(unsigned int st) { return st < kUnreadableSt; }
-
 class Walk {
  public:
   Walk(const unsigned char* image, std::size_t used_bytes, ContentSink* sink)
       : image_(image), end_(used_bytes), sink_(sink), st_(ClusterSt(image)) {
-    if (HasTick(st_)) tick_ = st_;
+    if (TellsTick(st_)) tick_ = st_;
   }
 
   ClusterContent Run() {

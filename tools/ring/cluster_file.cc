@@ -7,6 +7,7 @@
 
 #include "backends/file_io.h"
 #include "host/file_ops.h"
+#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {
@@ -36,7 +37,7 @@ void ClusterFile::Open() {
   struct stat status {};
   if (FileOps::Current().Stat(path_.c_str(), &status) != 0) {
     problem_ = errno == ENOENT ? FileProblem::kMissing : FileProblem::kNotOpened;
-    reason_ = std::strerror(errno);
+    reason_ = TextOfErrno();
     return;
   }
   if (!S_ISREG(status.st_mode)) {
@@ -46,7 +47,7 @@ void ClusterFile::Open() {
   fd_ = OpenFile(path_, O_RDONLY);
   if (!IsOpenDescriptor(fd_)) {
     problem_ = FileProblem::kNotOpened;
-    reason_ = std::strerror(errno);
+    reason_ = TextOfErrno();
     return;
   }
   bytes_ = status.st_size;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "tools/common/ring_files.h"
 #include "tools/common/ring_opening.h"
 
 namespace vmr::tool {
@@ -55,7 +56,7 @@ class Collector {
   explicit Collector(RingSurvey& survey)
       : survey_(survey),
         known_before_(NearestKnown(NextCluster)),
-        known_after_(NearestKnown(PrevCluster)) {}
+        known_after_(NearestKnown(PreviousCluster)) {}
 
   std::vector<Finding> Run() {
     for (const int file : {1, 2}) AddFile(file);
@@ -371,7 +372,7 @@ class Collector {
   // without.
   void AddRefusal() {
     if (survey_.Empty()) return;
-    const int previous = PrevCluster(survey_.Newest());
+    const int previous = PreviousCluster(survey_.Newest());
     if (!survey_.At(previous).Known())
       findings_.push_back(About(previous, FindingKind::kCannotStart, 0));
   }

@@ -7,7 +7,7 @@
 
 #include "tools/common/console.h"
 #include "tools/common/iso_time.h"
-#include "tools/common/store_path.h"
+#include "tools/common/ring_files.h"
 #include "tools/common/time_point.h"
 
 namespace vmr::tool {
@@ -147,7 +147,7 @@ std::string FindingLimit::Rest(const std::string& base) const {
     Finding alike;
     alike.kind = group.kind;
     text += fmt::format("{}: {}{} more places, {} clusters: {}\n", SeverityText(alike.Grade()),
-                        group.file > 0 ? RingFile(base, group.file) + " " : "", group.untold,
+                        group.file > 0 ? RingFileName(base, group.file) + " " : "", group.untold,
                         group.untold_clusters, PhraseOf(group.kind).phrase);
   }
   return text;
@@ -242,22 +242,22 @@ const char* RingReport::OpenPacketText(const Finding& finding) {
 
 std::string RingReport::Describe(const Finding& finding) const {
   const PhraseRow& row = PhraseOf(finding.kind);
-  const std::string file = finding.file > 0 ? RingFile(base_, finding.file) + " " : "";
+  const std::string file = finding.file > 0 ? RingFileName(base_, finding.file) + " " : "";
   const std::string clusters = ClusterText(finding.first_cluster, finding.last_cluster);
   if (row.form == Form::kPlace) return fmt::format("{}{} {}", file, row.phrase, clusters);
   if (row.form == Form::kFiles)
-    return fmt::format("{} and {} {}", RingFile(base_, 1), RingFile(base_, 2), row.phrase);
+    return fmt::format("{} and {} {}", RingFileName(base_, 1), RingFileName(base_, 2), row.phrase);
   std::string text = row.form == Form::kFile ? fmt::format("{}{}; {}", file, row.phrase, clusters)
                                              : fmt::format("{}{}: {}", file, clusters, row.phrase);
   text += SpanText(finding) + ItemsText(finding);
   if (finding.good_file > 0)
-    text +=
-        fmt::format("; {} has {}", RingFile(base_, finding.good_file), WhatTheOtherHas(finding));
+    text += fmt::format("; {} has {}", RingFileName(base_, finding.good_file),
+                        WhatTheOtherHas(finding));
   if (finding.kind == FindingKind::kMissingFile && finding.file == 1)
     text += "; a recorder that starts now goes on at cluster 0";
   if (finding.preferred_file > 0)
     text += fmt::format("; a recorder goes on with {}, and `vmr recover` takes its copies",
-                        RingFile(base_, finding.preferred_file));
+                        RingFileName(base_, finding.preferred_file));
   if (finding.last_packet_open) text += OpenPacketText(finding);
   if (!finding.search_path.empty() && row.form == Form::kCopies &&
       finding.Grade() != Severity::kNormal)
@@ -324,7 +324,7 @@ ordered_json RingReport::FileJson(int file) const {
 
 ordered_json RingReport::FindingJson(const Finding& finding) const {
   const auto path = [this](int file) {
-    return file > 0 ? ordered_json(RingFile(base_, file)) : ordered_json();
+    return file > 0 ? ordered_json(RingFileName(base_, file)) : ordered_json();
   };
   ordered_json json;
   json["kind"] = KindText(finding.kind);

@@ -7,6 +7,7 @@
 
 #include "store/bytes.h"
 #include "tools/common/console.h"
+#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
@@ -15,14 +16,12 @@ const CopyFacts& FactsOf(const SalvagedCluster& from) {
   return from.source->At(from.cluster).copy[static_cast<std::size_t>(from.file)];
 }
 
-bool TellsTick(unsigned int tick) { return tick < kUnreadableSt; }
-
 // A cluster that continuations opened may have no first tick: it follows on what
 // comes before it.
 unsigned int FirstTickOf(RingSurvey& source, int cluster, const CopyFacts& copy) {
   if (copy.content.wrong_st) return copy.content.first_tick;
   if (TellsTick(copy.first_tick)) return copy.first_tick;
-  const ClusterFacts& before = source.At(PrevCluster(cluster));
+  const ClusterFacts& before = source.At(PreviousCluster(cluster));
   if (before.HoldsData() && TellsTick(before.LastTick())) return before.LastTick();
   return TellsTick(copy.content.first_tick) ? copy.content.first_tick : 0;
 }
@@ -62,7 +61,7 @@ class PacketCollector final : public ContentSink {
 void Finish(unsigned char* image, unsigned int st, int size) {
   SetClusterSt(image, st);
   SetClusterSize(image, size);
-  image[0] = ClusterCrc(image);
+  SealCluster(image);
 }
 
 // A packet without items: all it says is its tick.

@@ -4,42 +4,20 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 
-#include <cstring>
-
 #include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "tools/common/console.h"
+#include "tools/common/file_output.h"
 #include "tools/common/output_file.h"
-#include "tools/common/store_path.h"
+#include "tools/common/ring_files.h"
 #include "tools/ring/report.h"
 
 namespace vmr::tool {
 namespace {
 
-constexpr mode_t kRingFileMode = 0660;
-
 bool IsOfWrongSize(FileProblem problem) {
   return problem == FileProblem::kMissing || problem == FileProblem::kShort ||
          problem == FileProblem::kLong;
-}
-
-bool WriteWhole(int fd, const unsigned char* bytes, std::size_t count) {
-  int idle_calls = 0;
-  for (std::size_t done = 0; done < count;) {
-    const ssize_t result = WriteFile(fd, bytes + done, count - done);
-    if (result < 0) return false;
-    if (result == 0 && ++idle_calls > kMaxIdleCalls) return errno = EIO, false;
-    done += static_cast<std::size_t>(result);
-  }
-  return true;
-}
-
-bool SyncAndClose(int fd) {
-  const bool synced = SyncFile(fd) == 0;
-  const int error = errno;
-  const bool closed = CloseFile(fd) == 0;
-  if (!synced) errno = error;
-  return synced && closed;
 }
 
 }  // namespace
@@ -55,7 +33,7 @@ bool RingScrub::Run() {
 }
 
 bool RingScrub::Fail(int file, const char* what) const {
-  Say(fmt::format("{}: {}: {}", RingFile(base_, file), what, std::strerror(errno)));
+  Say(fmt::format("{}: {}: {}", RingFileName(base_, file), what, TextOfErrno()));
   return false;
 }
 
@@ -68,12 +46,12 @@ bool RingScrub::BuildAnew(int file) {
   for (int cluster = 0; cluster < kClusterCount; ++cluster)
     any = any || survey_.At(cluster).Known();
   if (!any) return true;  // there is nothing to build it from
-  OutputFile out(RingFile(base_, file), true, "scrub");
+  OutputFile out(RingFileName(base_, file), true, "scrub");
   if (!out.Open()) return false;
   if (!WriteAll(file, out.TemporaryPath())) return Fail(file, "cannot be built anew");
   if (!out.Publish()) return false;
-  account_ +=
-      fmt::format("{}: built anew, from {}\n", RingFile(base_, file), RingFile(base_, 3 - file));
+  account_ += fmt::format("{}: built anew, from {}\n", RingFileName(base_, file),
+                          RingFileName(base_, 3 - file));
   return true;
 }
 
@@ -128,7 +106,7 @@ bool RingScrub::RewriteCopies(int file, Repair wanted) {
   int fd = -1;
   for (int cluster = 0; cluster < kClusterCount; ++cluster) {
     if (RepairOf(cluster, file) != wanted) continue;
-    if (fd < 0) fd = OpenFile(RingFile(base_, file), O_WRONLY);
+    if (fd < 0) fd = OpenFile(RingFileName(base_, file), O_WRONLY);
     if (!IsOpenDescriptor(fd)) return Fail(file, "cannot be written");
     if (!RewriteCopy(fd, cluster, file)) {
       Fail(file, "cannot be written");
@@ -166,10 +144,10 @@ void RingScrub::Note(Repair repair, int cluster, int file) {
 
 void RingScrub::Tell() {
   for (const Done& done : done_)
-    account_ += fmt::format("{} {}: {} from {}\n", RingFile(base_, done.file),
+    account_ += fmt::format("{} {}: {} from {}\n", RingFileName(base_, done.file),
                             ClusterText(done.first, done.last),
                             done.repair == Repair::kMend ? "mended" : "brought up to date",
-                            RingFile(base_, 3 - done.file));
+                            RingFileName(base_, 3 - done.file));
 }
 
 }  // namespace vmr::tool

@@ -4,12 +4,11 @@
 #include <cstring>
 
 #include "store/bytes.h"
+#include "tools/common/ring_files.h"
 #include "tools/ring/copy_fit.h"
 
 namespace vmr::tool {
 namespace {
-
-bool TellsTick(unsigned int st) { return st < kUnreadableSt; }
 
 struct Images {
   unsigned char bytes[2][kClusterBytes];
@@ -242,7 +241,7 @@ void RingSurvey::Settle(SearchResult& search) const {
   };
   const int next = NextCluster(search.newest);
   if (is_continued(search.newest) && IsOfLapBefore(search.newest))
-    search.newest = PrevCluster(search.newest);
+    search.newest = PreviousCluster(search.newest);
   else if (!is_continued(search.newest) && is_continued(next) && !IsOfLapBefore(next))
     search.newest = next;
 }
@@ -267,8 +266,9 @@ int RingSurvey::Oldest() const {
 }
 
 bool RingSurvey::IsBeingWritten(int cluster) const {
-  return std::any_of(run_ends_.begin(), run_ends_.end(),
-                     [cluster](int end) { return cluster == end || cluster == PrevCluster(end); });
+  return std::any_of(run_ends_.begin(), run_ends_.end(), [cluster](int end) {
+    return cluster == end || cluster == PreviousCluster(end);
+  });
 }
 
 void RingSurvey::SearchFiles() {
@@ -329,7 +329,7 @@ void RingSurvey::SettleMisplaced() {
 // conflict with its twin tells nothing about others.
 bool RingSurvey::BelongsElsewhere(int cluster) {
   ClusterFacts& facts = clusters_[static_cast<std::size_t>(cluster)];
-  const ClusterFacts& before = At(PrevCluster(cluster));
+  const ClusterFacts& before = At(PreviousCluster(cluster));
   const ClusterFacts& behind = At(NextCluster(cluster));
   const bool in_question = facts.relation == Relation::kOneSound ||
                            facts.relation == Relation::kOlder ||

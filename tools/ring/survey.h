@@ -51,9 +51,6 @@ struct ClusterFacts {
   unsigned int LastTick() const { return Best().LastTick(); }
 };
 
-inline int NextCluster(int cluster) { return (cluster + 1) % kClusterCount; }
-inline int PrevCluster(int cluster) { return (cluster + kClusterCount - 1) % kClusterCount; }
-
 // Reads both files of a ring once, and again what looked unsound or unlike, since
 // a recorder may be at work. Two clusters at a time are in memory.
 //

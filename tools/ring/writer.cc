@@ -4,18 +4,18 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 
-#include <cstring>
+#include <utility>
 
 #include "backends/cluster_format.h"
 #include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "tools/common/console.h"
-#include "tools/common/store_path.h"
+#include "tools/common/file_output.h"
+#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
 
-constexpr mode_t kRingFileMode = 0660;
 constexpr std::size_t kBytesAtOnce = std::size_t{64} * kClusterBytes;
 
 }  // namespace
@@ -23,8 +23,8 @@ constexpr std::size_t kBytesAtOnce = std::size_t{64} * kClusterBytes;
 RingWriter::RingWriter(const std::string& base, bool replace)
     : base_(base),
       replace_(replace),
-      files_{OutputFile(RingFile(base, 1), replace, "recover"),
-             OutputFile(RingFile(base, 2), replace, "recover")} {}
+      files_{OutputFile(RingFileName(base, 1), replace, "recover"),
+             OutputFile(RingFileName(base, 2), replace, "recover")} {}
 
 RingWriter::~RingWriter() {
   for (const int fd : fds_)
@@ -32,7 +32,7 @@ RingWriter::~RingWriter() {
 }
 
 bool RingWriter::Fail() const {
-  Say(fmt::format("{}: {}", base_, std::strerror(errno)));
+  Say(fmt::format("{}: {}", base_, TextOfErrno()));
   return false;
 }
 
@@ -56,30 +56,19 @@ bool RingWriter::Add(const unsigned char* image) {
 
 bool RingWriter::Flush() {
   for (const int fd : fds_)
-    for (std::size_t done = 0; done < pending_.size();) {
-      const ssize_t result = WriteFile(fd, pending_.data() + done, pending_.size() - done);
-      if (result == 0) errno = EIO;
-      if (result <= 0) return Fail();
-      done += static_cast<std::size_t>(result);
-    }
+    if (!WriteWhole(fd, pending_.data(), pending_.size())) return Fail();
   pending_.clear();
   return true;
 }
 
 bool RingWriter::Complete() {
-  unsigned char unwritten[kClusterBytes] = {};
-  SetClusterSt(unwritten, kNeverWrittenSt);
-  SetClusterSize(unwritten, kClusterHeaderBytes);
-  unwritten[0] = ClusterCrc(unwritten);
+  unsigned char unwritten[kClusterBytes];
+  FillNeverWritten(unwritten, kClusterBytes);
   while (clusters_ < kClusterCount)
     if (!Add(unwritten)) return false;
   if (!Flush()) return false;
-  for (int& fd : fds_) {
-    const bool synced = SyncFile(fd) == 0;
-    const bool closed = CloseFile(fd) == 0;
-    fd = -1;
-    if (!synced || !closed) return Fail();
-  }
+  for (int& fd : fds_)
+    if (!SyncAndClose(std::exchange(fd, -1))) return Fail();
   return true;
 }
 
@@ -87,13 +76,13 @@ bool RingWriter::Complete() {
 // gets its name: whatever ends this halfway, there are never two files of two
 // rings. File 1 alone is a ring that can be read.
 bool RingWriter::Publish() {
-  const std::string second = RingFile(base_, 2);
+  const std::string second = RingFileName(base_, 2);
   if (replace_ && FileOps::Current().Unlink(second.c_str()) != 0 && errno != ENOENT) return Fail();
   // Not every file system can; the others keep the order by themselves.
   if (replace_) static_cast<void>(SyncDirectoryOf(second));
   if (!files_[0].Publish()) return false;
   if (files_[1].Publish()) return true;
-  const std::string first = RingFile(base_, 1);
+  const std::string first = RingFileName(base_, 1);
   static_cast<void>(FileOps::Current().Unlink(first.c_str()));  // it stays a readable ring if not
   return false;
 }
