@@ -10,10 +10,10 @@
 #include "backends/data_store_null.h"
 #include "fuzz/fuzz_setup.h"
 #include "reader/metadata_reader.h"
-#include "tools/event_parser.h"
-#include "tools/gps_tracker.h"
-#include "tools/input_format.h"
-#include "tools/line_reader.h"
+#include "tools/events/event_parser.h"
+#include "tools/record/gps_tracker.h"
+#include "tools/record/input_format.h"
+#include "tools/record/line_reader.h"
 
 namespace {
 

@@ -2,11 +2,11 @@
 // rings of few clusters, since all of them are looked at each time.
 #include "fuzz/fuzz_setup.h"
 #include "fuzz/ring_walk.h"
-#include "tools/event_parser.h"
-#include "tools/recorded_clock.h"
-#include "tools/ring_report.h"
-#include "tools/ring_salvage.h"
-#include "tools/ring_scrub.h"
+#include "tools/common/ticks.h"
+#include "tools/ring/recorded_clock.h"
+#include "tools/ring/report.h"
+#include "tools/ring/salvage.h"
+#include "tools/ring/scrub.h"
 
 namespace {
 
@@ -140,8 +140,8 @@ void Read(const RingInput& input, const MemoryFiles& files) {
   if (ring.OpenReadOnly() == 0) return;
   vmr::fuzz::SearchTicks(ring, input, files);
   vmr::fuzz::ReadEverything(ring, input);
-  class Quiet final : public vmr::Watchdog {
-    void PetWatchdog() override {}
+  class Quiet final : public Progress {
+    void Step() override {}
   } quiet;
   RecordedClock clock;
   static_cast<void>(clock.Read(ring, quiet));

@@ -7,7 +7,7 @@
 #include "tests/support/file_hook.h"
 #include "tests/support/simulated_files.h"
 #include "tests/tools/ring_images.h"
-#include "tools/ring_opening.h"
+#include "tools/common/ring_opening.h"
 
 namespace vmr::test {
 namespace {

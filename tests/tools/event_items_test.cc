@@ -4,9 +4,9 @@
 
 #include "host/enum_to_string.h"
 #include "tests/support/recording_store.h"
-#include "tools/event_parser.h"
+#include "tools/events/event_parser.h"
 #include "tools/events/records.h"
-#include "tools/unit_configuration.h"
+#include "tools/record/unit_configuration.h"
 
 namespace vmr::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "tools/event_parser.h"
+#include "tools/events/event_parser.h"
 
 #include <gtest/gtest.h>
 

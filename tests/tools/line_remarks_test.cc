@@ -1,4 +1,4 @@
-#include "tools/line_remarks.h"
+#include "tools/record/line_remarks.h"
 
 #include <gtest/gtest.h>
 

@@ -12,7 +12,7 @@
 #include "tests/support/file_hook.h"
 #include "tests/support/scarce_room.h"
 #include "tests/tools/ring_images.h"
-#include "tools/recorder.h"
+#include "tools/record/recorder.h"
 
 namespace vmr::test {
 namespace {

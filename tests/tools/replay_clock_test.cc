@@ -1,10 +1,10 @@
-#include "tools/replay_clock.h"
+#include "tools/record/replay_clock.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "tools/iso_time.h"
+#include "tools/common/iso_time.h"
 
 namespace vmr::tool {
 namespace {

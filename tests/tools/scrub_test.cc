@@ -1,4 +1,6 @@
 // Mending a store in place.
+#include "tools/ring/scrub.h"
+
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -7,8 +9,7 @@
 #include "host/default/host_control.h"
 #include "tests/support/simulated_files.h"
 #include "tests/tools/ring_images.h"
-#include "tools/ring_findings.h"
-#include "tools/ring_scrub.h"
+#include "tools/ring/findings.h"
 
 namespace vmr::test {
 namespace {
