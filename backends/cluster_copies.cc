@@ -54,8 +54,7 @@ int ClaimedBytes(const unsigned char* cluster) {
 unsigned int LastToldTick(const unsigned char* cluster) {
   unsigned int tick = ClusterSt(cluster);
   const auto take_tick = [&tick](const unsigned char* packet, std::size_t) {
-    if (packet[0] == HEADER_1) tick = GetLe32(packet + 1);
-    if (packet[0] == HEADER_2) tick = (tick & ~0xFFU) | packet[1];
+    tick = PacketTick(packet, tick);
     return true;
   };
   static_cast<void>(PacketsEndAtSize(cluster, take_tick));  // they are sound
