@@ -5,12 +5,13 @@
 
 #include "backends/cluster_format.h"
 #include "host/log.h"
-#include "store/bytes.h"
+#include "store/packet_format.h"
 
 namespace vmr {
 namespace {
 constexpr char kLogSource[] = "MetadataReader.cc";
 constexpr char kOperation[] = "ReadNextSystemTick";
+constexpr const char* kHeaderNames[] = {"HEADER_1", "HEADER_2", "HEADER_CONT"};
 }  // namespace
 
 void MetadataReader::StartAt(long position) {
@@ -90,39 +91,53 @@ bool MetadataReader::ReadMore(DataStore& source, DataStore& buffer, int& bytes_r
 }
 
 MetadataReader::Examined MetadataReader::ExaminePacket(std::size_t available) {
-  switch (*parse_position_) {
-    case HEADER_1:
-      return ExamineHeader1(available);
-    case HEADER_2:
-      return ExamineHeader2(available);
-    case HEADER_CONT:
-      return ExamineContinuation(available);
-    case HEADER_DICTIONARY:
-      return ExamineDictionary(available);
-    case HEADER_NULL:
-      VMR_LOG(kLogEachItem, kOperation << ": Found HEADER_NULL");
-      ++parse_position_;
-      ++skipped_bytes_;
-      return Examined::kHandled;
-    default:
-      // Over damaged or padded data the reader finds its way byte by byte.
-      VMR_LOG(kLogEachItem, kOperation << ": Found OTHER");
-      ++parse_position_;
-      ++skipped_bytes_;
-      return Examined::kHandled;
+  const unsigned char header = *parse_position_;
+  const PacketShape* const shape = FindPacketShape(header);
+  if (shape == nullptr) {
+    SkipByte();
+    return Examined::kHandled;
   }
+  const bool begins_tick = header == HEADER_1 || header == HEADER_2;
+  if (begins_tick && tick_started_) return Examined::kTickComplete;
+  const std::size_t packet_bytes = PacketBytes(*shape, parse_position_, available);
+  if (packet_bytes > available) {
+    VMR_LOG(kLogTrace,
+            kOperation << ": bytesleft " << available << " looking for " << packet_bytes);
+    return Examined::kIncomplete;
+  }
+  TakeTick();
+  Collect(packet_bytes);
+  return Examined::kHandled;
 }
 
-// Whether all of the packet is buffered; its length byte is looked at only when
-// its head is.
-bool MetadataReader::IsWhole(std::size_t available, const PacketShape& shape,
-                             std::size_t& packet_bytes) const {
-  const std::size_t counted =
-      available < shape.head_bytes ? 0 : parse_position_[shape.head_bytes - 1];
-  packet_bytes = shape.head_bytes + counted * shape.bytes_per_count + shape.tail_bytes;
-  if (available >= shape.head_bytes && available >= packet_bytes) return true;
-  VMR_LOG(kLogTrace, kOperation << ": bytesleft " << available << " looking for " << packet_bytes);
-  return false;
+// Over damaged or padded data the reader finds its way byte by byte.
+void MetadataReader::SkipByte() {
+  const bool is_null = *parse_position_ == HEADER_NULL;
+  VMR_LOG(kLogEachItem, kOperation << (is_null ? ": Found HEADER_NULL" : ": Found OTHER"));
+  ++parse_position_;
+  ++skipped_bytes_;
+}
+
+// Of the packet that is met, all of which is there.
+void MetadataReader::TakeTick() {
+  const unsigned char header = *parse_position_;
+  const bool untold = header == HEADER_2 && read_sys_tick_ == kNoTick;
+  read_sys_tick_ = PacketTickIfKnown(parse_position_, read_sys_tick_);
+  if (untold)
+    // Deliberate: only the tick is ignored; the packet is collected.
+    VMR_LOG(kLogWarning,
+            kOperation
+                << ": Found HEADER_2 packet when last read system tick was undefined, ignoring...");
+  else if (header == HEADER_DICTIONARY)
+    VMR_LOG(kLogTrace, kOperation << ": Found HEADER_DICTIONARY");
+  else
+    VMR_LOG(kLogTrace, kOperation << ": Found " << kHeaderNames[header - HEADER_1]
+                                  << " @ last read system tick " << read_sys_tick_);
+  if (header == HEADER_CONT && num_read_packets_ == 0)
+    VMR_LOG(kLogWarning,
+            kOperation << ": Possible out of sequence read of a CONTINUATION packet in source @ "
+                          "last read system tick "
+                       << read_sys_tick_);
 }
 
 void MetadataReader::Collect(std::size_t packet_bytes) {
@@ -132,62 +147,6 @@ void MetadataReader::Collect(std::size_t packet_bytes) {
   if (*parse_position_ != HEADER_DICTIONARY) tick_started_ = true;
   ++num_read_packets_;
   parse_position_ += packet_bytes;
-}
-
-MetadataReader::Examined MetadataReader::ExamineHeader1(std::size_t available) {
-  if (tick_started_) return Examined::kTickComplete;
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeader1Bytes, 1, kPacketCrcBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  read_sys_tick_ = GetLe32(parse_position_ + 1);
-  VMR_LOG(kLogTrace, kOperation << ": Found HEADER_1 @ last read system tick " << read_sys_tick_);
-  Collect(packet_bytes);
-  return Examined::kHandled;
-}
-
-MetadataReader::Examined MetadataReader::ExamineHeader2(std::size_t available) {
-  if (tick_started_) return Examined::kTickComplete;
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeader2Bytes, 1, kPacketCrcBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  if (read_sys_tick_ != kNoTick) {
-    read_sys_tick_ = (read_sys_tick_ & ~0xFFU) | parse_position_[1];
-    VMR_LOG(kLogTrace, kOperation << ": Found HEADER_2 @ last read system tick " << read_sys_tick_);
-  } else {
-    // Deliberate: only the tick is ignored; the packet is collected.
-    VMR_LOG(kLogWarning,
-            kOperation
-                << ": Found HEADER_2 packet when last read system tick was undefined, ignoring...");
-  }
-  Collect(packet_bytes);
-  return Examined::kHandled;
-}
-
-MetadataReader::Examined MetadataReader::ExamineContinuation(std::size_t available) {
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeaderContBytes, 1, kPacketCrcBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  VMR_LOG(kLogTrace,
-          kOperation << ": Found HEADER_CONT @ last read system tick " << read_sys_tick_);
-  if (num_read_packets_ == 0)
-    VMR_LOG(kLogWarning,
-            kOperation << ": Possible out of sequence read of a CONTINUATION packet in source @ "
-                          "last read system tick "
-                       << read_sys_tick_);
-  Collect(packet_bytes);
-  return Examined::kHandled;
-}
-
-MetadataReader::Examined MetadataReader::ExamineDictionary(std::size_t available) {
-  constexpr std::size_t kHeadBytes = 1 + 1;
-  constexpr std::size_t kEntryBytes = 2;
-  constexpr std::size_t kEndBytes = 1;
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeadBytes, kEntryBytes, kEndBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  VMR_LOG(kLogTrace, kOperation << ": Found HEADER_DICTIONARY");
-  Collect(packet_bytes);
-  return Examined::kHandled;
 }
 
 int MetadataReader::ParseReadSystemTick(DataStore& out) {

@@ -122,13 +122,6 @@ class MetadataReader {
 
   enum class Examined { kHandled, kIncomplete, kTickComplete };
 
-  // How a packet's length follows from its head, whose last byte counts.
-  struct PacketShape {
-    std::size_t head_bytes;
-    std::size_t bytes_per_count;
-    std::size_t tail_bytes;
-  };
-
   // What one pass over a packet's bytes needs to know of it.
   struct ItemArea {
     const char* header_name;  // as the viewer prints it
@@ -143,16 +136,13 @@ class MetadataReader {
   bool HasRoomForCluster(DataStore& buffer);
   bool ReadMore(DataStore& source, DataStore& buffer, int& bytes_read);
   Examined ExaminePacket(std::size_t available);
-  Examined ExamineHeader1(std::size_t available);
-  Examined ExamineHeader2(std::size_t available);
-  Examined ExamineContinuation(std::size_t available);
-  Examined ExamineDictionary(std::size_t available);
-  bool IsWhole(std::size_t available, const PacketShape& shape, std::size_t& packet_bytes) const;
+  void SkipByte();
+  void TakeTick();
   void Collect(std::size_t packet_bytes);
 
   // Parsing (packet_parser.cc).
-  int ParseItemPacket(DataStore& out, const unsigned char* packet, const ItemArea& area,
-                      unsigned int tick_before);
+  void ParseItemPacket(DataStore& out, const unsigned char* packet, const ItemArea& area,
+                       unsigned int tick_before);
   void ParseItems(DataStore& out, const unsigned char* items, int count);
   int ParseItemWithin(DataStore& out, const unsigned char* item, std::size_t available);
 

@@ -6,7 +6,7 @@
 #include "host/log.h"
 #include "host/wall_clock.h"
 #include "reader/metadata_reader.h"
-#include "store/bytes.h"
+#include "store/packet_format.h"
 
 namespace vmr {
 namespace {
@@ -64,15 +64,10 @@ void DumpRow(const char* label, const unsigned char* bytes, int count, PrintCell
   std::putchar('\n');
 }
 
-int HeadBytes(unsigned char header) {
-  switch (header) {
-    case HEADER_1:
-      return static_cast<int>(kHeader1Bytes);
-    case HEADER_2:
-      return static_cast<int>(kHeader2Bytes);
-    default:
-      return static_cast<int>(kHeaderContBytes);  // of a dictionary too
-  }
+// How the viewer names a packet with items.
+const char* HeaderName(unsigned char header) {
+  static constexpr const char* kNames[] = {"hdr1", "hdr2", "hdrCONT"};
+  return kNames[header - HEADER_1];
 }
 
 }  // namespace
@@ -84,38 +79,32 @@ int MetadataReader::ParsePacket(DataStore& out, const unsigned char* packet, int
     VMR_LOG(kLogError, "Found NULL packet in processed data prior to " << next_read_location_);
     return 0;
   }
-  const int head_bytes = HeadBytes(header);
-  if (header < HEADER_1 || header > HEADER_DICTIONARY || length < head_bytes) {
+  const PacketShape* const shape = FindPacketShape(header);
+  if (shape == nullptr || static_cast<std::size_t>(length) < shape->head_bytes) {
     VMR_LOG(kLogError, "Found bad header (" << static_cast<int>(header)
                                             << ") header in processed data prior to "
                                             << next_read_location_);
     return 0;
   }
-  if (header == HEADER_DICTIONARY) {
+  if (!shape->has_items) {
     if (out.Viewing()) PrintDictionary(packet, length);
     return 1;
   }
-  const unsigned int tick_before = out.GetCurrentSystemTick();
+  const auto head_bytes = static_cast<int>(shape->head_bytes);
   const int item_bytes = std::min<int>(packet[head_bytes - 1], length - head_bytes);
-  if (header == HEADER_1) {
-    out.InitCurrentSystemTick(GetLe32(packet + 1));
-    return ParseItemPacket(out, packet, {"hdr1", head_bytes, item_bytes}, tick_before);
-  }
-  if (header == HEADER_2) {
-    out.InitCurrentSystemTick((tick_before & ~0xFFU) | packet[1]);
-    return ParseItemPacket(out, packet, {"hdr2", head_bytes, item_bytes}, tick_before);
-  }
-  return ParseItemPacket(out, packet, {"hdrCONT", head_bytes, item_bytes}, tick_before);
+  const unsigned int tick_before = out.GetCurrentSystemTick();
+  out.InitCurrentSystemTick(PacketTick(packet, tick_before));
+  ParseItemPacket(out, packet, {HeaderName(header), head_bytes, item_bytes}, tick_before);
+  return 1;
 }
 
-int MetadataReader::ParseItemPacket(DataStore& out, const unsigned char* packet,
-                                    const ItemArea& area, unsigned int tick_before) {
+void MetadataReader::ParseItemPacket(DataStore& out, const unsigned char* packet,
+                                     const ItemArea& area, unsigned int tick_before) {
   if (out.Viewing())
     PrintHeaderLine(out, area.header_name, tick_before, packet[area.head_bytes - 1]);
   if (Dumping(out)) Dump(packet, area.head_bytes);
   ParseItems(out, packet + area.head_bytes, area.item_bytes);
   if (out.Viewing()) std::putchar('\n');
-  return 1;
 }
 
 // An illegal item ends its packet: nothing tells where the next one begins.
@@ -135,12 +124,13 @@ int MetadataReader::ParseItem(DataStore& out, const unsigned char* item) {
   return ParseItemWithin(out, item, kAllOfIt);
 }
 
-// An item that claims to reach past its packet is as illegal as an unknown tag.
+// An item that claims to reach past its packet is as illegal as an unknown tag, and as
+// one that is written and that nobody decodes.
 int MetadataReader::ParseItemWithin(DataStore& out, const unsigned char* item,
                                     std::size_t available) {
   const TagRow* const row = FindTag(item[0]);
   const std::size_t length = ItemLength(row, item, available);
-  if (length == 0) {
+  if (length == 0 || row->decoder == nullptr) {
     if (out.Viewing()) std::printf("[Illegal payload tag 0x%02X] ", item[0]);
     return -1;
   }

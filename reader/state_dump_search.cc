@@ -1,11 +1,10 @@
 // Looking for the state dump from which a replay can begin.
 #include <algorithm>
-#include <array>
 
 #include "backends/cluster_format.h"
 #include "host/log.h"
 #include "reader/metadata_reader.h"
-#include "store/bytes.h"
+#include "store/packet_format.h"
 
 namespace vmr {
 namespace {
@@ -13,49 +12,22 @@ namespace {
 constexpr char kLogSource[] = "MetadataReader.cc";
 constexpr char kOperation[] = "DoesClusterContainStateDump";
 
-// How the walk names a kind of packet and finds its end.
-struct WalkedKind {
-  unsigned char header;
-  const char* name;
-  std::size_t head_bytes;  // the last of them counts
-  std::size_t bytes_per_count;
-  std::size_t tail_bytes;
-};
-constexpr std::array<WalkedKind, 4> kKinds = {{
-    {HEADER_1, "HDR1", kHeader1Bytes, 1, kPacketCrcBytes},
-    {HEADER_2, "HDR2", kHeader2Bytes, 1, kPacketCrcBytes},
-    {HEADER_CONT, "CONT", kHeaderContBytes, 1, kPacketCrcBytes},
-    {HEADER_DICTIONARY, "DICT", 1 + 1, 2, 1},
-}};
-
-// Bytes of an item of the one tag that is written and that no decoder accepts;
-// 0 for any other item, and for one that does not end within `available`.
-std::size_t UndecodableItemBytes(const unsigned char* item, std::size_t available) {
-  constexpr std::size_t kHeadBytes = 1 + 1;
-  if (item[0] != TAG_TIME_ZONE_NAME || available < kHeadBytes) return 0;
-  const std::size_t length = kHeadBytes + item[1];
-  return length <= available ? length : 0;
+// How the walk names what it meets, by its first byte.
+const char* KindName(unsigned char header) {
+  static constexpr const char* kNames[] = {"HDR1", "HDR2", "CONT", "DICT"};
+  return FindPacketShape(header) == nullptr ? "UNKN" : kNames[header - HEADER_1];
 }
 
 // Whether a dump's mark is among the items, as the walk meets them.
 bool HoldMark(const unsigned char* items, std::size_t available) {
   while (available > 0) {
     if (items[0] == TAG_POLICY_END) return true;
-    std::size_t item_bytes = UndecodableItemBytes(items, available);
-    if (item_bytes == 0) item_bytes = ItemLength(FindTag(items[0]), items, available);
+    const std::size_t item_bytes = ItemLength(FindTag(items[0]), items, available);
     if (item_bytes == 0) return false;
     items += item_bytes;
     available -= item_bytes;
   }
   return false;
-}
-
-// The tick of a packet of a known kind behind one of the tick `before`. Deliberate: a
-// short header's tick does not carry into the upper bits.
-unsigned int TickOf(const unsigned char* packet, unsigned int before) {
-  if (packet[0] == HEADER_1) return GetLe32(packet + 1);
-  if (packet[0] == HEADER_2 && before != kNoTick) return (before & ~0xFFU) | packet[1];
-  return before;
 }
 
 // kNoTick in a cluster that has none.
@@ -71,14 +43,13 @@ int InRing(int difference) { return (difference + kClusterCount) % kClusterCount
 
 // One packet of the walk, or one byte that is none.
 struct MetadataReader::WalkedPacket {
-  const char* kind = "UNKN";
-  std::size_t head_bytes = 0;
-  std::size_t item_bytes = 0;
+  const PacketShape* shape = nullptr;
   std::size_t packet_bytes = 1;
 
-  bool HoldsItems(const unsigned char* packet) const {
-    return head_bytes != 0 && packet[0] != HEADER_DICTIONARY;
-  }
+  bool HoldsItems() const { return shape != nullptr && shape->has_items; }
+  // Of a packet with items, all of which is there.
+  std::size_t HeadBytes() const { return shape->head_bytes; }
+  std::size_t ItemBytes() const { return packet_bytes - shape->head_bytes - kPacketCrcBytes; }
 };
 
 // One search, and how far it has come.
@@ -198,9 +169,9 @@ bool MetadataReader::HoldsDump(unsigned int first_tick, unsigned int sys_tick) c
   for (std::size_t left = Unparsed(); left > 0;) {
     const WalkedPacket packet = Examine(at, left);
     if (packet.packet_bytes > left) return false;
-    if (packet.HoldsItems(at)) {
-      tick = TickOf(at, tick);
-      if (tick <= sys_tick && HoldMark(at + packet.head_bytes, packet.item_bytes)) return true;
+    if (packet.HoldsItems()) {
+      tick = PacketTickIfKnown(at, tick);
+      if (tick <= sys_tick && HoldMark(at + packet.HeadBytes(), packet.ItemBytes())) return true;
     }
     at += packet.packet_bytes;
     left -= packet.packet_bytes;
@@ -232,9 +203,10 @@ bool MetadataReader::WalkCluster(DataStore& output, unsigned int first_tick,
     // Deliberate: the reader stays at this packet, with all of the cluster still
     // buffered, and so meets it again.
     if (decoded_.policy_end_seen && IsWantedDump(wanted_tick)) return true;
+    const char* const kind = KindName(*parse_position_);
     parse_position_ += packet.packet_bytes;
-    VMR_LOG(kLogInfo, kOperation << ": " << packet.kind << " bytesLeft(" << Unparsed()
-                                 << "), bytesParsed(" << packet.packet_bytes << ")");
+    VMR_LOG(kLogInfo, kOperation << ": " << kind << " bytesLeft(" << Unparsed() << "), bytesParsed("
+                                 << packet.packet_bytes << ")");
     if (Unparsed() > 0 && num_read_packets_ == kMaxPackets) EmptyPacketList();
   }
   if (buffered_bytes_ > 0) EmptyPacketList();
@@ -248,29 +220,24 @@ void MetadataReader::EmptyPacketList() {
   num_read_packets_ = 0;
 }
 
-// The packet's length byte counts only when all of its head is there.
 MetadataReader::WalkedPacket MetadataReader::Examine(const unsigned char* packet,
                                                      std::size_t available) {
-  for (const WalkedKind& kind : kKinds) {
-    if (packet[0] != kind.header) continue;
-    const std::size_t count = available < kind.head_bytes ? 0 : packet[kind.head_bytes - 1];
-    return {kind.name, kind.head_bytes, count,
-            kind.head_bytes + count * kind.bytes_per_count + kind.tail_bytes};
-  }
-  return {};
+  const PacketShape* const shape = FindPacketShape(packet[0]);
+  if (shape == nullptr) return {};
+  return {shape, PacketBytes(*shape, packet, available)};
 }
 
 void MetadataReader::WalkPacket(DataStore& output, const WalkedPacket& packet) {
-  if (!packet.HoldsItems(parse_position_)) return;
+  if (!packet.HoldsItems()) return;
   const unsigned char header = *parse_position_;
   const bool tells_tick = header == HEADER_1 || (header == HEADER_2 && read_sys_tick_ != kNoTick);
-  read_sys_tick_ = TickOf(parse_position_, read_sys_tick_);
+  read_sys_tick_ = PacketTickIfKnown(parse_position_, read_sys_tick_);
   if (tells_tick) output.InitCurrentSystemTick(read_sys_tick_);
   LogWalkedHeader(header);
   packets_[num_read_packets_] = parse_position_;
   packet_bytes_[num_read_packets_] = packet.packet_bytes;
   ++num_read_packets_;
-  ParseWalkedItems(output, parse_position_ + packet.head_bytes, packet.item_bytes);
+  ParseWalkedItems(output, parse_position_ + packet.HeadBytes(), packet.ItemBytes());
 }
 
 void MetadataReader::LogWalkedHeader(unsigned char header) const {
@@ -285,7 +252,9 @@ void MetadataReader::LogWalkedHeader(unsigned char header) const {
 void MetadataReader::ParseWalkedItems(DataStore& output, const unsigned char* items,
                                       std::size_t available) {
   while (available > 0) {
-    std::size_t item_bytes = UndecodableItemBytes(items, available);
+    const TagRow* const row = FindTag(items[0]);
+    const bool is_decoded = row == nullptr || row->decoder != nullptr;
+    std::size_t item_bytes = is_decoded ? 0 : ItemLength(row, items, available);
     if (item_bytes == 0) {
       const int parsed = ParseItemWithin(output, items, available);
       if (parsed < 1) return;

@@ -6,6 +6,7 @@
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/log_source.h"
+#include "store/packet_format.h"
 
 namespace vmr {
 namespace {
@@ -19,6 +20,18 @@ bool FitsPacket(unsigned int length) {
   if (length <= kMaxPacketItemBytes) return true;
   VMR_LOG(kLogError, "Refusing to write a packet of " << length << " item bytes");
   return false;
+}
+
+// Puts the count, the items and the CRC behind the rest of a packet's head. Returns the
+// packet's length.
+int CompletePacket(unsigned char* packet, const unsigned char* items, unsigned int length) {
+  const std::size_t head_bytes = FindPacketShape(packet[0])->head_bytes;
+  const std::size_t packet_bytes = head_bytes + length + kPacketCrcBytes;
+  packet[head_bytes - 1] = static_cast<unsigned char>(length);
+  memcpy(packet + head_bytes, items, length);
+  const auto covered = static_cast<unsigned int>(PacketCrcSpan(packet, packet_bytes));
+  packet[packet_bytes - 1] = Crc8(packet, covered, kCrcInitial);
+  return static_cast<int>(packet_bytes);
 }
 
 }  // namespace
@@ -127,11 +140,7 @@ int DataStore::WritePacket1(unsigned int tick, const unsigned char* data, unsign
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_1;
   PutLe32(packet + 1, tick);
-  packet[5] = static_cast<unsigned char>(length);
-  memcpy(packet + kHeader1Bytes, data, length);
-  const auto covered = static_cast<unsigned int>(kHeader1Bytes + length);
-  packet[covered] = Crc8(packet, covered, kCrcInitial);
-  return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
+  return WriteData(packet, CompletePacket(packet, data, length), tick);
 }
 
 int DataStore::WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length) {
@@ -139,24 +148,14 @@ int DataStore::WritePacket2(unsigned int tick, const unsigned char* data, unsign
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_2;
   packet[1] = static_cast<unsigned char>(tick);
-  packet[2] = static_cast<unsigned char>(length);
-  memcpy(packet + kHeader2Bytes, data, length);
-  const auto covered = static_cast<unsigned int>(kHeader2Bytes + length);
-  packet[covered] = Crc8(packet, covered, kCrcInitial);
-  return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
+  return WriteData(packet, CompletePacket(packet, data, length), tick);
 }
 
 int DataStore::WritePacketCont(const unsigned char* data, unsigned int length) {
   if (RefuseNull(data, "WritePacketCont") || !FitsPacket(length)) return 0;
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_CONT;
-  packet[1] = static_cast<unsigned char>(length);
-  memcpy(packet + kHeaderContBytes, data, length);
-  // Deliberate: the CRC covers the packet's first L bytes only, which leaves
-  // out the last two item bytes. Readers and files in the field agree on it.
-  packet[kHeaderContBytes + length] = Crc8(packet, length, kCrcInitial);
-  return WriteData(packet, static_cast<int>(kHeaderContBytes + length + kPacketCrcBytes),
-                   kContinuationTick);
+  return WriteData(packet, CompletePacket(packet, data, length), kContinuationTick);
 }
 
 }  // namespace vmr
