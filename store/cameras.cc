@@ -6,6 +6,7 @@
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -53,6 +54,19 @@ constexpr PortRow kPorts[] = {
 };
 constexpr unsigned int kPortRows = sizeof(kPorts) / sizeof(kPorts[0]);
 
+// Deliberate: only the first difference is stored. A later report of the same
+// values finds the next one and records the item again.
+bool StoreFirstLvsDifference(LiveStream& held, const LiveStream& now) {
+  const auto take = [](auto& to, const auto& from) {
+    if (to == from) return false;
+    to = from;
+    return true;
+  };
+  return take(held.camera, now.camera) || take(held.state, now.state) ||
+         take(held.quality, now.quality) || take(held.address, now.address) ||
+         take(held.port, now.port);
+}
+
 }  // namespace
 
 const char* DataStore::StreamCameraToStr(e_StreamCamera camera) {
@@ -71,7 +85,7 @@ e_StreamCamera DataStore::DetermineStreamCamera(e_CameraPort port, bool split) {
 void DataStore::WriteCameraDesc(e_CameraPort port) {
   const unsigned char head[kCameraDescHeadBytes] = {TAG_CAMERA_DESC,
                                                     static_cast<unsigned char>(port)};
-  AddTextItem(head, sizeof(head), port < kPortRows ? kPorts[port].description : "Invalid",
+  AddTextItem(*this, head, sizeof(head), port < kPortRows ? kPorts[port].description : "Invalid",
               kDescSlack);
 }
 
@@ -144,19 +158,6 @@ void DataStore::ReportVideoStreamState(e_VideoStream stream, e_StreamState state
   PrintItemHead(TAG_VIDEO_STREAM_STATE);
   std::printf(", Stream=%u State=%d-%s]", static_cast<unsigned int>(stream), state,
               StateName(state));
-}
-
-// Deliberate: only the first difference is stored. A later report of the same
-// values finds the next one and records the item again.
-bool DataStore::StoreFirstLvsDifference(LiveStream& held, const LiveStream& now) {
-  const auto take = [](auto& to, const auto& from) {
-    if (to == from) return false;
-    to = from;
-    return true;
-  };
-  return take(held.camera, now.camera) || take(held.state, now.state) ||
-         take(held.quality, now.quality) || take(held.address, now.address) ||
-         take(held.port, now.port);
 }
 
 void DataStore::ReportLvsState(e_VideoStream stream, unsigned char camera, bool quality, bool state,

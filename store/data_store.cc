@@ -49,12 +49,6 @@ int DataStore::ReadDataIntoBuffer(long /*position*/, unsigned char* /*buffer*/, 
 
 long DataStore::InitialReadLocation() { return 0; }
 
-bool DataStore::RefuseNull(const void* argument, const char* operation) {
-  if (argument != nullptr) return false;
-  VMR_LOG(kLogError, "Null value passed to " << operation);
-  return true;
-}
-
 void DataStore::PrepareDictionary() {
   dictionary_ = DICTIONARY_T{};
   for (const TagRow& row : Tags())

@@ -2,10 +2,12 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "host/enum_to_string.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -40,6 +42,53 @@ constexpr const char* kComponentNames[kComponentCount] = {"Invalid",
                                                           "Power Board Software",
                                                           "Power Board Hardware"};
 
+void WriteText(DataStore& store, e_Tag tag, std::string_view text, unsigned short slack) {
+  unsigned char item[kStringHeadBytes + kMaxItemTextBytes] = {tag};
+  const auto recorded = static_cast<unsigned char>(text.size());  // modulo 256
+  item[1] = recorded;
+  if (recorded > 0) memcpy(item + kStringHeadBytes, text.data(), recorded);
+  store.AddToCurrPacket(item, static_cast<unsigned int>(kStringHeadBytes + recorded), slack);
+}
+
+// A name that the unit does not know leaves the index as it was.
+void StoreTimeZone(SystemInfo& system, std::string_view name) {
+  for (int index = 0; index < EnumToString::kTimeZoneCount; ++index) {
+    if (name != EnumToString::TimeZoneToStr(index)) continue;
+    system.time_zone_index = index;
+    return;
+  }
+}
+
+void StoreText(StateMirror& mirror, StringId id, std::string_view value) {
+  IdentityMirror& identity = mirror.identity;
+  switch (id) {
+    case StringId::kOfficer:
+      identity.officer.name.value = value;
+      break;
+    case StringId::kVehicle:
+      identity.vehicle.vehicle_id.value = value;
+      break;
+    case StringId::kDepartment:
+      identity.department.department_name.value = value;
+      break;
+    case StringId::kBadgeId:
+      identity.officer.badge_id.value = value;
+      break;
+    case StringId::kSerialNumber:
+      identity.serial_number = value;
+      break;
+    case StringId::kTimeZoneName:
+      mirror.policy.system.time_zone_name.value = value;
+      break;
+    case StringId::kTimeZone:
+      StoreTimeZone(mirror.policy.system, value);
+      break;
+    case StringId::kLog:
+    case StringId::kTest:
+      break;  // printed only
+  }
+}
+
 }  // namespace
 
 const StringRow* FindStringRow(e_Tag tag) {
@@ -50,21 +99,12 @@ const StringRow* FindStringRow(e_Tag tag) {
 
 // ---- Writing -------------------------------------------------------------------
 
-void DataStore::WriteStringBytes(e_Tag tag, const char* text, std::size_t length,
-                                 unsigned short slack) {
-  unsigned char item[kStringHeadBytes + kMaxItemTextBytes] = {tag};
-  const auto recorded = static_cast<unsigned char>(length);  // modulo 256
-  item[1] = recorded;
-  if (recorded > 0) memcpy(item + kStringHeadBytes, text, recorded);
-  AddToCurrPacket(item, static_cast<unsigned int>(kStringHeadBytes + recorded), slack);
-}
-
 void DataStore::WriteStringData(e_Tag tag, const char* text, unsigned short slack) {
-  WriteStringBytes(tag, text, text == nullptr ? 0 : strlen(text), slack);
+  WriteText(*this, tag, text == nullptr ? "" : text, slack);
 }
 
 void DataStore::WriteStringData(e_Tag tag, const std::string& text, unsigned short slack) {
-  WriteStringBytes(tag, text.data(), text.size(), slack);
+  WriteText(*this, tag, text, slack);
 }
 
 void DataStore::WriteDiffString(e_Tag tag, std::string& held, const std::string& now) {
@@ -113,7 +153,7 @@ void DataStore::WriteMac(const unsigned char* mac, unsigned short slack) {
 void DataStore::WriteVerDesc(e_COMPONENT component, const char* text) {
   const unsigned char head[kVersionHeadBytes] = {TAG_VERSION,
                                                  static_cast<unsigned char>(component)};
-  AddTextItem(head, sizeof(head), text, kVersionSlack);
+  AddTextItem(*this, head, sizeof(head), text, kVersionSlack);
 }
 
 // ---- Reporting -----------------------------------------------------------------
@@ -190,46 +230,7 @@ void DataStore::StoreStringData(e_Tag tag, const char* text, unsigned char lengt
   if (row == nullptr) return;  // Deliberate: silently
   if (Viewing())
     std::printf("[Tag=String, TagNo=0x%02X, %s='%.*s']", tag, ItemName(tag), length, text);
-  StoreString(row->id, std::string_view(text, length));
-}
-
-void DataStore::StoreString(StringId id, std::string_view value) {
-  IdentityMirror& identity = mirror_.identity;
-  switch (id) {
-    case StringId::kOfficer:
-      identity.officer.name.value = value;
-      break;
-    case StringId::kVehicle:
-      identity.vehicle.vehicle_id.value = value;
-      break;
-    case StringId::kDepartment:
-      identity.department.department_name.value = value;
-      break;
-    case StringId::kBadgeId:
-      identity.officer.badge_id.value = value;
-      break;
-    case StringId::kSerialNumber:
-      identity.serial_number = value;
-      break;
-    case StringId::kTimeZoneName:
-      mirror_.policy.system.time_zone_name.value = value;
-      break;
-    case StringId::kTimeZone:
-      StoreTimeZone(value);
-      break;
-    case StringId::kLog:
-    case StringId::kTest:
-      break;  // printed only
-  }
-}
-
-// A name that the unit does not know leaves the index as it was.
-void DataStore::StoreTimeZone(std::string_view name) {
-  for (int index = 0; index < EnumToString::kTimeZoneCount; ++index) {
-    if (name != EnumToString::TimeZoneToStr(index)) continue;
-    mirror_.policy.system.time_zone_index = index;
-    return;
-  }
+  StoreText(mirror_, row->id, std::string_view(text, length));
 }
 
 void DecodeString(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -6,6 +6,7 @@
 #include "host/mic_client.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -36,6 +37,25 @@ bool PrintName(const char* before, const char* name) {
   return true;
 }
 
+// One truth value of the microphone at `position`, held in `held`.
+struct Change {
+  bool* held;
+  e_MIC_DATA_STATE kind;
+  e_MicrophonePosition position;
+  bool value;
+};
+
+void Report(DataStore& store, const Change& change, bool write, unsigned int systemTick) {
+  if (change.position >= kMicCount) {
+    VMR_LOG(kLogError, "Invalid mic " << static_cast<unsigned int>(change.position));
+    return;
+  }
+  bool& held = change.held[change.position];
+  if (held == change.value) return;
+  held = change.value;
+  if (write) store.WriteMicState(change.position, change.kind, change.value, systemTick);
+}
+
 }  // namespace
 
 unsigned char DataStore::ConvertOrvaneMicToKELTMicValue(e_MicrophonePosition position) {
@@ -56,23 +76,13 @@ e_MicrophonePosition DataStore::ConvertKeltMicToOrvaneMicValue(unsigned char str
 
 void DataStore::ReportMicPresent(e_MicrophonePosition position, bool present, bool write,
                                  unsigned int systemTick) {
-  ReportMic(mirror_.microphone.present, MIC_DATA_PRESENT, position, present, write, systemTick);
+  Report(*this, {mirror_.microphone.present, MIC_DATA_PRESENT, position, present}, write,
+         systemTick);
 }
 
 void DataStore::ReportMicState(e_MicrophonePosition position, bool on, bool write,
                                unsigned int systemTick) {
-  ReportMic(mirror_.microphone.on, MIC_DATA_STATE, position, on, write, systemTick);
-}
-
-void DataStore::ReportMic(bool* held, e_MIC_DATA_STATE kind, e_MicrophonePosition position,
-                          bool value, bool write, unsigned int systemTick) {
-  if (position >= kMicCount) {
-    VMR_LOG(kLogError, "Invalid mic " << static_cast<unsigned int>(position));
-    return;
-  }
-  if (held[position] == value) return;
-  held[position] = value;
-  if (write) WriteMicState(position, kind, value, systemTick);
+  Report(*this, {mirror_.microphone.on, MIC_DATA_STATE, position, on}, write, systemTick);
 }
 
 void DataStore::WriteMicState(e_MicrophonePosition position, e_MIC_DATA_STATE kind, bool value,
@@ -91,7 +101,7 @@ void DataStore::WriteMicDesc(e_MicrophonePosition position) {
   char marked[256];
   // Deliberate: readers know a microphone's name by the "$$" in front of it.
   static_cast<void>(std::snprintf(marked, sizeof(marked), "$$%s", name == nullptr ? "" : name));
-  AddTextItem(head, sizeof(head), marked, kDescSlack);
+  AddTextItem(*this, head, sizeof(head), marked, kDescSlack);
 }
 
 // Deliberate: the name in the item is not printed; the unit's name is.

@@ -2,9 +2,9 @@
 #include <cstring>
 
 #include "host/crc8.h"
-#include "host/string_utilities.h"
 #include "store/bytes.h"
 #include "store/data_store.h"
+#include "store/items.h"
 #include "store/log_source.h"
 #include "store/packet_format.h"
 
@@ -75,18 +75,6 @@ void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
   AddToCurrPacket(data, size, item_slack);
 }
 
-void DataStore::AddTextItem(const unsigned char* head, std::size_t head_bytes, const char* text,
-                            unsigned short slack) {
-  constexpr std::size_t kLongestHead = kMicDescHeadBytes;
-  constexpr unsigned int kTextLimit = 256;
-  unsigned char item[kLongestHead + kTextLimit];
-  memcpy(item, head, head_bytes);
-  const auto length = static_cast<unsigned char>(
-      StringUtilities::SafeStrCpyCnt(reinterpret_cast<char*>(item + head_bytes), text, kTextLimit));
-  item[head_bytes - 1] = length;
-  AddToCurrPacket(item, static_cast<unsigned int>(head_bytes + length), slack);
-}
-
 // Tick adjustment item: the item behind it happened that many ticks before the
 // slack started. Slack 4.
 //
@@ -110,27 +98,21 @@ void DataStore::DiscardPendingItems() {
   for (std::uint32_t& used : used_) used = 0;
 }
 
+// A packet needs the whole tick only when its upper 24 bits are not those of
+// the packet before it. Deliberate: so a store that begins within the last 256
+// ticks of the number range begins with the short header.
 void DataStore::WriteBuffers() {
   VMR_LOG(kLogEachItem, "WriteBuffers");
   if (used_[0] == 0) return;
-  WriteFirstArea();
+  const bool whole_tick = (current_tick_ ^ last_written_tick_) > kLowTickBits;
+  IgnoreRefusal(whole_tick ? WritePacket1(current_tick_, areas_[0], used_[0])
+                           : WritePacket2(current_tick_, areas_[0], used_[0]));
+  used_[0] = 0;
   for (int area = 1; area < kAreaCount && used_[area] != 0; ++area) {
-    // The result does not matter here either; see WriteFirstArea.
-    static_cast<void>(WritePacketCont(areas_[area], used_[area]));
+    IgnoreRefusal(WritePacketCont(areas_[area], used_[area]));
     used_[area] = 0;
   }
   last_written_tick_ = current_tick_;
-}
-
-// A packet needs the whole tick only when its upper 24 bits are not those of
-// the packet before it. Deliberate: so a store that begins within the last 256
-// ticks of the number range begins with the short header. Deliberate: whether the store took the
-// packet is not looked at; the store has logged it, and recording goes on.
-void DataStore::WriteFirstArea() {
-  const bool whole_tick = (current_tick_ ^ last_written_tick_) > kLowTickBits;
-  static_cast<void>(whole_tick ? WritePacket1(current_tick_, areas_[0], used_[0])
-                               : WritePacket2(current_tick_, areas_[0], used_[0]));
-  used_[0] = 0;
 }
 
 int DataStore::WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length) {

@@ -6,6 +6,7 @@
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/device_table.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -75,6 +76,12 @@ void PrintReading(const RADAR_DESC_T& radar, unsigned char id, unsigned short lo
   std::fputs("]", stdout);
 }
 
+void LogUnknownRadar(const DataStore& store, unsigned char id) {
+  // Deliberate: the id is shown as one raw character.
+  if (store.Type() == DATA_STORE_NORMAL)
+    VMR_LOG(kLogError, "Attempt to report a radar to non-existant id-" << static_cast<char>(id));
+}
+
 }  // namespace
 
 RADAR_DESC_T* DataStore::FindRadarDesc(RADAR_DESC_T* table, unsigned char id) {
@@ -130,7 +137,7 @@ void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned
                             unsigned int systemTick, e_Tag tag) {
   RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
-    LogUnknownRadar(id);
+    LogUnknownRadar(*this, id);
     return;
   }
   if (!entry->connected) {
@@ -156,16 +163,10 @@ void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned
   if (Viewing()) PrintReading(*entry, id, lockSpeed, fastestSpeed, tag);
 }
 
-void DataStore::LogUnknownRadar(unsigned char id) const {
-  // Deliberate: the id is shown as one raw character.
-  if (Type() == DATA_STORE_NORMAL)
-    VMR_LOG(kLogError, "Attempt to report a radar to non-existant id-" << static_cast<char>(id));
-}
-
 void DataStore::ReportRadarState(unsigned char id, bool connected, bool write) {
   RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
-    LogUnknownRadar(id);
+    LogUnknownRadar(*this, id);
     // Deliberate: printed whether or not anybody views.
     std::fputs("ERROR: Non-existant Radar Id ", stdout);
     PrintState(id, connected);
@@ -182,7 +183,7 @@ void DataStore::WriteRadarDesc(const RADAR_DESC_T& desc) {
   const unsigned char head[kRadarDescHeadBytes] = {
       TAG_RADAR_DESC, desc.id,
       static_cast<unsigned char>(desc.units << kUnitsShift | (desc.type & kTypeMask))};
-  AddTextItem(head, sizeof(head), desc.desc.c_str(), kDescSlack);
+  AddTextItem(*this, head, sizeof(head), desc.desc.c_str(), kDescSlack);
 }
 
 void DataStore::WriteRadarState(const RADAR_DESC_T& desc, unsigned short slack) {

@@ -7,6 +7,7 @@
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -93,7 +94,7 @@ void DataStore::ReportTemp(e_TempSensors id, short temperature, bool write,
 
 void DataStore::WriteTempDesc(e_TempSensors id, const TempInfo_t& info) {
   const unsigned char head[kTempDescHeadBytes] = {TAG_TEMP_DESC, static_cast<unsigned char>(id)};
-  AddTextItem(head, sizeof(head), info.desc.c_str(), kDescSlack);
+  AddTextItem(*this, head, sizeof(head), info.desc.c_str(), kDescSlack);
 }
 
 void DataStore::WriteTemp(e_TempSensors id, const TempInfo_t& info, unsigned short slack,
