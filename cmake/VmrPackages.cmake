@@ -1,5 +1,5 @@
 # The Debian packages that `cpack` makes of the components of VmrInstall.cmake:
-# libvmr<N> (both shared libraries), libvmr-dev, vmr.
+# libvmr<soversion> (both shared libraries), libvmr-dev, vmr.
 #
 # The program is linked statically: it then is what the tests have run, and can
 # be copied to a machine without the library.
@@ -8,7 +8,7 @@
 # the folder of the machine's architecture, /usr/lib/x86_64-linux-gnu for one, as
 # packages need that are to be installed for two architectures side by side.
 
-set(library_package libvmr${PROJECT_VERSION_MAJOR})
+set(library_package libvmr${VMR_SOVERSION})
 find_program(VMR_GZIP gzip REQUIRED)
 
 # vmr_install_gzipped(docs/vmr.1 vmr.1.gz DIR COMPONENT)
