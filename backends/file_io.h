@@ -9,8 +9,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // Calls that a signal interrupted are repeated. All return the POSIX result.
 //
 // Descriptors are close-on-exec and never 0: the stores use 0 as "closed".
@@ -36,8 +34,6 @@ inline bool IsOpenDescriptor(int fd) { return fd >= 1; }
 // How often a call that reports success and moves nothing is repeated before it
 // counts as failed.
 inline constexpr int kMaxIdleCalls = 50;
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 
