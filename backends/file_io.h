@@ -12,8 +12,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // Calls that a signal interrupted are repeated. All return the POSIX result.
 //
 // Descriptors are close-on-exec and never 0: the stores use 0 as "closed".
@@ -65,8 +63,6 @@ struct Reason {
 inline std::ostream& operator<<(std::ostream& out, const Reason& reason) {
   return out << reason.error << ": " << TextOfErrno(reason.error);
 }
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

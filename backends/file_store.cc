@@ -271,6 +271,11 @@ int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
   return 0;
 }
 
+int FileStore::ReadClusterTwice(int clusterSize, unsigned char* buf, int cluster) {
+  const int read = ReadCluster(clusterSize, buf, cluster);
+  return read != 0 ? read : ReadCluster(clusterSize, buf, cluster);
+}
+
 // What stands in the buffer is no copy of the cluster, not even a damaged one.
 bool FileStore::FailRead(unsigned char* buf) {
   call_failed_ = true;

@@ -50,10 +50,7 @@ class FileStore {
   // with zeros when a call failed.
   int ReadCluster(int clusterSize, unsigned char* buf, int cluster);
   // The same, tried a second time when it fails, which a device's error may not.
-  int ReadClusterTwice(int clusterSize, unsigned char* buf, int cluster) {
-    const int read = ReadCluster(clusterSize, buf, cluster);
-    return read != 0 ? read : ReadCluster(clusterSize, buf, cluster);
-  }
+  int ReadClusterTwice(int clusterSize, unsigned char* buf, int cluster);
 
   // The cluster's header, from the cache or read through `buf`.
   int GetHdr(int clusterSize, unsigned char* buf, CLUSTER_HEADER_T* hdr, int cluster);

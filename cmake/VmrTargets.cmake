@@ -1,10 +1,19 @@
 # What every target of this project is built with, and the verb that makes a
 # library out of one folder.
 
+# Our own targets' alone: set for the folders of this project, where what a target
+# links, and so a host, does not see them. What a compiler warns of is an error for
+# those who develop the recorder; a host that adds this folder builds with a compiler
+# and with warnings of its own choice.
+add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-strict-overflow>)
+set(vmr_warnings $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wconversion;-Wshadow;-Werror>)
+if(PROJECT_IS_TOP_LEVEL)
+  add_compile_options("${vmr_warnings}")
+endif()
+
+# What the headers need, a host's code too: where they are, and the widths.
 add_library(vmr_build_flags INTERFACE)
 target_include_directories(vmr_build_flags INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(vmr_build_flags INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow -Werror -fno-strict-overflow)
 # Files and times are 64 bits wide on the 32-bit unit too.
 target_compile_definitions(vmr_build_flags INTERFACE
   _FILE_OFFSET_BITS=64 _TIME_BITS=64)

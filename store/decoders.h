@@ -11,8 +11,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // The text of an item, terminated. Decoding allocates nothing for it.
 class ItemText {
  public:
@@ -98,8 +96,6 @@ void DecodeVersion(DataStore& out, const unsigned char* item, DecodeResult& resu
 void DecodePolicy8(DataStore& out, const unsigned char* item, DecodeResult& result);
 void DecodePolicy16(DataStore& out, const unsigned char* item, DecodeResult& result);
 void DecodePolicyEnd(DataStore& out, const unsigned char* item, DecodeResult& result);
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

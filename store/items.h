@@ -8,8 +8,6 @@ namespace vmr {
 
 class DataStore;
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // Adds an item of a head, whose last byte becomes the count, and a text of at
 // most 255 characters.
 void AddTextItem(DataStore& store, const unsigned char* head, std::size_t head_bytes,
@@ -21,8 +19,6 @@ bool HasTag(unsigned char id);
 
 // Whether an argument is null; the operation then logs that and does nothing.
 bool RefuseNull(const void* argument, const char* operation);
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 
