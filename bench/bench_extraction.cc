@@ -10,11 +10,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 

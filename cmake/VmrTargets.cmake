@@ -37,7 +37,8 @@ endif()
 # tables of addresses are bound at the start and then write-protected (full RELRO,
 # BIND_NOW), a guard word above the arrays of a stack frame, and lengths checked
 # in the C library where the compiler knows the room (_FORTIFY_SOURCE). Each is
-# asked for: some compilers begin with some of them, Debian's gcc 12 with PIE only.
+# asked for: some compilers begin with some of them, Debian's gcc 12 with PIE and with
+# RELRO of what is not bound late (partial RELRO).
 #
 # Not where sanitizers look, whose own checks these would stand in front of, and
 # not without optimisation, which _FORTIFY_SOURCE needs.

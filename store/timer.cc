@@ -1,6 +1,5 @@
 // The periodic side of a store: clock changes, hourly dumps and due flushes.
 #include <algorithm>
-#include <cstdlib>
 
 #include "host/wall_clock.h"
 #include "store/data_store.h"

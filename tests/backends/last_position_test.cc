@@ -1,8 +1,5 @@
 // The search for the cluster written last.
-#include <errno.h>
-
 #include <algorithm>
-#include <functional>
 
 #include "backends/file_store.h"
 #include "tests/backends/ring_fixture.h"

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <vector>
 
 #include "tests/crash/recording.h"
 

@@ -1,7 +1,6 @@
 #include "tests/support/captured_log.h"
 
 #include <algorithm>
-#include <cctype>
 #include <ostream>
 #include <string_view>
 
