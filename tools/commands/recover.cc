@@ -207,7 +207,7 @@ class Recovery {
   class Counter final : public ContentSink {
    public:
     explicit Counter(TagCounts& counts) : counts_(counts) {}
-    void TakeItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
+    void OnItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
 
    private:
     TagCounts& counts_;

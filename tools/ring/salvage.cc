@@ -46,11 +46,11 @@ class PacketCollector final : public ContentSink {
  public:
   PacketCollector(unsigned char* image, TagCounts& counts) : image_(image), counts_(counts) {}
   int Size() const { return size_; }
-  void TakePacket(const unsigned char* packet, std::size_t bytes, unsigned int /*tick*/) override {
+  void OnPacket(const unsigned char* packet, std::size_t bytes, unsigned int /*tick*/) override {
     std::memcpy(image_ + size_, packet, bytes);
     size_ += static_cast<int>(bytes);
   }
-  void TakeItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
+  void OnItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
 
  private:
   unsigned char* image_;

@@ -119,7 +119,7 @@ unsigned int CopyFacts::LastTick() const {
 class RingSurvey::TimeSink final : public ContentSink {
  public:
   explicit TimeSink(std::vector<TimeReading>& readings) : readings_(readings) {}
-  void TakeItem(const unsigned char* item, unsigned int tick) override {
+  void OnItem(const unsigned char* item, unsigned int tick) override {
     if (item[0] == TAG_TIME && tick != kNoTick)
       readings_.push_back({tick, static_cast<std::int32_t>(GetLe32(item + 1))});
   }
