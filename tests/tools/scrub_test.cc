@@ -318,7 +318,7 @@ TEST_F(ScrubPowerCut, AReadErrorInOnePlaceIsOneBadCopy) {
   EXPECT_EQ(survey.At(3).best, 1);
   const auto findings = tool::FindAll(survey);
   ASSERT_FALSE(findings.empty());
-  EXPECT_STREQ(tool::KindText(findings[0].kind), "unreadable");
+  EXPECT_TRUE(findings[0].Is(tool::finding_kind::kUnreadable));
   EXPECT_EQ(tool::Gravest(findings), tool::Severity::kDamaged);
 }
 

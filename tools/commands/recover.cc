@@ -155,7 +155,7 @@ class Recovery {
   void TellFinding(const RingReport& report, const Finding& finding) {
     if (finding.Grade() == Severity::kNormal) return;
     const bool regained =
-        finding.kind == FindingKind::kLost && finding.first_tick != kNoTick &&
+        finding.Is(finding_kind::kLost) && finding.first_tick != kNoTick &&
         finding.last_tick != kNoTick &&
         salvage_.Regained(finding.first_tick, finding.last_tick) >= finding.Clusters();
     if (regained) {
@@ -194,7 +194,7 @@ class Recovery {
   // Items in packets that are still sound within the damaged copies.
   void CountLost(RingSurvey& survey, const Finding& finding) {
     lost_any_ = true;
-    if (finding.kind != FindingKind::kLost) return;
+    if (!finding.Is(finding_kind::kLost)) return;
     for (int i = 0, cluster = finding.first_cluster; i < finding.Clusters();
          ++i, cluster = NextCluster(cluster)) {
       TagCounts counts[2] = {};

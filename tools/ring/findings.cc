@@ -9,46 +9,9 @@
 namespace vmr::tool {
 namespace {
 
-struct KindRow {
-  FindingKind kind;
-  const char* text;
-  Severity severity;
-};
-constexpr KindRow kKinds[] = {
-    {FindingKind::kMissingFile, "missing_file", Severity::kDamaged},
-    {FindingKind::kNotAFile, "not_a_file", Severity::kDamaged},
-    {FindingKind::kShortFile, "short_file", Severity::kDamaged},
-    {FindingKind::kLongFile, "long_file", Severity::kDamaged},
-    {FindingKind::kUnreadable, "unreadable", Severity::kDamaged},
-    {FindingKind::kImpossibleSize, "impossible_size", Severity::kDamaged},
-    {FindingKind::kWrongCrc, "wrong_crc", Severity::kDamaged},
-    {FindingKind::kWrongPackets, "wrong_packets", Severity::kDamaged},
-    {FindingKind::kOutdated, "outdated", Severity::kDamaged},
-    {FindingKind::kMisplaced, "misplaced", Severity::kDamaged},
-    {FindingKind::kBehind, "behind", Severity::kNormal},
-    {FindingKind::kLost, "lost", Severity::kLost},
-    {FindingKind::kHeldNothing, "held_nothing", Severity::kDamaged},
-    {FindingKind::kConflict, "conflict", Severity::kLost},
-    {FindingKind::kUnsoundPackets, "unsound_packets", Severity::kLost},
-    {FindingKind::kUndecodableItems, "undecodable_items", Severity::kDamaged},
-    {FindingKind::kWrongFirstTick, "wrong_first_tick", Severity::kDamaged},
-    {FindingKind::kTicksGoBack, "ticks_go_back", Severity::kDamaged},
-    {FindingKind::kSecondRun, "second_run", Severity::kDamaged},
-    {FindingKind::kNotSearchable, "not_searchable", Severity::kDamaged},
-    {FindingKind::kWrongNewest, "wrong_newest", Severity::kDamaged},
-    {FindingKind::kBeginsAnew, "begins_anew", Severity::kDamaged},
-    {FindingKind::kCannotStart, "cannot_start", Severity::kDamaged},
-    {FindingKind::kTwoRecordings, "two_recordings", Severity::kDamaged},
-};
-
-const KindRow& RowOf(FindingKind kind) {
-  return *std::find_if(std::begin(kKinds), std::end(kKinds),
-                       [kind](const KindRow& row) { return row.kind == kind; });
-}
-
-FindingKind KindOfBadCopy(CopyState state) {
-  if (state == CopyState::kBadCrc) return FindingKind::kWrongCrc;
-  return state == CopyState::kBadSize ? FindingKind::kImpossibleSize : FindingKind::kUnreadable;
+const FindingKind& KindOfBadCopy(CopyState state) {
+  if (state == CopyState::kBadCrc) return finding_kind::kWrongCrc;
+  return state == CopyState::kBadSize ? finding_kind::kImpossibleSize : finding_kind::kUnreadable;
 }
 
 class Collector {
@@ -69,9 +32,9 @@ class Collector {
 
  private:
   // What is known of the one cluster, ready to become a finding.
-  Finding About(int cluster, FindingKind kind, int file) const {
+  Finding About(int cluster, const FindingKind& kind, int file) const {
     Finding finding;
-    finding.kind = kind;
+    finding.kind = &kind;
     finding.file = file;
     finding.first_cluster = finding.last_cluster = cluster;
     const ClusterFacts& facts = survey_.At(cluster);
@@ -108,19 +71,19 @@ class Collector {
   void AddFile(int file) {
     static constexpr struct {
       FileProblem problem;
-      FindingKind kind;
-    } kProblems[] = {{FileProblem::kMissing, FindingKind::kMissingFile},
-                     {FileProblem::kNotRegular, FindingKind::kNotAFile},
-                     {FileProblem::kShort, FindingKind::kShortFile},
-                     {FileProblem::kLong, FindingKind::kLongFile}};
+      const FindingKind& kind;
+    } kProblems[] = {{FileProblem::kMissing, finding_kind::kMissingFile},
+                     {FileProblem::kNotRegular, finding_kind::kNotAFile},
+                     {FileProblem::kShort, finding_kind::kShortFile},
+                     {FileProblem::kLong, finding_kind::kLongFile}};
     for (const auto& row : kProblems)
       if (row.problem == survey_.File(file - 1).Problem()) AddFileProblem(row.kind, file);
   }
 
   // With the clusters that the file does not have.
-  void AddFileProblem(FindingKind kind, int file) {
+  void AddFileProblem(const FindingKind& kind, int file) {
     Finding whole;
-    whole.kind = kind;
+    whole.kind = &kind;
     whole.file = file;
     whole.last_cluster = kClusterCount - 1;
     for (int cluster = kClusterCount - 1; cluster >= 0; --cluster) {
@@ -142,7 +105,7 @@ class Collector {
   void AddTwoRecordings() {
     if (!survey_.IsOfTwoRecordings()) return;
     Finding finding;
-    finding.kind = FindingKind::kTwoRecordings;
+    finding.kind = &finding_kind::kTwoRecordings;
     finding.last_cluster = kClusterCount - 1;
     findings_.push_back(finding);
   }
@@ -187,7 +150,7 @@ class Collector {
   }
 
   void AddConflict(int cluster, int preferred_file) {
-    Finding finding = About(cluster, FindingKind::kConflict, 0);
+    Finding finding = About(cluster, finding_kind::kConflict, 0);
     finding.preferred_file = preferred_file;
     Add(finding);
   }
@@ -198,21 +161,20 @@ class Collector {
     return cluster == survey_.Newest() || cluster == NextCluster(survey_.Newest());
   }
 
+  const FindingKind& KindOfLesserCopy(int cluster, Relation relation) const {
+    if (relation == Relation::kFaulty) return finding_kind::kWrongPackets;
+    if (relation == Relation::kMisplaced) return finding_kind::kMisplaced;
+    return IsUsualLag(cluster, relation) ? finding_kind::kBehind : finding_kind::kOutdated;
+  }
+
   void AddLesserCopy(int cluster, int file) {
-    const Relation relation = survey_.At(cluster).relation;
-    FindingKind kind = FindingKind::kOutdated;
-    if (relation == Relation::kFaulty)
-      kind = FindingKind::kWrongPackets;
-    else if (relation == Relation::kMisplaced)
-      kind = FindingKind::kMisplaced;
-    else if (IsUsualLag(cluster, relation))
-      kind = FindingKind::kBehind;
-    Finding finding = About(cluster, kind, file);
+    Finding finding = About(cluster, KindOfLesserCopy(cluster, survey_.At(cluster).relation), file);
     finding.good_file = 3 - file;
-    if (kind == FindingKind::kWrongPackets) finding.last_packet_open = MayHoldLastPacket(cluster);
-    if (kind == FindingKind::kMisplaced)
+    if (finding.Is(finding_kind::kWrongPackets))
+      finding.last_packet_open = MayHoldLastPacket(cluster);
+    if (finding.Is(finding_kind::kMisplaced))
       finding.last_packet_open = survey_.HoldsLatest(Copy(cluster, file));
-    if (kind == FindingKind::kBehind) NarrowToLag(finding, Copy(cluster, file));
+    if (finding.Is(finding_kind::kBehind)) NarrowToLag(finding, Copy(cluster, file));
     Add(finding);
   }
 
@@ -238,7 +200,7 @@ class Collector {
     const int after = known_after_[static_cast<std::size_t>(cluster)];
     const bool behind_the_end = before >= 0 && before < cluster && !survey_.At(before).HoldsData();
     Finding finding =
-        About(cluster, behind_the_end ? FindingKind::kHeldNothing : FindingKind::kLost, 0);
+        About(cluster, behind_the_end ? finding_kind::kHeldNothing : finding_kind::kLost, 0);
     if (!behind_the_end) {
       SetLostSpan(finding, before, after);
       finding.tags = Legible(cluster);
@@ -285,17 +247,17 @@ class Collector {
   }
 
   void AddContent(int cluster, const ClusterContent& content) {
-    if (content.Faulty()) Add(About(cluster, FindingKind::kUnsoundPackets, 0));
-    if (content.undecodable > 0) Add(About(cluster, FindingKind::kUndecodableItems, 0));
-    if (content.wrong_st) Add(About(cluster, FindingKind::kWrongFirstTick, 0));
-    if (content.ticks_fall) Add(About(cluster, FindingKind::kTicksGoBack, 0));
+    if (content.Faulty()) Add(About(cluster, finding_kind::kUnsoundPackets, 0));
+    if (content.undecodable > 0) Add(About(cluster, finding_kind::kUndecodableItems, 0));
+    if (content.wrong_st) Add(About(cluster, finding_kind::kWrongFirstTick, 0));
+    if (content.ticks_fall) Add(About(cluster, finding_kind::kTicksGoBack, 0));
   }
 
   // ---- The ring as a whole ------------------------------------------------------
 
   void AddOrder() {
     for (const int end : survey_.RunEnds()) {
-      if (end != survey_.Newest()) findings_.push_back(About(end, FindingKind::kSecondRun, 0));
+      if (end != survey_.Newest()) findings_.push_back(About(end, finding_kind::kSecondRun, 0));
     }
     if (survey_.Empty()) return;
     for (int cluster = survey_.Oldest(); cluster != survey_.Newest();) {
@@ -311,7 +273,7 @@ class Collector {
     const ClusterFacts& there = survey_.At(next);
     if (!here.HoldsData() || !there.HoldsData() || IsRunEnd(cluster)) return;
     if (there.FirstTick() >= here.LastTick() || here.LastTick() == kNoTick) return;
-    Finding finding = About(cluster, FindingKind::kTicksGoBack, 0);
+    Finding finding = About(cluster, finding_kind::kTicksGoBack, 0);
     finding.last_cluster = next;
     finding.first_tick = here.LastTick();
     finding.last_tick = there.FirstTick();
@@ -326,11 +288,11 @@ class Collector {
 
   void AddSearches() {
     for (const int file : {1, 2})
-      if (SearchOf(file) == FileSearch::kFails) AddSearch(FindingKind::kNotSearchable, file);
+      if (SearchOf(file) == FileSearch::kFails) AddSearch(finding_kind::kNotSearchable, file);
     if (BeginsAnew({SearchOf(1), SearchOf(2)})) return AddBeginsAnew();
     const SearchResult& best = survey_.SearchOfBest();
     if (best.found && !survey_.Empty() && best.newest != survey_.Newest())
-      AddSearch(FindingKind::kWrongNewest, 0);
+      AddSearch(finding_kind::kWrongNewest, 0);
     AddRefusal();
   }
 
@@ -344,17 +306,17 @@ class Collector {
   // At the obstacle in the file that was looked at last.
   void AddBeginsAnew() {
     Finding finding = findings_.back();
-    finding.kind = FindingKind::kBeginsAnew;
+    finding.kind = &finding_kind::kBeginsAnew;
     finding.file = 0;
     findings_.push_back(finding);
   }
 
-  void AddSearch(FindingKind kind, int file) {
+  void AddSearch(const FindingKind& kind, int file) {
     const SearchResult& search = file > 0 ? survey_.SearchOf(file - 1) : survey_.SearchOfBest();
     Finding finding;
-    finding.kind = kind;
+    finding.kind = &kind;
     finding.file = file;
-    const int at = kind == FindingKind::kWrongNewest ? search.newest : Obstacle(search, file);
+    const int at = &kind == &finding_kind::kWrongNewest ? search.newest : Obstacle(search, file);
     finding.first_cluster = finding.last_cluster = at;
     findings_.push_back(finding);
   }
@@ -374,7 +336,7 @@ class Collector {
     if (survey_.Empty()) return;
     const int previous = PreviousCluster(survey_.Newest());
     if (!survey_.At(previous).Known())
-      findings_.push_back(About(previous, FindingKind::kCannotStart, 0));
+      findings_.push_back(About(previous, finding_kind::kCannotStart, 0));
   }
 
   RingSurvey& survey_;
@@ -385,13 +347,9 @@ class Collector {
 
 }  // namespace
 
-Severity Finding::Grade() const { return RowOf(kind).severity; }
-
 int Finding::Clusters() const {
   return (last_cluster - first_cluster + kClusterCount) % kClusterCount + 1;
 }
-
-const char* KindText(FindingKind kind) { return RowOf(kind).text; }
 
 const char* SeverityText(Severity severity) {
   if (severity == Severity::kLost) return "lost";
