@@ -314,8 +314,8 @@ TEST_F(ScrubPowerCut, AReadErrorInOnePlaceIsOneBadCopy) {
   files.FailFromNowOn(FileOp::kRead, kFile1, EIO);
   tool::RingSurvey survey(kFile1, kFile2);
   survey.Read();
-  EXPECT_EQ(survey.At(3).copy[0].state, tool::CopyState::kUnreadable);
-  EXPECT_EQ(survey.At(3).best, 1);
+  EXPECT_EQ(survey.At(3).Copy(1).state, tool::CopyState::kUnreadable);
+  EXPECT_EQ(survey.At(3).best, 2);
   const auto findings = tool::FindAll(survey);
   ASSERT_FALSE(findings.empty());
   EXPECT_TRUE(findings[0].Is(tool::finding_kind::kUnreadable));

@@ -22,7 +22,7 @@ class Collector {
         known_after_(NearestKnown(PreviousCluster)) {}
 
   std::vector<Finding> Run() {
-    for (const int file : {1, 2}) AddFile(file);
+    for (const int file : kFileNumbers) AddFile(file);
     AddTwoRecordings();
     for (int cluster = 0; cluster < kClusterCount; ++cluster) AddCluster(cluster);
     AddOrder();
@@ -77,7 +77,7 @@ class Collector {
                      {FileProblem::kShort, finding_kind::kShortFile},
                      {FileProblem::kLong, finding_kind::kLongFile}};
     for (const auto& row : kProblems)
-      if (row.problem == survey_.File(file - 1).Problem()) AddFileProblem(row.kind, file);
+      if (row.problem == survey_.File(file).Problem()) AddFileProblem(row.kind, file);
   }
 
   // With the clusters that the file does not have.
@@ -95,7 +95,8 @@ class Collector {
       if (one.last_tick != kNoTick)
         whole.last_tick =
             whole.last_tick == kNoTick ? one.last_tick : std::max(whole.last_tick, one.last_tick);
-      if (Copy(cluster, 3 - file).state != CopyState::kAbsent) whole.good_file = 3 - file;
+      if (Copy(cluster, OtherFile(file)).state != CopyState::kAbsent)
+        whole.good_file = OtherFile(file);
       // The other file may not have had its turn since.
       whole.last_packet_open |= MayHoldLastPacket(cluster);
     }
@@ -112,9 +113,7 @@ class Collector {
 
   // ---- Clusters ---------------------------------------------------------------
 
-  const CopyFacts& Copy(int cluster, int file) const {
-    return survey_.At(cluster).copy[static_cast<std::size_t>(file - 1)];
-  }
+  const CopyFacts& Copy(int cluster, int file) const { return survey_.At(cluster).Copy(file); }
 
   void AddCluster(int cluster) {
     const ClusterFacts& facts = survey_.At(cluster);
@@ -122,18 +121,18 @@ class Collector {
       case Relation::kNoneSound:
         return AddLost(cluster);
       case Relation::kOneSound:
-        AddBadCopy(cluster, facts.best == 0 ? 2 : 1);
+        AddBadCopy(cluster, OtherFile(facts.best));
         break;
       case Relation::kEqual:
         break;
       case Relation::kConflict:
-        AddConflict(cluster, facts.best + 1);
+        AddConflict(cluster, facts.best);
         break;
       case Relation::kShorter:
       case Relation::kOlder:
       case Relation::kFaulty:
       case Relation::kMisplaced:
-        AddLesserCopy(cluster, facts.best == 0 ? 2 : 1);
+        AddLesserCopy(cluster, OtherFile(facts.best));
         break;
     }
     if (facts.HoldsData()) AddContent(cluster, facts.Best().content);
@@ -144,7 +143,7 @@ class Collector {
     const CopyFacts& copy = Copy(cluster, file);
     if (copy.state == CopyState::kAbsent) return;
     Finding finding = About(cluster, KindOfBadCopy(copy.state), file);
-    finding.good_file = 3 - file;
+    finding.good_file = OtherFile(file);
     finding.last_packet_open = MayHoldLastPacket(cluster);
     Add(finding);
   }
@@ -169,7 +168,7 @@ class Collector {
 
   void AddLesserCopy(int cluster, int file) {
     Finding finding = About(cluster, KindOfLesserCopy(cluster, survey_.At(cluster).relation), file);
-    finding.good_file = 3 - file;
+    finding.good_file = OtherFile(file);
     if (finding.Is(finding_kind::kWrongPackets))
       finding.last_packet_open = MayHoldLastPacket(cluster);
     if (finding.Is(finding_kind::kMisplaced))
@@ -236,7 +235,7 @@ class Collector {
   TagSet Legible(int cluster) {
     TagSet tags;
     unsigned char image[kClusterBytes];
-    for (const int file : {0, 1}) {
+    for (const int file : kFileNumbers) {
       const CopyState state = survey_.File(file).Read(cluster, image);
       const std::size_t end =
           state == CopyState::kBadCrc ? ClusterSize(image) : std::size_t{kClusterBytes};
@@ -287,7 +286,7 @@ class Collector {
   }
 
   void AddSearches() {
-    for (const int file : {1, 2})
+    for (const int file : kFileNumbers)
       if (SearchOf(file) == FileSearch::kFails) AddSearch(finding_kind::kNotSearchable, file);
     if (BeginsAnew({SearchOf(1), SearchOf(2)})) return AddBeginsAnew();
     const SearchResult& best = survey_.SearchOfBest();
@@ -297,10 +296,10 @@ class Collector {
   }
 
   FileSearch SearchOf(int file) const {
-    const FileProblem problem = survey_.File(file - 1).Problem();
+    const FileProblem problem = survey_.File(file).Problem();
     if (problem == FileProblem::kMissing) return FileSearch::kMissing;
     if (problem != FileProblem::kNone) return FileSearch::kUnusable;
-    return survey_.SearchOf(file - 1).found ? FileSearch::kFinds : FileSearch::kFails;
+    return survey_.SearchOf(file).found ? FileSearch::kFinds : FileSearch::kFails;
   }
 
   // At the obstacle in the file that was looked at last.
@@ -312,7 +311,7 @@ class Collector {
   }
 
   void AddSearch(const FindingKind& kind, int file) {
-    const SearchResult& search = file > 0 ? survey_.SearchOf(file - 1) : survey_.SearchOfBest();
+    const SearchResult& search = file > 0 ? survey_.SearchOf(file) : survey_.SearchOfBest();
     Finding finding;
     finding.kind = &kind;
     finding.file = file;

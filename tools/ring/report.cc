@@ -41,7 +41,7 @@ struct CopyCounts {
 CopyCounts CountCopies(const RingSurvey& survey, int file) {
   CopyCounts counts;
   for (int cluster = 0; cluster < kClusterCount; ++cluster) {
-    const CopyState state = survey.At(cluster).copy[static_cast<std::size_t>(file - 1)].state;
+    const CopyState state = survey.At(cluster).Copy(file).state;
     if (state == CopyState::kGood)
       ++counts.good;
     else if (state == CopyState::kNeverWritten)
@@ -113,7 +113,7 @@ int RingReport::ExitCode() const {
 
 std::string RingReport::Text() const {
   std::string text = RecordingLine();
-  for (const int file : {1, 2}) text += FileLine(file);
+  for (const int file : kFileNumbers) text += FileLine(file);
   FindingLimit limit;
   for (const Finding& finding : findings_)
     if (limit.Tells(finding))
@@ -131,7 +131,7 @@ std::string RingReport::RecordingLine() const {
 }
 
 std::string RingReport::FileLine(int file) const {
-  const ClusterFile& looked_at = survey_.File(file - 1);
+  const ClusterFile& looked_at = survey_.File(file);
   if (!looked_at.IsOpen()) return "";
   const CopyCounts counts = CountCopies(survey_, file);
   return fmt::format("{}: {} clusters good, {} never written, {} damaged\n", looked_at.Path(),
@@ -260,7 +260,7 @@ ordered_json RingReport::RecordingJson() const {
 }
 
 ordered_json RingReport::FileJson(int file) const {
-  const ClusterFile& looked_at = survey_.File(file - 1);
+  const ClusterFile& looked_at = survey_.File(file);
   const CopyCounts counts = CountCopies(survey_, file);
   ordered_json json;
   json["path"] = looked_at.Path();
@@ -268,8 +268,7 @@ ordered_json RingReport::FileJson(int file) const {
   json["good_clusters"] = counts.good;
   json["never_written_clusters"] = counts.never_written;
   json["damaged_clusters"] = counts.damaged;
-  json["searchable"] =
-      looked_at.Problem() == FileProblem::kNone && survey_.SearchOf(file - 1).found;
+  json["searchable"] = looked_at.Problem() == FileProblem::kNone && survey_.SearchOf(file).found;
   return json;
 }
 
