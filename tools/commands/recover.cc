@@ -180,7 +180,7 @@ class Recovery {
     }
   }
 
-  // The store fills the gap.
+  // The store itself holds all clusters of the finding, so nothing is lost by it.
   bool StoreHas(const Finding& finding) const {
     for (int cluster = finding.first_cluster; cluster <= finding.last_cluster; ++cluster) {
       const ClusterFacts& facts = store_.At(cluster);

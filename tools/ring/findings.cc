@@ -138,7 +138,7 @@ class Collector {
     if (facts.HoldsData()) AddContent(cluster, facts.Best().content);
   }
 
-  // Absent ones are the file's finding.
+  // Copies that the file is too short for are told once, with the file.
   void AddBadCopy(int cluster, int file) {
     const CopyFacts& copy = Copy(cluster, file);
     if (copy.state == CopyState::kAbsent) return;
@@ -154,7 +154,8 @@ class Collector {
     Add(finding);
   }
 
-  // Where a power cut leaves a torn copy.
+  // A power cut may leave a torn copy of the newest cluster, or of the next one if that
+  // was just begun.
   bool MayHoldLastPacket(int cluster) const {
     if (survey_.Empty()) return cluster == 0;
     return cluster == survey_.Newest() || cluster == NextCluster(survey_.Newest());
@@ -266,7 +267,7 @@ class Collector {
     }
   }
 
-  // A run's end is a finding of its own.
+  // Where a run ends ticks go back too; that is told as a second run.
   void AddStepBack(int cluster, int next) {
     const ClusterFacts& here = survey_.At(cluster);
     const ClusterFacts& there = survey_.At(next);

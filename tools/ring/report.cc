@@ -175,7 +175,7 @@ std::string RingReport::SpanText(const Finding& finding) const {
   return to ? fmt::format("; before tick {}", TickText(finding.last_tick)) : "";
 }
 
-// A whole file's would be all that there are.
+// Not for a whole file, which would list nearly every kind that there is.
 std::string RingReport::ItemsText(const Finding& finding) {
   if (finding.tags.none() || finding.kind->form == FindingForm::kFile) return "";
   return fmt::format("{}{}", finding.Is(finding_kind::kLost) ? "; still legible there: " : ": ",

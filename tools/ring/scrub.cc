@@ -56,8 +56,8 @@ bool RingScrub::BuildAnew(int file) {
   return true;
 }
 
-// Of a cluster without a sound copy it gets what this file has of it: zeros at the
-// worst, which no reader takes for a cluster. The same of one that is left alone.
+// Where no copy is sound, or the cluster is left alone, the new file gets what the
+// old one has there: zeros where it has nothing, which no reader takes for a cluster.
 bool RingScrub::WriteAll(int file, const std::string& path) {
   if (FileOps::Current().Chmod(path.c_str(), kRingFileMode) != 0) return false;
   const int fd = OpenFile(path, O_WRONLY);
@@ -77,7 +77,8 @@ bool RingScrub::WriteAll(int file, const std::string& path) {
 
 // ---- Single clusters ------------------------------------------------------------------
 
-// What stands nowhere else is left to be recovered.
+// A copy that holds packets which no other copy has is not written over:
+// `vmr recover` can still save them.
 bool RingScrub::IsLeftAlone(const ClusterFacts& facts, int file) const {
   return facts.relation == Relation::kConflict ||
          (facts.relation == Relation::kMisplaced && survey_.HoldsLatest(facts.Copy(file)));

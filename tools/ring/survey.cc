@@ -178,7 +178,7 @@ void RingSurvey::ReadTimes(int cluster, const unsigned char* image) {
   WalkCluster(image, facts.Best().used_bytes, &sink);
 }
 
-// What is absent stays so.
+// A copy that the file is too short for will not appear by reading it again.
 bool RingSurvey::NeedsSecondLook(int cluster) const {
   const ClusterFacts& facts = At(cluster);
   const auto doubtful = [](const CopyFacts& copy) {
@@ -227,7 +227,8 @@ bool RingSurvey::IsContinuedWithin(int before, int cluster) const {
   return goes_on || IsOfLapBefore(cluster);
 }
 
-// As a recorder decides it.
+// A full cluster, the same in both files, and written ones behind it: a recorder takes
+// it for one of the lap before by the same signs.
 bool RingSurvey::IsOfLapBefore(int cluster) const {
   const ClusterFacts& facts = At(cluster);
   const bool full = kClusterBytes - facts.Best().used_bytes < static_cast<int>(kMaxPacketBytes);
@@ -315,7 +316,8 @@ void RingSurvey::SettleConflicts() {
       ReadCluster(cluster, Pass::kAgain);
 }
 
-// Again as long as it changes what is next to something else.
+// A copy found to be misplaced changes how its neighbours are judged, so this is
+// repeated as long as something changes.
 void RingSurvey::SettleMisplaced() {
   constexpr int kMostRounds = 3;
   bool changed = true;
