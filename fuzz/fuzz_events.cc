@@ -62,7 +62,7 @@ class Session {
     constexpr unsigned int kMostGpsReportBytes = 2 + (2 + 10) + (2 + 3);
     unsigned int most_bytes = kMostGpsReportBytes;
     if (const auto* gps = std::get_if<GpsReport>(&report.content)) {
-      gps_.Take(store_, *gps, report.stamp, tick_);
+      gps_.Follow(store_, *gps, report.stamp, tick_);
     } else {
       const Event& event = std::get<Event>(report.content);
       event.action(store_, tick_);

@@ -93,7 +93,7 @@ void Save(RingSurvey& survey, const RingInput& input, MemoryFiles& files) {
   RingSurvey made(kNewFile1, kNewFile2);
   const std::vector<Finding> findings = Look(made, input);
   Require(Gravest(findings) != Severity::kLost, "nothing is lost of what was saved");
-  Require(made.SearchOf(0).found && made.SearchOf(1).found, "what was saved can be searched");
+  Require(made.SearchOf(1).found && made.SearchOf(2).found, "what was saved can be searched");
   for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster) {
     Require(made.At(cluster).relation == Relation::kEqual, "both new files are the same");
     Require(!made.At(cluster).Best().content.Faulty(), "only sound packets are saved");
@@ -122,8 +122,8 @@ void Mend(RingSurvey& survey, const std::vector<Finding>& findings, const RingIn
     // Which of two copies in conflict counts follows from the file that a recorder
     // would go on with, and mending may make that the other one.
     if (before.relation == Relation::kConflict) {
-      for (const std::size_t file : {0U, 1U})
-        Require(IsSame(before.copy[file], after.copy[file]), "both copies in conflict stay");
+      for (const int file : kFileNumbers)
+        Require(IsSame(before.Copy(file), after.Copy(file)), "both copies in conflict stay");
       continue;
     }
     if (!before.Known()) continue;

@@ -68,7 +68,7 @@ class GpsTrackerTest : public testing::Test {
   test::Bytes ItemsAfter(const std::string& line) {
     ParsedLine parsed = ParseLine(line);
     const Report& report = std::get<Report>(parsed);
-    tracker.Take(store, std::get<GpsReport>(report.content), report.stamp, 7);
+    tracker.Follow(store, std::get<GpsReport>(report.content), report.stamp, 7);
     return store.FlushedItems();
   }
 

@@ -22,7 +22,7 @@ class ReplayClockTest : public testing::Test {
     const ReplayClock::Placement place = clock.Place(stamp);
     EXPECT_EQ(place.error, "");
     clock.SetTick(place.tick);
-    clock.Take(stamp);
+    clock.SetTime(stamp);
     return clock.Tick();
   }
   std::time_t NowAt(unsigned int tick) {

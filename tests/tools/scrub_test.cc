@@ -314,11 +314,11 @@ TEST_F(ScrubPowerCut, AReadErrorInOnePlaceIsOneBadCopy) {
   files.FailFromNowOn(FileOp::kRead, kFile1, EIO);
   tool::RingSurvey survey(kFile1, kFile2);
   survey.Read();
-  EXPECT_EQ(survey.At(3).copy[0].state, tool::CopyState::kUnreadable);
-  EXPECT_EQ(survey.At(3).best, 1);
+  EXPECT_EQ(survey.At(3).Copy(1).state, tool::CopyState::kUnreadable);
+  EXPECT_EQ(survey.At(3).best, 2);
   const auto findings = tool::FindAll(survey);
   ASSERT_FALSE(findings.empty());
-  EXPECT_STREQ(tool::KindText(findings[0].kind), "unreadable");
+  EXPECT_TRUE(findings[0].Is(tool::finding_kind::kUnreadable));
   EXPECT_EQ(tool::Gravest(findings), tool::Severity::kDamaged);
 }
 

@@ -59,7 +59,7 @@ bool Refuse(const std::string& text) {
 // Nothing that is read may be written.
 bool MayBecome(const std::string& out, const std::string& base,
                const std::vector<std::string>& corrupt) {
-  for (const int number : {1, 2}) {
+  for (const int number : kFileNumbers) {
     const std::string path = RingFileName(out, number);
     if (BelongsToRing(path, base))
       return Refuse(fmt::format("{}: belongs to the store {}; give another OUT", path, base));
@@ -105,10 +105,10 @@ class Recovery {
 
   // Nobody should find out later that the copy is no better than the original.
   bool IsSoundRing(const RingWriter& out) const {
-    RingSurvey made(out.TemporaryPath(0), out.TemporaryPath(1));
+    RingSurvey made(out.TemporaryPath(1), out.TemporaryPath(2));
     made.Read();
-    if (Gravest(FindAll(made)) == Severity::kLost || !made.SearchOf(0).found ||
-        !made.SearchOf(1).found)
+    if (Gravest(FindAll(made)) == Severity::kLost || !made.SearchOf(1).found ||
+        !made.SearchOf(2).found)
       return Refuse(fmt::format("{}: what was written does not read back", options_.out));
     return true;
   }
@@ -155,7 +155,7 @@ class Recovery {
   void TellFinding(const RingReport& report, const Finding& finding) {
     if (finding.Grade() == Severity::kNormal) return;
     const bool regained =
-        finding.kind == FindingKind::kLost && finding.first_tick != kNoTick &&
+        finding.Is(finding_kind::kLost) && finding.first_tick != kNoTick &&
         finding.last_tick != kNoTick &&
         salvage_.Regained(finding.first_tick, finding.last_tick) >= finding.Clusters();
     if (regained) {
@@ -170,7 +170,7 @@ class Recovery {
   // Only what it has lost by itself: a file that was set aside has no twin.
   void TellAside(std::size_t index) {
     RingSurvey& survey = salvage_.Aside(index);
-    const std::string& path = survey.File(0).Path();
+    const std::string& path = survey.File(1).Path();
     const std::vector<Finding> findings = FindAll(survey);
     const RingReport report(path, survey, findings);
     for (const Finding& finding : findings) {
@@ -180,7 +180,7 @@ class Recovery {
     }
   }
 
-  // The store fills the gap.
+  // The store itself holds all clusters of the finding, so nothing is lost by it.
   bool StoreHas(const Finding& finding) const {
     for (int cluster = finding.first_cluster; cluster <= finding.last_cluster; ++cluster) {
       const ClusterFacts& facts = store_.At(cluster);
@@ -194,11 +194,11 @@ class Recovery {
   // Items in packets that are still sound within the damaged copies.
   void CountLost(RingSurvey& survey, const Finding& finding) {
     lost_any_ = true;
-    if (finding.kind != FindingKind::kLost) return;
+    if (!finding.Is(finding_kind::kLost)) return;
     for (int i = 0, cluster = finding.first_cluster; i < finding.Clusters();
          ++i, cluster = NextCluster(cluster)) {
       TagCounts counts[2] = {};
-      for (const int file : {0, 1}) CountLegible(survey, file, cluster, counts[file]);
+      for (const int file : kFileNumbers) CountLegible(survey, file, cluster, counts[file - 1]);
       for (std::size_t tag = 0; tag < lost_.size(); ++tag)
         lost_[tag] += std::max(counts[0][tag], counts[1][tag]);
     }
@@ -207,7 +207,7 @@ class Recovery {
   class Counter final : public ContentSink {
    public:
     explicit Counter(TagCounts& counts) : counts_(counts) {}
-    void TakeItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
+    void OnItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
 
    private:
     TagCounts& counts_;

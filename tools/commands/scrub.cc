@@ -61,7 +61,7 @@ bool Mend(const std::string& base, RingSurvey& survey) {
 // Nothing can be written where there is no good copy.
 void SayIfNoRecorderMayStart(const std::string& base, const std::vector<Finding>& findings) {
   const auto stops = [](const Finding& finding) {
-    return finding.kind == FindingKind::kBeginsAnew || finding.kind == FindingKind::kCannotStart;
+    return finding.Is(finding_kind::kBeginsAnew) || finding.Is(finding_kind::kCannotStart);
   };
   if (std::any_of(findings.begin(), findings.end(), stops))
     Say(fmt::format("{}: start no recorder on it; vmr recover makes a store of what is good",

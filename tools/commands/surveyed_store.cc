@@ -21,20 +21,20 @@ std::optional<std::string> RingToSurvey(const std::string& store) {
 
 bool CouldBeRead(const RingSurvey& survey) {
   bool any = false;
-  for (const int file : {0, 1}) {
+  for (const int file : kFileNumbers) {
     const ClusterFile& looked_at = survey.File(file);
     any = any || looked_at.IsOpen();
     if (looked_at.Problem() != FileProblem::kNotOpened) continue;
     Say(fmt::format("{}: {}", looked_at.Path(), looked_at.Reason()));
     return false;
   }
-  if (!any) Say(fmt::format("{}: no regular file", survey.File(0).Path()));
+  if (!any) Say(fmt::format("{}: no regular file", survey.File(1).Path()));
   return any;
 }
 
 void SayWhatWasSetAside(const std::string& base, const std::vector<std::string>& given,
                         const char* command) {
-  for (const int number : {1, 2}) {
+  for (const int number : kFileNumbers) {
     const std::string path = RingFileName(base, number) + ".CORRUPT";
     struct stat status {};
     const auto same = [&path](const std::string& file) { return SameFile(path, file); };

@@ -26,7 +26,7 @@ void Put(std::string_view text) {
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
-std::string TakeClear() {
+std::string ClearingText() {
   std::string clear(transient_shown ? kClearLine : "");
   transient_shown = false;
   return clear;
@@ -50,7 +50,7 @@ std::string Printable(std::string_view text) {
 
 void Say(std::string_view text) {
   const std::lock_guard<std::mutex> lock(Mutex());
-  Put(fmt::format("{}vmr: {}\n", TakeClear(), text));
+  Put(fmt::format("{}vmr: {}\n", ClearingText(), text));
 }
 
 bool FlushOutput() {
@@ -73,7 +73,7 @@ bool ShowsTransient() {
 void ShowTransient(std::string_view text) {
   if (!ShowsTransient()) return;
   const std::lock_guard<std::mutex> lock(Mutex());
-  Put(fmt::format("{}{}", TakeClear(), text));
+  Put(fmt::format("{}{}", ClearingText(), text));
   transient_shown = !text.empty();
 }
 

@@ -25,14 +25,14 @@ class Cursor {
     return value <= highest ? value : Fail();
   }
   // One of `accepted`; the character found, NUL when there is none of them.
-  char Take(std::string_view accepted) {
+  char Accept(std::string_view accepted) {
     if (rest_.empty() || accepted.find(rest_.front()) == accepted.npos) return '\0';
     const char found = rest_.front();
     rest_.remove_prefix(1);
     return found;
   }
   char Need(std::string_view accepted) {
-    const char found = Take(accepted);
+    const char found = Accept(accepted);
     if (found == '\0') Fail();
     return found;
   }
@@ -86,7 +86,7 @@ std::int64_t ReadMinuteOfDay(Cursor& cursor) {
 int ReadSecond(Cursor& cursor) { return cursor.DigitsUpTo(2, 60); }
 
 std::int64_t ReadFraction_us(Cursor& cursor) {
-  if (cursor.Take(".,") == '\0') return 0;
+  if (cursor.Accept(".,") == '\0') return 0;
   if (!cursor.AtDigit()) return cursor.Fail();
   std::int64_t fraction = 0;
   for (std::int64_t unit = kMicrosecondsPerSecond / 10; cursor.AtDigit(); unit /= 10)
@@ -100,7 +100,7 @@ std::int64_t ReadZone(Cursor& cursor) {
   if (sign != '+' && sign != '-') return 0;
   const int hours = cursor.DigitsUpTo(2, 23);
   int minutes = 0;
-  if (cursor.Take(":") != '\0' || cursor.AtDigit()) minutes = cursor.DigitsUpTo(2, 59);
+  if (cursor.Accept(":") != '\0' || cursor.AtDigit()) minutes = cursor.DigitsUpTo(2, 59);
   const int ahead = (hours * 60 + minutes) * 60;
   return sign == '-' ? -ahead : ahead;
 }
@@ -130,7 +130,7 @@ std::optional<std::int64_t> ParseCivilTime(std::string_view text) {
   Cursor cursor(text);
   std::int64_t seconds = ReadDateAndMinute(cursor);
   std::int64_t fraction_us = 0;
-  if (cursor.Take(":") != '\0') {
+  if (cursor.Accept(":") != '\0') {
     seconds += ReadSecond(cursor);
     fraction_us = ReadFraction_us(cursor);
   }

@@ -8,20 +8,20 @@ bool GpsTracker::IsRepeated(const Stamp& stamp) const {
   return stamp.time_us && stamp.time_us == last_fix_time_us_;
 }
 
-void GpsTracker::Take(DataStore& store, const GpsReport& report, const Stamp& stamp,
-                      unsigned int tick) {
+void GpsTracker::Follow(DataStore& store, const GpsReport& report, const Stamp& stamp,
+                        unsigned int tick) {
   if (!report.has_fix) return Lose(store);
   if (!IsRepeated(stamp)) {
     if (!report.position) return;
-    TakeFix(store, *report.position, stamp, tick);
+    ReportFix(store, *report.position, stamp, tick);
   }
   if (!report.speed_mph || speed_taken_ || !store.Mirror().gps.gpsAvailable) return;
   speed_taken_ = true;
   store.ReportSpeed(kGpsSpeedId, *report.speed_mph, true, tick, TAG_SPEED_8);
 }
 
-void GpsTracker::TakeFix(DataStore& store, const GpsStatusItem& position, const Stamp& stamp,
-                         unsigned int tick) {
+void GpsTracker::ReportFix(DataStore& store, const GpsStatusItem& position, const Stamp& stamp,
+                           unsigned int tick) {
   if (stamp.time_us) last_fix_time_us_ = stamp.time_us;
   speed_taken_ = false;
   if (!store.Mirror().gps.gpsAvailable) store.ReportGpsState(true, true);

@@ -16,7 +16,7 @@ namespace vmr::tool {
 class GpsTracker {
  public:
   // Reports to `store` what `report` brings that is new.
-  void Take(DataStore& store, const GpsReport& report, const Stamp& stamp, unsigned int tick);
+  void Follow(DataStore& store, const GpsReport& report, const Stamp& stamp, unsigned int tick);
   // The receiver gives nothing any more.
   void Lose(DataStore& store);
 
@@ -25,8 +25,8 @@ class GpsTracker {
 
  private:
   bool IsRepeated(const Stamp& stamp) const;
-  void TakeFix(DataStore& store, const GpsStatusItem& position, const Stamp& stamp,
-               unsigned int tick);
+  void ReportFix(DataStore& store, const GpsStatusItem& position, const Stamp& stamp,
+                 unsigned int tick);
 
   std::optional<std::int64_t> last_fix_time_us_;
   bool speed_taken_ = false;  // of the last fix

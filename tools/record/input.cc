@@ -52,7 +52,7 @@ void Input::Read() {
 }
 
 void Input::Remark(LineRemarks::Kind kind, unsigned long line, const std::string& text) {
-  remarks_.Take(kind, line, text, LineRemarks::Clock::now());
+  remarks_.Tell(kind, line, text, LineRemarks::Clock::now());
 }
 
 void Input::Skip(unsigned long line, const std::string& reason) {

@@ -17,7 +17,7 @@ constexpr const char* kWithheldTexts[] = {"could not be used", "were used in par
 
 }  // namespace
 
-void LineRemarks::Take(Kind kind, unsigned long line, const std::string& text,
+void LineRemarks::Tell(Kind kind, unsigned long line, const std::string& text,
                        Clock::time_point now) {
   if (now >= minute_end_) {
     Conclude();

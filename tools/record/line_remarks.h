@@ -19,8 +19,8 @@ class LineRemarks {
 
   explicit LineRemarks(std::string input) : input_(std::move(input)) {}
 
-  void Take(Kind kind, unsigned long line, const std::string& text, Clock::time_point now);
-  // Some lines were not told, and how many is still to be said.
+  void Tell(Kind kind, unsigned long line, const std::string& text, Clock::time_point now);
+  // Some lines were only counted, and how many is still to be said.
   bool Withholds() const;
   // Says it when their minute is over.
   void Update(Clock::time_point now);

@@ -61,7 +61,7 @@ void LiveSession::Loop(int timer) {
     if (poll(waits.data(), waits.size(), -1) <= 0) continue;
     if (waits[1].revents != 0) Tick(timer);
     for (std::size_t i = 0; i < inputs_.size(); ++i)
-      if (waits[i + 2].revents != 0) Take(*inputs_[i]);
+      if (waits[i + 2].revents != 0) RecordWhatArrived(*inputs_[i]);
   }
 }
 
@@ -75,10 +75,10 @@ void LiveSession::Tick(int timer) {
   progress_.Update(TickNow());
 }
 
-void LiveSession::Take(Input& input) {
+void LiveSession::RecordWhatArrived(Input& input) {
   input.Read();
   while (const auto next = input.Next()) {
-    recorder_.Take(next->report, TickNow());
+    recorder_.Record(next->report, TickNow());
     if (&input == gpsd_ && std::holds_alternative<GpsReport>(next->report.content))
       last_gps_report_ = Clock::now();
   }

@@ -31,7 +31,7 @@ class LiveSession {
   void Loop(int timer);
   bool AllEnded() const;
   void Tick(int timer);
-  void Take(Input& input);
+  void RecordWhatArrived(Input& input);
 
   Recorder& recorder_;
   Inputs& inputs_;

@@ -29,7 +29,7 @@ unsigned int MostBytes(const Report& report) {
 
 int WatchedStore::WriteData(const unsigned char* data, int length, unsigned int sysTick) {
   const int taken = DataStoreNormal::WriteData(data, length, sysTick);
-  alarm_.Take(LastPacketStored(), GetCurrentSystemTick(), PacketsNotStored());
+  alarm_.Note(LastPacketStored(), GetCurrentSystemTick(), PacketsNotStored());
   return taken;
 }
 
@@ -89,10 +89,10 @@ void Recorder::Begin(unsigned int first_tick) {
   pending_bytes_ = kMostConfigurationBytes;
 }
 
-void Recorder::Take(const Report& report, unsigned int tick) {
+void Recorder::Record(const Report& report, unsigned int tick) {
   MakeRoom(MostBytes(report));
   if (const auto* gps = std::get_if<GpsReport>(&report.content)) {
-    gps_.Take(store_, *gps, report.stamp, tick);
+    gps_.Follow(store_, *gps, report.stamp, tick);
   } else {
     const Event& event = std::get<Event>(report.content);
     event.action(store_, tick);

@@ -45,7 +45,7 @@ class Recorder {
   // Moves the first tick, while nothing but the configuration was reported.
   void StartAt(unsigned int first_tick);
   // Hands a report to the store as of `tick`.
-  void Take(const Report& report, unsigned int tick);
+  void Record(const Report& report, unsigned int tick);
   void LoseGps() { gps_.Lose(store_); }
   void TimerTick(unsigned int tick);
   // Reports everything off, flushes and closes.

@@ -40,7 +40,7 @@ ReplayClock::Placement ReplayClock::Place(const Stamp& stamp) const {
   return {static_cast<unsigned int>(std::max<std::int64_t>(tick, tick_)), {}};
 }
 
-void ReplayClock::Take(const Stamp& stamp) {
+void ReplayClock::SetTime(const Stamp& stamp) {
   if (!stamp.time_us) return;
   last_given_ = {tick_, *stamp.time_us};
   const bool goes_on = reference_ && !stamp.tick && TickOf(*stamp.time_us) == tick_;

@@ -37,7 +37,7 @@ class ReplayClock final : public WallClock {
   unsigned int Tick() const { return tick_; }
   void SetTick(unsigned int tick) { tick_ = tick; }
   // Makes the time of a stamp placed at the present tick the last given one.
-  void Take(const Stamp& stamp);
+  void SetTime(const Stamp& stamp);
 
   std::time_t Now() override;
 

@@ -53,7 +53,7 @@ void ReplaySession::Run() {
   recorder_.Begin(clock_.Tick());
   for (Refill(); !stop_.Requested() && !AllEnded(); Refill()) {
     if (Source* const source = ChooseSource())
-      Take(*source);
+      RecordNext(*source);
     else
       WaitForInput();
   }
@@ -118,7 +118,7 @@ std::int64_t ReplaySession::EarliestTime() const {
   return earliest;
 }
 
-void ReplaySession::Take(Source& source) {
+void ReplaySession::RecordNext(Source& source) {
   const NumberedReport next = std::move(*source.next);
   source.next.reset();
   const Stamp& stamp = next.report.stamp;
@@ -128,7 +128,7 @@ void ReplaySession::Take(Source& source) {
     return source.input->Skip(next.line, why);
   RemarkJump(source, next.line, stamp, place.tick);
   if (!stamp.Empty() && !RunTo(stamp, place.tick)) return;
-  recorder_.Take(next.report, clock_.Tick());
+  recorder_.Record(next.report, clock_.Tick());
   reported_ = true;
 }
 
@@ -166,7 +166,7 @@ bool ReplaySession::RunTo(const Stamp& stamp, unsigned int tick) {
   if (!RunUpTo(tick)) return false;
   const bool arrives = !started_ || clock_.Tick() != tick;
   clock_.SetTick(tick);
-  clock_.Take(stamp);
+  clock_.SetTime(stamp);
   return !arrives || RunTick(tick);
 }
 

@@ -47,7 +47,7 @@ class ReplaySession {
   void WaitForInput();
   Source* ChooseSource();
   std::int64_t EarliestTime() const;
-  void Take(Source& source);
+  void RecordNext(Source& source);
   bool SaysWhereToStart(const Stamp& stamp) const;
   bool IsJump(unsigned int tick) const;
   std::string WhyTooFar(const Stamp& stamp, unsigned int tick) const;

@@ -51,20 +51,20 @@ std::string Parse(const std::string& text, json& values) {
   return values.is_object() ? FileSchema().WhyNot(values) : "not a JSON object";
 }
 
-void TakeVersions(const JsonFields& fields, UnitConfiguration& configuration) {
+void ApplyVersions(const JsonFields& fields, UnitConfiguration& configuration) {
   configuration.versions.clear();
   for (const JsonFields& version : fields.List("versions"))
     configuration.versions.push_back(VersionOf(version));
 }
 
-void Take(const JsonFields& fields, UnitConfiguration& configuration) {
+void Apply(const JsonFields& fields, UnitConfiguration& configuration) {
   UnitConfiguration& c = configuration;
   if (fields.Has("officer")) c.officer = OfficerOf(fields.Object("officer"));
   if (fields.Has("vehicle")) c.vehicle = VehicleOf(fields.Object("vehicle"));
   if (fields.Has("department")) c.department = DepartmentOf(fields.Object("department"));
   if (fields.Has("serial_number")) c.serial_number = fields.Text("serial_number");
   if (fields.Has("mac")) c.mac = fields.Mac("mac");
-  if (fields.Has("versions")) TakeVersions(fields, c);
+  if (fields.Has("versions")) ApplyVersions(fields, c);
   if (fields.Has("system_info")) SystemInfoChanges(fields.Object("system_info"))(c.system);
   if (fields.Has("recording_settings"))
     RecordingSettingsChanges(fields.Object("recording_settings"))(c.recording);
@@ -100,7 +100,7 @@ std::optional<UnitConfiguration> LoadConfiguration(const std::string& path) {
     return std::nullopt;
   }
   UnitConfiguration configuration;
-  Take(JsonFields(values, FileSchema()), configuration);
+  Apply(JsonFields(values, FileSchema()), configuration);
   return configuration;
 }
 

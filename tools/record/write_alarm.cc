@@ -6,15 +6,15 @@
 
 namespace vmr::tool {
 
-void WriteAlarm::Take(bool stored, unsigned int tick, unsigned long not_stored) {
+void WriteAlarm::Note(bool stored, unsigned int tick, unsigned long not_stored) {
   if (stored)
-    TakeSuccess(not_stored);
+    NoteSuccess(not_stored);
   else
-    TakeFailure(tick);
+    NoteFailure(tick);
   failed_last_ = !stored;
 }
 
-void WriteAlarm::TakeFailure(unsigned int tick) {
+void WriteAlarm::NoteFailure(unsigned int tick) {
   if (!failed_last_) failed_tick_ = tick;
   if (state_ == State::kWell) {
     state_ = State::kOneFailed;
@@ -39,7 +39,7 @@ void WriteAlarm::TakeFailure(unsigned int tick) {
   }
 }
 
-void WriteAlarm::TakeSuccess(unsigned long not_stored) {
+void WriteAlarm::NoteSuccess(unsigned long not_stored) {
   if (state_ == State::kWell || failed_last_) return;
   state_ = State::kWell;
   Say(fmt::format(

@@ -17,13 +17,13 @@ class WriteAlarm {
 
   // What became of the packet written last, at `tick`: whether a file took it.
   // `not_stored`: so many packets are in none by now.
-  void Take(bool stored, unsigned int tick, unsigned long not_stored);
+  void Note(bool stored, unsigned int tick, unsigned long not_stored);
 
  private:
   enum class State { kWell, kOneFailed, kNothingStored };
 
-  void TakeFailure(unsigned int tick);
-  void TakeSuccess(unsigned long not_stored);
+  void NoteFailure(unsigned int tick);
+  void NoteSuccess(unsigned long not_stored);
 
   std::string store_;
   State state_ = State::kWell;

@@ -35,14 +35,14 @@ struct ClusterContent {
   bool Faulty() const { return junk_bytes + wrong_crcs + cut_packets > 0; }
 };
 
-// Takes what a walk meets.
+// Is shown what a walk meets.
 class ContentSink {
  public:
   virtual ~ContentSink() = default;
   // A sound packet; `tick` is kNoTick when nothing tells it.
-  virtual void TakePacket(const unsigned char* /*packet*/, std::size_t /*bytes*/,
-                          unsigned int /*tick*/) {}
-  virtual void TakeItem(const unsigned char* /*item*/, unsigned int /*tick*/) {}
+  virtual void OnPacket(const unsigned char* /*packet*/, std::size_t /*bytes*/,
+                        unsigned int /*tick*/) {}
+  virtual void OnItem(const unsigned char* /*item*/, unsigned int /*tick*/) {}
 };
 
 // Walks the packets of a cluster image. `used_bytes`, at most 4096, is where they

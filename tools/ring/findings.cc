@@ -9,46 +9,9 @@
 namespace vmr::tool {
 namespace {
 
-struct KindRow {
-  FindingKind kind;
-  const char* text;
-  Severity severity;
-};
-constexpr KindRow kKinds[] = {
-    {FindingKind::kMissingFile, "missing_file", Severity::kDamaged},
-    {FindingKind::kNotAFile, "not_a_file", Severity::kDamaged},
-    {FindingKind::kShortFile, "short_file", Severity::kDamaged},
-    {FindingKind::kLongFile, "long_file", Severity::kDamaged},
-    {FindingKind::kUnreadable, "unreadable", Severity::kDamaged},
-    {FindingKind::kImpossibleSize, "impossible_size", Severity::kDamaged},
-    {FindingKind::kWrongCrc, "wrong_crc", Severity::kDamaged},
-    {FindingKind::kWrongPackets, "wrong_packets", Severity::kDamaged},
-    {FindingKind::kOutdated, "outdated", Severity::kDamaged},
-    {FindingKind::kMisplaced, "misplaced", Severity::kDamaged},
-    {FindingKind::kBehind, "behind", Severity::kNormal},
-    {FindingKind::kLost, "lost", Severity::kLost},
-    {FindingKind::kHeldNothing, "held_nothing", Severity::kDamaged},
-    {FindingKind::kConflict, "conflict", Severity::kLost},
-    {FindingKind::kUnsoundPackets, "unsound_packets", Severity::kLost},
-    {FindingKind::kUndecodableItems, "undecodable_items", Severity::kDamaged},
-    {FindingKind::kWrongFirstTick, "wrong_first_tick", Severity::kDamaged},
-    {FindingKind::kTicksGoBack, "ticks_go_back", Severity::kDamaged},
-    {FindingKind::kSecondRun, "second_run", Severity::kDamaged},
-    {FindingKind::kNotSearchable, "not_searchable", Severity::kDamaged},
-    {FindingKind::kWrongNewest, "wrong_newest", Severity::kDamaged},
-    {FindingKind::kBeginsAnew, "begins_anew", Severity::kDamaged},
-    {FindingKind::kCannotStart, "cannot_start", Severity::kDamaged},
-    {FindingKind::kTwoRecordings, "two_recordings", Severity::kDamaged},
-};
-
-const KindRow& RowOf(FindingKind kind) {
-  return *std::find_if(std::begin(kKinds), std::end(kKinds),
-                       [kind](const KindRow& row) { return row.kind == kind; });
-}
-
-FindingKind KindOfBadCopy(CopyState state) {
-  if (state == CopyState::kBadCrc) return FindingKind::kWrongCrc;
-  return state == CopyState::kBadSize ? FindingKind::kImpossibleSize : FindingKind::kUnreadable;
+const FindingKind& KindOfBadCopy(CopyState state) {
+  if (state == CopyState::kBadCrc) return finding_kind::kWrongCrc;
+  return state == CopyState::kBadSize ? finding_kind::kImpossibleSize : finding_kind::kUnreadable;
 }
 
 class Collector {
@@ -59,7 +22,7 @@ class Collector {
         known_after_(NearestKnown(PreviousCluster)) {}
 
   std::vector<Finding> Run() {
-    for (const int file : {1, 2}) AddFile(file);
+    for (const int file : kFileNumbers) AddFile(file);
     AddTwoRecordings();
     for (int cluster = 0; cluster < kClusterCount; ++cluster) AddCluster(cluster);
     AddOrder();
@@ -69,9 +32,9 @@ class Collector {
 
  private:
   // What is known of the one cluster, ready to become a finding.
-  Finding About(int cluster, FindingKind kind, int file) const {
+  Finding About(int cluster, const FindingKind& kind, int file) const {
     Finding finding;
-    finding.kind = kind;
+    finding.kind = &kind;
     finding.file = file;
     finding.first_cluster = finding.last_cluster = cluster;
     const ClusterFacts& facts = survey_.At(cluster);
@@ -108,19 +71,19 @@ class Collector {
   void AddFile(int file) {
     static constexpr struct {
       FileProblem problem;
-      FindingKind kind;
-    } kProblems[] = {{FileProblem::kMissing, FindingKind::kMissingFile},
-                     {FileProblem::kNotRegular, FindingKind::kNotAFile},
-                     {FileProblem::kShort, FindingKind::kShortFile},
-                     {FileProblem::kLong, FindingKind::kLongFile}};
+      const FindingKind& kind;
+    } kProblems[] = {{FileProblem::kMissing, finding_kind::kMissingFile},
+                     {FileProblem::kNotRegular, finding_kind::kNotAFile},
+                     {FileProblem::kShort, finding_kind::kShortFile},
+                     {FileProblem::kLong, finding_kind::kLongFile}};
     for (const auto& row : kProblems)
-      if (row.problem == survey_.File(file - 1).Problem()) AddFileProblem(row.kind, file);
+      if (row.problem == survey_.File(file).Problem()) AddFileProblem(row.kind, file);
   }
 
   // With the clusters that the file does not have.
-  void AddFileProblem(FindingKind kind, int file) {
+  void AddFileProblem(const FindingKind& kind, int file) {
     Finding whole;
-    whole.kind = kind;
+    whole.kind = &kind;
     whole.file = file;
     whole.last_cluster = kClusterCount - 1;
     for (int cluster = kClusterCount - 1; cluster >= 0; --cluster) {
@@ -132,7 +95,8 @@ class Collector {
       if (one.last_tick != kNoTick)
         whole.last_tick =
             whole.last_tick == kNoTick ? one.last_tick : std::max(whole.last_tick, one.last_tick);
-      if (Copy(cluster, 3 - file).state != CopyState::kAbsent) whole.good_file = 3 - file;
+      if (Copy(cluster, OtherFile(file)).state != CopyState::kAbsent)
+        whole.good_file = OtherFile(file);
       // The other file may not have had its turn since.
       whole.last_packet_open |= MayHoldLastPacket(cluster);
     }
@@ -142,16 +106,14 @@ class Collector {
   void AddTwoRecordings() {
     if (!survey_.IsOfTwoRecordings()) return;
     Finding finding;
-    finding.kind = FindingKind::kTwoRecordings;
+    finding.kind = &finding_kind::kTwoRecordings;
     finding.last_cluster = kClusterCount - 1;
     findings_.push_back(finding);
   }
 
   // ---- Clusters ---------------------------------------------------------------
 
-  const CopyFacts& Copy(int cluster, int file) const {
-    return survey_.At(cluster).copy[static_cast<std::size_t>(file - 1)];
-  }
+  const CopyFacts& Copy(int cluster, int file) const { return survey_.At(cluster).Copy(file); }
 
   void AddCluster(int cluster) {
     const ClusterFacts& facts = survey_.At(cluster);
@@ -159,60 +121,60 @@ class Collector {
       case Relation::kNoneSound:
         return AddLost(cluster);
       case Relation::kOneSound:
-        AddBadCopy(cluster, facts.best == 0 ? 2 : 1);
+        AddBadCopy(cluster, OtherFile(facts.best));
         break;
       case Relation::kEqual:
         break;
       case Relation::kConflict:
-        AddConflict(cluster, facts.best + 1);
+        AddConflict(cluster, facts.best);
         break;
       case Relation::kShorter:
       case Relation::kOlder:
       case Relation::kFaulty:
       case Relation::kMisplaced:
-        AddLesserCopy(cluster, facts.best == 0 ? 2 : 1);
+        AddLesserCopy(cluster, OtherFile(facts.best));
         break;
     }
     if (facts.HoldsData()) AddContent(cluster, facts.Best().content);
   }
 
-  // Absent ones are the file's finding.
+  // Copies that the file is too short for are told once, with the file.
   void AddBadCopy(int cluster, int file) {
     const CopyFacts& copy = Copy(cluster, file);
     if (copy.state == CopyState::kAbsent) return;
     Finding finding = About(cluster, KindOfBadCopy(copy.state), file);
-    finding.good_file = 3 - file;
+    finding.good_file = OtherFile(file);
     finding.last_packet_open = MayHoldLastPacket(cluster);
     Add(finding);
   }
 
   void AddConflict(int cluster, int preferred_file) {
-    Finding finding = About(cluster, FindingKind::kConflict, 0);
+    Finding finding = About(cluster, finding_kind::kConflict, 0);
     finding.preferred_file = preferred_file;
     Add(finding);
   }
 
-  // Where a power cut leaves a torn copy.
+  // A power cut may leave a torn copy of the newest cluster, or of the next one if that
+  // was just begun.
   bool MayHoldLastPacket(int cluster) const {
     if (survey_.Empty()) return cluster == 0;
     return cluster == survey_.Newest() || cluster == NextCluster(survey_.Newest());
   }
 
+  const FindingKind& KindOfLesserCopy(int cluster, Relation relation) const {
+    if (relation == Relation::kFaulty) return finding_kind::kWrongPackets;
+    if (relation == Relation::kMisplaced) return finding_kind::kMisplaced;
+    return IsUsualLag(cluster, relation) ? finding_kind::kBehind : finding_kind::kOutdated;
+  }
+
   void AddLesserCopy(int cluster, int file) {
-    const Relation relation = survey_.At(cluster).relation;
-    FindingKind kind = FindingKind::kOutdated;
-    if (relation == Relation::kFaulty)
-      kind = FindingKind::kWrongPackets;
-    else if (relation == Relation::kMisplaced)
-      kind = FindingKind::kMisplaced;
-    else if (IsUsualLag(cluster, relation))
-      kind = FindingKind::kBehind;
-    Finding finding = About(cluster, kind, file);
-    finding.good_file = 3 - file;
-    if (kind == FindingKind::kWrongPackets) finding.last_packet_open = MayHoldLastPacket(cluster);
-    if (kind == FindingKind::kMisplaced)
+    Finding finding = About(cluster, KindOfLesserCopy(cluster, survey_.At(cluster).relation), file);
+    finding.good_file = OtherFile(file);
+    if (finding.Is(finding_kind::kWrongPackets))
+      finding.last_packet_open = MayHoldLastPacket(cluster);
+    if (finding.Is(finding_kind::kMisplaced))
       finding.last_packet_open = survey_.HoldsLatest(Copy(cluster, file));
-    if (kind == FindingKind::kBehind) NarrowToLag(finding, Copy(cluster, file));
+    if (finding.Is(finding_kind::kBehind)) NarrowToLag(finding, Copy(cluster, file));
     Add(finding);
   }
 
@@ -238,7 +200,7 @@ class Collector {
     const int after = known_after_[static_cast<std::size_t>(cluster)];
     const bool behind_the_end = before >= 0 && before < cluster && !survey_.At(before).HoldsData();
     Finding finding =
-        About(cluster, behind_the_end ? FindingKind::kHeldNothing : FindingKind::kLost, 0);
+        About(cluster, behind_the_end ? finding_kind::kHeldNothing : finding_kind::kLost, 0);
     if (!behind_the_end) {
       SetLostSpan(finding, before, after);
       finding.tags = Legible(cluster);
@@ -274,7 +236,7 @@ class Collector {
   TagSet Legible(int cluster) {
     TagSet tags;
     unsigned char image[kClusterBytes];
-    for (const int file : {0, 1}) {
+    for (const int file : kFileNumbers) {
       const CopyState state = survey_.File(file).Read(cluster, image);
       const std::size_t end =
           state == CopyState::kBadCrc ? ClusterSize(image) : std::size_t{kClusterBytes};
@@ -285,17 +247,17 @@ class Collector {
   }
 
   void AddContent(int cluster, const ClusterContent& content) {
-    if (content.Faulty()) Add(About(cluster, FindingKind::kUnsoundPackets, 0));
-    if (content.undecodable > 0) Add(About(cluster, FindingKind::kUndecodableItems, 0));
-    if (content.wrong_st) Add(About(cluster, FindingKind::kWrongFirstTick, 0));
-    if (content.ticks_fall) Add(About(cluster, FindingKind::kTicksGoBack, 0));
+    if (content.Faulty()) Add(About(cluster, finding_kind::kUnsoundPackets, 0));
+    if (content.undecodable > 0) Add(About(cluster, finding_kind::kUndecodableItems, 0));
+    if (content.wrong_st) Add(About(cluster, finding_kind::kWrongFirstTick, 0));
+    if (content.ticks_fall) Add(About(cluster, finding_kind::kTicksGoBack, 0));
   }
 
   // ---- The ring as a whole ------------------------------------------------------
 
   void AddOrder() {
     for (const int end : survey_.RunEnds()) {
-      if (end != survey_.Newest()) findings_.push_back(About(end, FindingKind::kSecondRun, 0));
+      if (end != survey_.Newest()) findings_.push_back(About(end, finding_kind::kSecondRun, 0));
     }
     if (survey_.Empty()) return;
     for (int cluster = survey_.Oldest(); cluster != survey_.Newest();) {
@@ -305,13 +267,13 @@ class Collector {
     }
   }
 
-  // A run's end is a finding of its own.
+  // Where a run ends ticks go back too; that is told as a second run.
   void AddStepBack(int cluster, int next) {
     const ClusterFacts& here = survey_.At(cluster);
     const ClusterFacts& there = survey_.At(next);
     if (!here.HoldsData() || !there.HoldsData() || IsRunEnd(cluster)) return;
     if (there.FirstTick() >= here.LastTick() || here.LastTick() == kNoTick) return;
-    Finding finding = About(cluster, FindingKind::kTicksGoBack, 0);
+    Finding finding = About(cluster, finding_kind::kTicksGoBack, 0);
     finding.last_cluster = next;
     finding.first_tick = here.LastTick();
     finding.last_tick = there.FirstTick();
@@ -325,36 +287,36 @@ class Collector {
   }
 
   void AddSearches() {
-    for (const int file : {1, 2})
-      if (SearchOf(file) == FileSearch::kFails) AddSearch(FindingKind::kNotSearchable, file);
+    for (const int file : kFileNumbers)
+      if (SearchOf(file) == FileSearch::kFails) AddSearch(finding_kind::kNotSearchable, file);
     if (BeginsAnew({SearchOf(1), SearchOf(2)})) return AddBeginsAnew();
     const SearchResult& best = survey_.SearchOfBest();
     if (best.found && !survey_.Empty() && best.newest != survey_.Newest())
-      AddSearch(FindingKind::kWrongNewest, 0);
+      AddSearch(finding_kind::kWrongNewest, 0);
     AddRefusal();
   }
 
   FileSearch SearchOf(int file) const {
-    const FileProblem problem = survey_.File(file - 1).Problem();
+    const FileProblem problem = survey_.File(file).Problem();
     if (problem == FileProblem::kMissing) return FileSearch::kMissing;
     if (problem != FileProblem::kNone) return FileSearch::kUnusable;
-    return survey_.SearchOf(file - 1).found ? FileSearch::kFinds : FileSearch::kFails;
+    return survey_.SearchOf(file).found ? FileSearch::kFinds : FileSearch::kFails;
   }
 
   // At the obstacle in the file that was looked at last.
   void AddBeginsAnew() {
     Finding finding = findings_.back();
-    finding.kind = FindingKind::kBeginsAnew;
+    finding.kind = &finding_kind::kBeginsAnew;
     finding.file = 0;
     findings_.push_back(finding);
   }
 
-  void AddSearch(FindingKind kind, int file) {
-    const SearchResult& search = file > 0 ? survey_.SearchOf(file - 1) : survey_.SearchOfBest();
+  void AddSearch(const FindingKind& kind, int file) {
+    const SearchResult& search = file > 0 ? survey_.SearchOf(file) : survey_.SearchOfBest();
     Finding finding;
-    finding.kind = kind;
+    finding.kind = &kind;
     finding.file = file;
-    const int at = kind == FindingKind::kWrongNewest ? search.newest : Obstacle(search, file);
+    const int at = &kind == &finding_kind::kWrongNewest ? search.newest : Obstacle(search, file);
     finding.first_cluster = finding.last_cluster = at;
     findings_.push_back(finding);
   }
@@ -374,7 +336,7 @@ class Collector {
     if (survey_.Empty()) return;
     const int previous = PreviousCluster(survey_.Newest());
     if (!survey_.At(previous).Known())
-      findings_.push_back(About(previous, FindingKind::kCannotStart, 0));
+      findings_.push_back(About(previous, finding_kind::kCannotStart, 0));
   }
 
   RingSurvey& survey_;
@@ -385,13 +347,9 @@ class Collector {
 
 }  // namespace
 
-Severity Finding::Grade() const { return RowOf(kind).severity; }
-
 int Finding::Clusters() const {
   return (last_cluster - first_cluster + kClusterCount) % kClusterCount + 1;
 }
-
-const char* KindText(FindingKind kind) { return RowOf(kind).text; }
 
 const char* SeverityText(Severity severity) {
   if (severity == Severity::kLost) return "lost";

@@ -5,42 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "tools/ring/finding_kinds.h"
 #include "tools/ring/survey.h"
 
 namespace vmr::tool {
 
-enum class FindingKind {
-  kMissingFile,
-  kNotAFile,
-  kShortFile,
-  kLongFile,
-  kUnreadable,
-  kImpossibleSize,
-  kWrongCrc,
-  kWrongPackets,
-  kOutdated,
-  kMisplaced,
-  kBehind,
-  kLost,
-  kHeldNothing,
-  kConflict,
-  kUnsoundPackets,
-  kUndecodableItems,
-  kWrongFirstTick,
-  kTicksGoBack,
-  kSecondRun,
-  kNotSearchable,
-  kWrongNewest,
-  kBeginsAnew,
-  kCannotStart,
-  kTwoRecordings,
-};
-
-enum class Severity { kNormal, kDamaged, kLost };
-
 // Something about consecutive clusters. Ticks are kNoTick where nothing tells.
 struct Finding {
-  FindingKind kind = FindingKind::kBehind;
+  const FindingKind* kind = &finding_kind::kBehind;
   int file = 0;           // 1 or 2; 0: about both
   int first_cluster = 0;  // may be higher than `last_cluster`: across the ring's end
   int last_cluster = 0;
@@ -52,11 +24,11 @@ struct Finding {
   int preferred_file = 0;         // of copies in conflict, whose count; else 0
   bool last_packet_open = false;  // the last packet of all may have been in what is bad alone
 
-  Severity Grade() const;
+  bool Is(const FindingKind& other) const { return kind == &other; }
+  Severity Grade() const { return kind->severity; }
   int Clusters() const;
 };
 
-const char* KindText(FindingKind kind);  // stable, for programs
 const char* SeverityText(Severity severity);
 // The gravest; kNormal without findings.
 Severity Gravest(const std::vector<Finding>& findings);

@@ -5,38 +5,36 @@
 #include "backends/data_store_null.h"
 #include "reader/metadata_reader.h"
 #include "store/bytes.h"
+#include "store/packet_format.h"
 #include "store/tag_catalogue.h"
 #include "tools/common/ticks.h"
 
 namespace vmr::tool {
 namespace {
 
-// Takes packets and keeps the times in them.
+// Is given packets, and keeps the times in them.
 class TimeItems final : public DataStoreNull {
  public:
   TimeItems(const MetadataReader& reader, RecordedClock& clock) : reader_(reader), clock_(clock) {}
 
   int WriteData(const unsigned char* packet, int length, unsigned int /*sysTick*/) override {
-    const std::size_t head_bytes = HeadBytes(packet[0]);
-    const auto whole = static_cast<std::size_t>(length);
-    if (head_bytes == 0 || reader_.ReadSysTick() == kNoTick) return 1;
-    for (std::size_t at = head_bytes, end = whole - kPacketCrcBytes; at < end;) {
-      const TagRow* const row = FindTag(packet[at]);
-      const std::size_t item_bytes = ItemLength(row, packet + at, end - at);
-      if (item_bytes == 0 || row->decoder == nullptr) return 1;  // where readers stop, too
-      if (packet[at] == TAG_TIME)
-        clock_.Add(reader_.ReadSysTick(), static_cast<std::int32_t>(GetLe32(packet + at + 1)));
-      at += item_bytes;
-    }
+    const PacketShape* const shape = FindPacketShape(packet[0]);
+    const bool may_tell = shape != nullptr && shape->has_items && reader_.ReadSysTick() != kNoTick;
+    if (may_tell) AddTimes(packet, shape->head_bytes, static_cast<std::size_t>(length));
     return 1;
   }
 
  private:
-  // Of a packet with items; 0 for any other.
-  static std::size_t HeadBytes(unsigned char header) {
-    if (header == HEADER_1) return kHeader1Bytes;
-    if (header == HEADER_2) return kHeader2Bytes;
-    return header == HEADER_CONT ? kHeaderContBytes : 0;
+  // Up to the first item that no reader decodes.
+  void AddTimes(const unsigned char* packet, std::size_t head_bytes, std::size_t packet_bytes) {
+    for (std::size_t at = head_bytes, end = packet_bytes - kPacketCrcBytes; at < end;) {
+      const TagRow* const row = FindTag(packet[at]);
+      const std::size_t item_bytes = ItemLength(row, packet + at, end - at);
+      if (item_bytes == 0 || row->decoder == nullptr) return;
+      if (packet[at] == TAG_TIME)
+        clock_.Add(reader_.ReadSysTick(), static_cast<std::int32_t>(GetLe32(packet + at + 1)));
+      at += item_bytes;
+    }
   }
 
   const MetadataReader& reader_;

@@ -15,55 +15,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// What is said of a kind of finding, and in which form.
-enum class Form {
-  kCopies,  // "FILE cluster 3: PHRASE; ticks ...: items; the other file has a good copy"
-  kFile,    // "FILE PHRASE"
-  kPlace,   // "PHRASE cluster 3"
-  kFiles,   // "FILE and FILE PHRASE"
-};
-struct PhraseRow {
-  FindingKind kind;
-  Form form;
-  const char* phrase;
-};
-constexpr PhraseRow kPhrases[] = {
-    {FindingKind::kMissingFile, Form::kFile, "is missing"},
-    {FindingKind::kNotAFile, Form::kFile, "is no regular file, and no recorder opens it"},
-    {FindingKind::kShortFile, Form::kFile, "is too short, and no recorder opens it"},
-    {FindingKind::kLongFile, Form::kFile, "is too long, and no recorder opens it"},
-    {FindingKind::kUnreadable, Form::kCopies, "cannot be read"},
-    {FindingKind::kImpossibleSize, Form::kCopies, "impossible size"},
-    {FindingKind::kWrongCrc, Form::kCopies, "wrong CRC"},
-    {FindingKind::kWrongPackets, Form::kCopies, "unsound packets"},
-    {FindingKind::kOutdated, Form::kCopies, "an older state"},
-    {FindingKind::kMisplaced, Form::kCopies, "packets that belong elsewhere in the ring"},
-    {FindingKind::kBehind, Form::kCopies, "lacks the latest packets, as it may between two turns"},
-    {FindingKind::kLost, Form::kCopies, "no file has a good copy"},
-    {FindingKind::kHeldNothing, Form::kCopies, "no good copy, but nothing was ever recorded there"},
-    {FindingKind::kConflict, Form::kCopies,
-     "the files hold different packets, and nothing tells which are right"},
-    {FindingKind::kUnsoundPackets, Form::kCopies, "unsound packets in every good copy"},
-    {FindingKind::kUndecodableItems, Form::kCopies, "items that no reader decodes"},
-    {FindingKind::kWrongFirstTick, Form::kCopies, "its first tick is not its first packet's"},
-    {FindingKind::kTicksGoBack, Form::kCopies, "ticks go back"},
-    {FindingKind::kSecondRun, Form::kPlace,
-     "the recording is not in one piece; a part of it ends in"},
-    {FindingKind::kNotSearchable, Form::kPlace,
-     "cannot be searched for the recording's end, because of"},
-    {FindingKind::kWrongNewest, Form::kPlace, "a recorder's search ends at the wrong place, in"},
-    {FindingKind::kBeginsAnew, Form::kPlace,
-     "a recorder that starts now sets the recording aside and begins anew, because of"},
-    {FindingKind::kCannotStart, Form::kPlace, "no recorder can start, because of"},
-    {FindingKind::kTwoRecordings, Form::kFiles,
-     "hold the same packets nowhere: they are of two recordings, or one is older by a whole lap"},
-};
-
-const PhraseRow& PhraseOf(FindingKind kind) {
-  return *std::find_if(std::begin(kPhrases), std::end(kPhrases),
-                       [kind](const PhraseRow& row) { return row.kind == kind; });
-}
-
 std::string Joined(const std::set<std::string>& names) {
   return fmt::format("{}", fmt::join(names, ", "));
 }
@@ -77,7 +28,7 @@ std::string UtcText(std::int64_t time_us) {
 }
 
 const char* WhatTheOtherHas(const Finding& finding) {
-  if (PhraseOf(finding.kind).form == Form::kFile) return "the recording";
+  if (finding.kind->form == FindingForm::kFile) return "the recording";
   return finding.Clusters() == 1 ? "a good copy" : "good copies";
 }
 
@@ -90,7 +41,7 @@ struct CopyCounts {
 CopyCounts CountCopies(const RingSurvey& survey, int file) {
   CopyCounts counts;
   for (int cluster = 0; cluster < kClusterCount; ++cluster) {
-    const CopyState state = survey.At(cluster).copy[static_cast<std::size_t>(file - 1)].state;
+    const CopyState state = survey.At(cluster).Copy(file).state;
     if (state == CopyState::kGood)
       ++counts.good;
     else if (state == CopyState::kNeverWritten)
@@ -144,11 +95,10 @@ std::string FindingLimit::Rest(const std::string& base) const {
   std::string text;
   for (const Group& group : groups_) {
     if (group.untold == 0) continue;
-    Finding alike;
-    alike.kind = group.kind;
-    text += fmt::format("{}: {}{} more places, {} clusters: {}\n", SeverityText(alike.Grade()),
-                        group.file > 0 ? RingFileName(base, group.file) + " " : "", group.untold,
-                        group.untold_clusters, PhraseOf(group.kind).phrase);
+    text +=
+        fmt::format("{}: {}{} more places, {} clusters: {}\n", SeverityText(group.kind->severity),
+                    group.file > 0 ? RingFileName(base, group.file) + " " : "", group.untold,
+                    group.untold_clusters, group.kind->phrase);
   }
   return text;
 }
@@ -163,7 +113,7 @@ int RingReport::ExitCode() const {
 
 std::string RingReport::Text() const {
   std::string text = RecordingLine();
-  for (const int file : {1, 2}) text += FileLine(file);
+  for (const int file : kFileNumbers) text += FileLine(file);
   FindingLimit limit;
   for (const Finding& finding : findings_)
     if (limit.Tells(finding))
@@ -181,7 +131,7 @@ std::string RingReport::RecordingLine() const {
 }
 
 std::string RingReport::FileLine(int file) const {
-  const ClusterFile& looked_at = survey_.File(file - 1);
+  const ClusterFile& looked_at = survey_.File(file);
   if (!looked_at.IsOpen()) return "";
   const CopyCounts counts = CountCopies(survey_, file);
   return fmt::format("{}: {} clusters good, {} never written, {} damaged\n", looked_at.Path(),
@@ -213,11 +163,11 @@ std::string RingReport::TickText(unsigned int tick) const {
 std::string RingReport::SpanText(const Finding& finding) const {
   const bool from = finding.first_tick != kNoTick;
   const bool to = finding.last_tick != kNoTick;
-  if (from && to && finding.kind == FindingKind::kTicksGoBack)
+  if (from && to && finding.Is(finding_kind::kTicksGoBack))
     return fmt::format("; from tick {} to {}", TickText(finding.first_tick),
                        TickText(finding.last_tick));
-  const char* const between = finding.kind == FindingKind::kLost ? "between ticks" : "ticks";
-  const char* const and_to = finding.kind == FindingKind::kLost ? "and" : "to";
+  const char* const between = finding.Is(finding_kind::kLost) ? "between ticks" : "ticks";
+  const char* const and_to = finding.Is(finding_kind::kLost) ? "and" : "to";
   if (from && to)
     return fmt::format("; {} {} {} {}", between, TickText(finding.first_tick), and_to,
                        TickText(finding.last_tick));
@@ -225,41 +175,42 @@ std::string RingReport::SpanText(const Finding& finding) const {
   return to ? fmt::format("; before tick {}", TickText(finding.last_tick)) : "";
 }
 
-// A whole file's would be all that there are.
+// Not for a whole file, which would list nearly every kind that there is.
 std::string RingReport::ItemsText(const Finding& finding) {
-  if (finding.tags.none() || PhraseOf(finding.kind).form == Form::kFile) return "";
-  return fmt::format("{}{}", finding.kind == FindingKind::kLost ? "; still legible there: " : ": ",
+  if (finding.tags.none() || finding.kind->form == FindingForm::kFile) return "";
+  return fmt::format("{}{}", finding.Is(finding_kind::kLost) ? "; still legible there: " : ": ",
                      Joined(KindNames(finding.tags)));
 }
 
 const char* RingReport::OpenPacketText(const Finding& finding) {
-  if (PhraseOf(finding.kind).form == Form::kFile)
+  if (finding.kind->form == FindingForm::kFile)
     return "; the latest packet may have been in it alone";
-  if (finding.kind == FindingKind::kMisplaced) return "; the latest packet stands there alone";
+  if (finding.Is(finding_kind::kMisplaced)) return "; the latest packet stands there alone";
   return "; a power cut may have left it so, and then only a packet that was being written is "
          "missing";
 }
 
 std::string RingReport::Describe(const Finding& finding) const {
-  const PhraseRow& row = PhraseOf(finding.kind);
+  const FindingKind& kind = *finding.kind;
   const std::string file = finding.file > 0 ? RingFileName(base_, finding.file) + " " : "";
   const std::string clusters = ClusterText(finding.first_cluster, finding.last_cluster);
-  if (row.form == Form::kPlace) return fmt::format("{}{} {}", file, row.phrase, clusters);
-  if (row.form == Form::kFiles)
-    return fmt::format("{} and {} {}", RingFileName(base_, 1), RingFileName(base_, 2), row.phrase);
-  std::string text = row.form == Form::kFile ? fmt::format("{}{}; {}", file, row.phrase, clusters)
-                                             : fmt::format("{}{}: {}", file, clusters, row.phrase);
+  if (kind.form == FindingForm::kPlace) return fmt::format("{}{} {}", file, kind.phrase, clusters);
+  if (kind.form == FindingForm::kFiles)
+    return fmt::format("{} and {} {}", RingFileName(base_, 1), RingFileName(base_, 2), kind.phrase);
+  std::string text = kind.form == FindingForm::kFile
+                         ? fmt::format("{}{}; {}", file, kind.phrase, clusters)
+                         : fmt::format("{}{}: {}", file, clusters, kind.phrase);
   text += SpanText(finding) + ItemsText(finding);
   if (finding.good_file > 0)
     text += fmt::format("; {} has {}", RingFileName(base_, finding.good_file),
                         WhatTheOtherHas(finding));
-  if (finding.kind == FindingKind::kMissingFile && finding.file == 1)
+  if (finding.Is(finding_kind::kMissingFile) && finding.file == 1)
     text += "; a recorder that starts now goes on at cluster 0";
   if (finding.preferred_file > 0)
     text += fmt::format("; a recorder goes on with {}, and `vmr recover` takes its copies",
                         RingFileName(base_, finding.preferred_file));
   if (finding.last_packet_open) text += OpenPacketText(finding);
-  if (!finding.search_path.empty() && row.form == Form::kCopies &&
+  if (!finding.search_path.empty() && kind.form == FindingForm::kCopies &&
       finding.Grade() != Severity::kNormal)
     text += fmt::format("; a recorder that starts reads cluster {}",
                         fmt::join(finding.search_path, ", "));
@@ -309,7 +260,7 @@ ordered_json RingReport::RecordingJson() const {
 }
 
 ordered_json RingReport::FileJson(int file) const {
-  const ClusterFile& looked_at = survey_.File(file - 1);
+  const ClusterFile& looked_at = survey_.File(file);
   const CopyCounts counts = CountCopies(survey_, file);
   ordered_json json;
   json["path"] = looked_at.Path();
@@ -317,8 +268,7 @@ ordered_json RingReport::FileJson(int file) const {
   json["good_clusters"] = counts.good;
   json["never_written_clusters"] = counts.never_written;
   json["damaged_clusters"] = counts.damaged;
-  json["searchable"] =
-      looked_at.Problem() == FileProblem::kNone && survey_.SearchOf(file - 1).found;
+  json["searchable"] = looked_at.Problem() == FileProblem::kNone && survey_.SearchOf(file).found;
   return json;
 }
 
@@ -327,7 +277,7 @@ ordered_json RingReport::FindingJson(const Finding& finding) const {
     return file > 0 ? ordered_json(RingFileName(base_, file)) : ordered_json();
   };
   ordered_json json;
-  json["kind"] = KindText(finding.kind);
+  json["kind"] = finding.kind->name;
   json["severity"] = SeverityText(finding.Grade());
   json["file"] = path(finding.file);
   json["first_cluster"] = finding.first_cluster;

@@ -56,7 +56,7 @@ class FindingLimit {
   static constexpr int kMostAlike = 20;
 
   struct Group {
-    FindingKind kind;
+    const FindingKind* kind;
     int file;
     int told = 0;
     int untold = 0;

@@ -13,7 +13,7 @@ namespace vmr::tool {
 namespace {
 
 const CopyFacts& FactsOf(const SalvagedCluster& from) {
-  return from.source->At(from.cluster).copy[static_cast<std::size_t>(from.file)];
+  return from.source->At(from.cluster).Copy(from.file);
 }
 
 // A cluster that continuations opened may have no first tick: it follows on what
@@ -30,7 +30,7 @@ unsigned int FirstTickOf(RingSurvey& source, int cluster, const CopyFacts& copy)
 // make all of the new ring unsearchable. Its packets keep their ticks.
 SalvagedCluster Salvaged(RingSurvey& source, int cluster, int file) {
   constexpr unsigned int kHighestSearchable = kUnreadableSt - 1;
-  const CopyFacts& copy = source.At(cluster).copy[static_cast<std::size_t>(file)];
+  const CopyFacts& copy = source.At(cluster).Copy(file);
   const unsigned int first = std::min(FirstTickOf(source, cluster, copy), kHighestSearchable);
   const bool ends_known = copy.content.last_tick < kContinuationTick;
   const unsigned int last = ends_known ? copy.content.last_tick : first;
@@ -46,11 +46,11 @@ class PacketCollector final : public ContentSink {
  public:
   PacketCollector(unsigned char* image, TagCounts& counts) : image_(image), counts_(counts) {}
   int Size() const { return size_; }
-  void TakePacket(const unsigned char* packet, std::size_t bytes, unsigned int /*tick*/) override {
+  void OnPacket(const unsigned char* packet, std::size_t bytes, unsigned int /*tick*/) override {
     std::memcpy(image_ + size_, packet, bytes);
     size_ += static_cast<int>(bytes);
   }
-  void TakeItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
+  void OnItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
 
  private:
   unsigned char* image_;
@@ -106,9 +106,8 @@ void RingSalvage::AddOlderCopies() {
                                  facts.relation == Relation::kMisplaced ||
                                  facts.relation == Relation::kNoneSound;
     if (!of_another_time) continue;
-    for (const int file : {0, 1})
-      if (file != facts.best &&
-          facts.copy[static_cast<std::size_t>(file)].state == CopyState::kGood)
+    for (const int file : kFileNumbers)
+      if (file != facts.best && facts.Copy(file).state == CopyState::kGood)
         older.push_back(Salvaged(store_, cluster, file));
   }
   SourceAccount account;  // of the store's own files: nothing to tell
@@ -118,14 +117,14 @@ void RingSalvage::AddOlderCopies() {
 bool RingSalvage::AddFile(const std::string& path) {
   auto survey = std::make_unique<RingSurvey>(path, "");
   survey->Read();
-  const ClusterFile& file = survey->File(0);
+  const ClusterFile& file = survey->File(1);
   if (!file.IsOpen()) {
     Say(fmt::format("{}: {}", path, file.Reason().empty() ? "no regular file" : file.Reason()));
     return false;
   }
   std::vector<SalvagedCluster> added;
   for (int cluster = 0; cluster < kClusterCount; ++cluster)
-    if (survey->At(cluster).HoldsData()) added.push_back(Salvaged(*survey, cluster, 0));
+    if (survey->At(cluster).HoldsData()) added.push_back(Salvaged(*survey, cluster, 1));
   aside_.push_back(std::move(survey));
   accounts_.push_back({path});
   Merge(added, accounts_.back());

@@ -16,7 +16,7 @@ using TagCounts = std::array<unsigned long, 256>;
 // One cluster of the new ring.
 struct SalvagedCluster {
   RingSurvey* source = nullptr;  // null: it only gives the tick of what follows
-  int file = 0;                  // index of the file in it
+  int file = 0;                  // which of the two in it
   int cluster = 0;
   unsigned int first_tick = 0;
   unsigned int last_tick = 0;

@@ -23,11 +23,12 @@ bool IsOfWrongSize(FileProblem problem) {
 }  // namespace
 
 bool RingScrub::Run() {
-  const int first = survey_.SearchOf(0).found && !survey_.SearchOf(1).found ? 2 : 1;
-  const bool done =
-      BuildAnew(first) && BuildAnew(3 - first) && RewriteCopies(first, Repair::kMend) &&
-      RewriteCopies(3 - first, Repair::kMend) && RewriteCopies(first, Repair::kBringUpToDate) &&
-      RewriteCopies(3 - first, Repair::kBringUpToDate);
+  const int first = survey_.SearchOf(1).found && !survey_.SearchOf(2).found ? 2 : 1;
+  const bool done = BuildAnew(first) && BuildAnew(OtherFile(first)) &&
+                    RewriteCopies(first, Repair::kMend) &&
+                    RewriteCopies(OtherFile(first), Repair::kMend) &&
+                    RewriteCopies(first, Repair::kBringUpToDate) &&
+                    RewriteCopies(OtherFile(first), Repair::kBringUpToDate);
   Tell();
   return done;
 }
@@ -41,7 +42,7 @@ bool RingScrub::Fail(int file, const char* what) const {
 
 // Under a temporary name until it is complete.
 bool RingScrub::BuildAnew(int file) {
-  if (!IsOfWrongSize(survey_.File(file - 1).Problem())) return true;
+  if (!IsOfWrongSize(survey_.File(file).Problem())) return true;
   bool any = false;
   for (int cluster = 0; cluster < kClusterCount; ++cluster)
     any = any || survey_.At(cluster).Known();
@@ -51,12 +52,12 @@ bool RingScrub::BuildAnew(int file) {
   if (!WriteAll(file, out.TemporaryPath())) return Fail(file, "cannot be built anew");
   if (!out.Publish()) return false;
   account_ += fmt::format("{}: built anew, from {}\n", RingFileName(base_, file),
-                          RingFileName(base_, 3 - file));
+                          RingFileName(base_, OtherFile(file)));
   return true;
 }
 
-// Of a cluster without a sound copy it gets what this file has of it: zeros at the
-// worst, which no reader takes for a cluster. The same of one that is left alone.
+// Where no copy is sound, or the cluster is left alone, the new file gets what the
+// old one has there: zeros where it has nothing, which no reader takes for a cluster.
 bool RingScrub::WriteAll(int file, const std::string& path) {
   if (FileOps::Current().Chmod(path.c_str(), kRingFileMode) != 0) return false;
   const int fd = OpenFile(path, O_WRONLY);
@@ -65,10 +66,9 @@ bool RingScrub::WriteAll(int file, const std::string& path) {
   for (int cluster = 0; cluster < kClusterCount && written; ++cluster) {
     unsigned char image[kClusterBytes];
     const ClusterFacts& facts = survey_.At(cluster);
-    const int source = facts.Known() && !IsLeftAlone(facts, file) ? facts.best : file - 1;
+    const int source = facts.Known() && !IsLeftAlone(facts, file) ? facts.best : file;
     const CopyState state = survey_.File(source).ReadInTurn(cluster, image);
-    const bool as_judged =
-        !facts.Known() || state == facts.copy[static_cast<std::size_t>(source)].state;
+    const bool as_judged = !facts.Known() || state == facts.Copy(source).state;
     if (!as_judged) errno = EIO;
     written = as_judged && WriteWhole(fd, image, kClusterBytes);
   }
@@ -77,32 +77,32 @@ bool RingScrub::WriteAll(int file, const std::string& path) {
 
 // ---- Single clusters ------------------------------------------------------------------
 
-// What stands nowhere else is left to be recovered.
+// A copy that holds packets which no other copy has is not written over:
+// `vmr recover` can still save them.
 bool RingScrub::IsLeftAlone(const ClusterFacts& facts, int file) const {
   return facts.relation == Relation::kConflict ||
-         (facts.relation == Relation::kMisplaced &&
-          survey_.HoldsLatest(facts.copy[static_cast<std::size_t>(file - 1)]));
+         (facts.relation == Relation::kMisplaced && survey_.HoldsLatest(facts.Copy(file)));
 }
 
 RingScrub::Repair RingScrub::RepairOf(int cluster, int file) const {
   const ClusterFacts& facts = survey_.At(cluster);
-  if (facts.best != 2 - file || IsLeftAlone(facts, file)) return Repair::kNone;
+  if (facts.best != OtherFile(file) || IsLeftAlone(facts, file)) return Repair::kNone;
   if (facts.relation == Relation::kOneSound) return Repair::kMend;
   const bool lesser = facts.relation == Relation::kFaulty || facts.relation == Relation::kShorter ||
                       facts.relation == Relation::kOlder || facts.relation == Relation::kMisplaced;
-  return lesser && MendedFileIsSearchable(3 - file) ? Repair::kBringUpToDate : Repair::kNone;
+  return lesser && MendedFileIsSearchable(OtherFile(file)) ? Repair::kBringUpToDate : Repair::kNone;
 }
 
 // A copy with a right CRC may be on the path of the search. It is left alone where
 // nothing but its file can be searched: a power cut while it is written would
 // leave neither. What could be mended has been by then.
 bool RingScrub::MendedFileIsSearchable(int file) const {
-  const FileProblem problem = survey_.File(file - 1).Problem();
+  const FileProblem problem = survey_.File(file).Problem();
   return problem != FileProblem::kNotRegular && survey_.SearchOfBest().found;
 }
 
 bool RingScrub::RewriteCopies(int file, Repair wanted) {
-  if (survey_.File(file - 1).Problem() != FileProblem::kNone) return true;
+  if (survey_.File(file).Problem() != FileProblem::kNone) return true;
   int fd = -1;
   for (int cluster = 0; cluster < kClusterCount; ++cluster) {
     if (RepairOf(cluster, file) != wanted) continue;
@@ -129,7 +129,7 @@ bool RingScrub::RewriteCopy(int fd, int cluster, int file) {
 // Its CRC has been checked again, and it is what was judged to be the good one.
 bool RingScrub::ReadGoodTwin(int cluster, int file, unsigned char* image) {
   const CopyFacts& judged = survey_.At(cluster).Best();
-  return survey_.File(2 - file).Read(cluster, image) == judged.state &&
+  return survey_.File(OtherFile(file)).Read(cluster, image) == judged.state &&
          ClusterSize(image) == judged.used_bytes && ClusterSt(image) == judged.first_tick;
 }
 
@@ -147,7 +147,7 @@ void RingScrub::Tell() {
     account_ += fmt::format("{} {}: {} from {}\n", RingFileName(base_, done.file),
                             ClusterText(done.first, done.last),
                             done.repair == Repair::kMend ? "mended" : "brought up to date",
-                            RingFileName(base_, 3 - done.file));
+                            RingFileName(base_, OtherFile(done.file)));
 }
 
 }  // namespace vmr::tool

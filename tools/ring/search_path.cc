@@ -15,7 +15,7 @@ class NotedTicks final : public FirstTicks {
   unsigned int At(int cluster) override {
     const auto index = static_cast<std::size_t>(cluster);
     const unsigned int st = first_ticks_.at(index);
-    // What cannot be read is read again.
+    // One that it could not read it tries again each time.
     if (!asked_[index] || st == kUnreadableSt) path_.push_back(cluster);
     asked_[index] = true;
     return st;

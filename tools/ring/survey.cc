@@ -10,9 +10,11 @@
 namespace vmr::tool {
 namespace {
 
+// Of both copies of a cluster.
 struct Images {
   unsigned char bytes[2][kClusterBytes];
-  const unsigned char* operator[](int index) const { return bytes[index]; }
+  unsigned char* Of(int file) { return bytes[file - 1]; }
+  const unsigned char* Of(int file) const { return bytes[file - 1]; }
 };
 
 CopyFacts FactsOf(CopyState state, const unsigned char* image) {
@@ -76,28 +78,28 @@ constexpr Comparison kComparisons[] = {{Relation::kFaulty, IsFaultyTwin},
                                        {Relation::kShorter, IsBeginning},
                                        {Relation::kOlder, IsOlder}};
 
-// `facts.copy` is complete. Sets what follows from both.
+// The copies are complete. Sets what follows from both.
 void Compare(ClusterFacts& facts, const Images& images, int conflicts_go_to) {
   const auto settle = [&facts](Relation relation, int best) {
     facts.relation = relation;
     facts.best = best;
   };
-  const CopyFacts& first = facts.copy[0];
-  const CopyFacts& second = facts.copy[1];
+  const CopyFacts& first = facts.Copy(1);
+  const CopyFacts& second = facts.Copy(2);
   const bool sound1 = IsSound(first.state);
   const bool sound2 = IsSound(second.state);
-  if (!sound1 || !sound2)
-    return settle(sound1 || sound2 ? Relation::kOneSound : Relation::kNoneSound, sound1   ? 0
-                                                                                 : sound2 ? 1
-                                                                                          : -1);
+  if (!sound1 && !sound2) return settle(Relation::kNoneSound, 0);
+  if (!sound1 || !sound2) return settle(Relation::kOneSound, sound1 ? 1 : 2);
   const auto used = static_cast<std::size_t>(first.used_bytes);
-  if (first.used_bytes == second.used_bytes && std::memcmp(images[0], images[1], used) == 0)
-    return settle(Relation::kEqual, 0);
+  if (first.used_bytes == second.used_bytes && std::memcmp(images.Of(1), images.Of(2), used) == 0)
+    return settle(Relation::kEqual, 1);
   for (const Comparison& comparison : kComparisons)
-    for (const int other : {0, 1})
-      if (comparison.holds({facts.copy[static_cast<std::size_t>(other)], images[other]},
-                           {facts.copy[static_cast<std::size_t>(1 - other)], images[1 - other]}))
-        return settle(comparison.relation, 1 - other);
+    for (const int lesser : kFileNumbers) {
+      const int better = OtherFile(lesser);
+      if (comparison.holds({facts.Copy(lesser), images.Of(lesser)},
+                           {facts.Copy(better), images.Of(better)}))
+        return settle(comparison.relation, better);
+    }
   settle(Relation::kConflict, conflicts_go_to);
 }
 
@@ -119,7 +121,7 @@ unsigned int CopyFacts::LastTick() const {
 class RingSurvey::TimeSink final : public ContentSink {
  public:
   explicit TimeSink(std::vector<TimeReading>& readings) : readings_(readings) {}
-  void TakeItem(const unsigned char* item, unsigned int tick) override {
+  void OnItem(const unsigned char* item, unsigned int tick) override {
     if (item[0] == TAG_TIME && tick != kNoTick)
       readings_.push_back({tick, static_cast<std::int32_t>(GetLe32(item + 1))});
   }
@@ -134,7 +136,7 @@ RingSurvey::RingSurvey(const std::string& path1, const std::string& path2)
 
 void RingSurvey::Read() {
   for (ClusterFile& file : files_) file.Open();
-  conflicts_go_to_ = 0;
+  conflicts_go_to_ = 1;
   times_.clear();
   for (int cluster = 0; cluster < kClusterCount; ++cluster) ReadCluster(cluster, Pass::kFirst);
   LookAgain();
@@ -149,25 +151,26 @@ void RingSurvey::Read() {
 
 bool RingSurvey::ReadCluster(int cluster, Pass pass) {
   Images images;
-  CopyState states[2];
-  for (const int file : {0, 1})
-    states[file] = pass == Pass::kFirst ? File(file).ReadInTurn(cluster, images.bytes[file])
-                                        : File(file).Read(cluster, images.bytes[file]);
   ClusterFacts facts;
-  facts.copy[0] = FactsOf(states[0], images[0]);
-  const bool same = states[0] == states[1] && std::memcmp(images[0], images[1], kClusterBytes) == 0;
-  facts.copy[1] = same ? facts.copy[0] : FactsOf(states[1], images[1]);
+  CopyState states[2];
+  for (const int file : kFileNumbers)
+    states[file - 1] = pass == Pass::kFirst ? File(file).ReadInTurn(cluster, images.Of(file))
+                                            : File(file).Read(cluster, images.Of(file));
+  facts.Copy(1) = FactsOf(states[0], images.Of(1));
+  const bool same =
+      states[0] == states[1] && std::memcmp(images.Of(1), images.Of(2), kClusterBytes) == 0;
+  facts.Copy(2) = same ? facts.Copy(1) : FactsOf(states[1], images.Of(2));
   Compare(facts, images, conflicts_go_to_);
   ClusterFacts& kept = clusters_[static_cast<std::size_t>(cluster)];
-  const bool changed = !SameCopy(kept.copy[0], facts.copy[0]) ||
-                       !SameCopy(kept.copy[1], facts.copy[1]) || kept.relation != facts.relation;
+  const bool changed = !SameCopy(kept.Copy(1), facts.Copy(1)) ||
+                       !SameCopy(kept.Copy(2), facts.Copy(2)) || kept.relation != facts.relation;
   kept = facts;
-  TakeTimes(cluster, images[std::max(facts.best, 0)]);
+  ReadTimes(cluster, images.Of(std::max(facts.best, 1)));
   return changed;
 }
 
 // From the image of the best copy.
-void RingSurvey::TakeTimes(int cluster, const unsigned char* image) {
+void RingSurvey::ReadTimes(int cluster, const unsigned char* image) {
   times_.erase(cluster);
   const ClusterFacts& facts = At(cluster);
   if (!facts.HoldsData() || !facts.Best().content.tags.test(TAG_TIME)) return;
@@ -175,14 +178,13 @@ void RingSurvey::TakeTimes(int cluster, const unsigned char* image) {
   WalkCluster(image, facts.Best().used_bytes, &sink);
 }
 
-// What is absent stays so.
+// A copy that the file is too short for will not appear by reading it again.
 bool RingSurvey::NeedsSecondLook(int cluster) const {
   const ClusterFacts& facts = At(cluster);
   const auto doubtful = [](const CopyFacts& copy) {
     return !IsSound(copy.state) && copy.state != CopyState::kAbsent;
   };
-  return doubtful(facts.copy[0]) || doubtful(facts.copy[1]) ||
-         (facts.relation >= Relation::kShorter);
+  return doubtful(facts.Copy(1)) || doubtful(facts.Copy(2)) || facts.relation >= Relation::kShorter;
 }
 
 void RingSurvey::LookAgain() {
@@ -225,7 +227,8 @@ bool RingSurvey::IsContinuedWithin(int before, int cluster) const {
   return goes_on || IsOfLapBefore(cluster);
 }
 
-// As a recorder decides it.
+// A full cluster, the same in both files, and written ones behind it: a recorder takes
+// it for one of the lap before by the same signs.
 bool RingSurvey::IsOfLapBefore(int cluster) const {
   const ClusterFacts& facts = At(cluster);
   const bool full = kClusterBytes - facts.Best().used_bytes < static_cast<int>(kMaxPacketBytes);
@@ -272,13 +275,13 @@ bool RingSurvey::IsBeingWritten(int cluster) const {
 }
 
 void RingSurvey::SearchFiles() {
-  for (const std::size_t file : {0U, 1U}) {
+  for (const int file : kFileNumbers) {
     std::vector<unsigned int> first_ticks;
     first_ticks.reserve(clusters_.size());
     for (const ClusterFacts& facts : clusters_)
-      first_ticks.push_back(IsSound(facts.copy[file].state) ? facts.copy[file].first_tick
+      first_ticks.push_back(IsSound(facts.Copy(file).state) ? facts.Copy(file).first_tick
                                                             : kUnreadableSt);
-    searches_[file] = SearchLastPosition(first_ticks);
+    searches_[static_cast<std::size_t>(file - 1)] = SearchLastPosition(first_ticks);
   }
 }
 
@@ -295,15 +298,15 @@ int RingSurvey::LastWriter() const {
   const auto newest = [this](int file) -> const CopyFacts* {
     const SearchResult& search = SearchOf(file);
     if (!search.found) return nullptr;
-    const CopyFacts& copy = At(search.newest).copy[static_cast<std::size_t>(file)];
+    const CopyFacts& copy = At(search.newest).Copy(file);
     return copy.state == CopyState::kGood ? &copy : nullptr;
   };
-  const CopyFacts* const first = newest(0);
-  const CopyFacts* const second = newest(1);
-  if (first == nullptr || second == nullptr) return first == nullptr && second != nullptr ? 1 : 0;
-  if (SearchOf(0).newest == SearchOf(1).newest)
-    return first->used_bytes < second->used_bytes ? 1 : 0;
-  return first->first_tick < second->first_tick ? 1 : 0;
+  const CopyFacts* const first = newest(1);
+  const CopyFacts* const second = newest(2);
+  if (first == nullptr || second == nullptr) return first == nullptr && second != nullptr ? 2 : 1;
+  if (SearchOf(1).newest == SearchOf(2).newest)
+    return first->used_bytes < second->used_bytes ? 2 : 1;
+  return first->first_tick < second->first_tick ? 2 : 1;
 }
 
 void RingSurvey::SettleConflicts() {
@@ -313,7 +316,8 @@ void RingSurvey::SettleConflicts() {
       ReadCluster(cluster, Pass::kAgain);
 }
 
-// Again as long as it changes what is next to something else.
+// A copy found to be misplaced changes how its neighbours are judged, so this is
+// repeated as long as something changes.
 void RingSurvey::SettleMisplaced() {
   constexpr int kMostRounds = 3;
   bool changed = true;
@@ -337,19 +341,18 @@ bool RingSurvey::BelongsElsewhere(int cluster) {
   if (!in_question || before.relation == Relation::kConflict ||
       behind.relation == Relation::kConflict)
     return false;
-  int fits[2];
-  for (const std::size_t file : {0U, 1U})
-    fits[file] = FitOf(facts.copy[file], cluster, before, behind);
-  const int better = fits[0] > fits[1] ? 0 : 1;
-  const bool none = fits[better] < kFits && FollowOnEachOther(before, behind);
-  const bool settled = facts.relation == Relation::kOneSound || fits[0] == fits[1] ||
+  const int fit1 = FitOf(facts.Copy(1), cluster, before, behind);
+  const int fit2 = FitOf(facts.Copy(2), cluster, before, behind);
+  const int better = fit1 > fit2 ? 1 : 2;
+  const bool none = std::max(fit1, fit2) < kFits && FollowOnEachOther(before, behind);
+  const bool settled = facts.relation == Relation::kOneSound || fit1 == fit2 ||
                        (facts.relation == Relation::kOlder && facts.best == better);
   if (!none && settled) return false;
   facts.relation = none ? Relation::kNoneSound : Relation::kMisplaced;
-  facts.best = none ? -1 : better;
+  facts.best = none ? 0 : better;
   unsigned char image[kClusterBytes];
   File(better).Read(cluster, image);
-  TakeTimes(cluster, image);
+  ReadTimes(cluster, image);
   return true;
 }
 
@@ -363,7 +366,7 @@ bool RingSurvey::IsOfTwoRecordings() const {
   int unlike = 0;
   for (const ClusterFacts& facts : clusters_) {
     const bool both_hold_data =
-        facts.copy[0].state == CopyState::kGood && facts.copy[1].state == CopyState::kGood;
+        facts.Copy(1).state == CopyState::kGood && facts.Copy(2).state == CopyState::kGood;
     if (!both_hold_data || facts.relation == Relation::kFaulty) continue;
     if (facts.relation < Relation::kOlder) return false;
     ++unlike;

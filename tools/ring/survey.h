@@ -39,13 +39,19 @@ struct CopyFacts {
   unsigned int LastTick() const;
 };
 
-struct ClusterFacts {
-  std::array<CopyFacts, 2> copy;
-  Relation relation = Relation::kNoneSound;
-  int best = -1;  // index of the copy that counts; -1 without a sound one
+// Files are numbered as in their names, 1 and 2.
+inline constexpr int kFileNumbers[] = {1, 2};
+inline int OtherFile(int file) { return 3 - file; }
 
-  const CopyFacts& Best() const { return copy[static_cast<std::size_t>(best)]; }
-  bool Known() const { return best >= 0; }
+struct ClusterFacts {
+  std::array<CopyFacts, 2> copies;  // see Copy
+  Relation relation = Relation::kNoneSound;
+  int best = 0;  // the file whose copy counts; 0 without a sound one
+
+  CopyFacts& Copy(int file) { return copies[static_cast<std::size_t>(file - 1)]; }
+  const CopyFacts& Copy(int file) const { return copies[static_cast<std::size_t>(file - 1)]; }
+  const CopyFacts& Best() const { return Copy(best); }
+  bool Known() const { return best > 0; }
   bool HoldsData() const { return Known() && Best().state == CopyState::kGood; }
   unsigned int FirstTick() const { return Best().FirstTick(); }
   unsigned int LastTick() const { return Best().LastTick(); }
@@ -63,8 +69,8 @@ class RingSurvey {
 
   void Read();
 
-  ClusterFile& File(int index) { return files_[static_cast<std::size_t>(index)]; }
-  const ClusterFile& File(int index) const { return files_[static_cast<std::size_t>(index)]; }
+  ClusterFile& File(int number) { return files_[static_cast<std::size_t>(number - 1)]; }
+  const ClusterFile& File(int number) const { return files_[static_cast<std::size_t>(number - 1)]; }
   const ClusterFacts& At(int cluster) const { return clusters_[static_cast<std::size_t>(cluster)]; }
 
   // Nothing was ever written, as far as can be read.
@@ -80,7 +86,7 @@ class RingSurvey {
   // one file may lack its latest packets.
   bool IsBeingWritten(int cluster) const;
 
-  // The file that a recorder would go on with: 0 or 1. Of copies in conflict its
+  // The file that a recorder would go on with: 1 or 2. Of copies in conflict its
   // are the best ones, so that two recordings are not mixed.
   int LastWriter() const;
   // Several clusters hold data in both files, and it is nowhere the same: the files
@@ -91,7 +97,9 @@ class RingSurvey {
   bool HoldsLatest(const CopyFacts& copy) const;
 
   // The recorder's search, in one file as it is and in the best copies of all.
-  const SearchResult& SearchOf(int file) const { return searches_[static_cast<std::size_t>(file)]; }
+  const SearchResult& SearchOf(int file) const {
+    return searches_[static_cast<std::size_t>(file - 1)];
+  }
   const SearchResult& SearchOfBest() const { return searches_[2]; }
   bool OnSearchPath(int cluster) const;
 
@@ -115,7 +123,7 @@ class RingSurvey {
   void SettleConflicts();
   void SettleMisplaced();
   bool BelongsElsewhere(int cluster);
-  void TakeTimes(int cluster, const unsigned char* image);
+  void ReadTimes(int cluster, const unsigned char* image);
   void FindRunEnds();
   void SearchBestCopies();
   void Settle(SearchResult& search) const;
@@ -129,8 +137,8 @@ class RingSurvey {
   std::map<int, std::vector<TimeReading>> times_;  // by cluster
   std::vector<int> run_ends_;
   int newest_ = -1;
-  std::array<SearchResult, 3> searches_;
-  int conflicts_go_to_ = 0;  // the file whose copies count
+  std::array<SearchResult, 3> searches_;  // in file 1, in file 2, in the best copies
+  int conflicts_go_to_ = 1;               // the file whose copies count
   RecordedClock clock_;
 };
 

@@ -29,7 +29,7 @@ class RingWriter {
   bool Publish();
 
   int Clusters() const { return clusters_; }
-  const std::string& TemporaryPath(int index) const { return files_[index].TemporaryPath(); }
+  const std::string& TemporaryPath(int file) const { return files_[file - 1].TemporaryPath(); }
 
  private:
   bool Flush();
