@@ -14,13 +14,13 @@ namespace vmr {
 // Calls that a signal interrupted are repeated. All return the POSIX result.
 //
 // Descriptors are close-on-exec and never 0: the stores use 0 as "closed".
-int OpenFile(const std::string& path, int flags, mode_t mode = 0);
-ssize_t ReadFile(int fd, void* buffer, std::size_t count);
-ssize_t WriteFile(int fd, const void* data, std::size_t count);
-off_t SeekFile(int fd, off_t offset, int whence);
-int SyncFile(int fd);
+[[nodiscard]] int OpenFile(const std::string& path, int flags, mode_t mode = 0);
+[[nodiscard]] ssize_t ReadFile(int fd, void* buffer, std::size_t count);
+[[nodiscard]] ssize_t WriteFile(int fd, const void* data, std::size_t count);
+[[nodiscard]] off_t SeekFile(int fd, off_t offset, int whence);
+[[nodiscard]] int SyncFile(int fd);
 // An interrupted close has closed the descriptor; it counts as done.
-int CloseFile(int fd);
+[[nodiscard]] int CloseFile(int fd);
 
 // Deletes a file that usually is not there. What stays all the same is met again by
 // whoever wants its name.
@@ -28,7 +28,7 @@ void RemoveIfThere(const std::string& path);
 
 // Makes a file's new name outlive a power loss. False, and errno, when the
 // directory cannot be synced.
-bool SyncDirectoryOf(const std::string& path);
+[[nodiscard]] bool SyncDirectoryOf(const std::string& path);
 
 // A descriptor that a store may use.
 inline bool IsOpenDescriptor(int fd) { return fd >= 1; }

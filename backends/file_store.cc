@@ -121,7 +121,7 @@ int FileStore::CreateFile(unsigned char* buf, int clusterCount, int clusterSize)
   errno = 0;
   int created = WriteInitialClusters(fd, tmp_name, buf, clusterCount, clusterSize);
   const bool disk_is_full = created == 0 && errno == ENOSPC;
-  CloseFile(fd);  // what it wrote is synced; nothing is left that could fail
+  static_cast<void>(CloseFile(fd));  // what it wrote is synced; nothing is left that could fail
   if (disk_is_full) RemoveIfThere(tmp_name);
   if (created != 0 && FileOps::Current().Rename(tmp_name.c_str(), path_.c_str()) != 0) {
     const Reason reason;
