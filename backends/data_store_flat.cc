@@ -22,8 +22,10 @@ constexpr ssize_t kMagicBytes = sizeof(kFlatFileMagic);
 
 bool IsMagic(const unsigned char* bytes) { return memcmp(bytes, kFlatFileMagic, kMagicBytes) == 0; }
 
-// -1 where it cannot be had.
-off_t EndOf(int fd) { return SeekFile(fd, 0, SEEK_END); }
+off_t EndOf(int fd) {
+  // -1 where it cannot be had, as when the file is closed.
+  return SeekFile(fd, 0, SEEK_END);
+}
 
 }  // namespace
 
@@ -44,9 +46,8 @@ DataStoreFlatMessage::DataStoreFlatMessage(unsigned char* buffer, int size, bool
 int DataStoreFlatMessage::Open() {
   if (OpenInit() == 0) return 0;
   if (write_header_) {
-    // Deliberate: the results are not looked at. What does not fit is logged.
-    static_cast<void>(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
-    static_cast<void>(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
+    IgnoreRefusal(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
+    IgnoreRefusal(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
   }
   return 1;
 }
@@ -104,10 +105,8 @@ int DataStoreFlatWrite::Open() {
     return 0;
   }
   if (end == 0) {
-    // Deliberate: the results are not looked at. A file that cannot take its
-    // header cannot take packets either, and says so each time.
-    static_cast<void>(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
-    static_cast<void>(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
+    IgnoreRefusal(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
+    IgnoreRefusal(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
   } else {
     // Deliberate: whether the file begins with the magic is not looked at.
     VMR_LOG(kLogInfo, "Not writing to the beginning of file " << path_ << " but instead at pos "

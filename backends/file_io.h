@@ -15,14 +15,14 @@ namespace vmr {
 // Calls that a signal interrupted are repeated. All return the POSIX result.
 //
 // Descriptors are close-on-exec and never 0: the stores use 0 as "closed".
-int OpenFile(const std::string& path, int flags, mode_t mode = 0);
-ssize_t ReadFile(int fd, void* buffer, std::size_t count);
-ssize_t WriteFile(int fd, const void* data, std::size_t count);
+[[nodiscard]] int OpenFile(const std::string& path, int flags, mode_t mode = 0);
+[[nodiscard]] ssize_t ReadFile(int fd, void* buffer, std::size_t count);
+[[nodiscard]] ssize_t WriteFile(int fd, const void* data, std::size_t count);
 // -1 and EBADF, without a call, for what a store may not use.
-off_t SeekFile(int fd, off_t offset, int whence);
-int SyncFile(int fd);
+[[nodiscard]] off_t SeekFile(int fd, off_t offset, int whence);
+[[nodiscard]] int SyncFile(int fd);
 // An interrupted close has closed the descriptor; it counts as done.
-int CloseFile(int fd);
+[[nodiscard]] int CloseFile(int fd);
 
 // Writes all of it, going on behind short writes. False, and errno, when it could not.
 [[nodiscard]] bool WriteWhole(int fd, const void* data, std::size_t count);
@@ -43,7 +43,7 @@ void RemoveIfThere(const std::string& path);
 
 // Makes a file's new name outlive a power loss. False, and errno, when the
 // directory cannot be synced.
-bool SyncDirectoryOf(const std::string& path);
+[[nodiscard]] bool SyncDirectoryOf(const std::string& path);
 
 // A descriptor that a store may use.
 inline bool IsOpenDescriptor(int fd) { return fd >= 1; }

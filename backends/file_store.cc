@@ -107,7 +107,7 @@ int FileStore::CreateFile(unsigned char* buf, int clusterCount, int clusterSize)
   errno = 0;
   int created = WriteInitialClusters(fd, tmp_name, buf, clusterCount, clusterSize);
   const bool disk_is_full = created == 0 && errno == ENOSPC;
-  CloseFile(fd);  // what it wrote is synced; nothing is left that could fail
+  static_cast<void>(CloseFile(fd));  // what it wrote is synced; nothing is left that could fail
   if (disk_is_full) RemoveIfThere(tmp_name);
   if (created != 0 && FileOps::Current().Rename(tmp_name.c_str(), path_.c_str()) != 0) {
     const Reason reason;
@@ -232,7 +232,10 @@ bool FileStore::WriteAndSync(int clusterSize, const unsigned char* buf, int clus
   return false;
 }
 
-bool FileStore::GoTo(off_t offset) const { return SeekFile(fd_, offset, SEEK_SET) >= 0; }
+bool FileStore::GoTo(off_t offset) const {
+  // False, too, when the file is closed.
+  return SeekFile(fd_, offset, SEEK_SET) >= 0;
+}
 
 int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
   if (RefuseNull(buf, "ReadCluster") || RefuseSize(clusterSize)) return 0;

@@ -65,12 +65,12 @@ class MetadataReader {
   // Collects the packets of the next tick from `source` into the work buffer of
   // `buffer`, an open store other than `source` and than a ring. Returns how many
   // (at most 17), 0 at the end of the data, -1 when the source could not be read.
-  int ReadNextSystemTick(DataStore& source, DataStore& buffer);
+  [[nodiscard]] int ReadNextSystemTick(DataStore& source, DataStore& buffer);
   // Parses the collected packets. 0 at the first that cannot be, else 1.
   int ParseReadSystemTick(DataStore& out);
   // Hands the collected packets to `out` as they are. 0 at the first that it
   // refuses, else 1.
-  int WriteReadSystemTick(DataStore& out);
+  [[nodiscard]] int WriteReadSystemTick(DataStore& out);
   // Parses one packet, of which `length` bytes may be looked at. 1, or 0 for a
   // null packet or a byte that is no header.
   int ParsePacket(DataStore& out, const unsigned char* packet, int length);
@@ -83,8 +83,8 @@ class MetadataReader {
   // Prints the ring store or flat file at `path` between two ticks (0 and
   // 0xFFFFFFFF for all of it) to standard output; `expanded` adds dumps. False
   // only when it could not be opened.
-  bool ViewFile(const std::string& path, bool ringStore, unsigned int startSystemTick,
-                unsigned int endSystemTick, bool expanded);
+  [[nodiscard]] bool ViewFile(const std::string& path, bool ringStore, unsigned int startSystemTick,
+                              unsigned int endSystemTick, bool expanded);
 
   // Makes `destPath` a flat file that can be decoded on its own: a label, the
   // full state at `startSystemTick`, and every packet of the ring at `sourcePath`
@@ -93,8 +93,9 @@ class MetadataReader {
   // the ring or the file could not be opened, read or written, or when no state
   // could be found to begin with; the file then holds what there was to write.
   // True also when the range holds nothing.
-  bool ReadToNewFile(const std::string& sourcePath, const std::string& destPath,
-                     unsigned int startSystemTick, unsigned int endSystemTick, Watchdog* watchdog);
+  [[nodiscard]] bool ReadToNewFile(const std::string& sourcePath, const std::string& destPath,
+                                   unsigned int startSystemTick, unsigned int endSystemTick,
+                                   Watchdog* watchdog);
   // The cluster from which to replay in order to know the state at `sysTick`: the
   // last one, going back from `startCluster`, with a state dump not after it, or an
   // empty one. A dump whose tick its cluster's packets do not tell is taken only when

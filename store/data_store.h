@@ -70,7 +70,7 @@ class DataStore {
 
   // Makes the store ready. 0 when it failed or is open already; a store whose
   // Open failed is closed and may be opened again.
-  virtual int Open() = 0;
+  [[nodiscard]] virtual int Open() = 0;
   // Frees what Open took. Returns 1. Harmless on a closed store.
   virtual int Close();
 
@@ -160,15 +160,16 @@ class DataStore {
 
   // Takes one whole packet, the file magic or the dictionary. `sysTick` is the
   // packet's tick, kContinuationTick or kNoTick.
-  virtual int WriteData(const unsigned char* data, int length, unsigned int sysTick) = 0;
+  [[nodiscard]] virtual int WriteData(const unsigned char* data, int length,
+                                      unsigned int sysTick) = 0;
   // Reads stored stream bytes at `position` (cluster * 4096 + index of the byte
   // in the cluster's payload; in a flat file, the offset) and tells where to go
   // on. The base cannot be read: 0.
-  virtual int ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
-                                 int& bytesRead, long& nextPosition);
+  [[nodiscard]] virtual int ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
+                                               int& bytesRead, long& nextPosition);
   // Allocates the work buffer. Every Open calls it first; 0 when there is no
   // memory or the store is open.
-  virtual int OpenInit();
+  [[nodiscard]] virtual int OpenInit();
   // Where a reader of the whole store begins.
   virtual long InitialReadLocation();
 
@@ -254,9 +255,9 @@ class DataStore {
   void WriteBuffers();
   // Each builds one packet of `length` item bytes (0..255) and returns what
   // WriteData returned, 0 for a longer one and for null.
-  int WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length);
-  int WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length);
-  int WritePacketCont(const unsigned char* data, unsigned int length);
+  [[nodiscard]] int WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length);
+  [[nodiscard]] int WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length);
+  [[nodiscard]] int WritePacketCont(const unsigned char* data, unsigned int length);
   // True while items wait for a flush.
   bool HasPendingItems() const { return used_[0] != 0; }
   // Of the sixteen packet areas, how many hold waiting items.
@@ -294,8 +295,8 @@ class DataStore {
                             unsigned int systemTick);
   // The first of a table's entries with the id, null when there is none and for
   // a null table.
-  static SPEED_DESC_T* FindSpeedDesc(SPEED_DESC_T* table, unsigned char id);
-  static RADAR_DESC_T* FindRadarDesc(RADAR_DESC_T* table, unsigned char id);
+  [[nodiscard]] static SPEED_DESC_T* FindSpeedDesc(SPEED_DESC_T* table, unsigned char id);
+  [[nodiscard]] static RADAR_DESC_T* FindRadarDesc(RADAR_DESC_T* table, unsigned char id);
 
   // cameras.cc
   void WriteCameraDesc(e_CameraPort port);

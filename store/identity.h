@@ -45,7 +45,7 @@ struct StringRow {
   e_Tag tag;
 };
 // The row of a tag, null for a tag of no string item.
-const StringRow* FindStringRow(e_Tag tag);
+[[nodiscard]] const StringRow* FindStringRow(e_Tag tag);
 
 struct IdentityMirror {
   Officer officer;

@@ -15,10 +15,10 @@ void AddTextItem(DataStore& store, const unsigned char* head, std::size_t head_b
 
 // Whether a device's id has speed and radar tags of its own; if not, that is
 // logged. The sum of tag and id would otherwise be another item's tag.
-bool HasTag(unsigned char id);
+[[nodiscard]] bool HasTag(unsigned char id);
 
 // Whether an argument is null; the operation then logs that and does nothing.
-bool RefuseNull(const void* argument, const char* operation);
+[[nodiscard]] bool RefuseNull(const void* argument, const char* operation);
 
 }  // namespace vmr
 

@@ -44,12 +44,13 @@ struct TagCatalogue {
 const TagCatalogue& Tags();
 
 // The row of a tag byte, null for a number that is no tag.
-const TagRow* FindTag(unsigned char tag);
+[[nodiscard]] const TagRow* FindTag(unsigned char tag);
 
 // The whole length in bytes of the item at `item`, of which `available` bytes
 // (at least 1) may be looked at; 0 when the tag is illegal or the item does not
 // end within them.
-std::size_t ItemLength(const TagRow* row, const unsigned char* item, std::size_t available);
+[[nodiscard]] std::size_t ItemLength(const TagRow* row, const unsigned char* item,
+                                     std::size_t available);
 
 }  // namespace vmr
 
