@@ -124,12 +124,13 @@ int MetadataReader::ParseItem(DataStore& out, const unsigned char* item) {
   return ParseItemWithin(out, item, kAllOfIt);
 }
 
-// An item that claims to reach past its packet is as illegal as an unknown tag.
+// An item that claims to reach past its packet is as illegal as an unknown tag, and as
+// one that is written and that nobody decodes.
 int MetadataReader::ParseItemWithin(DataStore& out, const unsigned char* item,
                                     std::size_t available) {
   const TagRow* const row = FindTag(item[0]);
   const std::size_t length = ItemLength(row, item, available);
-  if (length == 0) {
+  if (length == 0 || row->decoder == nullptr) {
     if (out.Viewing()) std::printf("[Illegal payload tag 0x%02X] ", item[0]);
     return -1;
   }

@@ -18,21 +18,11 @@ const char* KindName(unsigned char header) {
   return FindPacketShape(header) == nullptr ? "UNKN" : kNames[header - HEADER_1];
 }
 
-// Bytes of an item of the one tag that is written and that no decoder accepts;
-// 0 for any other item, and for one that does not end within `available`.
-std::size_t UndecodableItemBytes(const unsigned char* item, std::size_t available) {
-  constexpr std::size_t kHeadBytes = 1 + 1;
-  if (item[0] != TAG_TIME_ZONE_NAME || available < kHeadBytes) return 0;
-  const std::size_t length = kHeadBytes + item[1];
-  return length <= available ? length : 0;
-}
-
 // Whether a dump's mark is among the items, as the walk meets them.
 bool HoldMark(const unsigned char* items, std::size_t available) {
   while (available > 0) {
     if (items[0] == TAG_POLICY_END) return true;
-    std::size_t item_bytes = UndecodableItemBytes(items, available);
-    if (item_bytes == 0) item_bytes = ItemLength(FindTag(items[0]), items, available);
+    const std::size_t item_bytes = ItemLength(FindTag(items[0]), items, available);
     if (item_bytes == 0) return false;
     items += item_bytes;
     available -= item_bytes;
@@ -262,7 +252,9 @@ void MetadataReader::LogWalkedHeader(unsigned char header) const {
 void MetadataReader::ParseWalkedItems(DataStore& output, const unsigned char* items,
                                       std::size_t available) {
   while (available > 0) {
-    std::size_t item_bytes = UndecodableItemBytes(items, available);
+    const TagRow* const row = FindTag(items[0]);
+    const bool is_decoded = row == nullptr || row->decoder != nullptr;
+    std::size_t item_bytes = is_decoded ? 0 : ItemLength(row, items, available);
     if (item_bytes == 0) {
       const int parsed = ParseItemWithin(output, items, available);
       if (parsed < 1) return;

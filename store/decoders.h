@@ -37,6 +37,14 @@ Record AsRecord(const unsigned char* item, std::size_t bytes = sizeof(Record)) {
 }
 
 // tag_catalogue.cc
+
+// A kind of item as the catalogue names it.
+const char* ItemName(e_Tag tag);
+// How the viewer begins an item: "[Tag=speed, TagNo=0x71"; the second under the name of
+// another number's kind.
+void PrintItemHead(e_Tag tag);
+void PrintItemHead(e_Tag named, e_Tag number);
+
 void DecodeTickAdjust(DataStore& out, const unsigned char* item, DecodeResult& result);
 void DecodeEndOfStream(DataStore& out, const unsigned char* item, DecodeResult& result);
 

@@ -204,9 +204,9 @@ void DataStore::ReportGpsState(bool available, bool write) {
     // The next fix may be anywhere: it is written as an absolute position.
     if (!available) gps.gpsLocationSet = false;
   }
-  if (Viewing())
-    std::printf("[Tag=GpsState, TagNo=0x94, State=%d-%s]", available,
-                available ? "available" : "unavailable");
+  if (!Viewing()) return;
+  PrintItemHead(TAG_GPS_STATE);
+  std::printf(", State=%d-%s]", available, available ? "available" : "unavailable");
 }
 
 void DataStore::CheckGpsConfig(bool write) {
@@ -271,7 +271,8 @@ void DataStore::StoreGpsDesc(const BIN_GPS_DESC_T* item) {
   // Behind a NUL in the text there are NULs up to the length that it claims.
   gps.gpsDesc.desc.resize(item->length);
   if (!Viewing()) return;
-  std::fputs("[Tag=GpsDesc, TagNo=0x90, Desc='", stdout);
+  PrintItemHead(TAG_GPS_DESC);
+  std::fputs(", Desc='", stdout);
   std::fwrite(gps.gpsDesc.desc.data(), 1, gps.gpsDesc.desc.size(), stdout);
   std::fputs("']", stdout);
 }
@@ -294,18 +295,20 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
   gps.gpsLocationSet = true;
   if (!Viewing()) return;
   const char* const quadrant_name = QuadrantName(item->quadrant);
-  std::printf("[Tag=GpsAbs, TagNo=0x%02X, Quad=%d-%s", tag, item->quadrant, quadrant_name);
+  PrintItemHead(TAG_GPS_ABS, tag);
+  std::printf(", Quad=%d-%s", item->quadrant, quadrant_name);
   PrintGpsPosition();
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL8_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
-  StoreGpsDelta("GpsRel8", item->latitude_delta, item->longitude_delta, tag, logIfUnset);
+  StoreGpsDelta(ItemName(TAG_GPS_REL8), item->latitude_delta, item->longitude_delta, tag,
+                logIfUnset);
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL16_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
-  StoreGpsDelta("GpsRel16", static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
+  StoreGpsDelta(ItemName(TAG_GPS_REL16), static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
                 static_cast<std::int16_t>(GetLe16(item->longitude_delta)), tag, logIfUnset);
 }
 

@@ -18,15 +18,15 @@ constexpr unsigned short kVersionSlack = 4;
 constexpr unsigned short kMacSlack = 1;
 
 constexpr StringRow kStrings[] = {
-    {StringId::kLog, TAG_LOG, "log"},
-    {StringId::kOfficer, TAG_OFFICER, "officer"},
-    {StringId::kVehicle, TAG_VEHICLE, "vehicle"},
-    {StringId::kDepartment, TAG_DEPARTMENT, "department"},
-    {StringId::kTimeZone, TAG_TIME_ZONE, "time zone"},
-    {StringId::kTest, TAG_TEST, "test"},
-    {StringId::kBadgeId, TAG_BADGE_ID, "badgeId"},
-    {StringId::kSerialNumber, TAG_SERIAL_NUM, "system serial num"},
-    {StringId::kTimeZoneName, TAG_TIME_ZONE_NAME, "time zone name"},
+    {StringId::kLog, TAG_LOG},
+    {StringId::kOfficer, TAG_OFFICER},
+    {StringId::kVehicle, TAG_VEHICLE},
+    {StringId::kDepartment, TAG_DEPARTMENT},
+    {StringId::kTimeZone, TAG_TIME_ZONE},
+    {StringId::kTest, TAG_TEST},
+    {StringId::kBadgeId, TAG_BADGE_ID},
+    {StringId::kSerialNumber, TAG_SERIAL_NUM},
+    {StringId::kTimeZoneName, TAG_TIME_ZONE_NAME},
 };
 
 constexpr const char* kComponentNames[kComponentCount] = {"Invalid",
@@ -160,9 +160,10 @@ void DataStore::ReportMac(const unsigned char* mac, bool write) {
   if (mac == nullptr) return;
   memmove(mirror_.identity.mac, mac, kMacBytes);  // it may be the mirror's own
   if (write) WriteMac(mac, kMacSlack);
-  if (Viewing())
-    std::printf("[Tag=mac, TagNo=0x%02X, mac %02X:%02X:%02X:%02X:%02X:%02X]", TAG_MAC, mac[0],
-                mac[1], mac[2], mac[3], mac[4], mac[5]);
+  if (!Viewing()) return;
+  PrintItemHead(TAG_MAC);
+  std::printf(", mac %02X:%02X:%02X:%02X:%02X:%02X]", mac[0], mac[1], mac[2], mac[3], mac[4],
+              mac[5]);
 }
 
 // Deliberate: never writes. Versions enter a recording through the full dump.
@@ -173,9 +174,9 @@ void DataStore::ReportVersion(e_COMPONENT component, const char* text) {
   }
   std::string& held = mirror_.identity.versions[component];
   held = text == nullptr ? "" : text;
-  if (Viewing())
-    std::printf("[Tag=version, TagNo=0x%02X, %s: %s]", TAG_VERSION, kComponentNames[component],
-                held.c_str());
+  if (!Viewing()) return;
+  PrintItemHead(TAG_VERSION);
+  std::printf(", %s: %s]", kComponentNames[component], held.c_str());
 }
 
 // ---- Decoding ------------------------------------------------------------------
@@ -187,7 +188,8 @@ void DataStore::StoreStringData(e_Tag tag, const char* text, unsigned char lengt
   }
   const StringRow* const row = FindStringRow(tag);
   if (row == nullptr) return;  // Deliberate: silently
-  if (Viewing()) std::printf("[Tag=String, TagNo=0x%02X, %s='%.*s']", tag, row->name, length, text);
+  if (Viewing())
+    std::printf("[Tag=String, TagNo=0x%02X, %s='%.*s']", tag, ItemName(tag), length, text);
   StoreString(row->id, std::string_view(text, length));
 }
 

@@ -14,7 +14,6 @@ struct DiscreteInput {
   unsigned int index;  // into InputMirror
   e_Tag on_tag;
   e_Tag off_tag;
-  const char* name;  // as the viewer prints it
 };
 
 inline constexpr unsigned int kDiscreteInputCount = 11;

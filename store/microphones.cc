@@ -98,7 +98,8 @@ void DataStore::WriteMicDesc(e_MicrophonePosition position) {
 void DataStore::StoreMicDesc(const BIN_MIC_DESC_T* item) {
   if (item == nullptr || !Viewing()) return;
   const int position = PositionOf(item->stream_number);
-  std::printf("[Tag=MicDesc, TagNo=0x58, KeltMicId=%d, MicId=%d", item->stream_number, position);
+  PrintItemHead(TAG_MIC_DESC);
+  std::printf(", KeltMicId=%d, MicId=%d", item->stream_number, position);
   if (!PrintName(", Type=", EnumToString::MicPositionToStr(PositionOf(item->type)))) return;
   std::printf(", Port=%d", PositionOf(item->port));
   if (!PrintName(", Name='", MicClient::names[position])) return;
@@ -108,16 +109,18 @@ void DataStore::StoreMicDesc(const BIN_MIC_DESC_T* item) {
 void DataStore::ReportMicPresent(unsigned char streamNumber, bool present) {
   ReportMicPresent(ConvertKeltMicToOrvaneMicValue(streamNumber), present, false, 0);
   // Deliberate: no comma behind the position, here and below.
-  if (Viewing())
-    std::printf("[Tag=MicData, TagNo=0x59, KELTMicId=%d, MicId=%d Present=%d-%s]", streamNumber,
-                PositionOf(streamNumber), present, present ? "yes" : "no");
+  if (!Viewing()) return;
+  PrintItemHead(TAG_MIC_DATA);
+  std::printf(", KELTMicId=%d, MicId=%d Present=%d-%s]", streamNumber, PositionOf(streamNumber),
+              present, present ? "yes" : "no");
 }
 
 void DataStore::ReportMicState(unsigned char streamNumber, bool on) {
   ReportMicState(ConvertKeltMicToOrvaneMicValue(streamNumber), on, false, 0);
-  if (Viewing())
-    std::printf("[Tag=MicData, TagNo=0x59, KELTMicId=%d, MicId=%d State=%d-%s]", streamNumber,
-                PositionOf(streamNumber), on, on ? "on" : "off");
+  if (!Viewing()) return;
+  PrintItemHead(TAG_MIC_DATA);
+  std::printf(", KELTMicId=%d, MicId=%d State=%d-%s]", streamNumber, PositionOf(streamNumber), on,
+              on ? "on" : "off");
 }
 
 void DecodeMicDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -413,14 +413,18 @@ int DataStore::StoreConfigItem8(const BIN_POLICY_8_T* item) {
   } else {
     row->Bool(mirror_.policy)->value = value != 0;
   }
-  if (Viewing())
-    std::printf("[Tag=Policy8, TagNo=0x18, PolicyId=0x%02X, %s=%d]", id, PolicyName(id), value);
+  if (Viewing()) {
+    PrintItemHead(TAG_POLICY_8);
+    std::printf(", PolicyId=0x%02X, %s=%d]", id, PolicyName(id), value);
+  }
   return static_cast<int>(kPolicy8Bytes);
 }
 
 void DataStore::StoreConfigSettingsValid(bool valid, e_Tag tag) {
   mirror_.policy.configuration_valid = valid;
-  if (Viewing()) std::printf("[Tag=end, TagNo=0x%02X, end policy]", tag);
+  if (!Viewing()) return;
+  PrintItemHead(TAG_POLICY_END, tag);
+  std::fputs(", end policy]", stdout);
 }
 
 void DecodePolicy8(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

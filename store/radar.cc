@@ -47,6 +47,12 @@ unsigned short TenBits(unsigned char packed, int shift, unsigned char low) {
   return static_cast<unsigned short>((packed >> shift & 0x03) << 8 | low);
 }
 
+// Deliberate: the tag number in lower case.
+void PrintState(unsigned char id, bool connected) {
+  std::printf("[Tag=%s, TagNo=0x%02x, RadarNo=%d, State=%d-%s]", ItemName(TAG_RADAR_STATE),
+              TAG_RADAR_STATE, id, connected, AvailableName(connected));
+}
+
 constexpr int kLockShift = 5;
 constexpr int kFastestShift = 3;
 constexpr int kTargetShift = 1;
@@ -55,8 +61,8 @@ constexpr int kDirectionShift = 7;
 void PrintReading(const RADAR_DESC_T& radar, unsigned char id, unsigned short lock,
                   unsigned short fastest, e_Tag tag) {
   const bool data = tag >= TAG_RADAR_DATA && tag < TAG_RADAR_TARGET;
-  std::printf("[Tag=%s, TagNo=0x%02X, RadarNo=%d, TargetSpeed=", data ? "RadarData" : "RadarTarget",
-              tag, id);
+  PrintItemHead(data ? TAG_RADAR_DATA : TAG_RADAR_TARGET, tag);
+  std::printf(", RadarNo=%d, TargetSpeed=", id);
   PrintSpeedValue(radar.target);
   if (fastest != kSpeedNotPresent) {
     std::fputs(", FastestSpeed=", stdout);
@@ -92,10 +98,12 @@ int DataStore::InitializeRadarId(unsigned char id, e_RADAR_SRC_TYPE type, e_Spee
   entry->connected = false;
   if (write) WriteRadarDesc(*entry);
   // Deliberate: the id argument appears as one raw character.
-  if (Viewing())
-    std::printf("[Tag=RadarDesc, TagNo=0x60, RadarNo=%c, Units=%s, Type=%s, Desc='%s']", id,
+  if (Viewing()) {
+    PrintItemHead(TAG_RADAR_DESC);
+    std::printf(", RadarNo=%c, Units=%s, Type=%s, Desc='%s']", id,
                 EnumToString::SpeedUnitsToStr(static_cast<int>(units)), TypeName(type),
                 entry->desc.c_str());
+  }
   return entry->id;
 }
 
@@ -159,19 +167,15 @@ void DataStore::ReportRadarState(unsigned char id, bool connected, bool write) {
   if (entry == nullptr) {
     LogUnknownRadar(id);
     // Deliberate: printed whether or not anybody views.
-    std::printf(
-        "ERROR: Non-existant Radar Id [Tag=RadarState, TagNo=0x6f, RadarNo=%d, State=%d-%s]", id,
-        connected, AvailableName(connected));
+    std::fputs("ERROR: Non-existant Radar Id ", stdout);
+    PrintState(id, connected);
     return;
   }
   if (connected != entry->connected) {
     entry->connected = connected;
     if (write) WriteRadarState(*entry, kStateSlack);
   }
-  // Deliberate: the tag number in lower case.
-  if (Viewing())
-    std::printf("[Tag=RadarState, TagNo=0x6f, RadarNo=%d, State=%d-%s]", id, connected,
-                AvailableName(connected));
+  if (Viewing()) PrintState(id, connected);
 }
 
 void DataStore::WriteRadarDesc(const RADAR_DESC_T& desc) {

@@ -64,10 +64,11 @@ int DataStore::InitializeSpeedId(unsigned char id, e_SPEED_SRC_TYPE type, e_Spee
   entry->valid = false;
   entry->speed = 0;
   if (write) WriteSpeedDesc(*entry);
-  if (Viewing())
-    std::printf("[Tag=SpeedDesc, TagNo=0x70, DeviceNo=%d, Type=%s, Units=%s, Desc='%s']", entry->id,
-                TypeName(type), EnumToString::SpeedUnitsToStr(static_cast<int>(units)),
-                entry->desc.c_str());
+  if (Viewing()) {
+    PrintItemHead(TAG_SPEED_DESC);
+    std::printf(", DeviceNo=%d, Type=%s, Units=%s, Desc='%s']", entry->id, TypeName(type),
+                EnumToString::SpeedUnitsToStr(static_cast<int>(units)), entry->desc.c_str());
+  }
   return entry->id;
 }
 
@@ -131,7 +132,8 @@ void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
   entry->speed = speed;
   if (write) WriteSpeed(*entry, kSpeedSlack, systemTick);
   if (!Viewing()) return;
-  std::printf("[Tag=speed, TagNo=0x%02X, DeviceNo=%d, PatrolSpeed=", tag, id);
+  PrintItemHead(TAG_SPEED_8, tag);
+  std::printf(", DeviceNo=%d, PatrolSpeed=", id);
   PrintSpeedValue(speed);
   std::fputs("]", stdout);
 }

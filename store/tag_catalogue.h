@@ -1,6 +1,6 @@
 // One row per item kind: how long it is, whether the dictionary lists it and
-// who decodes it. The dictionary, the reader and the tests all walk this table;
-// a new kind of item is a new row here.
+// who decodes it. The dictionary, the reader, the viewer and the tests all take it
+// from this table; a new kind of item is a new row here.
 #ifndef VMR_STORE_TAG_CATALOGUE_H_
 #define VMR_STORE_TAG_CATALOGUE_H_
 
@@ -23,13 +23,13 @@ using ItemDecoder = void (*)(DataStore& out, const unsigned char* item, DecodeRe
 
 struct TagRow {
   e_Tag tag;
-  const char* name;  // as the viewer prints it
+  const char* name;  // under which the viewer prints it
   // The item's bytes, tag included. When `variable`, of its fixed head alone,
   // whose last byte counts the text bytes that follow it.
   unsigned char size;
   bool variable;
-  bool listed;  // the dictionary has an entry for it
-  ItemDecoder decoder;
+  bool listed;          // the dictionary has an entry for it
+  ItemDecoder decoder;  // null: written, and illegal to every reader
 };
 
 // The rows; those that are listed stand in the dictionary's order, which is not

@@ -24,8 +24,9 @@ class TimeItems final : public DataStoreNull {
     const auto whole = static_cast<std::size_t>(length);
     if (head_bytes == 0 || reader_.ReadSysTick() == kNoTick) return 1;
     for (std::size_t at = head_bytes, end = whole - kPacketCrcBytes; at < end;) {
-      const std::size_t item_bytes = ItemLength(FindTag(packet[at]), packet + at, end - at);
-      if (item_bytes == 0) return 1;
+      const TagRow* const row = FindTag(packet[at]);
+      const std::size_t item_bytes = ItemLength(row, packet + at, end - at);
+      if (item_bytes == 0 || row->decoder == nullptr) return 1;  // where readers stop, too
       if (packet[at] == TAG_TIME)
         clock_.Add(reader_.ReadSysTick(), static_cast<std::int32_t>(GetLe32(packet + at + 1)));
       at += item_bytes;
