@@ -33,7 +33,7 @@ bool PacketsEndAtSize(const unsigned char* cluster, IsGood is_good) {
 // Or has the same packets, but not the tick that a closed cluster got.
 bool IsBeginningOf(const unsigned char* shorter, const unsigned char* longer) {
   const auto payload = static_cast<std::size_t>(ClusterSize(shorter) - kClusterHeaderBytes);
-  const bool lacks_tick = ClusterSt(shorter) == kPartialWrapSt && ClusterSt(longer) < kUnreadableSt;
+  const bool lacks_tick = ClusterSt(shorter) == kPartialWrapSt && TellsTick(ClusterSt(longer));
   const int missing = ClusterSize(longer) - ClusterSize(shorter);
   return (missing > 0 || (missing == 0 && lacks_tick)) &&
          memcmp(shorter + kClusterHeaderBytes, longer + kClusterHeaderBytes, payload) == 0;

@@ -22,11 +22,9 @@ constexpr ssize_t kMagicBytes = sizeof(kFlatFileMagic);
 
 bool IsMagic(const unsigned char* bytes) { return memcmp(bytes, kFlatFileMagic, kMagicBytes) == 0; }
 
-// -1 with errno EBADF for a closed file, without a system call.
-off_t SeekOpen(int fd, off_t offset, int whence) {
-  if (IsOpenDescriptor(fd)) return SeekFile(fd, offset, whence);
-  errno = EBADF;
-  return -1;
+off_t EndOf(int fd) {
+  // -1 where it cannot be had, as when the file is closed.
+  return SeekFile(fd, 0, SEEK_END);
 }
 
 }  // namespace
@@ -98,7 +96,7 @@ int DataStoreFlatWrite::Open() {
     fd_ = 0;
     // Deliberate: "%s" stays in the text, as it always has.
     VMR_LOG(kLogError,
-            "Could not open %s " << path_ << " for write " << error << std::strerror(error));
+            "Could not open %s " << path_ << " for write " << error << TextOfErrno(error));
     Close();
     return 0;
   }
@@ -122,11 +120,11 @@ int DataStoreFlatWrite::Open() {
 
 off_t DataStoreFlatWrite::SeekToEnd() {
   using flat_write::kLogSource;
-  const off_t end = SeekOpen(fd_, 0, SEEK_END);
+  const off_t end = EndOf(fd_);
   if (end < 0) {
     const int error = errno;
     VMR_LOG(kLogError,
-            "Error seeking to end of file (" << path_ << ") " << error << std::strerror(error));
+            "Error seeking to end of file (" << path_ << ") " << error << TextOfErrno(error));
   }
   return end;
 }
@@ -147,8 +145,7 @@ int DataStoreFlatWrite::WriteData(const unsigned char* data, int length, unsigne
     }
     if (result < 0) {
       const int error = errno;
-      VMR_LOG(kLogError,
-              "Error writing to file (" << path_ << ") " << error << std::strerror(error));
+      VMR_LOG(kLogError, "Error writing to file (" << path_ << ") " << error << TextOfErrno(error));
       return FailWrite();
     }
     if (result == 0) static_cast<void>(FileOps::Current().Usleep(kRetryPause_us));
@@ -202,7 +199,7 @@ int DataStoreFlatRead::Open() {
   if (!IsOpenDescriptor(fd_)) {
     const int error = errno;
     fd_ = 0;
-    VMR_LOG(kLogError, "Could not open " << path_ << " for read " << error << std::strerror(error));
+    VMR_LOG(kLogError, "Could not open " << path_ << " for read " << error << TextOfErrno(error));
     Close();
     return 0;
   }
@@ -215,7 +212,7 @@ int DataStoreFlatRead::Open() {
   std::puts("No valid magic # found");
   if (SeekFile(fd_, 0, SEEK_SET) >= 0) return 1;
   const int error = errno;
-  VMR_LOG(kLogError, "Error seeking into file " << path_ << " - " << error << std::strerror(error));
+  VMR_LOG(kLogError, "Error seeking into file " << path_ << " - " << error << TextOfErrno(error));
   Close();
   return 0;
 }
@@ -250,14 +247,14 @@ int DataStoreFlatRead::FailRead(const char* what) const {
   using flat_read::kLogSource;
   const int error = errno;
   VMR_LOG(kLogError, "ReadDataIntoBuffer" << what << path_ << ", errno: " << error
-                                          << ", strerror: " << std::strerror(error));
+                                          << ", strerror: " << TextOfErrno(error));
   return 0;
 }
 
 int DataStoreFlatRead::ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
                                           int& bytesRead, long& nextPosition) {
   bytesRead = 0;
-  const off_t file_end = SeekOpen(fd_, 0, SEEK_END);
+  const off_t file_end = EndOf(fd_);
   if (file_end > std::numeric_limits<long>::max()) errno = EOVERFLOW;  // no position reaches it
   if (file_end < 0 || file_end > std::numeric_limits<long>::max())
     return FailRead(flat_read::kSeekFailed);

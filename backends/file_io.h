@@ -2,9 +2,12 @@
 #ifndef VMR_BACKENDS_FILE_IO_H_
 #define VMR_BACKENDS_FILE_IO_H_
 
+#include <errno.h>
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstring>
+#include <ostream>
 #include <string>
 
 namespace vmr {
@@ -17,10 +20,24 @@ namespace vmr {
 int OpenFile(const std::string& path, int flags, mode_t mode = 0);
 ssize_t ReadFile(int fd, void* buffer, std::size_t count);
 ssize_t WriteFile(int fd, const void* data, std::size_t count);
+// -1 and EBADF, without a call, for what a store may not use.
 off_t SeekFile(int fd, off_t offset, int whence);
 int SyncFile(int fd);
 // An interrupted close has closed the descriptor; it counts as done.
 int CloseFile(int fd);
+
+// Writes all of it, going on behind short writes. False, and errno, when it could not.
+bool WriteWhole(int fd, const void* data, std::size_t count);
+
+// Closes the descriptor whatever comes. False, and the errno of what failed first, when
+// something written through it may not be on the device.
+inline bool SyncAndClose(int fd) {
+  const bool synced = SyncFile(fd) == 0;
+  const int sync_errno = errno;
+  const bool closed = CloseFile(fd) == 0;
+  if (!synced) errno = sync_errno;
+  return synced && closed;
+}
 
 // Deletes a file that usually is not there. What stays all the same is met again by
 // whoever wants its name.
@@ -36,6 +53,18 @@ inline bool IsOpenDescriptor(int fd) { return fd >= 1; }
 // How often a call that reports success and moves nothing is repeated before it
 // counts as failed.
 inline constexpr int kMaxIdleCalls = 50;
+
+// What the failed call before it says of itself: "Permission denied".
+inline const char* TextOfErrno(int error = errno) { return std::strerror(error); }
+
+// The same as most messages end, "13: Permission denied". To be taken before anything
+// else is called.
+struct Reason {
+  int error = errno;
+};
+inline std::ostream& operator<<(std::ostream& out, const Reason& reason) {
+  return out << reason.error << ": " << TextOfErrno(reason.error);
+}
 
 #pragma GCC visibility pop
 

@@ -1,10 +1,7 @@
 // Opening the ring store: which cluster was written last, which of the two files
 // took the last write, what tick the recording had reached. All of it is found
 // out from the files alone; nothing else is kept anywhere.
-#include <errno.h>
-
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -215,9 +212,11 @@ int DataStoreNormal::RecreateFiles() {
   }
   // If the new files' names reached the device first, a power loss could leave a
   // new file #1 without the one set aside, or beside the old file #2.
-  if (!SyncDirectoryOf(file1_.Path()))
-    VMR_LOG(kLogWarning, "Could not sync the directory of file " << file1_.Path() << ", " << errno
-                                                                 << ": " << std::strerror(errno));
+  if (!SyncDirectoryOf(file1_.Path())) {
+    const Reason reason;
+    VMR_LOG(kLogWarning,
+            "Could not sync the directory of file " << file1_.Path() << ", " << reason);
+  }
   if (StartStoreFiles(base_path_) == 0) return 0;
   FindBothLastPositions();
   const bool both_new = file1_.FileCreated() && file2_.FileCreated();
@@ -331,7 +330,7 @@ bool DataStoreNormal::IsFile2Newer(bool same_cluster) {
   const unsigned int st1 = file1_.NewestSt();
   const unsigned int st2 = file2_.NewestSt();
   // One of them may have begun the cluster anew, after the other could not be read.
-  const bool begun_anew = st1 != st2 && st1 < kUnreadableSt && st2 < kUnreadableSt;
+  const bool begun_anew = st1 != st2 && TellsTick(st1) && TellsTick(st2);
   if (same_cluster) return begun_anew ? st1 < st2 : file1_.NewestSize() < file2_.NewestSize();
   // Of clusters of one tick (a dump may fill a dozen) the shorter way round leads ahead.
   const int ahead = (newest2 - newest1 + kClusterCount) % kClusterCount;

@@ -114,7 +114,7 @@ const std::vector<CallSite>& CallSites() {
       {"open.file", "file_store.cc", "OpenFile"},
       {"lseek.cluster", "file_store.cc", "SeekFile"},
       {"read.cluster", "file_store.cc", "ReadFile"},
-      {"write.cluster", "file_store.cc", "WriteFile"},
+      {"write.cluster", "file_io.cc", "WriteFile"},
       {"fsync.cluster", "file_store.cc", "SyncFile"},
       {"fsync.at_close", "file_store.cc", "SyncFile"},
       {"close.file", "file_store.cc", "CloseFile"},

@@ -49,7 +49,9 @@ void CountCalls(const std::string& file, const std::regex& call, Numbers* number
 TEST(CallSites, AreTheOnesInTheSource) {
   std::string names;
   for (const std::string& name : Wrappers())
-    if (name != "RemoveIfThere") names += "|" + name;  // has no result that could be wrong
+    if (name != "RemoveIfThere" &&  // has no result that could be wrong
+        name != "WriteWhole")       // listed by the call that it makes
+      names += "|" + name;
   ASSERT_GE(Wrappers().size(), 7U);
   const std::regex wrapped("\\b(" + names.substr(1) + ")\\(");
   const std::regex direct("FileOps::Current\\(\\)\\s*\\.(\\w+)\\(");
