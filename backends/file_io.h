@@ -27,11 +27,11 @@ int SyncFile(int fd);
 int CloseFile(int fd);
 
 // Writes all of it, going on behind short writes. False, and errno, when it could not.
-bool WriteWhole(int fd, const void* data, std::size_t count);
+[[nodiscard]] bool WriteWhole(int fd, const void* data, std::size_t count);
 
 // Closes the descriptor whatever comes. False, and the errno of what failed first, when
 // something written through it may not be on the device.
-inline bool SyncAndClose(int fd) {
+[[nodiscard]] inline bool SyncAndClose(int fd) {
   const bool synced = SyncFile(fd) == 0;
   const int sync_errno = errno;
   const bool closed = CloseFile(fd) == 0;

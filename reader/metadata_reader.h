@@ -4,13 +4,13 @@
 #define VMR_READER_METADATA_READER_H_
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "backends/data_store_normal.h"
 #include "host/watchdog.h"
+#include "reader/packet_collector.h"
+#include "reader/packet_parser.h"
 #include "store/data_store.h"
-#include "store/tag_catalogue.h"
 
 namespace vmr {
 
@@ -112,99 +112,16 @@ class MetadataReader {
 
   // The tick of the packets collected last; kNoTick before the first that
   // tells it.
-  unsigned int ReadSysTick() const { return read_sys_tick_; }
+  unsigned int ReadSysTick() const { return collector_.Tick(); }
 
  private:
-  static constexpr int kMaxPackets = 17;
-  // Reading one kind of item records it again. When that has filled so many of
-  // the output's sixteen areas, there may be no room for a full state.
-  static constexpr int kFilledAreas = 4;
-
-  enum class Examined { kHandled, kIncomplete, kTickComplete };
-
-  // What one pass over a packet's bytes needs to know of it.
-  struct ItemArea {
-    const char* header_name;  // as the viewer prints it
-    int head_bytes;
-    int item_bytes;
-  };
-
-  // Collecting (metadata_reader.cc).
-  void UseBuffer(DataStore& buffer);
-  std::size_t Unparsed() const;
-  void MakeRoom();
-  bool HasRoomForCluster(DataStore& buffer);
-  bool ReadMore(DataStore& source, DataStore& buffer, int& bytes_read);
-  Examined ExaminePacket(std::size_t available);
-  void SkipByte();
-  void TakeTick();
-  void Collect(std::size_t packet_bytes);
-
-  // Parsing (packet_parser.cc).
-  void ParseItemPacket(DataStore& out, const unsigned char* packet, const ItemArea& area,
-                       unsigned int tick_before);
-  void ParseItems(DataStore& out, const unsigned char* items, int count);
-  int ParseItemWithin(DataStore& out, const unsigned char* item, std::size_t available);
-
-  // Extracting (range_extraction.cc).
-  struct Extraction;
-  enum class Progress { kGoOn, kDone, kFailed };
   bool OpenRing(DataStoreNormal& ring) const;
-  bool Extract(const Extraction& job);
-  bool GoToState(const Extraction& job);
-  Progress TakeTick(const Extraction& job, bool& started);
-  Progress TakeTickBeforeStart(const Extraction& job, bool& started);
-  Progress CopyTick(const Extraction& job);
-  Progress EndBefore(unsigned int tick);
-  void CountCopiedTick();
-  void WriteStartState(const Extraction& job, const char* relation);
-  void WriteState(const Extraction& job);
-  void KeepRoomForState(const Extraction& job);
-  void PetBetweenClusters() const;
-  void DiscardRecordedAgain(DataStore& output);
-
-  // Looking for a state dump (state_dump_search.cc).
-  struct Search;
-  struct WalkedPacket;
-  static WalkedPacket Examine(const unsigned char* packet, std::size_t available);
-  int WalkBack(Search& search);
-  int FindDumpOfUntoldTick(Search& search);
-  bool ParseFromFirstTick(Search& search, int cluster, bool is_oldest);
-  bool LoadCluster(const Search& search, int cluster, int& bytes_read);
-  void LeaveCluster(Search& search);
-  void PassContinuations();
-  bool HoldsDump(unsigned int first_tick, unsigned int sys_tick) const;
-  bool WalkCluster(DataStore& output, unsigned int first_tick,
-                   std::optional<unsigned int> wanted_tick);
-  void WalkPacket(DataStore& output, const WalkedPacket& packet);
-  void LogWalkedHeader(unsigned char header) const;
-  void ParseWalkedItems(DataStore& output, const unsigned char* items, std::size_t available);
-  bool IsWantedDump(std::optional<unsigned int> wanted_tick);
-  void EmptyPacketList();
-
-  // Viewing (text_viewer.cc).
   std::unique_ptr<DataStore> OpenSource(const std::string& path, bool ring_store) const;
-  void ViewRange(DataStore& source, DataStore& out, unsigned int start, unsigned int end,
-                 bool expanded);
-  void ViewTick(DataStore& out);
 
-  int num_read_packets_ = 0;
-  bool tick_started_ = false;  // a header or continuation is among the packets
-  unsigned char* buffer_start_ = nullptr;
-  unsigned int buffer_openings_ = 0;  // of the store that owns the buffer
-  unsigned char* parse_position_ = nullptr;
-  std::size_t buffered_bytes_ = 0;  // valid bytes in the buffer
-  unsigned char* packets_[kMaxPackets] = {};
-  std::size_t packet_bytes_[kMaxPackets] = {};
-  unsigned int read_sys_tick_ = kNoTick;
-  long next_read_location_ = 0;
-  DecodeResult decoded_;
-  unsigned long long skipped_bytes_ = 0;  // that were no packet, since StartAt
-  ExtractionReport extraction_;
-  const Extraction* job_ = nullptr;  // the extraction that runs
-  bool items_discarded_ = false;     // in its search
-  bool untold_dump_seen_ = false;    // in the cluster walked last
   RingAccess ring_access_;
+  PacketCollector collector_;
+  PacketParser parser_;
+  ExtractionReport extraction_;
 };
 
 }  // namespace vmr

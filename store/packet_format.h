@@ -42,6 +42,11 @@ inline std::size_t PacketBytes(const PacketShape& shape, const unsigned char* pa
   return shape.head_bytes + count * shape.bytes_per_count + kPacketCrcBytes;
 }
 
+// Of that, what lies between its head and its last byte: items, if it has any.
+inline std::size_t PacketItemBytes(const PacketShape& shape, std::size_t packet_bytes) {
+  return packet_bytes - shape.head_bytes - kPacketCrcBytes;
+}
+
 // The length of the packet at `packet`, of which `available` bytes are there. 0 when
 // it is of no known kind or does not end within them.
 inline std::size_t WholePacketBytes(const unsigned char* packet, std::size_t available) {

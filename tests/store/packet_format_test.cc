@@ -88,6 +88,12 @@ TEST(PacketFormat, WhatBeginsNoPacketHasNoLength) {
   EXPECT_EQ(Whole(B("7F 00 00 00 00 00 00")), 0U);
 }
 
+TEST(PacketFormat, BetweenHeadAndLastByteLieTheItems) {
+  EXPECT_EQ(PacketItemBytes(*FindPacketShape(0x80), Full().size()), 2U);
+  EXPECT_EQ(PacketItemBytes(*FindPacketShape(0x81), Short().size()), 1U);
+  EXPECT_EQ(PacketItemBytes(*FindPacketShape(0x82), Continuation().size()), 4U);
+}
+
 // ---- CRCs ----------------------------------------------------------------------
 
 TEST(PacketFormat, TheCrcCoversAllBeforeItButOfAContinuationOnlyItsCount) {
