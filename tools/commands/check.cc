@@ -4,10 +4,10 @@
 
 #include <memory>
 
+#include "backends/cluster_format.h"
 #include "tools/commands/command.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
-#include "tools/common/ring_files.h"
 #include "tools/ring/report.h"
 
 namespace vmr::tool {

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "backends/file_io.h"
 #include "tools/commands/command.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 #include "tools/common/store_path.h"
 #include "tools/record/gpsd_client.h"
 #include "tools/record/input.h"

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "backends/cluster_format.h"
 #include "tools/commands/command.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
-#include "tools/common/ring_files.h"
 #include "tools/common/store_lock.h"
 #include "tools/common/store_path.h"
 #include "tools/ring/report.h"

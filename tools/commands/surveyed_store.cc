@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "backends/cluster_format.h"
 #include "host/file_ops.h"
 #include "tools/common/console.h"
-#include "tools/common/ring_files.h"
 #include "tools/common/store_path.h"
 
 namespace vmr::tool {

@@ -7,10 +7,10 @@
 #include <memory>
 #include <string>
 
+#include "backends/file_io.h"
 #include "reader/metadata_reader.h"
 #include "tools/commands/command.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 #include "tools/common/numbers.h"
 #include "tools/common/store_path.h"
 
@@ -53,7 +53,7 @@ void EndOnClosedPipe() {
 
 bool WroteAll() {
   if (FlushOutput()) return true;
-  Say("standard output: " + (errno == 0 ? "write error" : TextOfErrno()));
+  Say(fmt::format("standard output: {}", errno == 0 ? "write error" : TextOfErrno()));
   return false;
 }
 

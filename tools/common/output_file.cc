@@ -15,7 +15,6 @@
 #include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
+#include "backends/cluster_format.h"
 #include "backends/file_store.h"
 #include "host/file_ops.h"
 #include "tools/common/quiet_log.h"
-#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {

@@ -9,9 +9,9 @@
 
 #include <filesystem>
 
+#include "backends/cluster_format.h"
+#include "backends/file_io.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
-#include "tools/common/ring_files.h"
 #include "tools/common/store_path.h"
 
 namespace vmr::tool {

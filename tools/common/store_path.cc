@@ -6,8 +6,8 @@
 
 #include <filesystem>
 
-#include "tools/common/file_output.h"
-#include "tools/common/ring_files.h"
+#include "backends/cluster_format.h"
+#include "backends/file_io.h"
 
 namespace vmr::tool {
 namespace {

@@ -15,8 +15,8 @@
 #include <thread>
 #include <vector>
 
+#include "backends/file_io.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 #include "tools/common/numbers.h"
 
 namespace vmr::tool {

@@ -6,8 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "backends/file_io.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {

@@ -8,10 +8,10 @@
 
 #include <vector>
 
+#include "backends/file_io.h"
 #include "host/default/host_control.h"
 #include "host/systick.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {

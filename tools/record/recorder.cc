@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "backends/cluster_format.h"
 #include "host/default/host_control.h"
 #include "tools/common/console.h"
-#include "tools/common/ring_files.h"
 #include "tools/common/ring_opening.h"
 
 namespace vmr::tool {

@@ -7,8 +7,8 @@
 
 #include <cstring>
 
+#include "backends/cluster_format.h"
 #include "tools/common/console.h"
-#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {

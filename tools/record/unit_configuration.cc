@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "backends/file_io.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 
 namespace vmr::tool {
 namespace {

@@ -6,7 +6,6 @@
 #include "store/bytes.h"
 #include "store/packet_format.h"
 #include "store/tag_catalogue.h"
-#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/common/ring_files.h"
+#include "backends/cluster_format.h"
 #include "tools/common/ring_opening.h"
 
 namespace vmr::tool {

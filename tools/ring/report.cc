@@ -5,9 +5,9 @@
 
 #include <algorithm>
 
+#include "backends/cluster_format.h"
 #include "tools/common/console.h"
 #include "tools/common/iso_time.h"
-#include "tools/common/ring_files.h"
 #include "tools/common/time_point.h"
 
 namespace vmr::tool {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "backends/cluster_format.h"
 #include "store/bytes.h"
 #include "tools/common/console.h"
-#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
@@ -60,8 +60,7 @@ class PacketCollector final : public ContentSink {
 
 void Finish(unsigned char* image, unsigned int st, int size) {
   SetClusterSt(image, st);
-  SetClusterSize(image, size);
-  SealCluster(image);
+  SealCluster(image, size);
 }
 
 // A packet without items: all it says is its tick.

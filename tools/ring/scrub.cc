@@ -4,12 +4,11 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 
+#include "backends/cluster_format.h"
 #include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
 #include "tools/common/output_file.h"
-#include "tools/common/ring_files.h"
 #include "tools/ring/report.h"
 
 namespace vmr::tool {

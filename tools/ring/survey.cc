@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "backends/cluster_format.h"
 #include "store/bytes.h"
-#include "tools/common/ring_files.h"
 #include "tools/ring/copy_fit.h"
 
 namespace vmr::tool {

@@ -10,8 +10,6 @@
 #include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "tools/common/console.h"
-#include "tools/common/file_output.h"
-#include "tools/common/ring_files.h"
 
 namespace vmr::tool {
 namespace {
