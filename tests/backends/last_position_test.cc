@@ -1,4 +1,6 @@
 // The search for the cluster written last.
+#include <errno.h>
+
 #include <algorithm>
 
 #include "backends/file_store.h"

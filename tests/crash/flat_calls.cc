@@ -101,18 +101,7 @@ class FlatCalls {
   std::vector<Done> baseline_;  // the session's calls when nothing fails
 };
 
-Bytes FlatCalls::Content() const {
-  Bytes content;
-  if (!files_.Exists(kFlat)) return content;
-  unsigned char page[kPageBytes];
-  const long size = files_.Size(kFlat);
-  for (int n = 0; n * long{kPageBytes} < size; ++n) {
-    CowFiles::Fill(files_.PageAt(kFlat, n), page);
-    content.insert(content.end(), page, page + kPageBytes);
-  }
-  content.resize(static_cast<std::size_t>(size));
-  return content;
-}
+Bytes FlatCalls::Content() const { return files_.Exists(kFlat) ? files_.ReadAll(kFlat) : Bytes{}; }
 
 // ---- Sessions ------------------------------------------------------------------------
 
