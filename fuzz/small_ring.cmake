@@ -31,6 +31,9 @@ endforeach()
 find_package(fmt CONFIG REQUIRED)
 find_package(nlohmann_json CONFIG REQUIRED)
 add_library(vmr_fuzz_small_ring STATIC ${small_ring_sources})
+if(NOT VMR_BUILD_FUZZ)
+  vmr_compile_quickly(vmr_fuzz_small_ring)  # runs through the corpus once
+endif()
 target_include_directories(vmr_fuzz_small_ring BEFORE PUBLIC ${small_include})
 target_link_libraries(vmr_fuzz_small_ring PUBLIC
   vmr_fuzz_support vmr_store fmt::fmt nlohmann_json::nlohmann_json)

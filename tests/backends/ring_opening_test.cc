@@ -9,7 +9,6 @@ namespace vmr {
 namespace {
 
 using namespace test;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
