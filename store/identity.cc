@@ -42,6 +42,8 @@ constexpr const char* kComponentNames[kComponentCount] = {"Invalid",
 
 }  // namespace
 
+const char* ComponentName(e_COMPONENT component) { return kComponentNames[component]; }
+
 const StringRow* FindStringRow(e_Tag tag) {
   for (const StringRow& row : kStrings)
     if (row.tag == tag) return &row;
