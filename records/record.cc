@@ -14,7 +14,7 @@ std::int64_t RawNumber(const FieldPlace& place, const unsigned char* item) {
     case Order::kLe16:
       return place.is_signed ? static_cast<std::int16_t>(GetLe16(at)) : GetLe16(at);
     case Order::kLe32:
-      return place.is_signed ? static_cast<std::int32_t>(GetLe32(at)) : GetLe32(at);
+      return place.is_signed ? static_cast<std::int32_t>(GetLe32(at)) : std::int64_t{GetLe32(at)};
     case Order::kBe16:
       return GetBe16(at);
     case Order::kBe32:
