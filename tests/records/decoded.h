@@ -122,9 +122,11 @@ inline Bytes Hdr2(unsigned char low, const std::string& items) {
   return WithCrc(Bytes{0x81, low} + WithLength(B(items)));
 }
 inline Bytes Cont(const std::string& items) {
-  const Bytes packet = B("82") + WithLength(B(items));
-  const auto covered = static_cast<std::ptrdiff_t>(packet.size() - 2);
-  return packet + Bytes{ReferenceCrc8(Bytes(packet.begin(), packet.begin() + covered))};
+  Bytes packet = B("82") + WithLength(B(items));
+  Bytes covered = packet;
+  covered.resize(packet.size() - 2);
+  packet.push_back(ReferenceCrc8(covered));
+  return packet;
 }
 
 inline Lines Decode(std::vector<Pieces::Piece> pieces, bool flat = false) {
