@@ -33,7 +33,7 @@ bool PacketsEndAtSize(const unsigned char* cluster, IsGood is_good) {
 // Or has the same packets, but not the tick that a closed cluster got.
 bool IsBeginningOf(const unsigned char* shorter, const unsigned char* longer) {
   const auto payload = static_cast<std::size_t>(ClusterSize(shorter) - kClusterHeaderBytes);
-  const bool lacks_tick = ClusterSt(shorter) == kPartialWrapSt && ClusterSt(longer) < kUnreadableSt;
+  const bool lacks_tick = ClusterSt(shorter) == kPartialWrapSt && TellsTick(ClusterSt(longer));
   const int missing = ClusterSize(longer) - ClusterSize(shorter);
   return (missing > 0 || (missing == 0 && lacks_tick)) &&
          memcmp(shorter + kClusterHeaderBytes, longer + kClusterHeaderBytes, payload) == 0;
@@ -54,8 +54,7 @@ int ClaimedBytes(const unsigned char* cluster) {
 unsigned int LastToldTick(const unsigned char* cluster) {
   unsigned int tick = ClusterSt(cluster);
   const auto take_tick = [&tick](const unsigned char* packet, std::size_t) {
-    if (packet[0] == HEADER_1) tick = GetLe32(packet + 1);
-    if (packet[0] == HEADER_2) tick = (tick & ~0xFFU) | packet[1];
+    tick = PacketTick(packet, tick);
     return true;
   };
   static_cast<void>(PacketsEndAtSize(cluster, take_tick));  // they are sound

@@ -5,8 +5,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // All of these look at images of 4096 bytes, of which `size` may say anything.
 
 // Each packet is whole, ends as it must, and the last one ends where `size` says. A
@@ -28,8 +26,6 @@ unsigned int LastToldTick(const unsigned char* cluster);
 // where the other is not, or both are and the other, which holds packets too, is its
 // beginning.
 bool IsBetterCopy(const unsigned char* challenger, const unsigned char* holder);
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

@@ -1,12 +1,16 @@
 // The cluster file: a fixed number of clusters of equal size, without a file
 // header or trailer. The ring store's files are 32768 clusters of 4096 bytes;
-// cluster n starts at byte n * 4096.
+// cluster n starts at byte n * 4096. What is true of every ring file and cluster is said
+// here, for the recorder and for whoever mends or saves its files.
 #ifndef VMR_BACKENDS_CLUSTER_FORMAT_H_
 #define VMR_BACKENDS_CLUSTER_FORMAT_H_
+
+#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include "host/crc8.h"
 #include "store/bytes.h"
@@ -47,10 +51,26 @@ inline constexpr int kClusterCount = 32768;
 inline constexpr int kMaxClusterPayload = kClusterBytes - kClusterHeaderBytes;
 static_assert(kMaxClusterPayload == 4089);
 
+// The mode of a ring's files: a recorder sets any other right.
+inline constexpr mode_t kRingFileMode = 0660;
+
+// The name of file 1 or 2 of the ring at `base`.
+inline std::string RingFileName(const std::string& base, int number) {
+  return base + "_" + std::to_string(number) + ".mtd";
+}
+
+// The clusters behind and in front of one, around the ring.
+inline int NextCluster(int cluster) { return cluster + 1 >= kClusterCount ? 0 : cluster + 1; }
+inline int PreviousCluster(int cluster) {
+  return cluster - 1 < 0 ? kClusterCount - 1 : cluster - 1;
+}
+
 // First ticks that are none.
 inline constexpr unsigned int kNeverWrittenSt = 0xFFFFFFFF;
 inline constexpr unsigned int kPartialWrapSt = 0xFFFFFFFE;
 inline constexpr unsigned int kUnreadableSt = 0xFFFFFFFD;
+// Any other first tick is a tick.
+inline bool TellsTick(unsigned int st) { return st < kUnreadableSt; }
 
 // The header fields of a whole cluster image.
 inline std::uint32_t ClusterSt(const unsigned char* cluster) { return GetLe32(cluster + 1); }
@@ -65,12 +85,18 @@ inline unsigned char ClusterCrc(const unsigned char* cluster) {
   return Crc8(cluster + 1, ClusterSize(cluster) - 1U, kCrcInitial);
 }
 
+// Makes the header say that `size` bytes are in use, and that they and the first tick
+// are whole. `size` as above.
+inline void SealCluster(unsigned char* cluster, int size) {
+  SetClusterSize(cluster, size);
+  cluster[0] = ClusterCrc(cluster);
+}
+
 // A cluster of `cluster_bytes` bytes in which nothing was ever written.
 inline void FillNeverWritten(unsigned char* cluster, int cluster_bytes) {
   std::memset(cluster, 0, static_cast<std::size_t>(cluster_bytes));
   SetClusterSt(cluster, kNeverWrittenSt);
-  SetClusterSize(cluster, kClusterHeaderBytes);
-  cluster[0] = ClusterCrc(cluster);
+  SealCluster(cluster, kClusterHeaderBytes);
 }
 
 }  // namespace vmr

@@ -22,11 +22,9 @@ constexpr ssize_t kMagicBytes = sizeof(kFlatFileMagic);
 
 bool IsMagic(const unsigned char* bytes) { return memcmp(bytes, kFlatFileMagic, kMagicBytes) == 0; }
 
-// -1 with errno EBADF for a closed file, without a system call.
-off_t SeekOpen(int fd, off_t offset, int whence) {
-  if (IsOpenDescriptor(fd)) return SeekFile(fd, offset, whence);
-  errno = EBADF;
-  return -1;
+off_t EndOf(int fd) {
+  // -1 where it cannot be had, as when the file is closed.
+  return SeekFile(fd, 0, SEEK_END);
 }
 
 }  // namespace
@@ -48,9 +46,8 @@ DataStoreFlatMessage::DataStoreFlatMessage(unsigned char* buffer, int size, bool
 int DataStoreFlatMessage::Open() {
   if (OpenInit() == 0) return 0;
   if (write_header_) {
-    // Deliberate: the results are not looked at. What does not fit is logged.
-    static_cast<void>(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
-    static_cast<void>(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
+    IgnoreRefusal(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
+    IgnoreRefusal(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
   }
   return 1;
 }
@@ -98,7 +95,7 @@ int DataStoreFlatWrite::Open() {
     fd_ = 0;
     // Deliberate: "%s" stays in the text, as it always has.
     VMR_LOG(kLogError,
-            "Could not open %s " << path_ << " for write " << error << std::strerror(error));
+            "Could not open %s " << path_ << " for write " << error << TextOfErrno(error));
     Close();
     return 0;
   }
@@ -108,10 +105,8 @@ int DataStoreFlatWrite::Open() {
     return 0;
   }
   if (end == 0) {
-    // Deliberate: the results are not looked at. A file that cannot take its
-    // header cannot take packets either, and says so each time.
-    static_cast<void>(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
-    static_cast<void>(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
+    IgnoreRefusal(WriteData(kFlatFileMagic, kMagicBytes, kNoTick));
+    IgnoreRefusal(WriteData(DictionaryBytes(), DictionaryLength(), kNoTick));
   } else {
     // Deliberate: whether the file begins with the magic is not looked at.
     VMR_LOG(kLogInfo, "Not writing to the beginning of file " << path_ << " but instead at pos "
@@ -122,11 +117,11 @@ int DataStoreFlatWrite::Open() {
 
 off_t DataStoreFlatWrite::SeekToEnd() {
   using flat_write::kLogSource;
-  const off_t end = SeekOpen(fd_, 0, SEEK_END);
+  const off_t end = EndOf(fd_);
   if (end < 0) {
     const int error = errno;
     VMR_LOG(kLogError,
-            "Error seeking to end of file (" << path_ << ") " << error << std::strerror(error));
+            "Error seeking to end of file (" << path_ << ") " << error << TextOfErrno(error));
   }
   return end;
 }
@@ -147,8 +142,7 @@ int DataStoreFlatWrite::WriteData(const unsigned char* data, int length, unsigne
     }
     if (result < 0) {
       const int error = errno;
-      VMR_LOG(kLogError,
-              "Error writing to file (" << path_ << ") " << error << std::strerror(error));
+      VMR_LOG(kLogError, "Error writing to file (" << path_ << ") " << error << TextOfErrno(error));
       return FailWrite();
     }
     if (result == 0) static_cast<void>(FileOps::Current().Usleep(kRetryPause_us));
@@ -202,7 +196,7 @@ int DataStoreFlatRead::Open() {
   if (!IsOpenDescriptor(fd_)) {
     const int error = errno;
     fd_ = 0;
-    VMR_LOG(kLogError, "Could not open " << path_ << " for read " << error << std::strerror(error));
+    VMR_LOG(kLogError, "Could not open " << path_ << " for read " << error << TextOfErrno(error));
     Close();
     return 0;
   }
@@ -215,7 +209,7 @@ int DataStoreFlatRead::Open() {
   std::puts("No valid magic # found");
   if (SeekFile(fd_, 0, SEEK_SET) >= 0) return 1;
   const int error = errno;
-  VMR_LOG(kLogError, "Error seeking into file " << path_ << " - " << error << std::strerror(error));
+  VMR_LOG(kLogError, "Error seeking into file " << path_ << " - " << error << TextOfErrno(error));
   Close();
   return 0;
 }
@@ -250,14 +244,14 @@ int DataStoreFlatRead::FailRead(const char* what) const {
   using flat_read::kLogSource;
   const int error = errno;
   VMR_LOG(kLogError, "ReadDataIntoBuffer" << what << path_ << ", errno: " << error
-                                          << ", strerror: " << std::strerror(error));
+                                          << ", strerror: " << TextOfErrno(error));
   return 0;
 }
 
 int DataStoreFlatRead::ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
                                           int& bytesRead, long& nextPosition) {
   bytesRead = 0;
-  const off_t file_end = SeekOpen(fd_, 0, SEEK_END);
+  const off_t file_end = EndOf(fd_);
   if (file_end > std::numeric_limits<long>::max()) errno = EOVERFLOW;  // no position reaches it
   if (file_end < 0 || file_end > std::numeric_limits<long>::max())
     return FailRead(flat_read::kSeekFailed);

@@ -28,10 +28,10 @@ class DataStoreFlatMessage : public DataStore {
   DataStoreFlatMessage(unsigned char* buffer, int size, bool writeHeader);
 
   // 1 unless there is no memory: a header that does not fit is logged only.
-  int Open() override;
+  [[nodiscard]] int Open() override;
   // Does not flush: call WriteBuffers first to have what is pending.
   int Close() override;
-  int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
+  [[nodiscard]] int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
 
   // Bytes written so far.
   int BytesWritten() const { return bytes_written_; }
@@ -51,10 +51,10 @@ class DataStoreFlatWrite : public DataStore {
   explicit DataStoreFlatWrite(const std::string& path);
   ~DataStoreFlatWrite() override;
 
-  int Open() override;
+  [[nodiscard]] int Open() override;
   // Flushes what is pending, closes. 1.
   int Close() override;
-  int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
+  [[nodiscard]] int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
 
   // Since the object was made, all that was to be written stands in the file as
   // it was handed over: no write failed or was short, nor did a close fail.
@@ -78,17 +78,17 @@ class DataStoreFlatRead : public DataStore {
   ~DataStoreFlatRead() override;
 
   // Prints to standard output which kind of file it is.
-  int Open() override;
+  [[nodiscard]] int Open() override;
   // The result of close(): 0 when it succeeded. 1 when the store was closed.
   int Close() override;
   // There is nowhere to write: 0.
-  int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
+  [[nodiscard]] int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
   // Reads up to the end of the 4096-byte block that `position` lies in, from
   // the block's beginning. In a file without the magic the first 7 bytes of
   // every block are skipped: they are a cluster's header. Needs room for all of
   // it in `buffer`.
-  int ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize, int& bytesRead,
-                         long& nextPosition) override;
+  [[nodiscard]] int ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
+                                       int& bytesRead, long& nextPosition) override;
 
  private:
   int FailRead(const char* what) const;

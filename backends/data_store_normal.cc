@@ -38,13 +38,9 @@ int DataStoreNormal::Close() {
   return 1;
 }
 
-int DataStoreNormal::GetNextCluster(int cluster) {
-  return cluster + 1 >= kClusterCount ? 0 : cluster + 1;
-}
+int DataStoreNormal::GetNextCluster(int cluster) { return NextCluster(cluster); }
 
-int DataStoreNormal::GetPrevCluster(int cluster) {
-  return cluster - 1 < 0 ? kClusterCount - 1 : cluster - 1;
-}
+int DataStoreNormal::GetPrevCluster(int cluster) { return vmr::PreviousCluster(cluster); }
 
 int DataStoreNormal::AdjustClusterNumber(int cluster) {
   if (cluster >= 0 && cluster < kClusterCount) return cluster;
@@ -110,9 +106,9 @@ void DataStoreNormal::CloseCurrentCluster(unsigned int sysTick) {
 // their way at it: it takes that of the packet behind it, and both files get it so.
 void DataStoreNormal::GivePreviousATick(unsigned int sysTick) {
   unsigned char* const cluster = prev_buffer_.get();
-  if (ClusterSt(cluster) != kPartialWrapSt || sysTick >= kUnreadableSt) return;
+  if (ClusterSt(cluster) != kPartialWrapSt || !TellsTick(sysTick)) return;
   SetClusterSt(cluster, sysTick);
-  cluster[0] = ClusterCrc(cluster);
+  SealCluster(cluster, ClusterSize(cluster));
   file1_.prevClusterStale = file2_.prevClusterStale = true;
 }
 
@@ -137,13 +133,12 @@ void DataStoreNormal::AppendToCurrent(const unsigned char* data, int length, uns
   const int size = ClusterSize(cluster);
   VMR_LOG(kLogEachItem, "current size " << size);
   memcpy(cluster + size, data, static_cast<std::size_t>(length));
-  SetClusterSize(cluster, size + length);
   VMR_LOG(kLogEachItem,
           "add in " << length << " to get " << size + length << " into cluster " << currCluster);
   // A continuation that opened the cluster had no tick to give.
   if (ClusterSt(cluster) == kNeverWrittenSt || ClusterSt(cluster) == kPartialWrapSt)
     SetClusterSt(cluster, sysTick);
-  cluster[0] = ClusterCrc(cluster);
+  SealCluster(cluster, size + length);
 }
 
 // Writes the file whose turn it is. A file that could not take a write stays marked
@@ -264,7 +259,7 @@ unsigned int DataStoreNormal::LatestFirstTick(int cluster) {
   for (FileStore* const file : {&file1_, &file2_}) {
     if (!file->IsOpen() || file->ReadCluster(kClusterBytes, image, cluster) == 0) continue;
     const unsigned int st = ClusterSt(image);
-    if (st < kUnreadableSt && (latest == kNeverWrittenSt || st > latest)) latest = st;
+    if (TellsTick(st) && (latest == kNeverWrittenSt || st > latest)) latest = st;
   }
   return latest;
 }

@@ -33,31 +33,31 @@ class DataStoreNormal : public DataStore {
   // Creates missing files, finds the last written position, repairs what can
   // be repaired. The current tick is then the last recorded one, 0 in a new
   // store.
-  int Open() override;
+  [[nodiscard]] int Open() override;
   // Starts both files, creating what is missing, as a part of Open, which provides
   // the buffer for it. 0, with the store closed, when a file cannot be started; 0 and
   // nothing else on a store that is open.
-  int StartStoreFiles(const std::string& basePath);
+  [[nodiscard]] int StartStoreFiles(const std::string& basePath);
   // Opens the ring for reading alone, with the same search and the same choice of
   // the newer file, while another process may be recording into it. Nothing is
   // created, repaired, renamed or set right; damage is read around. One file is
   // enough: the other may be missing or unusable. WriteData then refuses.
-  int OpenReadOnly();
+  [[nodiscard]] int OpenReadOnly();
   // Flushes what is pending, syncs and closes both files. 1.
   int Close() override;
   // `length` 1..4089, of whole packets: by their CRCs the next opening tells a torn
   // write from a whole one, and bytes that are no packets may not survive it.
-  int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
+  [[nodiscard]] int WriteData(const unsigned char* data, int length, unsigned int sysTick) override;
   // Within a cluster `nextPosition` is the cluster's start plus the bytes just
   // copied, so a reader starts a cluster at its beginning.
-  int ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize, int& bytesRead,
-                         long& nextPosition) override;
+  [[nodiscard]] int ReadDataIntoBuffer(long position, unsigned char* buffer, int bufferSize,
+                                       int& bytesRead, long& nextPosition) override;
   // The start of the oldest cluster.
   long InitialReadLocation() override;
 
   // Reads one cluster, from the other file if need be, and repairs the copy
   // that was bad.
-  int ReadCluster(unsigned char* buf, int cluster);
+  [[nodiscard]] int ReadCluster(unsigned char* buf, int cluster);
 
   static int GetNextCluster(int cluster);
   static int GetPrevCluster(int cluster);

@@ -12,7 +12,7 @@ class DataStoreNull : public DataStore {
  public:
   DataStoreNull() : DataStore(DATA_STORE_NULL, kSimpleStoreBufferBytes) {}
 
-  int Open() override { return OpenInit(); }
+  [[nodiscard]] int Open() override { return OpenInit(); }
   int Close() override { return DataStore::Close(); }
   int WriteData(const unsigned char* /*data*/, int /*length*/, unsigned int /*sysTick*/) override {
     return 1;

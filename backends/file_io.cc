@@ -41,6 +41,10 @@ ssize_t WriteFile(int fd, const void* data, std::size_t count) {
 }
 
 off_t SeekFile(int fd, off_t offset, int whence) {
+  if (!IsOpenDescriptor(fd)) {
+    errno = EBADF;
+    return -1;
+  }
   return RetryInterrupted([&] { return FileOps::Current().Lseek(fd, offset, whence); });
 }
 
@@ -51,6 +55,21 @@ int SyncFile(int fd) {
 int CloseFile(int fd) {
   const int result = FileOps::Current().Close(fd);
   return result < 0 && errno == EINTR ? 0 : result;
+}
+
+bool WriteWhole(int fd, const void* data, std::size_t count) {
+  const auto* const bytes = static_cast<const unsigned char*>(data);
+  int idle_calls = 0;
+  for (std::size_t written = 0; written < count;) {
+    const ssize_t result = WriteFile(fd, bytes + written, count - written);
+    if (result < 0) return false;
+    written += static_cast<std::size_t>(result);
+    if (result == 0 && ++idle_calls > kMaxIdleCalls) {
+      errno = EIO;
+      return false;
+    }
+  }
+  return true;
 }
 
 void RemoveIfThere(const std::string& path) {

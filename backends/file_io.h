@@ -2,25 +2,40 @@
 #ifndef VMR_BACKENDS_FILE_IO_H_
 #define VMR_BACKENDS_FILE_IO_H_
 
+#include <errno.h>
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstring>
+#include <ostream>
 #include <string>
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // Calls that a signal interrupted are repeated. All return the POSIX result.
 //
 // Descriptors are close-on-exec and never 0: the stores use 0 as "closed".
-int OpenFile(const std::string& path, int flags, mode_t mode = 0);
-ssize_t ReadFile(int fd, void* buffer, std::size_t count);
-ssize_t WriteFile(int fd, const void* data, std::size_t count);
-off_t SeekFile(int fd, off_t offset, int whence);
-int SyncFile(int fd);
+[[nodiscard]] int OpenFile(const std::string& path, int flags, mode_t mode = 0);
+[[nodiscard]] ssize_t ReadFile(int fd, void* buffer, std::size_t count);
+[[nodiscard]] ssize_t WriteFile(int fd, const void* data, std::size_t count);
+// -1 and EBADF, without a call, for what a store may not use.
+[[nodiscard]] off_t SeekFile(int fd, off_t offset, int whence);
+[[nodiscard]] int SyncFile(int fd);
 // An interrupted close has closed the descriptor; it counts as done.
-int CloseFile(int fd);
+[[nodiscard]] int CloseFile(int fd);
+
+// Writes all of it, going on behind short writes. False, and errno, when it could not.
+[[nodiscard]] bool WriteWhole(int fd, const void* data, std::size_t count);
+
+// Closes the descriptor whatever comes. False, and the errno of what failed first, when
+// something written through it may not be on the device.
+[[nodiscard]] inline bool SyncAndClose(int fd) {
+  const bool synced = SyncFile(fd) == 0;
+  const int sync_errno = errno;
+  const bool closed = CloseFile(fd) == 0;
+  if (!synced) errno = sync_errno;
+  return synced && closed;
+}
 
 // Deletes a file that usually is not there. What stays all the same is met again by
 // whoever wants its name.
@@ -28,7 +43,7 @@ void RemoveIfThere(const std::string& path);
 
 // Makes a file's new name outlive a power loss. False, and errno, when the
 // directory cannot be synced.
-bool SyncDirectoryOf(const std::string& path);
+[[nodiscard]] bool SyncDirectoryOf(const std::string& path);
 
 // A descriptor that a store may use.
 inline bool IsOpenDescriptor(int fd) { return fd >= 1; }
@@ -37,7 +52,17 @@ inline bool IsOpenDescriptor(int fd) { return fd >= 1; }
 // counts as failed.
 inline constexpr int kMaxIdleCalls = 50;
 
-#pragma GCC visibility pop
+// What the failed call before it says of itself: "Permission denied".
+inline const char* TextOfErrno(int error = errno) { return std::strerror(error); }
+
+// The same as most messages end, "13: Permission denied". To be taken before anything
+// else is called.
+struct Reason {
+  int error = errno;
+};
+inline std::ostream& operator<<(std::ostream& out, const Reason& reason) {
+  return out << reason.error << ": " << TextOfErrno(reason.error);
+}
 
 }  // namespace vmr
 

@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "backends/file_io.h"
@@ -16,16 +17,7 @@ namespace {
 
 constexpr char kLogSource[] = "FileStore.cc";
 
-constexpr mode_t kFileMode = 0660;
 constexpr mode_t kModeBits = 07777;
-
-// "errno: text" as most messages end.
-struct Reason {
-  int error = errno;
-};
-std::ostream& operator<<(std::ostream& out, const Reason& reason) {
-  return out << reason.error << ": " << std::strerror(reason.error);
-}
 
 bool RefuseNull(const void* pointer, const char* operation) {
   if (pointer != nullptr) return false;
@@ -50,13 +42,6 @@ void LogCreationTime(const char* moment) {
 
 off_t ClusterOffset(int clusterSize, int cluster) {
   return static_cast<off_t>(cluster) * clusterSize;
-}
-
-// -1 with errno EBADF for a closed file, without a system call.
-off_t SeekOpen(int fd, off_t offset) {
-  if (IsOpenDescriptor(fd)) return SeekFile(fd, offset, SEEK_SET);
-  errno = EBADF;
-  return -1;
 }
 
 // A size that lies about the cluster counts as a wrong CRC, before anything is
@@ -84,7 +69,7 @@ int FileStore::StartFile(const std::string& base, unsigned char* buf, int cluste
                            << "StartFile");
     return 0;
   }
-  path_ = base + "_" + std::to_string(fileNumber) + ".mtd";
+  path_ = RingFileName(base, fileNumber);
   struct stat status {};
   if (FileOps::Current().Stat(path_.c_str(), &status) == 0)
     return ValidateAndOpenFile(clusterCount, clusterSize);
@@ -111,7 +96,8 @@ int FileStore::CreateFile(unsigned char* buf, int clusterCount, int clusterSize)
   RemoveIfThere(tmp_name);
   VMR_LOG(kLogInfo, "Creating metadata file " << path_ << " with " << clusterCount
                                               << " clusters of size " << clusterSize);
-  const int fd = OpenFile(tmp_name, O_WRONLY | O_CREAT | O_TRUNC | O_EXCL | O_NOFOLLOW, kFileMode);
+  const int fd =
+      OpenFile(tmp_name, O_WRONLY | O_CREAT | O_TRUNC | O_EXCL | O_NOFOLLOW, kRingFileMode);
   if (fd < 0) {
     const Reason reason;
     VMR_LOG(kLogError, "Could not create file " << tmp_name << " , " << reason);
@@ -121,7 +107,7 @@ int FileStore::CreateFile(unsigned char* buf, int clusterCount, int clusterSize)
   errno = 0;
   int created = WriteInitialClusters(fd, tmp_name, buf, clusterCount, clusterSize);
   const bool disk_is_full = created == 0 && errno == ENOSPC;
-  CloseFile(fd);  // what it wrote is synced; nothing is left that could fail
+  static_cast<void>(CloseFile(fd));  // what it wrote is synced; nothing is left that could fail
   if (disk_is_full) RemoveIfThere(tmp_name);
   if (created != 0 && FileOps::Current().Rename(tmp_name.c_str(), path_.c_str()) != 0) {
     const Reason reason;
@@ -151,7 +137,7 @@ int FileStore::WriteInitialClusters(int fd, const std::string& tmp_name,
   const int error = errno;
   // Deliberate: ": %s" stays in the text, as it always has.
   VMR_LOG(kLogError, "Failed to write to file " << tmp_name << " during initialization, " << error
-                                                << ": %s" << std::strerror(error));
+                                                << ": %s" << TextOfErrno(error));
   errno = error;
   return 0;
 }
@@ -171,7 +157,7 @@ int FileStore::StartFileReadOnly(const std::string& base, int clusterCount, int 
   Close();
   file_created_ = false;
   failed_writes_ = 0;
-  path_ = base + "_" + std::to_string(fileNumber) + ".mtd";
+  path_ = RingFileName(base, fileNumber);
   struct stat status {};
   if (!StatFile(status) || !CheckSize(path_, status.st_size, clusterCount, clusterSize)) return 0;
   return OpenChecked(O_RDONLY);
@@ -192,11 +178,11 @@ bool FileStore::StatFile(struct stat& status) const {
 // Deliberate: a mode that somebody changed is set right rather than refused. Not
 // that of a file elsewhere, to which the name is a link.
 bool FileStore::ResetMode(mode_t mode) const {
-  if ((mode & kModeBits) == kFileMode) return true;
-  if (FileOps::Current().ChmodNoFollow(path_.c_str(), kFileMode) != 0) {
+  if ((mode & kModeBits) == kRingFileMode) return true;
+  if (FileOps::Current().ChmodNoFollow(path_.c_str(), kRingFileMode) != 0) {
     const int error = errno;
     VMR_LOG(kLogError, "Could not reset the mode of file " << path_ << ", " << error << " : "
-                                                           << std::strerror(error));
+                                                           << TextOfErrno(error));
     return false;
   }
   VMR_LOG(kLogInfo, "Reset the mode of file " << path_);
@@ -231,34 +217,30 @@ int FileStore::WriteCluster(int clusterSize, const unsigned char* buf, int clust
 
 bool FileStore::WriteAndSync(int clusterSize, const unsigned char* buf, int cluster) {
   const off_t offset = ClusterOffset(clusterSize, cluster);
-  if (SeekOpen(fd_, offset) < 0) {
+  if (!GoTo(offset)) {
     const Reason reason;
     // Deliberate: the one message that does not name its file.
     VMR_LOG(kLogError, "Could not set file position in metadata file " << reason);
     return false;
   }
-  int written = 0;
-  ssize_t result = 1;
-  for (int idle_calls = 0; written < clusterSize && result >= 0;) {
-    result = WriteFile(fd_, buf + written, static_cast<std::size_t>(clusterSize - written));
-    if (result > 0) written += static_cast<int>(result);
-    if (result == 0 && ++idle_calls > kMaxIdleCalls) {
-      errno = EIO;
-      result = -1;
-    }
-  }
+  const auto bytes = static_cast<std::size_t>(std::max(clusterSize, 0));
   // Data that did not reach the device is not written.
-  if (result >= 0 && SyncFile(fd_) == 0) return true;
+  if (WriteWhole(fd_, buf, bytes) && SyncFile(fd_) == 0) return true;
   const Reason reason;
   VMR_LOG(kLogError, "Could not write metadata file at cluster "
                          << cluster << " (" << static_cast<long long>(offset) << ") - " << reason);
   return false;
 }
 
+bool FileStore::GoTo(off_t offset) const {
+  // False, too, when the file is closed.
+  return SeekFile(fd_, offset, SEEK_SET) >= 0;
+}
+
 int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
   if (RefuseNull(buf, "ReadCluster") || RefuseSize(clusterSize)) return 0;
   const off_t offset = ClusterOffset(clusterSize, cluster);
-  if (SeekOpen(fd_, offset) < 0) {
+  if (!GoTo(offset)) {
     const Reason reason;
     // Deliberate: the parenthesis is not closed.
     VMR_LOG(kLogError, "Could not set file position in metadata file ("
@@ -290,6 +272,11 @@ int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
                                  << static_cast<char>(buf[0]) << ") found ("
                                  << static_cast<char>(computed) << ")");
   return 0;
+}
+
+int FileStore::ReadClusterTwice(int clusterSize, unsigned char* buf, int cluster) {
+  const int read = ReadCluster(clusterSize, buf, cluster);
+  return read != 0 ? read : ReadCluster(clusterSize, buf, cluster);
 }
 
 // What stands in the buffer is no copy of the cluster, not even a damaged one.

@@ -31,32 +31,30 @@ class FileStore {
 
   // Opens `<base>_<fileNumber>.mtd`, creating it when there is none. Destroys
   // what is in `buf`.
-  int StartFile(const std::string& base, unsigned char* buf, int clusterCount, int clusterSize,
-                int fileNumber);
+  [[nodiscard]] int StartFile(const std::string& base, unsigned char* buf, int clusterCount,
+                              int clusterSize, int fileNumber);
   // Writes a new file of never-written clusters under a temporary name, makes
   // it durable and gives it its own name. Destroys what is in `buf`.
-  int CreateFile(unsigned char* buf, int clusterCount, int clusterSize);
+  [[nodiscard]] int CreateFile(unsigned char* buf, int clusterCount, int clusterSize);
   // Checks type, mode and size of the existing file and opens it. A mode other
   // than 0660 is set right.
-  int ValidateAndOpenFile(int clusterCount, int clusterSize);
+  [[nodiscard]] int ValidateAndOpenFile(int clusterCount, int clusterSize);
   // Opens the existing `<base>_<fileNumber>.mtd` for reading alone: it is neither
   // created nor changed, and its mode does not matter. WriteCluster then fails.
-  int StartFileReadOnly(const std::string& base, int clusterCount, int clusterSize, int fileNumber);
+  [[nodiscard]] int StartFileReadOnly(const std::string& base, int clusterCount, int clusterSize,
+                                      int fileNumber);
 
   // Writes one cluster and waits until the device has it.
-  int WriteCluster(int clusterSize, const unsigned char* buf, int cluster);
+  [[nodiscard]] int WriteCluster(int clusterSize, const unsigned char* buf, int cluster);
   // Reads one cluster and checks its CRC. A size field outside 7..clusterSize
   // counts as a wrong CRC. On failure `buf` holds what has a wrong CRC, or begins
   // with zeros when a call failed.
-  int ReadCluster(int clusterSize, unsigned char* buf, int cluster);
+  [[nodiscard]] int ReadCluster(int clusterSize, unsigned char* buf, int cluster);
   // The same, tried a second time when it fails, which a device's error may not.
-  int ReadClusterTwice(int clusterSize, unsigned char* buf, int cluster) {
-    const int read = ReadCluster(clusterSize, buf, cluster);
-    return read != 0 ? read : ReadCluster(clusterSize, buf, cluster);
-  }
+  int ReadClusterTwice(int clusterSize, unsigned char* buf, int cluster);
 
   // The cluster's header, from the cache or read through `buf`.
-  int GetHdr(int clusterSize, unsigned char* buf, CLUSTER_HEADER_T* hdr, int cluster);
+  [[nodiscard]] int GetHdr(int clusterSize, unsigned char* buf, CLUSTER_HEADER_T* hdr, int cluster);
   // Its first tick; kUnreadableSt when it cannot be had.
   unsigned int GetSt(int clusterSize, unsigned char* buf, int cluster);
   // Its used bytes, as a signed 16-bit number; -1 when it cannot be had.
@@ -64,7 +62,7 @@ class FileStore {
 
   // Finds the cluster written last, reading about fifteen. On success the five
   // values below are set; on failure they stay.
-  int FindLastPosition(int clusterCount, int clusterSize, unsigned char* buf);
+  [[nodiscard]] int FindLastPosition(int clusterCount, int clusterSize, unsigned char* buf);
   // A call on the file failed during the last search, which might find more, or
   // something else, when it is repeated.
   bool CallFailed() const { return call_failed_; }
@@ -75,7 +73,7 @@ class FileStore {
   // Makes this file a durable copy of `source`'s and opens it. Until the copy is
   // complete the file stays as it is; one that StartFile has just made is gone meanwhile,
   // and for good when that fails.
-  int CopyFile(int clusterCount, int clusterSize, FileStore& source);
+  [[nodiscard]] int CopyFile(int clusterCount, int clusterSize, FileStore& source);
   // Deletes the closed file.
   void Remove();
   // Renames the closed file to "....CORRUPT", or deletes it if that fails.
@@ -124,6 +122,7 @@ class FileStore {
   static bool IsCompleteAndSynced(const std::string& tmp_name, int clusterCount, int clusterSize);
   bool TakeNameOf(const std::string& tmp_name) const;
   bool WriteAndSync(int clusterSize, const unsigned char* buf, int cluster);
+  bool GoTo(off_t offset) const;
   bool HoldsWholeCluster(int clusterSize, int cluster) const;
   int WriteInitialClusters(int fd, const std::string& tmp_name, const unsigned char* cluster,
                            int clusterCount, int clusterSize);

@@ -2,7 +2,6 @@
 #include <errno.h>
 #include <fcntl.h>
 
-#include <cstring>
 #include <string>
 
 #include "backends/file_io.h"
@@ -53,7 +52,7 @@ int FileStore::CopyFile(int clusterCount, int clusterSize, FileStore& source) {
   if (FileOps::Current().System(command.c_str()) != 0) {
     const int error = errno;
     // Deliberate: the text begins with a blank.
-    VMR_LOG(kLogError, " " << command << " failed. errno " << error << " " << std::strerror(error));
+    VMR_LOG(kLogError, " " << command << " failed. errno " << error << " " << TextOfErrno(error));
   } else if (IsCompleteAndSynced(tmp_name, clusterCount, clusterSize) && TakeNameOf(tmp_name)) {
     return ValidateAndOpenFile(clusterCount, clusterSize);
   }
@@ -70,9 +69,8 @@ bool FileStore::IsCompleteAndSynced(const std::string& tmp_name, int clusterCoun
   const bool complete = synced && CheckSize(tmp_name, status.st_size, clusterCount, clusterSize);
   if (complete) synced = SyncFile(fd) == 0;
   if (!synced) {
-    const int error = errno;
-    VMR_LOG(kLogError,
-            "Could not sync file " << tmp_name << ", " << error << ": " << std::strerror(error));
+    const Reason reason;
+    VMR_LOG(kLogError, "Could not sync file " << tmp_name << ", " << reason);
   }
   if (fd >= 0) static_cast<void>(CloseFile(fd));  // the sync has told
   return complete && synced;
@@ -83,13 +81,11 @@ bool FileStore::IsCompleteAndSynced(const std::string& tmp_name, int clusterCoun
 bool FileStore::TakeNameOf(const std::string& tmp_name) const {
   const bool renamed = FileOps::Current().Rename(tmp_name.c_str(), path_.c_str()) == 0;
   if (renamed && SyncDirectoryOf(path_)) return true;
-  const int error = errno;
+  const Reason reason;
   if (renamed)
-    VMR_LOG(kLogWarning, "Could not sync the directory of file " << path_ << ", " << error << ": "
-                                                                 << std::strerror(error));
+    VMR_LOG(kLogWarning, "Could not sync the directory of file " << path_ << ", " << reason);
   else
-    VMR_LOG(kLogError, "Failed to rename file " << tmp_name << " to " << path_ << ", " << error
-                                                << ": " << std::strerror(error));
+    VMR_LOG(kLogError, "Failed to rename file " << tmp_name << " to " << path_ << ", " << reason);
   return renamed;
 }
 
@@ -97,7 +93,7 @@ void FileStore::Remove() {
   if (FileOps::Current().Unlink(path_.c_str()) == 0) return;
   const int error = errno;
   VMR_LOG(kLogError, "FileStore::Remove of file " << path_ << " failed with err-" << error
-                                                  << std::strerror(error));
+                                                  << TextOfErrno(error));
 }
 
 void FileStore::HandleCorrupt() {
@@ -105,7 +101,7 @@ void FileStore::HandleCorrupt() {
   if (FileOps::Current().Rename(path_.c_str(), aside.c_str()) == 0) return;
   const int error = errno;
   VMR_LOG(kLogError,
-          "Failed to rename " << path_ << " errno " << error << " - " << std::strerror(error));
+          "Failed to rename " << path_ << " errno " << error << " - " << TextOfErrno(error));
   Remove();
 }
 
@@ -118,7 +114,7 @@ int FileStore::SetAside() {
   }
   const int error = errno;
   VMR_LOG(kLogError,
-          "Failed to rename " << path_ << " errno " << error << " - " << std::strerror(error));
+          "Failed to rename " << path_ << " errno " << error << " - " << TextOfErrno(error));
   return 0;
 }
 

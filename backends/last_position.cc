@@ -5,8 +5,6 @@
 namespace vmr {
 namespace {
 
-bool IsTick(unsigned int st) { return st < kUnreadableSt; }
-
 // A cluster and its first tick.
 struct Tick {
   int cluster;
@@ -45,13 +43,13 @@ LastPosition Search::Run() {
     // cluster, or never written as the last one is.
     const Tick behind = NextTold(1, last_, 1);
     const unsigned int end_st = last_st == kPartialWrapSt ? NextTold(last_ - 1, 0, -1).st : last_st;
-    const bool was_closed =
-        IsTick(behind.st) && (end_st == kNeverWrittenSt || (IsTick(end_st) && behind.st > end_st));
+    const bool was_closed = TellsTick(behind.st) && (end_st == kNeverWrittenSt ||
+                                                     (TellsTick(end_st) && behind.st > end_st));
     const unsigned int second_st = behind.cluster == 1 ? behind.st : ticks_.At(1);
     if (!was_closed) return {LastPositionKind::kPartialWrap, last_, last_st, 1, second_st};
     lap_st = behind.st;
   }
-  if (IsTick(last_st) && lap_st < last_st)
+  if (TellsTick(last_st) && lap_st < last_st)
     return {LastPositionKind::kReadyToWrap, last_, last_st, 0, first_st};
   return Bisect(lap_st, last_st);
 }
@@ -83,7 +81,7 @@ bool Search::TakeMiddle(int middle) {
 // is in front of it is of the lap before.
 void Search::TakeContinued(int middle) {
   const Tick behind = NextTold(middle + 1, high_.cluster, 1);
-  if (IsTick(behind.st) && !IsBehind(behind.st)) return MoveUp(behind);
+  if (TellsTick(behind.st) && !IsBehind(behind.st)) return MoveUp(behind);
   const Tick before = NextTold(middle - 1, low_.cluster, -1);
   if (before.cluster != low_.cluster && IsBehind(before.st))
     high_ = {middle, kPartialWrapSt};
@@ -98,7 +96,7 @@ Tick Search::NextTold(int from, int to, int step) const {
   for (int cluster = from, n = 0; (to - cluster) * step > 0 && n < kMostSteps;
        cluster += step, ++n) {
     const unsigned int st = ticks_.At(cluster);
-    if (IsTick(st) || st == kNeverWrittenSt) return {cluster, st};
+    if (TellsTick(st) || st == kNeverWrittenSt) return {cluster, st};
   }
   return {to, ticks_.At(to)};
 }

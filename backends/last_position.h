@@ -4,8 +4,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // The first ticks of a file's clusters, asked for one at a time.
 class FirstTicks {
  public:
@@ -46,8 +44,6 @@ struct LastPosition {
 // be without a tick, in what older recorders have left; there the search goes on to the
 // next one that has one. Asks for about fifteen of 32768.
 LastPosition SearchLastPosition(FirstTicks& ticks, int cluster_count);
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

@@ -46,7 +46,7 @@ FileStore* DataStoreNormal::LoadImages(FileStore& last_writer) {
 bool DataStoreNormal::HasTwinGoneOn(const FileStore& writer) {
   const FileStore& twin = Twin(writer);
   const unsigned int st = ClusterSt(curr_buffer_.get());
-  return writer.prevClusterStale && !twin.prevClusterStale && st < kUnreadableSt &&
+  return writer.prevClusterStale && !twin.prevClusterStale && TellsTick(st) &&
          EndsBeforeCurrent(twin) && LastToldTick(prev_buffer_.get()) > st;
 }
 
@@ -200,7 +200,7 @@ bool DataStoreNormal::IsBetterPrevious(const unsigned char* theirs) {
   const unsigned int my_st = ClusterSt(mine);
   const unsigned int their_st = ClusterSt(theirs);
   const unsigned int curr_st = ClusterSt(curr_buffer_.get());
-  return PacketsAreSound(theirs) && their_st < kUnreadableSt &&
+  return PacketsAreSound(theirs) && TellsTick(their_st) &&
          (my_st == kNeverWrittenSt || my_st < their_st) && their_st <= curr_st &&
          curr_st != kNeverWrittenSt;
 }

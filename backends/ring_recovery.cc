@@ -1,10 +1,7 @@
 // Opening the ring store: which cluster was written last, which of the two files
 // took the last write, what tick the recording had reached. All of it is found
 // out from the files alone; nothing else is kept anywhere.
-#include <errno.h>
-
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -13,6 +10,7 @@
 #include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "host/log.h"
+#include "store/packet_format.h"
 
 namespace vmr {
 namespace {
@@ -46,41 +44,35 @@ class TickWalk {
       : cluster_(cluster), size_(ClusterSize(cluster)), tick_(ClusterSt(cluster)) {}
 
   unsigned int Run() {
-    while (at_ < size_) at_ += Step();
+    for (std::size_t at = kClusterHeaderBytes; at < size_;) at += Step(cluster_ + at, size_ - at);
     return tick_;
   }
 
  private:
-  // A byte of the current packet; 0 behind the cluster's used bytes.
-  unsigned char Byte(int index) const { return at_ + index < size_ ? cluster_[at_ + index] : 0; }
-  bool Holds(int bytes) const { return at_ + bytes <= size_; }
+  // A packet that is cut tells its tick when all of its head is there.
+  std::size_t Step(const unsigned char* packet, std::size_t available) {
+    const PacketShape* const shape = FindPacketShape(packet[0]);
+    if (shape != nullptr && available >= shape->head_bytes) tick_ = PacketTick(packet, tick_);
+    LogStep(packet[0]);
+    // Deliberate: damage is skipped byte by byte.
+    return shape == nullptr ? 1 : PacketBytes(*shape, packet, available);
+  }
 
-  int Step() {
-    switch (Byte(0)) {
-      case HEADER_1:
-        if (Holds(kHeader1Bytes)) tick_ = GetLe32(cluster_ + at_ + 1);
-        VMR_LOG(kLogEachItem, "HDR1: sysTick(" << tick_ << ")");
-        return Byte(5) + 7;
-      case HEADER_2:
-        if (Holds(kHeader2Bytes)) tick_ = (tick_ & ~0xFFU) | Byte(1);
-        VMR_LOG(kLogEachItem, "HDR2: sysTick(" << tick_ << ")");
-        return Byte(2) + 4;
-      case HEADER_CONT:
-        VMR_LOG(kLogEachItem, "CONT:");
-        return Byte(1) + 3;
-      case HEADER_DICTIONARY:
-        VMR_LOG(kLogEachItem, "DICT");
-        return 2 * Byte(1) + 3;
-      default:
-        // Deliberate: damage is skipped byte by byte.
-        VMR_LOG(kLogEachItem, "INVALID");
-        return 1;
-    }
+  void LogStep(unsigned char header) const {
+    if (header == HEADER_1)
+      VMR_LOG(kLogEachItem, "HDR1: sysTick(" << tick_ << ")");
+    else if (header == HEADER_2)
+      VMR_LOG(kLogEachItem, "HDR2: sysTick(" << tick_ << ")");
+    else if (header == HEADER_CONT)
+      VMR_LOG(kLogEachItem, "CONT:");
+    else if (header == HEADER_DICTIONARY)
+      VMR_LOG(kLogEachItem, "DICT");
+    else
+      VMR_LOG(kLogEachItem, "INVALID");
   }
 
   const unsigned char* cluster_;
-  int size_;
-  int at_ = kClusterHeaderBytes;
+  std::size_t size_;
   unsigned int tick_;
 };
 
@@ -221,9 +213,11 @@ int DataStoreNormal::RecreateFiles() {
   }
   // If the new files' names reached the device first, a power loss could leave a
   // new file #1 without the one set aside, or beside the old file #2.
-  if (!SyncDirectoryOf(file1_.Path()))
-    VMR_LOG(kLogWarning, "Could not sync the directory of file " << file1_.Path() << ", " << errno
-                                                                 << ": " << std::strerror(errno));
+  if (!SyncDirectoryOf(file1_.Path())) {
+    const Reason reason;
+    VMR_LOG(kLogWarning,
+            "Could not sync the directory of file " << file1_.Path() << ", " << reason);
+  }
   if (StartStoreFiles(base_path_) == 0) return 0;
   FindBothLastPositions();
   const bool both_new = file1_.FileCreated() && file2_.FileCreated();
@@ -337,7 +331,7 @@ bool DataStoreNormal::IsFile2Newer(bool same_cluster) {
   const unsigned int st1 = file1_.NewestSt();
   const unsigned int st2 = file2_.NewestSt();
   // One of them may have begun the cluster anew, after the other could not be read.
-  const bool begun_anew = st1 != st2 && st1 < kUnreadableSt && st2 < kUnreadableSt;
+  const bool begun_anew = st1 != st2 && TellsTick(st1) && TellsTick(st2);
   if (same_cluster) return begun_anew ? st1 < st2 : file1_.NewestSize() < file2_.NewestSize();
   // Of clusters of one tick (a dump may fill a dozen) the shorter way round leads ahead.
   const int ahead = (newest2 - newest1 + kClusterCount) % kClusterCount;

@@ -24,8 +24,8 @@ std::array<unsigned char, 256> MakeTable() {
 }
 
 unsigned char ByteTableCrc8(const unsigned char* data, unsigned int length, unsigned char crc) {
-  static const std::array<unsigned char, 256> table = MakeTable();
-  for (; length > 0; --length, ++data) crc = table[crc ^ *data];
+  static const std::array<unsigned char, 256> kTable = MakeTable();
+  for (; length > 0; --length, ++data) crc = kTable[crc ^ *data];
   return crc;
 }
 

@@ -10,11 +10,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -89,8 +86,9 @@ class Ring {
     for (; n + 1 < dumps_.size(); ++n) {
       const unsigned int tick = dumps_[n] + FullRing::kTicksBetweenDumps / 2;
       vmr::MetadataReader reader(vmr::RingAccess::kReadOnly);
-      reader.ReadToNewFile(Path(), Out(), tick, tick, nullptr);
-      if (reader.LastExtraction().dump_tick == dumps_[n]) return tick;
+      if (reader.ReadToNewFile(Path(), Out(), tick, tick, nullptr) &&
+          reader.LastExtraction().dump_tick == dumps_[n])
+        return tick;
     }
     return dumps_.back();
   }

@@ -7,7 +7,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -71,7 +70,7 @@ void CopyItem(benchmark::State& state) {
 
 void AssembleItem(benchmark::State& state) {
   vmr::DataStoreNull store;
-  store.Open();
+  if (store.Open() == 0) return state.SkipWithError("the store does not open");
   store.InitCurrentSystemTick(1);
   const unsigned char item[10] = {0x91};
   int items = 0;

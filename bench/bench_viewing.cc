@@ -17,7 +17,7 @@ constexpr int kRecordingBytes = 1 << 20;
 std::vector<unsigned char> Recording() {
   std::vector<unsigned char> bytes(kRecordingBytes);
   vmr::DataStoreFlatMessage store(bytes.data(), kRecordingBytes, true);
-  store.Open();
+  if (store.Open() == 0) return {};
   vmr::GpsStatusItem fix;
   fix.latitude_degrees = 41;
   fix.latitude_is_north = 1;
@@ -63,7 +63,7 @@ void ParseRecording(benchmark::State& state) {
   for (auto _ : state) {
     MemorySource source(bytes);
     vmr::DataStoreNull out;
-    out.Open();
+    if (out.Open() == 0) return state.SkipWithError("the store does not open");
     vmr::MetadataReader reader;
     reader.StartAt(4);
     int ticks = 0;

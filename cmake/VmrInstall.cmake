@@ -19,6 +19,14 @@ set(VMR_CONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vmr)
 set(VMR_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(exported_symbols ${PROJECT_SOURCE_DIR}/cmake/exported_symbols.map)
 
+# What the soname and the package's name carry. Until 1.0 a minor version may
+# change the interface (one more field in the state mirror changes the size of a
+# DataStore), and must not take the place of the one before.
+set(VMR_SOVERSION ${PROJECT_VERSION_MAJOR})
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  set(VMR_SOVERSION 0.${PROJECT_VERSION_MINOR})
+endif()
+
 # What a program must be compiled with: on 32-bit machines the sizes of off_t,
 # time_t and struct stat are part of the library's interface. The pkg-config
 # files say the same.
@@ -57,7 +65,7 @@ function(vmr_install_shared name export_name folders)
   vmr_harden(${name}_shared)
   target_link_options(${name}_shared PRIVATE -Wl,--version-script=${exported_symbols})
   set_target_properties(${name}_shared PROPERTIES OUTPUT_NAME ${name}
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    VERSION ${PROJECT_VERSION} SOVERSION ${VMR_SOVERSION}
     LINK_DEPENDS ${exported_symbols} LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
   vmr_set_interface(${name}_shared ${export_name})
   install(TARGETS ${name}_shared EXPORT vmrTargets

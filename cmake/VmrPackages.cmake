@@ -1,5 +1,5 @@
 # The Debian packages that `cpack` makes of the components of VmrInstall.cmake:
-# libvmr<N> (both shared libraries), libvmr-dev, vmr.
+# libvmr<soversion> (both shared libraries), libvmr-dev, vmr.
 #
 # The program is linked statically: it then is what the tests have run, and can
 # be copied to a machine without the library.
@@ -8,7 +8,7 @@
 # the folder of the machine's architecture, /usr/lib/x86_64-linux-gnu for one, as
 # packages need that are to be installed for two architectures side by side.
 
-set(library_package libvmr${PROJECT_VERSION_MAJOR})
+set(library_package libvmr${VMR_SOVERSION})
 find_program(VMR_GZIP gzip REQUIRED)
 
 # vmr_install_gzipped(docs/vmr.1 vmr.1.gz DIR COMPONENT)
@@ -25,11 +25,13 @@ function(vmr_install_gzipped source name destination component)
 endfunction()
 
 # vmr_add_package(COMPONENT PACKAGE SECTION SUMMARY DOCUMENT...): the component's
-# package, with its licence, its changes and some documents.
+# package, with its licence, its changes (the packages' and the program's) and some
+# documents.
 function(vmr_add_package component package section summary)
   set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package})
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright DESTINATION ${doc_dir}
     COMPONENT ${component})
+  vmr_install_gzipped(packaging/changelog changelog.gz ${doc_dir} ${component})
   vmr_install_gzipped(CHANGELOG.md CHANGELOG.md.gz ${doc_dir} ${component})
   foreach(document IN LISTS ARGN)
     install(FILES ${PROJECT_SOURCE_DIR}/${document} DESTINATION ${doc_dir} COMPONENT ${component})
@@ -79,12 +81,14 @@ if(VMR_BUILD_SHARED)
 endif()
 vmr_add_package(development libvmr-dev libdevel
   "Vehicle Metadata Recorder: headers and static libraries"
-  docs/architecture.md docs/format.md)
+  docs/architecture.md docs/format.md docs/integrating.md)
 if(TARGET vmr_tool)
   vmr_add_package(tool vmr utils "Vehicle Metadata Recorder: the program vmr"
-    docs/events.md docs/events.schema.json)
+    docs/check.md docs/events.md docs/events.schema.json docs/reliability.md)
   vmr_install_gzipped(docs/vmr.1 vmr.1.gz ${CMAKE_INSTALL_MANDIR}/man1 tool)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/vmr.bash-completion RENAME vmr
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/vmr-record@.service
+    DESTINATION lib/systemd/system COMPONENT tool)
 endif()
 include(CPack)

@@ -7,7 +7,7 @@
 #include "fuzz/fuzz_setup.h"
 #include "reader/metadata_reader.h"
 #include "tools/events/event.h"
-#include "tools/unit_configuration.h"
+#include "tools/record/unit_configuration.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include "backends/data_store_null.h"
 #include "fuzz/fuzz_setup.h"
 #include "reader/metadata_reader.h"
-#include "tools/event_parser.h"
-#include "tools/gps_tracker.h"
-#include "tools/input_format.h"
-#include "tools/line_reader.h"
+#include "tools/events/event_parser.h"
+#include "tools/record/gps_tracker.h"
+#include "tools/record/input_format.h"
+#include "tools/record/line_reader.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ class Session {
     constexpr unsigned int kMostGpsReportBytes = 2 + (2 + 10) + (2 + 3);
     unsigned int most_bytes = kMostGpsReportBytes;
     if (const auto* gps = std::get_if<GpsReport>(&report.content)) {
-      gps_.Take(store_, *gps, report.stamp, tick_);
+      gps_.Follow(store_, *gps, report.stamp, tick_);
     } else {
       const Event& event = std::get<Event>(report.content);
       event.action(store_, tick_);

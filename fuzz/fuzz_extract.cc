@@ -10,11 +10,12 @@ namespace {
 
 using vmr::ExtractionReport;
 using vmr::MetadataReader;
-using vmr::fuzz::MemoryFiles;
+using vmr::crash::CowFiles;
+using vmr::crash::kFlat;
 using vmr::fuzz::Require;
 using vmr::fuzz::RingInput;
 
-constexpr char kOut[] = "/m/out";
+const char* const kOut = vmr::crash::PathOf(kFlat);
 
 // A turn of the extraction's loop, which a host's watchdog sees.
 class Turns final : public vmr::Watchdog {
@@ -60,21 +61,21 @@ void CheckReport(const ExtractionReport& report, const RingInput& input, std::si
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   vmr::fuzz::StartInput(data, size);
-  static MemoryFiles files;
+  static CowFiles files;
   vmr::fuzz::InputBytes bytes(data, size);
   const RingInput input = vmr::fuzz::MakeRing(bytes, files);
   MetadataReader reader(input.read_only ? vmr::RingAccess::kReadOnly : vmr::RingAccess::kRepair);
   Turns turns;
   const bool extracted =
-      reader.ReadToNewFile(vmr::fuzz::kBase, kOut, input.tick_a, input.tick_b, &turns);
+      reader.ReadToNewFile(vmr::crash::kBase, kOut, input.tick_a, input.tick_b, &turns);
   Require(3 * turns.Count() <= input.payload_bytes + 60, "no tick is met twice");
   Require(files.OpenDescriptors() == 0, "every file is closed");
-  if (input.read_only) Require(files.ChangesBeside(kOut) == 0, "the ring is only read");
+  if (input.read_only) Require(files.ChangesBeside(kFlat) == 0, "the ring is only read");
   const ExtractionReport& report = reader.LastExtraction();
-  if (!files.Exists(kOut)) {
+  if (!files.Exists(kFlat)) {
     Require(!extracted, "an extraction makes a file");
   } else if (report.wrote_everything) {
-    const std::size_t packets = vmr::fuzz::WalkFlatFile(files.ReadAll(kOut)).packets;
+    const std::size_t packets = vmr::fuzz::WalkFlatFile(files.ReadAll(kFlat)).packets;
     CheckReport(report, input, packets);
     ReadBack(packets);
   }

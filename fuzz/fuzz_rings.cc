@@ -10,22 +10,23 @@
 namespace {
 
 using vmr::DataStoreNormal;
+using vmr::crash::CowFiles;
+using vmr::crash::kBase;
 using vmr::crash::Outcome;
 using vmr::crash::Prediction;
-using vmr::fuzz::MemoryFiles;
 using vmr::fuzz::Require;
 using vmr::fuzz::RingInput;
 
 enum TargetFlag : unsigned int { kRecordOn = 32 };
 
 // What an independent reference makes of the two images.
-Prediction PredictFor(const MemoryFiles& files) {
-  const auto image_of = [&files](const char* path) {
-    return [&files, path](int cluster, unsigned char* to) {
-      return files.ReadPage(path, cluster, to);
+Prediction PredictFor(const CowFiles& files) {
+  const auto image_of = [&files](int name) {
+    return [&files, name](int cluster, unsigned char* to) {
+      return files.Exists(name) && files.ReadRaw(name, cluster, to);
     };
   };
-  return vmr::crash::Predict(image_of(vmr::fuzz::kFile1), image_of(vmr::fuzz::kFile2));
+  return vmr::crash::Predict(image_of(vmr::crash::kFile1), image_of(vmr::crash::kFile2));
 }
 
 // No program copies files in memory, so an empty file stays empty here; the reference
@@ -41,14 +42,14 @@ void RequirePlace(const DataStoreNormal& ring, const Prediction& right) {
   Require(ring.GetCurrentSystemTick() == right.last_tick, "the last tick is the reference's");
 }
 
-void LookAt(DataStoreNormal& ring, const RingInput& input, const MemoryFiles& files) {
+void LookAt(DataStoreNormal& ring, const RingInput& input, const CowFiles& files) {
   vmr::fuzz::SearchTicks(ring, input, files);
   vmr::fuzz::ReadEverything(ring, input);
 }
 
-void OpenForReading(const RingInput& input, const MemoryFiles& files,
+void OpenForReading(const RingInput& input, const CowFiles& files,
                     const std::optional<Prediction>& predicted) {
-  DataStoreNormal ring(vmr::fuzz::kBase);
+  DataStoreNormal ring(kBase);
   const bool opened = ring.OpenReadOnly() == 1;
   if (predicted && (predicted->outcome == Outcome::kRecreates || Fails(*predicted)))
     Require(!opened, "what a recorder cannot go on with is not opened for reading");
@@ -59,7 +60,7 @@ void OpenForReading(const RingInput& input, const MemoryFiles& files,
     Require(ring.WriteData(packet, sizeof(packet), 1) == 0, "a ring opened for reading refuses");
     ring.Close();
   }
-  Require(files.Changes() == 0, "reading changes nothing");
+  Require(files.ChangesBeside(vmr::crash::kAnyName) == 0, "reading changes nothing");
 }
 
 // Three packets and a close; the ring must open again.
@@ -71,11 +72,11 @@ void RecordOn(DataStoreNormal& ring) {
   ring.Close();
 }
 
-void OpenForRecording(const RingInput& input, const MemoryFiles& files,
+void OpenForRecording(const RingInput& input, const CowFiles& files,
                       const std::optional<Prediction>& predicted) {
-  DataStoreNormal ring(vmr::fuzz::kBase);
+  DataStoreNormal ring(kBase);
   const bool opened = ring.Open() == 1;
-  const bool recreated = files.Exists(vmr::fuzz::kSetAside);
+  const bool recreated = files.Exists(vmr::crash::kCorrupt1);
   if (predicted) {
     Require(recreated == (predicted->outcome == Outcome::kRecreates),
             "only what cannot be searched is set aside");
@@ -94,7 +95,7 @@ void OpenForRecording(const RingInput& input, const MemoryFiles& files,
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   vmr::fuzz::StartInput(data, size);
-  static MemoryFiles files;
+  static CowFiles files;
   vmr::fuzz::InputBytes bytes(data, size);
   const RingInput input = vmr::fuzz::MakeRing(bytes, files);
   std::optional<Prediction> predicted;

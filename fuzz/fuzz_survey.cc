@@ -2,23 +2,25 @@
 // rings of few clusters, since all of them are looked at each time.
 #include "fuzz/fuzz_setup.h"
 #include "fuzz/ring_walk.h"
-#include "tools/event_parser.h"
-#include "tools/recorded_clock.h"
-#include "tools/ring_report.h"
-#include "tools/ring_salvage.h"
-#include "tools/ring_scrub.h"
+#include "tools/common/ticks.h"
+#include "tools/ring/recorded_clock.h"
+#include "tools/ring/report.h"
+#include "tools/ring/salvage.h"
+#include "tools/ring/scrub.h"
 
 namespace {
 
-using vmr::fuzz::MemoryFiles;
+using vmr::crash::CowFiles;
+using vmr::crash::PathOf;
 using vmr::fuzz::Require;
 using vmr::fuzz::RingInput;
 using namespace vmr::tool;  // what is tested
 
 enum TargetFlag : unsigned int { kScrub = 32, kFirstIsSetAside = 64, kReport = 128 };
 
-constexpr char kNewFile1[] = "/m/n_1.mtd";
-constexpr char kNewFile2[] = "/m/n_2.mtd";
+// Where nothing else is written meanwhile.
+constexpr int kNew1 = vmr::crash::kTmp1;
+constexpr int kNew2 = vmr::crash::kTmp2;
 
 bool IsCluster(int cluster) { return cluster >= 0 && cluster < vmr::kClusterCount; }
 
@@ -49,7 +51,7 @@ std::vector<Finding> Look(RingSurvey& survey, const RingInput& input) {
 }
 
 void Describe(const RingSurvey& survey, const std::vector<Finding>& findings) {
-  static const std::string kBase(vmr::fuzz::kBase);
+  static const std::string kBase(vmr::crash::kBase);
   const RingReport report(kBase, survey, findings);
   const int code = report.ExitCode();
   Require(code == 0 || code == 3 || code == 4, "the exit code is one of three");
@@ -60,14 +62,15 @@ void Describe(const RingSurvey& survey, const std::vector<Finding>& findings) {
 // ---- Saving ------------------------------------------------------------------------
 
 // How many packets the new files got.
-unsigned long WriteSalvaged(const RingSalvage& salvage, MemoryFiles& files) {
+unsigned long WriteSalvaged(const RingSalvage& salvage, CowFiles& files) {
   TagCounts counts{};
   unsigned long packets = 0;
   int cluster = 0;
   for (const SalvagedCluster& from : salvage.Clusters()) {
-    MemoryFiles::Page image;
-    if (!RingSalvage::MakeImage(from, image.data(), counts, packets)) continue;
-    for (const char* const path : {kNewFile1, kNewFile2}) files.SetPage(path, cluster, image);
+    unsigned char image[vmr::kClusterBytes];
+    if (!RingSalvage::MakeImage(from, image, counts, packets)) continue;
+    for (const int name : {kNew1, kNew2})
+      files.SetPage(name, cluster, files.MakePage(image, vmr::kClusterBytes));
     ++cluster;
   }
   return packets;
@@ -80,20 +83,20 @@ unsigned long PacketsIn(const RingSurvey& survey) {
   return packets;
 }
 
-void Save(RingSurvey& survey, const RingInput& input, MemoryFiles& files) {
+void Save(RingSurvey& survey, const RingInput& input, CowFiles& files) {
   RingSalvage salvage(survey);
   if ((input.flags & kFirstIsSetAside) != 0)
-    static_cast<void>(salvage.AddFile(vmr::fuzz::kSetAside));
+    static_cast<void>(salvage.AddFile(PathOf(vmr::crash::kCorrupt1)));
   salvage.Arrange();
   Require(salvage.Clusters().size() <= static_cast<std::size_t>(vmr::kClusterCount),
           "what was saved fits a ring");
-  for (const char* const path : {kNewFile1, kNewFile2}) vmr::fuzz::MakeEmptyRing(files, path);
+  for (const int name : {kNew1, kNew2}) vmr::fuzz::MakeEmptyRing(files, name);
   const unsigned long packets = WriteSalvaged(salvage, files);
 
-  RingSurvey made(kNewFile1, kNewFile2);
+  RingSurvey made(PathOf(kNew1), PathOf(kNew2));
   const std::vector<Finding> findings = Look(made, input);
   Require(Gravest(findings) != Severity::kLost, "nothing is lost of what was saved");
-  Require(made.SearchOf(0).found && made.SearchOf(1).found, "what was saved can be searched");
+  Require(made.SearchOf(1).found && made.SearchOf(2).found, "what was saved can be searched");
   for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster) {
     Require(made.At(cluster).relation == Relation::kEqual, "both new files are the same");
     Require(!made.At(cluster).Best().content.Faulty(), "only sound packets are saved");
@@ -110,10 +113,10 @@ bool IsSame(const CopyFacts& a, const CopyFacts& b) {
 }
 
 void Mend(RingSurvey& survey, const std::vector<Finding>& findings, const RingInput& input) {
-  static const std::string kBase(vmr::fuzz::kBase);
+  static const std::string kBase(vmr::crash::kBase);
   RingScrub scrub(kBase, survey);
   const bool done = scrub.Run();
-  RingSurvey mended(vmr::fuzz::kFile1, vmr::fuzz::kFile2);
+  RingSurvey mended(PathOf(vmr::crash::kFile1), PathOf(vmr::crash::kFile2));
   const std::vector<Finding> left = Look(mended, input);
   Require(Gravest(left) <= Gravest(findings), "mending makes nothing worse");
   for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster) {
@@ -122,8 +125,8 @@ void Mend(RingSurvey& survey, const std::vector<Finding>& findings, const RingIn
     // Which of two copies in conflict counts follows from the file that a recorder
     // would go on with, and mending may make that the other one.
     if (before.relation == Relation::kConflict) {
-      for (const std::size_t file : {0U, 1U})
-        Require(IsSame(before.copy[file], after.copy[file]), "both copies in conflict stay");
+      for (const int file : kFileNumbers)
+        Require(IsSame(before.Copy(file), after.Copy(file)), "both copies in conflict stay");
       continue;
     }
     if (!before.Known()) continue;
@@ -135,13 +138,13 @@ void Mend(RingSurvey& survey, const std::vector<Finding>& findings, const RingIn
 
 // ---- Reading -----------------------------------------------------------------------
 
-void Read(const RingInput& input, const MemoryFiles& files) {
-  vmr::DataStoreNormal ring(vmr::fuzz::kBase);
+void Read(const RingInput& input, const CowFiles& files) {
+  vmr::DataStoreNormal ring(vmr::crash::kBase);
   if (ring.OpenReadOnly() == 0) return;
   vmr::fuzz::SearchTicks(ring, input, files);
   vmr::fuzz::ReadEverything(ring, input);
-  class Quiet final : public vmr::Watchdog {
-    void PetWatchdog() override {}
+  class Quiet final : public Progress {
+    void Step() override {}
   } quiet;
   RecordedClock clock;
   static_cast<void>(clock.Read(ring, quiet));
@@ -153,18 +156,20 @@ void Read(const RingInput& input, const MemoryFiles& files) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   vmr::fuzz::StartInput(data, size);
-  static MemoryFiles files;
+  static CowFiles files;
+  files.TakeOtherPathsForFlat();  // the name of a temporary file is drawn
   vmr::fuzz::InputBytes bytes(data, size);
   const RingInput input = vmr::fuzz::MakeRing(bytes, files);
-  if ((input.flags & kFirstIsSetAside) != 0) files.Rename(vmr::fuzz::kFile1, vmr::fuzz::kSetAside);
-  files.ForgetCounts();
+  if ((input.flags & kFirstIsSetAside) != 0)
+    files.Rename(PathOf(vmr::crash::kFile1), PathOf(vmr::crash::kCorrupt1));
+  files.ForgetCalls();
   if (input.read_only) Read(input, files);
-  RingSurvey survey(vmr::fuzz::kFile1, vmr::fuzz::kFile2);
+  RingSurvey survey(PathOf(vmr::crash::kFile1), PathOf(vmr::crash::kFile2));
   const std::vector<Finding> findings = Look(survey, input);
   if ((input.flags & kReport) != 0 && vmr::fuzz::IsOneIn(3)) Describe(survey, findings);
   if ((input.flags & kScrub) == 0) {
     Save(survey, input, files);
-    Require(files.Changes() == 0, "a store that is saved is only read");
+    Require(files.ChangesBeside(vmr::crash::kAnyName) == 0, "a store that is saved is only read");
   } else {
     Mend(survey, findings, input);
   }

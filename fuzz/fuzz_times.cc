@@ -4,11 +4,11 @@
 
 #include "fuzz/fuzz_setup.h"
 #include "fuzz/input_bytes.h"
-#include "tools/event_parser.h"
-#include "tools/gpsd_client.h"
-#include "tools/iso_time.h"
-#include "tools/recorded_clock.h"
-#include "tools/time_point.h"
+#include "tools/common/iso_time.h"
+#include "tools/common/ticks.h"
+#include "tools/common/time_point.h"
+#include "tools/record/gpsd_client.h"
+#include "tools/ring/recorded_clock.h"
 
 namespace {
 

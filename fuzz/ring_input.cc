@@ -2,8 +2,10 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <cstring>
 #include <iterator>
+#include <optional>
 
 #include "backends/cluster_format.h"
 #include "fuzz/fuzz_setup.h"
@@ -12,7 +14,9 @@
 namespace vmr::fuzz {
 namespace {
 
-using Page = MemoryFiles::Page;
+using crash::kFile1;
+using crash::kFile2;
+using Image = std::array<unsigned char, kClusterBytes>;
 
 enum Flag : unsigned int {
   kClusterCrcsRight = 1,
@@ -49,35 +53,35 @@ int SizeTold(int size, int wrong_size) {
 constexpr long kLittleRoom = long{64} * kClusterBytes;
 constexpr long kRingFileBytes = long{kClusterCount} * kClusterBytes;
 
-Page NeverWritten() {
-  Page page{};
-  SetClusterSt(page.data(), kNeverWrittenSt);
-  SetClusterSize(page.data(), kClusterHeaderBytes);
-  page[0] = ClusterCrc(page.data());
-  return page;
+Image NeverWritten() {
+  Image image{};
+  SetClusterSt(image.data(), kNeverWrittenSt);
+  SetClusterSize(image.data(), kClusterHeaderBytes);
+  image[0] = ClusterCrc(image.data());
+  return image;
 }
 
 // ---- Files -----------------------------------------------------------------------
 
-void MakeOdd(MemoryFiles& files, const char* path, unsigned int how) {
+void MakeOdd(CowFiles& files, int name, unsigned int how) {
   switch (how) {
     case 1:
-      files.Unlink(path);
+      files.TakeName(name);
       break;
     case 2:
-      files.SetSize(path, kRingFileBytes - kClusterBytes);
+      files.SetSize(name, kRingFileBytes - kClusterBytes);
       break;
     case 3:
-      files.SetSize(path, kRingFileBytes + 1);
+      files.SetSize(name, kRingFileBytes + 1);
       break;
     case 4:
-      files.MakeDirectory(path);
+      files.MakeFile(name, 0, S_IFDIR | 0770);
       break;
     case 5:
-      files.SetMode(path, S_IFREG | 0400);
+      files.SetMode(name, S_IFREG | 0400);
       break;
     case 6:
-      files.SetSize(path, long{kClusterBytes} * 3 + 100);
+      files.SetSize(name, long{kClusterBytes} * 3 + 100);
       break;
     default:
       break;
@@ -126,7 +130,7 @@ bool FindTick(const unsigned char* packets, std::size_t size, std::uint32_t* tic
 
 class RingMaker {
  public:
-  RingMaker(InputBytes& input, MemoryFiles& files, RingInput& ring)
+  RingMaker(InputBytes& input, CowFiles& files, RingInput& ring)
       : input_(input), files_(files), ring_(ring) {
     cluster_ = (ring.flags & kAroundTheEnd) != 0 ? kClusterCount - kClustersBeforeEnd : 0;
   }
@@ -142,7 +146,7 @@ class RingMaker {
     const InputBytes::Span packets =
         input_.Take(std::min<std::size_t>(input_.Le16(), kMaxClusterPayload));
 
-    Page image{};
+    Image image{};
     if (packets.size > 0)
       std::memcpy(image.data() + kClusterHeaderBytes, packets.data, packets.size);
     if ((ring_.flags & kPacketCrcsRight) != 0)
@@ -175,7 +179,7 @@ class RingMaker {
     }
   }
 
-  void Put(unsigned int control, const Page& image, unsigned int damage, int less) {
+  void Put(unsigned int control, const Image& image, unsigned int damage, int less) {
     const bool damaged = (control & kDamaged) != 0;
     const unsigned int where = control & kFilesMask;
     if (where != 2) PutCopy(kFile1, image, damaged ? damage : 1, 0);
@@ -184,41 +188,48 @@ class RingMaker {
   }
 
   // `damage` 1: none. Where no CRC is computed it is 0, wrong but for chance.
-  void PutCopy(const char* path, Page image, unsigned int damage, int less) {
-    if (!files_.Exists(path)) return;
-    if (damage == 0) return files_.SpoilPage(path, cluster_);
+  void PutCopy(int name, Image image, unsigned int damage, int less) {
+    if (damage == 0) return files_.SetPage(name, cluster_, {nullptr, 0, 0xFF});
     const int size = ClusterSize(image.data());
     if (less > 0 && size - less >= kClusterHeaderBytes) SetClusterSize(image.data(), size - less);
     const int used = ClusterSize(image.data());
     const bool possible = used >= kClusterHeaderBytes && used <= kClusterBytes;
     if (possible && (ring_.flags & kClusterCrcsRight) != 0)
       image[0] = static_cast<unsigned char>(ClusterCrc(image.data()) ^ (damage - 1));
-    files_.SetPage(path, cluster_, image);
+    files_.SetPage(name, cluster_, files_.MakePage(image.data(), kClusterBytes));
   }
 
   InputBytes& input_;
-  MemoryFiles& files_;
+  CowFiles& files_;
   RingInput& ring_;
   int cluster_;
   std::uint32_t tick_ = 0;
 };
 
-}  // namespace
-
-void MakeEmptyRing(MemoryFiles& files, const char* path) {
-  static const Page kEmpty = NeverWritten();
-  files.MakeFile(path, kRingFileBytes, kEmpty);
+// Made once, as that takes longer than most inputs.
+void MakeEmptyRings(CowFiles& files) {
+  static std::optional<CowFiles::Mark> made;
+  if (made) return files.Undo(*made);
+  for (const int name : {kFile1, kFile2}) MakeEmptyRing(files, name);
+  made = files.Set();
 }
 
-RingInput MakeRing(InputBytes& input, MemoryFiles& files) {
+}  // namespace
+
+void MakeEmptyRing(CowFiles& files, int name) {
+  static const Image kEmpty = NeverWritten();
+  files.MakeFile(name, kRingFileBytes, S_IFREG | 0660);
+  files.SetBackground(name, {kEmpty.data(), kClusterBytes, 0});
+}
+
+RingInput MakeRing(InputBytes& input, CowFiles& files) {
   RingInput ring;
   ring.flags = input.Byte();
   ring.read_only = (ring.flags & kReadOnly) != 0;
   const unsigned int odd = input.Byte();
   ring.tick_a = input.Le32();
   ring.tick_b = input.Le32();
-  files.Clear();
-  for (const char* const path : {kFile1, kFile2}) MakeEmptyRing(files, path);
+  MakeEmptyRings(files);
   RingMaker maker(input, files, ring);
   while (!input.AtEnd() && ring.clusters.size() < kMostClusters) maker.AddCluster();
   MakeOdd(files, kFile1, odd & 15);
@@ -227,7 +238,7 @@ RingInput MakeRing(InputBytes& input, MemoryFiles& files) {
   // Creating a file takes a hundred times as long as all else together.
   const bool much_room = (ring.flags & kDiskFull) == 0 && IsOneIn(64);
   files.SetRoom((ring.flags & kDiskFull) != 0 ? 0 : much_room ? kRingFileBytes * 4 : kLittleRoom);
-  files.ForgetCounts();
+  files.ForgetCalls();
   return ring;
 }
 

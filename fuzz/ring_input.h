@@ -35,14 +35,11 @@
 #include <vector>
 
 #include "fuzz/input_bytes.h"
-#include "fuzz/memory_files.h"
+#include "tests/crash/cow_files.h"
 
 namespace vmr::fuzz {
 
-inline constexpr char kBase[] = "/m/r";
-inline constexpr char kFile1[] = "/m/r_1.mtd";
-inline constexpr char kFile2[] = "/m/r_2.mtd";
-inline constexpr char kSetAside[] = "/m/r_1.mtd.CORRUPT";
+using crash::CowFiles;
 
 inline constexpr std::size_t kMostClusters = 64;
 
@@ -57,10 +54,11 @@ struct RingInput {
 };
 
 // A file of clusters that were never written.
-void MakeEmptyRing(MemoryFiles& files, const char* path);
+void MakeEmptyRing(CowFiles& files, int name);
 
-// Puts the input's files in place; all other clusters were never written.
-RingInput MakeRing(InputBytes& input, MemoryFiles& files);
+// Puts the input's files in place; all other clusters were never written. What the
+// input before has done to `files` is undone, so it must always be the same object.
+RingInput MakeRing(InputBytes& input, CowFiles& files);
 
 }  // namespace vmr::fuzz
 

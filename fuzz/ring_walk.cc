@@ -28,12 +28,12 @@ void ReadEverything(DataStoreNormal& ring, const RingInput& input) {
   }
 }
 
-void SearchTicks(DataStoreNormal& ring, const RingInput& input, const MemoryFiles& files) {
+void SearchTicks(DataStoreNormal& ring, const RingInput& input, const CowFiles& files) {
   for (const std::uint32_t tick : {input.tick_a, input.tick_b, 0U, kNoTick}) {
-    const int reads_before = files.Reads();
+    const std::size_t before = files.Calls().size();
     Require(IsCluster(ring.FindSystemTick(tick)), "a tick is found in a cluster of the ring");
     constexpr int kMostClustersRead = 17 + 15;
-    Require(files.Reads() - reads_before <= 2 * kMostClustersRead, "a search is short");
+    Require(files.Count(crash::Call::kRead, before) <= 2 * kMostClustersRead, "a search is short");
   }
   for (const int cluster : input.clusters) static_cast<void>(ring.GetSystemTick(cluster));
   static_cast<void>(ring.InitialReadLocation());

@@ -11,7 +11,7 @@ namespace vmr::fuzz {
 void ReadEverything(DataStoreNormal& ring, const RingInput& input);
 
 // Looks for ticks in the open ring.
-void SearchTicks(DataStoreNormal& ring, const RingInput& input, const MemoryFiles& files);
+void SearchTicks(DataStoreNormal& ring, const RingInput& input, const CowFiles& files);
 
 }  // namespace vmr::fuzz
 

@@ -14,23 +14,22 @@ function(small_ring_header header is instead)
   file(GENERATE OUTPUT ${small_include}/${header} CONTENT "${small_text}")
 endfunction()
 small_ring_header(backends/cluster_format.h "kClusterCount = 32768" "kClusterCount = 8")
-small_ring_header(tools/cluster_file.h "kClustersAtOnce = 64" "kClustersAtOnce = 4")
+small_ring_header(tools/ring/cluster_file.h "kClustersAtOnce = 64" "kClustersAtOnce = 4")
 
 set(small_ring_sources ${vmr_fuzz_ring_sources})
-foreach(folder backends reader)
-  get_target_property(folder_sources vmr_${folder} SOURCES)
-  list(TRANSFORM folder_sources PREPEND ${PROJECT_SOURCE_DIR}/${folder}/)
+foreach(library backends reader tool_common tool_ring)
+  get_target_property(folder vmr_${library} SOURCE_DIR)
+  get_target_property(folder_sources vmr_${library} SOURCES)
+  list(TRANSFORM folder_sources PREPEND ${folder}/)
   list(APPEND small_ring_sources ${folder_sources})
-endforeach()
-foreach(source cluster_content cluster_file console copy_fit iso_time output_file recorded_clock
-    ring_findings ring_opening ring_report ring_salvage ring_scrub ring_survey search_path store_path
-    time_point)
-  list(APPEND small_ring_sources ${PROJECT_SOURCE_DIR}/tools/${source}.cc)
 endforeach()
 
 find_package(fmt CONFIG REQUIRED)
 find_package(nlohmann_json CONFIG REQUIRED)
 add_library(vmr_fuzz_small_ring STATIC ${small_ring_sources})
+if(NOT VMR_BUILD_FUZZ)
+  vmr_compile_quickly(vmr_fuzz_small_ring)  # runs through the corpus once
+endif()
 target_include_directories(vmr_fuzz_small_ring BEFORE PUBLIC ${small_include})
 target_link_libraries(vmr_fuzz_small_ring PUBLIC
   vmr_fuzz_support vmr_store fmt::fmt nlohmann_json::nlohmann_json)

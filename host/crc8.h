@@ -8,7 +8,8 @@ namespace vmr {
 // no reflection, no final XOR. `initial` is the register before the first
 // byte; passing an earlier result continues it. Initial 0 gives 0xF4 for the
 // nine ASCII bytes "123456789" (the catalogue's CRC-8/SMBUS).
-unsigned char Crc8(const unsigned char* data, unsigned int length, unsigned char initial);
+[[nodiscard]] unsigned char Crc8(const unsigned char* data, unsigned int length,
+                                 unsigned char initial);
 
 }  // namespace vmr
 

@@ -18,24 +18,24 @@ class FileOps {
  public:
   virtual ~FileOps() = default;
 
-  virtual int Open(const char* path, int flags, mode_t mode) = 0;
-  virtual ssize_t Read(int fd, void* buffer, std::size_t count) = 0;
-  virtual ssize_t Write(int fd, const void* data, std::size_t count) = 0;
-  virtual off_t Lseek(int fd, off_t offset, int whence) = 0;
-  virtual int Fsync(int fd) = 0;
-  virtual int Close(int fd) = 0;
-  virtual int Stat(const char* path, struct stat* status) = 0;
-  virtual int Chmod(const char* path, mode_t mode) = 0;
-  virtual int Rename(const char* from, const char* to) = 0;
-  virtual int Unlink(const char* path) = 0;
-  virtual int Remove(const char* path) = 0;
+  [[nodiscard]] virtual int Open(const char* path, int flags, mode_t mode) = 0;
+  [[nodiscard]] virtual ssize_t Read(int fd, void* buffer, std::size_t count) = 0;
+  [[nodiscard]] virtual ssize_t Write(int fd, const void* data, std::size_t count) = 0;
+  [[nodiscard]] virtual off_t Lseek(int fd, off_t offset, int whence) = 0;
+  [[nodiscard]] virtual int Fsync(int fd) = 0;
+  [[nodiscard]] virtual int Close(int fd) = 0;
+  [[nodiscard]] virtual int Stat(const char* path, struct stat* status) = 0;
+  [[nodiscard]] virtual int Chmod(const char* path, mode_t mode) = 0;
+  [[nodiscard]] virtual int Rename(const char* from, const char* to) = 0;
+  [[nodiscard]] virtual int Unlink(const char* path) = 0;
+  [[nodiscard]] virtual int Remove(const char* path) = 0;
   // Runs a "cp SOURCE DEST" command line in a shell, as system() does: 0 when
   // it succeeded.
-  virtual int System(const char* command) = 0;
+  [[nodiscard]] virtual int System(const char* command) = 0;
   virtual int Usleep(unsigned int microseconds) = 0;
   // Rename that fails with EEXIST where it would replace something. A host whose
   // system can look and rename in one step does better.
-  virtual int RenameNew(const char* from, const char* to) {
+  [[nodiscard]] virtual int RenameNew(const char* from, const char* to) {
     struct stat status {};
     const bool there = Stat(to, &status) == 0;
     if (there) errno = EEXIST;
@@ -44,7 +44,9 @@ class FileOps {
 
   // Chmod that fails, with ELOOP, on a name that is a symbolic link. Only a host
   // whose system has such links need do more.
-  virtual int ChmodNoFollow(const char* path, mode_t mode) { return Chmod(path, mode); }
+  [[nodiscard]] virtual int ChmodNoFollow(const char* path, mode_t mode) {
+    return Chmod(path, mode);
+  }
 
   // The operations in use; POSIX unless replaced.
   static FileOps& Current();

@@ -17,7 +17,7 @@ class SharedMemory {
   // Attaches the area of `size` bytes known by the character `id`, creating it
   // zeroed if it does not exist yet. Null on failure. A second call gives up
   // the first attachment.
-  void* Attach(unsigned int size, char id);
+  [[nodiscard]] void* Attach(unsigned int size, char id);
 
  private:
   void Detach();

@@ -9,7 +9,8 @@ class StringUtilities {
   // Copies at most size - 1 characters of `source` to `dest`, terminates it and
   // returns how many characters it copied, the terminator not counted. A null
   // source counts as empty; a size of 0 copies nothing and returns 0.
-  static unsigned int SafeStrCpyCnt(char* dest, const char* source, unsigned int size);
+  [[nodiscard]] static unsigned int SafeStrCpyCnt(char* dest, const char* source,
+                                                  unsigned int size);
 };
 
 }  // namespace vmr

@@ -22,7 +22,7 @@ class WallClock {
 // Local time of `seconds` in `*result`; false when it cannot be formed. The
 // time zone is looked up once in the life of the process: looking at the zone
 // file for every printed line costs fifty times the conversion itself.
-bool LocalTime(std::time_t seconds, std::tm* result);
+[[nodiscard]] bool LocalTime(std::time_t seconds, std::tm* result);
 
 }  // namespace vmr
 

@@ -1,209 +1,53 @@
-// Collecting the packets of one tick; parsing them is in packet_parser.cc.
+// The reader's operations on one tick, packet or item. Those on a range are in
+// range_extraction.cc, state_dump_search.cc and text_viewer.cc.
 #include "reader/metadata_reader.h"
 
-#include <cstring>
-
-#include "backends/cluster_format.h"
 #include "host/log.h"
-#include "store/bytes.h"
 
 namespace vmr {
 namespace {
+
 constexpr char kLogSource[] = "MetadataReader.cc";
-constexpr char kOperation[] = "ReadNextSystemTick";
-}  // namespace
 
-void MetadataReader::StartAt(long position) {
-  buffer_start_ = nullptr;
-  num_read_packets_ = 0;
-  read_sys_tick_ = kNoTick;
-  next_read_location_ = position;
-  decoded_ = DecodeResult{};
-  skipped_bytes_ = 0;
-}
-
-// What was buffered in another work buffer is gone with it.
-void MetadataReader::UseBuffer(DataStore& buffer) {
-  if (buffer_start_ == buffer.WorkBuffer() && buffer_openings_ == buffer.Openings()) return;
-  buffer_start_ = buffer.WorkBuffer();
-  buffer_openings_ = buffer.Openings();
-  parse_position_ = buffer_start_;
-  buffered_bytes_ = 0;
-}
-
-int MetadataReader::ReadNextSystemTick(DataStore& source, DataStore& buffer) {
-  num_read_packets_ = 0;
-  tick_started_ = false;
-  UseBuffer(buffer);
-  // The ring's own buffer is too small, and no source reads into itself.
-  const bool usable = buffer_start_ != nullptr && &source != &buffer &&
-                      buffer.WorkBufferSize() >= kSimpleStoreBufferBytes;
-  if (!usable) return -1;
-
-  bool need_more = false;
-  while (num_read_packets_ < kMaxPackets) {
-    if (need_more || Unparsed() == 0) {
-      if (num_read_packets_ > 0 && !HasRoomForCluster(buffer)) break;
-      int bytes_read = 0;
-      if (!ReadMore(source, buffer, bytes_read)) return -1;
-      if (bytes_read == 0) break;
-    }
-    const Examined examined = ExaminePacket(Unparsed());
-    if (examined == Examined::kTickComplete) break;
-    need_more = examined == Examined::kIncomplete;
-  }
-  return num_read_packets_;
-}
-
-std::size_t MetadataReader::Unparsed() const {
-  return buffered_bytes_ - static_cast<std::size_t>(parse_position_ - buffer_start_);
-}
-
-// Makes what must be kept start at the buffer's beginning.
-void MetadataReader::MakeRoom() {
-  unsigned char* const keep = num_read_packets_ == 0 ? parse_position_ : packets_[0];
-  const std::ptrdiff_t shift = keep - buffer_start_;
-  if (shift == 0) return;
-  buffered_bytes_ -= static_cast<std::size_t>(shift);
-  memmove(buffer_start_, keep, buffered_bytes_);
-  parse_position_ -= shift;
-  for (int i = 0; i < num_read_packets_; ++i) packets_[i] -= shift;
-}
-
-// A source is only asked when a whole cluster fits. With less room a flat source
-// refuses, and a ring hands out part of a cluster, whose rest it would then
-// repeat. The packets collected so far are returned instead.
-bool MetadataReader::HasRoomForCluster(DataStore& buffer) {
-  MakeRoom();
-  return static_cast<std::size_t>(buffer.WorkBufferSize()) - buffered_bytes_ >=
-         static_cast<std::size_t>(kClusterBytes);
-}
-
-bool MetadataReader::ReadMore(DataStore& source, DataStore& buffer, int& bytes_read) {
-  MakeRoom();
-  const int room = buffer.WorkBufferSize() - static_cast<int>(buffered_bytes_);
-  if (source.ReadDataIntoBuffer(next_read_location_, buffer_start_ + buffered_bytes_, room,
-                                bytes_read, next_read_location_) == 0)
-    return false;
-  buffered_bytes_ += static_cast<std::size_t>(bytes_read);
+bool RefuseNull(const void* argument, const char* operation) {
+  if (argument != nullptr) return false;
+  VMR_LOG(kLogError, "Null value passed to " << operation);
   return true;
 }
 
-MetadataReader::Examined MetadataReader::ExaminePacket(std::size_t available) {
-  switch (*parse_position_) {
-    case HEADER_1:
-      return ExamineHeader1(available);
-    case HEADER_2:
-      return ExamineHeader2(available);
-    case HEADER_CONT:
-      return ExamineContinuation(available);
-    case HEADER_DICTIONARY:
-      return ExamineDictionary(available);
-    case HEADER_NULL:
-      VMR_LOG(kLogEachItem, kOperation << ": Found HEADER_NULL");
-      ++parse_position_;
-      ++skipped_bytes_;
-      return Examined::kHandled;
-    default:
-      // Over damaged or padded data the reader finds its way byte by byte.
-      VMR_LOG(kLogEachItem, kOperation << ": Found OTHER");
-      ++parse_position_;
-      ++skipped_bytes_;
-      return Examined::kHandled;
-  }
+}  // namespace
+
+void MetadataReader::StartAt(long position) {
+  collector_.StartAt(position);
+  parser_.Decoded() = DecodeResult{};
 }
 
-// Whether all of the packet is buffered; its length byte is looked at only when
-// its head is.
-bool MetadataReader::IsWhole(std::size_t available, const PacketShape& shape,
-                             std::size_t& packet_bytes) const {
-  const std::size_t counted =
-      available < shape.head_bytes ? 0 : parse_position_[shape.head_bytes - 1];
-  packet_bytes = shape.head_bytes + counted * shape.bytes_per_count + shape.tail_bytes;
-  if (available >= shape.head_bytes && available >= packet_bytes) return true;
-  VMR_LOG(kLogTrace, kOperation << ": bytesleft " << available << " looking for " << packet_bytes);
-  return false;
-}
-
-void MetadataReader::Collect(std::size_t packet_bytes) {
-  packets_[num_read_packets_] = parse_position_;
-  packet_bytes_[num_read_packets_] = packet_bytes;
-  // Dictionaries travel with the tick behind them without being part of it.
-  if (*parse_position_ != HEADER_DICTIONARY) tick_started_ = true;
-  ++num_read_packets_;
-  parse_position_ += packet_bytes;
-}
-
-MetadataReader::Examined MetadataReader::ExamineHeader1(std::size_t available) {
-  if (tick_started_) return Examined::kTickComplete;
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeader1Bytes, 1, kPacketCrcBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  read_sys_tick_ = GetLe32(parse_position_ + 1);
-  VMR_LOG(kLogTrace, kOperation << ": Found HEADER_1 @ last read system tick " << read_sys_tick_);
-  Collect(packet_bytes);
-  return Examined::kHandled;
-}
-
-MetadataReader::Examined MetadataReader::ExamineHeader2(std::size_t available) {
-  if (tick_started_) return Examined::kTickComplete;
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeader2Bytes, 1, kPacketCrcBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  if (read_sys_tick_ != kNoTick) {
-    read_sys_tick_ = (read_sys_tick_ & ~0xFFU) | parse_position_[1];
-    VMR_LOG(kLogTrace, kOperation << ": Found HEADER_2 @ last read system tick " << read_sys_tick_);
-  } else {
-    // Deliberate: only the tick is ignored; the packet is collected.
-    VMR_LOG(kLogWarning,
-            kOperation
-                << ": Found HEADER_2 packet when last read system tick was undefined, ignoring...");
-  }
-  Collect(packet_bytes);
-  return Examined::kHandled;
-}
-
-MetadataReader::Examined MetadataReader::ExamineContinuation(std::size_t available) {
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeaderContBytes, 1, kPacketCrcBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  VMR_LOG(kLogTrace,
-          kOperation << ": Found HEADER_CONT @ last read system tick " << read_sys_tick_);
-  if (num_read_packets_ == 0)
-    VMR_LOG(kLogWarning,
-            kOperation << ": Possible out of sequence read of a CONTINUATION packet in source @ "
-                          "last read system tick "
-                       << read_sys_tick_);
-  Collect(packet_bytes);
-  return Examined::kHandled;
-}
-
-MetadataReader::Examined MetadataReader::ExamineDictionary(std::size_t available) {
-  constexpr std::size_t kHeadBytes = 1 + 1;
-  constexpr std::size_t kEntryBytes = 2;
-  constexpr std::size_t kEndBytes = 1;
-  std::size_t packet_bytes = 0;
-  if (!IsWhole(available, {kHeadBytes, kEntryBytes, kEndBytes}, packet_bytes))
-    return Examined::kIncomplete;
-  VMR_LOG(kLogTrace, kOperation << ": Found HEADER_DICTIONARY");
-  Collect(packet_bytes);
-  return Examined::kHandled;
+int MetadataReader::ReadNextSystemTick(DataStore& source, DataStore& buffer) {
+  return collector_.CollectTick(source, buffer);
 }
 
 int MetadataReader::ParseReadSystemTick(DataStore& out) {
-  for (int i = 0; i < num_read_packets_; ++i)
-    if (ParsePacket(out, packets_[i], static_cast<int>(packet_bytes_[i])) == 0) return 0;
-  return 1;
+  return parser_.ParseTick(out, collector_) ? 1 : 0;
 }
 
-int MetadataReader::WriteReadSystemTick(DataStore& out) {
-  for (int i = 0; i < num_read_packets_; ++i) {
-    // Deliberate: the packets are passed on without their tick.
-    if (out.WriteData(packets_[i], static_cast<int>(packet_bytes_[i]), kNoTick) != 0) continue;
-    VMR_LOG(kLogError, "Failed to WriteReadSystemTick");
-    return 0;
-  }
-  return 1;
+int MetadataReader::WriteReadSystemTick(DataStore& out) { return collector_.CopyTo(out) ? 1 : 0; }
+
+int MetadataReader::ParsePacket(DataStore& out, const unsigned char* packet, int length) {
+  return parser_.ParsePacket(out, packet, length, collector_.NextPosition()) ? 1 : 0;
+}
+
+int MetadataReader::ParseItem(DataStore& out, const unsigned char* item) {
+  if (RefuseNull(item, "ParseItem")) return -1;
+  constexpr std::size_t kAllOfIt = 2 * kMaxPacketItemBytes;
+  return parser_.ParseItem(out, item, kAllOfIt);
+}
+
+void MetadataReader::DebugPrint(const unsigned char* bytes, int count) {
+  if (!RefuseNull(bytes, "DebugPrint")) PacketParser::DebugPrint(bytes, count);
+}
+
+bool MetadataReader::OpenRing(DataStoreNormal& ring) const {
+  return (ring_access_ == RingAccess::kReadOnly ? ring.OpenReadOnly() : ring.Open()) != 0;
 }
 
 }  // namespace vmr

@@ -4,13 +4,13 @@
 #define VMR_READER_METADATA_READER_H_
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "backends/data_store_normal.h"
 #include "host/watchdog.h"
+#include "reader/packet_collector.h"
+#include "reader/packet_parser.h"
 #include "store/data_store.h"
-#include "store/tag_catalogue.h"
 
 namespace vmr {
 
@@ -65,12 +65,12 @@ class MetadataReader {
   // Collects the packets of the next tick from `source` into the work buffer of
   // `buffer`, an open store other than `source` and than a ring. Returns how many
   // (at most 17), 0 at the end of the data, -1 when the source could not be read.
-  int ReadNextSystemTick(DataStore& source, DataStore& buffer);
+  [[nodiscard]] int ReadNextSystemTick(DataStore& source, DataStore& buffer);
   // Parses the collected packets. 0 at the first that cannot be, else 1.
   int ParseReadSystemTick(DataStore& out);
   // Hands the collected packets to `out` as they are. 0 at the first that it
   // refuses, else 1.
-  int WriteReadSystemTick(DataStore& out);
+  [[nodiscard]] int WriteReadSystemTick(DataStore& out);
   // Parses one packet, of which `length` bytes may be looked at. 1, or 0 for a
   // null packet or a byte that is no header.
   int ParsePacket(DataStore& out, const unsigned char* packet, int length);
@@ -83,8 +83,8 @@ class MetadataReader {
   // Prints the ring store or flat file at `path` between two ticks (0 and
   // 0xFFFFFFFF for all of it) to standard output; `expanded` adds dumps. False
   // only when it could not be opened.
-  bool ViewFile(const std::string& path, bool ringStore, unsigned int startSystemTick,
-                unsigned int endSystemTick, bool expanded);
+  [[nodiscard]] bool ViewFile(const std::string& path, bool ringStore, unsigned int startSystemTick,
+                              unsigned int endSystemTick, bool expanded);
 
   // Makes `destPath` a flat file that can be decoded on its own: a label, the
   // full state at `startSystemTick`, and every packet of the ring at `sourcePath`
@@ -93,8 +93,9 @@ class MetadataReader {
   // the ring or the file could not be opened, read or written, or when no state
   // could be found to begin with; the file then holds what there was to write.
   // True also when the range holds nothing.
-  bool ReadToNewFile(const std::string& sourcePath, const std::string& destPath,
-                     unsigned int startSystemTick, unsigned int endSystemTick, Watchdog* watchdog);
+  [[nodiscard]] bool ReadToNewFile(const std::string& sourcePath, const std::string& destPath,
+                                   unsigned int startSystemTick, unsigned int endSystemTick,
+                                   Watchdog* watchdog);
   // The cluster from which to replay in order to know the state at `sysTick`: the
   // last one, going back from `startCluster`, with a state dump not after it, or an
   // empty one. A dump whose tick its cluster's packets do not tell is taken only when
@@ -112,109 +113,16 @@ class MetadataReader {
 
   // The tick of the packets collected last; kNoTick before the first that
   // tells it.
-  unsigned int ReadSysTick() const { return read_sys_tick_; }
+  unsigned int ReadSysTick() const { return collector_.Tick(); }
 
  private:
-  static constexpr int kMaxPackets = 17;
-  // Reading one kind of item records it again. When that has filled so many of
-  // the output's sixteen areas, there may be no room for a full state.
-  static constexpr int kFilledAreas = 4;
-
-  enum class Examined { kHandled, kIncomplete, kTickComplete };
-
-  // How a packet's length follows from its head, whose last byte counts.
-  struct PacketShape {
-    std::size_t head_bytes;
-    std::size_t bytes_per_count;
-    std::size_t tail_bytes;
-  };
-
-  // What one pass over a packet's bytes needs to know of it.
-  struct ItemArea {
-    const char* header_name;  // as the viewer prints it
-    int head_bytes;
-    int item_bytes;
-  };
-
-  // Collecting (metadata_reader.cc).
-  void UseBuffer(DataStore& buffer);
-  std::size_t Unparsed() const;
-  void MakeRoom();
-  bool HasRoomForCluster(DataStore& buffer);
-  bool ReadMore(DataStore& source, DataStore& buffer, int& bytes_read);
-  Examined ExaminePacket(std::size_t available);
-  Examined ExamineHeader1(std::size_t available);
-  Examined ExamineHeader2(std::size_t available);
-  Examined ExamineContinuation(std::size_t available);
-  Examined ExamineDictionary(std::size_t available);
-  bool IsWhole(std::size_t available, const PacketShape& shape, std::size_t& packet_bytes) const;
-  void Collect(std::size_t packet_bytes);
-
-  // Parsing (packet_parser.cc).
-  int ParseItemPacket(DataStore& out, const unsigned char* packet, const ItemArea& area,
-                      unsigned int tick_before);
-  void ParseItems(DataStore& out, const unsigned char* items, int count);
-  int ParseItemWithin(DataStore& out, const unsigned char* item, std::size_t available);
-
-  // Extracting (range_extraction.cc).
-  struct Extraction;
-  enum class Progress { kGoOn, kDone, kFailed };
   bool OpenRing(DataStoreNormal& ring) const;
-  bool Extract(const Extraction& job);
-  bool GoToState(const Extraction& job);
-  Progress TakeTick(const Extraction& job, bool& started);
-  Progress TakeTickBeforeStart(const Extraction& job, bool& started);
-  Progress CopyTick(const Extraction& job);
-  Progress EndBefore(unsigned int tick);
-  void CountCopiedTick();
-  void WriteStartState(const Extraction& job, const char* relation);
-  void WriteState(const Extraction& job);
-  void KeepRoomForState(const Extraction& job);
-  void PetBetweenClusters() const;
-  void DiscardRecordedAgain(DataStore& output);
-
-  // Looking for a state dump (state_dump_search.cc).
-  struct Search;
-  struct WalkedPacket;
-  static WalkedPacket Examine(const unsigned char* packet, std::size_t available);
-  int WalkBack(Search& search);
-  int FindDumpOfUntoldTick(Search& search);
-  bool ParseFromFirstTick(Search& search, int cluster, bool is_oldest);
-  bool LoadCluster(const Search& search, int cluster, int& bytes_read);
-  void LeaveCluster(Search& search);
-  void PassContinuations();
-  bool HoldsDump(unsigned int first_tick, unsigned int sys_tick) const;
-  bool WalkCluster(DataStore& output, unsigned int first_tick,
-                   std::optional<unsigned int> wanted_tick);
-  void WalkPacket(DataStore& output, const WalkedPacket& packet);
-  void LogWalkedHeader(unsigned char header) const;
-  void ParseWalkedItems(DataStore& output, const unsigned char* items, std::size_t available);
-  bool IsWantedDump(std::optional<unsigned int> wanted_tick);
-  void EmptyPacketList();
-
-  // Viewing (text_viewer.cc).
   std::unique_ptr<DataStore> OpenSource(const std::string& path, bool ring_store) const;
-  void ViewRange(DataStore& source, DataStore& out, unsigned int start, unsigned int end,
-                 bool expanded);
-  void ViewTick(DataStore& out);
 
-  int num_read_packets_ = 0;
-  bool tick_started_ = false;  // a header or continuation is among the packets
-  unsigned char* buffer_start_ = nullptr;
-  unsigned int buffer_openings_ = 0;  // of the store that owns the buffer
-  unsigned char* parse_position_ = nullptr;
-  std::size_t buffered_bytes_ = 0;  // valid bytes in the buffer
-  unsigned char* packets_[kMaxPackets] = {};
-  std::size_t packet_bytes_[kMaxPackets] = {};
-  unsigned int read_sys_tick_ = kNoTick;
-  long next_read_location_ = 0;
-  DecodeResult decoded_;
-  unsigned long long skipped_bytes_ = 0;  // that were no packet, since StartAt
-  ExtractionReport extraction_;
-  const Extraction* job_ = nullptr;  // the extraction that runs
-  bool items_discarded_ = false;     // in its search
-  bool untold_dump_seen_ = false;    // in the cluster walked last
   RingAccess ring_access_;
+  PacketCollector collector_;
+  PacketParser parser_;
+  ExtractionReport extraction_;
 };
 
 }  // namespace vmr

@@ -1,29 +1,30 @@
-// Parsing packets and items into a store, and printing their frame.
+#include "reader/packet_parser.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
 
 #include "host/log.h"
 #include "host/wall_clock.h"
-#include "reader/metadata_reader.h"
-#include "store/bytes.h"
+#include "reader/packet_collector.h"
+#include "store/packet_format.h"
 
 namespace vmr {
 namespace {
 
 constexpr char kLogSource[] = "MetadataReader.cc";
 
-bool RefuseNull(const void* argument, const char* operation) {
-  if (argument != nullptr) return false;
-  VMR_LOG(kLogError, "Null value passed to " << operation);
-  return true;
-}
-
 bool Dumping(const DataStore& out) { return (out.ViewMode() & kViewDumps) != 0; }
 
 void Dump(const unsigned char* bytes, int count) {
   std::putchar('\n');
-  MetadataReader::DebugPrint(bytes, count);
+  PacketParser::DebugPrint(bytes, count);
+}
+
+// How the viewer names a packet with items.
+const char* HeaderName(unsigned char header) {
+  static constexpr const char* kNames[] = {"hdr1", "hdr2", "hdrCONT"};
+  return kNames[header - HEADER_1];
 }
 
 // Deliberate: `tick` is the one before this header, the date and time are those
@@ -40,12 +41,13 @@ void PrintHeaderLine(const DataStore& out, const char* name, unsigned int tick, 
 }
 
 void PrintDictionary(const unsigned char* packet, int length) {
-  constexpr int kHeadBytes = 1 + 1;
-  constexpr int kEntryBytes = 2;
   constexpr unsigned char kVariable = 0x80;
+  const PacketShape& shape = *FindPacketShape(HEADER_DICTIONARY);
+  const auto head_bytes = static_cast<int>(shape.head_bytes);
+  const auto entry_bytes = static_cast<int>(shape.bytes_per_count);
   std::printf("hdrDICT (%02d) ", packet[1]);
-  for (int i = 0; i < packet[1] && kHeadBytes + (i + 1) * kEntryBytes <= length; ++i) {
-    const unsigned char* const entry = packet + kHeadBytes + i * kEntryBytes;
+  for (int i = 0; i < packet[1] && head_bytes + (i + 1) * entry_bytes <= length; ++i) {
+    const unsigned char* const entry = packet + head_bytes + i * entry_bytes;
     std::printf("%s0x%02X-%d%s", i == 0 ? "" : ",", entry[0], entry[1] & ~kVariable & 0xFF,
                 (entry[1] & kVariable) != 0 ? "V" : "");
   }
@@ -64,64 +66,52 @@ void DumpRow(const char* label, const unsigned char* bytes, int count, PrintCell
   std::putchar('\n');
 }
 
-int HeadBytes(unsigned char header) {
-  switch (header) {
-    case HEADER_1:
-      return static_cast<int>(kHeader1Bytes);
-    case HEADER_2:
-      return static_cast<int>(kHeader2Bytes);
-    default:
-      return static_cast<int>(kHeaderContBytes);  // of a dictionary too
-  }
-}
-
 }  // namespace
 
-int MetadataReader::ParsePacket(DataStore& out, const unsigned char* packet, int length) {
-  if (packet == nullptr || length < 1) return 0;
-  const unsigned char header = packet[0];
-  if (header == HEADER_NULL) {
-    VMR_LOG(kLogError, "Found NULL packet in processed data prior to " << next_read_location_);
-    return 0;
-  }
-  const int head_bytes = HeadBytes(header);
-  if (header < HEADER_1 || header > HEADER_DICTIONARY || length < head_bytes) {
-    VMR_LOG(kLogError, "Found bad header (" << static_cast<int>(header)
-                                            << ") header in processed data prior to "
-                                            << next_read_location_);
-    return 0;
-  }
-  if (header == HEADER_DICTIONARY) {
-    if (out.Viewing()) PrintDictionary(packet, length);
-    return 1;
-  }
-  const unsigned int tick_before = out.GetCurrentSystemTick();
-  const int item_bytes = std::min<int>(packet[head_bytes - 1], length - head_bytes);
-  if (header == HEADER_1) {
-    out.InitCurrentSystemTick(GetLe32(packet + 1));
-    return ParseItemPacket(out, packet, {"hdr1", head_bytes, item_bytes}, tick_before);
-  }
-  if (header == HEADER_2) {
-    out.InitCurrentSystemTick((tick_before & ~0xFFU) | packet[1]);
-    return ParseItemPacket(out, packet, {"hdr2", head_bytes, item_bytes}, tick_before);
-  }
-  return ParseItemPacket(out, packet, {"hdrCONT", head_bytes, item_bytes}, tick_before);
+bool PacketParser::ParseTick(DataStore& out, const PacketCollector& packets) {
+  for (const PacketCollector::Packet& packet : packets)
+    if (!ParsePacket(out, packet.bytes, static_cast<int>(packet.count), packets.NextPosition()))
+      return false;
+  return true;
 }
 
-int MetadataReader::ParseItemPacket(DataStore& out, const unsigned char* packet,
-                                    const ItemArea& area, unsigned int tick_before) {
-  if (out.Viewing())
-    PrintHeaderLine(out, area.header_name, tick_before, packet[area.head_bytes - 1]);
-  if (Dumping(out)) Dump(packet, area.head_bytes);
-  ParseItems(out, packet + area.head_bytes, area.item_bytes);
+bool PacketParser::ParsePacket(DataStore& out, const unsigned char* packet, int length,
+                               long position) {
+  if (packet == nullptr || length < 1) return false;
+  const unsigned char header = packet[0];
+  if (header == HEADER_NULL) {
+    VMR_LOG(kLogError, "Found NULL packet in processed data prior to " << position);
+    return false;
+  }
+  const PacketShape* const shape = FindPacketShape(header);
+  if (shape == nullptr || static_cast<std::size_t>(length) < shape->head_bytes) {
+    VMR_LOG(kLogError, "Found bad header (" << static_cast<int>(header)
+                                            << ") header in processed data prior to " << position);
+    return false;
+  }
+  if (shape->has_items)
+    ParseItemPacket(out, packet, length);
+  else if (out.Viewing())
+    PrintDictionary(packet, length);
+  return true;
+}
+
+// All of its head is there.
+void PacketParser::ParseItemPacket(DataStore& out, const unsigned char* packet, int length) {
+  const auto head_bytes = static_cast<int>(FindPacketShape(packet[0])->head_bytes);
+  const int counted = packet[head_bytes - 1];
+  const unsigned int tick_before = out.GetCurrentSystemTick();
+  out.InitCurrentSystemTick(PacketTick(packet, tick_before));
+  if (out.Viewing()) PrintHeaderLine(out, HeaderName(packet[0]), tick_before, counted);
+  if (Dumping(out)) Dump(packet, head_bytes);
+  ParseItems(out, packet + head_bytes, std::min(counted, length - head_bytes));
   if (out.Viewing()) std::putchar('\n');
-  return 1;
 }
 
 // An illegal item ends its packet: nothing tells where the next one begins.
-void MetadataReader::ParseItems(DataStore& out, const unsigned char* items, int count) {
+void PacketParser::ParseItems(DataStore& out, const unsigned char* items, int count) {
   while (count > 0) {
-    const int item_bytes = ParseItemWithin(out, items, static_cast<std::size_t>(count));
+    const int item_bytes = ParseItem(out, items, static_cast<std::size_t>(count));
     if (Dumping(out)) Dump(items, item_bytes);
     if (item_bytes < 1) return;
     items += item_bytes;
@@ -129,18 +119,12 @@ void MetadataReader::ParseItems(DataStore& out, const unsigned char* items, int 
   }
 }
 
-int MetadataReader::ParseItem(DataStore& out, const unsigned char* item) {
-  if (RefuseNull(item, "ParseItem")) return -1;
-  constexpr std::size_t kAllOfIt = 2 * kMaxPacketItemBytes;
-  return ParseItemWithin(out, item, kAllOfIt);
-}
-
-// An item that claims to reach past its packet is as illegal as an unknown tag.
-int MetadataReader::ParseItemWithin(DataStore& out, const unsigned char* item,
-                                    std::size_t available) {
+// An item that claims to reach past its packet is as illegal as an unknown tag, and as
+// one that is written and that nobody decodes.
+int PacketParser::ParseItem(DataStore& out, const unsigned char* item, std::size_t available) {
   const TagRow* const row = FindTag(item[0]);
   const std::size_t length = ItemLength(row, item, available);
-  if (length == 0) {
+  if (length == 0 || row->decoder == nullptr) {
     if (out.Viewing()) std::printf("[Illegal payload tag 0x%02X] ", item[0]);
     return -1;
   }
@@ -148,8 +132,7 @@ int MetadataReader::ParseItemWithin(DataStore& out, const unsigned char* item,
   return static_cast<int>(length);
 }
 
-void MetadataReader::DebugPrint(const unsigned char* bytes, int count) {
-  if (RefuseNull(bytes, "DebugPrint")) return;
+void PacketParser::DebugPrint(const unsigned char* bytes, int count) {
   DumpRow("       hex:", bytes, count, [](unsigned char byte) { std::printf("%02X", byte); });
   DumpRow(" printable:", bytes, count, [](unsigned char byte) {
     if (std::isprint(byte) != 0)

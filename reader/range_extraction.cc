@@ -1,10 +1,11 @@
 // Extracting a range of ticks of a ring into a flat file of its own.
-#include <cstdio>
-
 #include "backends/data_store_flat.h"
 #include "host/file_ops.h"
 #include "host/log.h"
+#include "reader/cluster_walk.h"
 #include "reader/metadata_reader.h"
+#include "reader/output_room.h"
+#include "reader/state_dump_search.h"
 
 namespace vmr {
 namespace {
@@ -39,28 +40,184 @@ std::ostream& operator<<(std::ostream& out, const Position& at) {
              << ", endSystemTick_ = " << at.end;
 }
 
-}  // namespace
+// One extraction, from the open ring to the open file. What it comes to goes into the
+// report.
+class RangeExtraction {
+ public:
+  // `range`: as it was asked for.
+  RangeExtraction(PacketCollector& packets, PacketParser& parser, ExtractionReport& report,
+                  DataStoreNormal& source, DataStoreFlatWrite& out, const OutputRoom::Range& range,
+                  Watchdog* watchdog)
+      : packets_(packets),
+        parser_(parser),
+        report_(report),
+        source_(source),
+        out_(out),
+        room_(out, range),
+        start_(range.start),
+        end_(Widened(range.end)),
+        watchdog_(watchdog) {}
 
-struct MetadataReader::Extraction {
-  DataStoreNormal& source;
-  DataStoreFlatWrite& out;
-  unsigned int start;
-  unsigned int asked_end;
-  unsigned int end;  // widened
-  Watchdog* watchdog;
+  bool Run();
 
-  // What the file begins with says which range it is.
-  void ReportLabel() const {
-    char label[256];
-    std::snprintf(label, sizeof(label), "Range %u to %u", start, asked_end);
-    label[sizeof(label) - 1] = '\0';
-    out.ReportStringData(TAG_LOG, label);
-  }
+ private:
+  enum class Progress { kGoOn, kDone, kFailed };
+
+  bool GoToState();
+  Progress TakeTick();
+  Progress TakeTickBeforeStart();
+  Progress CopyTick();
+  Progress EndBefore(unsigned int tick);
+  void CountCopiedTick();
+  void WriteStartState(const char* relation);
+  void WriteState();
+  Position Here() const { return {packets_.Tick(), start_, end_}; }
+
+  PacketCollector& packets_;
+  PacketParser& parser_;
+  ExtractionReport& report_;
+  DataStoreNormal& source_;
+  DataStoreFlatWrite& out_;
+  OutputRoom room_;
+  unsigned int start_;
+  unsigned int end_;  // widened
+  Watchdog* watchdog_;
+  bool started_ = false;
 };
 
-bool MetadataReader::OpenRing(DataStoreNormal& ring) const {
-  return (ring_access_ == RingAccess::kReadOnly ? ring.OpenReadOnly() : ring.Open()) != 0;
+// The file holds a full state whatever happens.
+bool RangeExtraction::Run() {
+  room_.ReportLabel();
+  report_.widened_end = end_;
+  packets_.UseBuffer(out_);
+  Progress progress = GoToState() ? Progress::kGoOn : Progress::kFailed;
+  // Items of the ranges before are no news; a relative position without an
+  // absolute one before it is.
+  parser_.Decoded().policy_end_seen = true;
+  while (progress == Progress::kGoOn) {
+    const int packets = packets_.CollectTick(source_, out_);
+    // Deliberate: the end of the data and data that cannot be read are both the
+    // end, and a success.
+    report_.read_failed = packets < 0;
+    if (packets < 1) break;
+    progress = TakeTick();
+    if (progress == Progress::kGoOn) Pet(watchdog_);
+  }
+  if (!started_) {
+    VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read NEVER FOUND IN RANGE to "
+                                     "starting/ending system ticks, writing full state at starting "
+                                     "system tick");
+    out_.InitCurrentSystemTick(start_);
+    WriteState();
+  }
+  return progress != Progress::kFailed;
 }
+
+// Leaves the reader where the replay begins.
+bool RangeExtraction::GoToState() {
+  const int cluster = source_.FindSystemTick(start_);
+  Pet(watchdog_);
+  if (cluster < 0) {  // never so: the search of an open ring ends at a cluster
+    VMR_LOG(kLogError, kOperation << ": Failure finding system tick - " << start_);
+    return false;
+  }
+  VMR_LOG(kLogTrace, kOperation << ": Found system tick (" << start_ << ") at cluster " << cluster
+                                << ", searching for last full state dump");
+  const ClusterWalk walk(packets_, parser_, report_);
+  const StateDumpSearch::Job job{source_, out_, cluster, start_, &room_, watchdog_};
+  const int state_cluster = StateDumpSearch(packets_, walk, job).Run();
+  if (state_cluster < 0) {
+    VMR_LOG(kLogError, kOperation << ": Failure finding recent state dump - " << start_);
+    return false;
+  }
+  report_.state_cluster = state_cluster;
+  VMR_LOG(kLogInfo, kOperation << ": Last state dump found: stateCluster(" << state_cluster
+                               << "), nextReadLoc(" << packets_.NextPosition() << "), readSysTick("
+                               << packets_.Tick() << ")");
+  Pet(watchdog_);
+  return true;
+}
+
+RangeExtraction::Progress RangeExtraction::TakeTick() {
+  if (!started_) return TakeTickBeforeStart();
+  if (IsPast(packets_.Tick(), end_)) return EndBefore(packets_.Tick());
+  const Progress progress = CopyTick();
+  if (progress == Progress::kGoOn)
+    VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read is IN RANGE to the "
+                                     "starting/ending system ticks, writing metadata"
+                                  << Here());
+  return progress;
+}
+
+RangeExtraction::Progress RangeExtraction::TakeTickBeforeStart() {
+  const unsigned int tick = packets_.Tick();
+  const bool past_start = !IsBefore(tick, start_) && tick != start_;
+  if (past_start) {
+    WriteStartState("GREATER THAN");
+    started_ = true;
+    return IsPast(tick, end_) ? EndBefore(tick) : CopyTick();
+  }
+  if (!parser_.ParseTick(out_, packets_)) {  // never so: what was collected is of known kinds
+    VMR_LOG(kLogError, kOperation << ": Failed Parsing System Tick");
+    return Progress::kFailed;
+  }
+  room_.KeepForState();
+  if (IsBefore(tick, start_)) return Progress::kGoOn;
+  // The tick's own packets are part of that state, and not copied.
+  report_.start_tick_folded = true;
+  WriteStartState("EQUAL TO");
+  started_ = true;
+  return Progress::kGoOn;
+}
+
+RangeExtraction::Progress RangeExtraction::EndBefore(unsigned int tick) {
+  report_.next_tick = tick;
+  return Progress::kDone;
+}
+
+RangeExtraction::Progress RangeExtraction::CopyTick() {
+  if (!parser_.ParseTick(out_, packets_) || !packets_.CopyTo(out_)) {
+    VMR_LOG(kLogError, kOperation << ": Failed Parsing or Writing System Tick");
+    return Progress::kFailed;
+  }
+  CountCopiedTick();
+  if (room_.IsScarce()) out_.WriteBuffers();
+  return Progress::kGoOn;
+}
+
+void RangeExtraction::CountCopiedTick() {
+  const unsigned int tick = packets_.Tick();
+  for (const PacketCollector::Packet& packet : packets_) report_.bytes += packet.count;
+  report_.packets += static_cast<unsigned long>(packets_.PacketCount());
+  report_.skipped_bytes = packets_.SkippedBytes();
+  if (tick == kNoTick) return;
+  const unsigned int before = report_.last_tick;
+  report_.last_tick = tick;
+  if (report_.first_tick == kNoTick) report_.first_tick = tick;
+  if (before == kNoTick) return;
+  report_.ticks_went_back = report_.ticks_went_back || tick < before;
+  const unsigned int gap = tick < before ? 0 : tick - before;
+  if (gap <= report_.widest_gap) return;
+  report_.widest_gap = gap;
+  report_.gap_tick = before;
+}
+
+// Stamped with the start, whose tick the output already has when it was read.
+void RangeExtraction::WriteStartState(const char* relation) {
+  VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read is " << relation
+                                << " the starting system tick, writing full state start" << Here());
+  if (packets_.Tick() != start_) out_.InitCurrentSystemTick(start_);
+  WriteState();
+  packets_.ForgetSkippedBytes();
+}
+
+void RangeExtraction::WriteState() {
+  room_.KeepForState();
+  out_.WriteFullState(false);
+  out_.WriteBuffers();
+}
+
+}  // namespace
 
 bool MetadataReader::ReadToNewFile(const std::string& sourcePath, const std::string& destPath,
                                    unsigned int startSystemTick, unsigned int endSystemTick,
@@ -83,8 +240,10 @@ bool MetadataReader::ReadToNewFile(const std::string& sourcePath, const std::str
     return false;
   }
   Pet(watchdog);
-  const bool extracted =
-      Extract({source, out, startSystemTick, endSystemTick, Widened(endSystemTick), watchdog});
+  StartAt(0);
+  RangeExtraction extraction(collector_, parser_, extraction_, source, out,
+                             {startSystemTick, endSystemTick}, watchdog);
+  const bool extracted = extraction.Run();
   Pet(watchdog);
   source.Close();
   Pet(watchdog);
@@ -92,164 +251,6 @@ bool MetadataReader::ReadToNewFile(const std::string& sourcePath, const std::str
   extraction_.wrote_everything = out.WroteEverything();
   Pet(watchdog);
   return extracted;
-}
-
-// The file holds a full state whatever happens.
-bool MetadataReader::Extract(const Extraction& job) {
-  job.ReportLabel();
-  extraction_.widened_end = job.end;
-  job_ = &job;
-  items_discarded_ = false;
-  StartAt(0);
-  UseBuffer(job.out);
-  bool started = false;
-  Progress progress = GoToState(job) ? Progress::kGoOn : Progress::kFailed;
-  // Items of the ranges before are no news; a relative position without an
-  // absolute one before it is.
-  decoded_.policy_end_seen = true;
-  while (progress == Progress::kGoOn) {
-    const int packets = ReadNextSystemTick(job.source, job.out);
-    // Deliberate: the end of the data and data that cannot be read are both the
-    // end, and a success.
-    extraction_.read_failed = packets < 0;
-    if (packets < 1) break;
-    progress = TakeTick(job, started);
-    if (progress == Progress::kGoOn) Pet(job.watchdog);
-  }
-  if (!started) {
-    VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read NEVER FOUND IN RANGE to "
-                                     "starting/ending system ticks, writing full state at starting "
-                                     "system tick");
-    job.out.InitCurrentSystemTick(job.start);
-    WriteState(job);
-  }
-  job_ = nullptr;
-  return progress != Progress::kFailed;
-}
-
-// Leaves the reader where the replay begins.
-bool MetadataReader::GoToState(const Extraction& job) {
-  const int cluster = job.source.FindSystemTick(job.start);
-  Pet(job.watchdog);
-  if (cluster < 0) {  // never so: the search of an open ring ends at a cluster
-    VMR_LOG(kLogError, kOperation << ": Failure finding system tick - " << job.start);
-    return false;
-  }
-  VMR_LOG(kLogTrace, kOperation << ": Found system tick (" << job.start << ") at cluster "
-                                << cluster << ", searching for last full state dump");
-  const int state_cluster = FindMostRecentStateDump(job.source, job.out, cluster, job.start);
-  if (state_cluster < 0) {
-    VMR_LOG(kLogError, kOperation << ": Failure finding recent state dump - " << job.start);
-    return false;
-  }
-  extraction_.state_cluster = state_cluster;
-  VMR_LOG(kLogInfo, kOperation << ": Last state dump found: stateCluster(" << state_cluster
-                               << "), nextReadLoc(" << next_read_location_ << "), readSysTick("
-                               << read_sys_tick_ << ")");
-  Pet(job.watchdog);
-  return true;
-}
-
-MetadataReader::Progress MetadataReader::TakeTick(const Extraction& job, bool& started) {
-  if (!started) return TakeTickBeforeStart(job, started);
-  if (IsPast(read_sys_tick_, job.end)) return EndBefore(read_sys_tick_);
-  const Progress progress = CopyTick(job);
-  if (progress == Progress::kGoOn)
-    VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read is IN RANGE to the "
-                                     "starting/ending system ticks, writing metadata"
-                                  << Position{read_sys_tick_, job.start, job.end});
-  return progress;
-}
-
-MetadataReader::Progress MetadataReader::TakeTickBeforeStart(const Extraction& job, bool& started) {
-  const bool past_start = !IsBefore(read_sys_tick_, job.start) && read_sys_tick_ != job.start;
-  if (past_start) {
-    WriteStartState(job, "GREATER THAN");
-    started = true;
-    return IsPast(read_sys_tick_, job.end) ? EndBefore(read_sys_tick_) : CopyTick(job);
-  }
-  if (ParseReadSystemTick(job.out) == 0) {  // never so: what was collected is of known kinds
-    VMR_LOG(kLogError, kOperation << ": Failed Parsing System Tick");
-    return Progress::kFailed;
-  }
-  KeepRoomForState(job);
-  if (IsBefore(read_sys_tick_, job.start)) return Progress::kGoOn;
-  // The tick's own packets are part of that state, and not copied.
-  extraction_.start_tick_folded = true;
-  WriteStartState(job, "EQUAL TO");
-  started = true;
-  return Progress::kGoOn;
-}
-
-MetadataReader::Progress MetadataReader::EndBefore(unsigned int tick) {
-  extraction_.next_tick = tick;
-  return Progress::kDone;
-}
-
-MetadataReader::Progress MetadataReader::CopyTick(const Extraction& job) {
-  if (ParseReadSystemTick(job.out) == 0 || WriteReadSystemTick(job.out) == 0) {
-    VMR_LOG(kLogError, kOperation << ": Failed Parsing or Writing System Tick");
-    return Progress::kFailed;
-  }
-  CountCopiedTick();
-  if (job.out.UsedAreas() > kFilledAreas) job.out.WriteBuffers();
-  return Progress::kGoOn;
-}
-
-void MetadataReader::CountCopiedTick() {
-  ExtractionReport& report = extraction_;
-  for (int i = 0; i < num_read_packets_; ++i) report.bytes += packet_bytes_[i];
-  report.packets += static_cast<unsigned long>(num_read_packets_);
-  report.skipped_bytes = skipped_bytes_;
-  if (read_sys_tick_ == kNoTick) return;
-  const unsigned int before = report.last_tick;
-  report.last_tick = read_sys_tick_;
-  if (report.first_tick == kNoTick) report.first_tick = read_sys_tick_;
-  if (before == kNoTick) return;
-  report.ticks_went_back = report.ticks_went_back || read_sys_tick_ < before;
-  const unsigned int gap = read_sys_tick_ < before ? 0 : read_sys_tick_ - before;
-  if (gap <= report.widest_gap) return;
-  report.widest_gap = gap;
-  report.gap_tick = before;
-}
-
-// Stamped with the start, whose tick the output already has when it was read.
-void MetadataReader::WriteStartState(const Extraction& job, const char* relation) {
-  VMR_LOG(kLogTrace, kOperation << ": Metadata system tick read is " << relation
-                                << " the starting system tick, writing full state start"
-                                << Position{read_sys_tick_, job.start, job.end});
-  if (read_sys_tick_ != job.start) job.out.InitCurrentSystemTick(job.start);
-  WriteState(job);
-  skipped_bytes_ = 0;
-}
-
-void MetadataReader::WriteState(const Extraction& job) {
-  KeepRoomForState(job);
-  job.out.WriteFullState(false);
-  job.out.WriteBuffers();
-}
-
-// The waiting items go when they are too many: the full state says what they would.
-// Deliberate: once the search has discarded some, all of them go at the first turn of
-// the replay, as they do when none is discarded before; extracts hold the same.
-void MetadataReader::KeepRoomForState(const Extraction& job) {
-  if (!items_discarded_ && job.out.UsedAreas() <= kFilledAreas) return;
-  items_discarded_ = false;
-  job.out.DiscardPendingItems();
-  job.ReportLabel();
-}
-
-// Behind it there is room for all that a cluster, or a tick, can record again: nine
-// areas.
-void MetadataReader::DiscardRecordedAgain(DataStore& output) {
-  if (output.UsedAreas() <= kFilledAreas) return;
-  items_discarded_ = true;
-  output.DiscardPendingItems();
-  if (job_ != nullptr) job_->ReportLabel();
-}
-
-void MetadataReader::PetBetweenClusters() const {
-  if (job_ != nullptr) Pet(job_->watchdog);
 }
 
 }  // namespace vmr

@@ -20,6 +20,52 @@ bool IsBefore(unsigned int tick, unsigned int start) {
 }
 bool IsPast(unsigned int tick, unsigned int end) { return tick != kNoTick && tick > end; }
 
+// One listing of what is between two ticks, of a source that is open.
+class Listing {
+ public:
+  Listing(PacketCollector& packets, PacketParser& parser, DataStore& source, DataStore& out)
+      : packets_(packets), parser_(parser), source_(source), out_(out) {}
+
+  void Print(unsigned int start, unsigned int end, bool expanded);
+
+ private:
+  void PrintTick();
+
+  PacketCollector& packets_;
+  PacketParser& parser_;
+  DataStore& source_;
+  DataStore& out_;
+};
+
+void Listing::Print(unsigned int start, unsigned int end, bool expanded) {
+  bool started = false;
+  while (packets_.CollectTick(source_, out_) >= 1) {
+    if (parser_.Decoded().end_of_stream_seen) return;
+    const bool was_started = started;
+    if (!started && !IsBefore(packets_.Tick(), start)) {
+      out_.SetViewMode(kViewItems | (expanded ? kViewDumps : 0));
+      started = true;
+    }
+    PrintTick();
+    // Deliberate: the first tick past the end is still printed, and the first
+    // tick printed is not tested.
+    if (was_started && IsPast(packets_.Tick(), end)) {
+      out_.SetViewMode(0);
+      return;
+    }
+  }
+}
+
+void Listing::PrintTick() {
+  if (!parser_.ParseTick(out_, packets_)) {  // never so: what was collected is of known kinds
+    // Deliberate: to standard error, and the listing counts as a success.
+    std::fprintf(stderr, "Error Parsing the system tick\n");
+    parser_.Decoded().end_of_stream_seen = true;  // ends the listing like the stream's own end
+  }
+  // What reading recorded again is discarded here, before it piles up.
+  if (out_.HasPendingItems()) out_.WriteBuffers();
+}
+
 }  // namespace
 
 bool MetadataReader::ViewFile(const std::string& path, bool ringStore, unsigned int startSystemTick,
@@ -41,7 +87,7 @@ bool MetadataReader::ViewFile(const std::string& path, bool ringStore, unsigned 
     return false;
   }
   StartAt(source->InitialReadLocation());
-  ViewRange(*source, out, startSystemTick, endSystemTick, expanded);
+  Listing(collector_, parser_, *source, out).Print(startSystemTick, endSystemTick, expanded);
   static_cast<void>(source->Close());  // nothing was recorded
   static_cast<void>(out.Close());
   std::fflush(stdout);
@@ -59,36 +105,6 @@ std::unique_ptr<DataStore> MetadataReader::OpenSource(const std::string& path,
   auto flat = std::make_unique<DataStoreFlatRead>(path);
   if (flat->Open() != 0) return flat;
   return nullptr;
-}
-
-void MetadataReader::ViewRange(DataStore& source, DataStore& out, unsigned int start,
-                               unsigned int end, bool expanded) {
-  bool started = false;
-  while (ReadNextSystemTick(source, out) >= 1) {
-    if (decoded_.end_of_stream_seen) return;
-    const bool was_started = started;
-    if (!started && !IsBefore(read_sys_tick_, start)) {
-      out.SetViewMode(kViewItems | (expanded ? kViewDumps : 0));
-      started = true;
-    }
-    ViewTick(out);
-    // Deliberate: the first tick past the end is still printed, and the first
-    // tick printed is not tested.
-    if (was_started && IsPast(read_sys_tick_, end)) {
-      out.SetViewMode(0);
-      return;
-    }
-  }
-}
-
-void MetadataReader::ViewTick(DataStore& out) {
-  if (ParseReadSystemTick(out) == 0) {  // never so: what was collected is of known kinds
-    // Deliberate: to standard error, and the listing counts as a success.
-    std::fprintf(stderr, "Error Parsing the system tick\n");
-    decoded_.end_of_stream_seen = true;  // ends the listing like the stream's own end
-  }
-  // What reading recorded again is discarded here, before it piles up.
-  if (out.HasPendingItems()) out.WriteBuffers();
 }
 
 }  // namespace vmr

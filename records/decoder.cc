@@ -42,14 +42,6 @@ std::size_t HeadBytes(const unsigned char* packet) {
   return FindPacketShape(packet[0])->head_bytes;
 }
 
-// The length of the item; 0 when it is of no known kind or does not end within them.
-std::size_t ItemBytes(const unsigned char* item, std::size_t available) {
-  constexpr std::size_t kTextHeadBytes = 1 + 1;
-  if (item[0] != TAG_TIME_ZONE_NAME) return ItemLength(FindTag(item[0]), item, available);
-  const std::size_t bytes = available < kTextHeadBytes ? 0 : kTextHeadBytes + item[1];
-  return bytes <= available ? bytes : 0;
-}
-
 // Calls `visit` with each item of a packet and its length until that returns false, or an
 // item is of no known kind; then the bytes that are left.
 template <typename Visit>
@@ -57,7 +49,8 @@ std::size_t ForEachItem(const unsigned char* packet, std::size_t packet_bytes, V
   const unsigned char* item = packet + HeadBytes(packet);
   const unsigned char* const end = packet + packet_bytes - kPacketCrcBytes;
   while (item < end) {
-    const std::size_t bytes = ItemBytes(item, static_cast<std::size_t>(end - item));
+    const auto left = static_cast<std::size_t>(end - item);
+    const std::size_t bytes = ItemLength(FindTag(item[0]), item, left);
     if (bytes == 0 || !visit(item, bytes)) break;
     item += bytes;
   }
@@ -197,10 +190,10 @@ void Decoder::Add(const Packet& packet) {
 
 void Decoder::SetTick(const Packet& packet) {
   if (packet.bytes[0] == HEADER_1) {
-    tick_ = GetLe32(packet.bytes + 1);
+    tick_ = PacketTick(packet.bytes, tick_);
     has_upper_bits_ = packet.crc_right;
   } else if (has_upper_bits_) {
-    tick_ = (tick_ & ~0xFFU) | packet.bytes[1];
+    tick_ = PacketTick(packet.bytes, tick_);
   } else {
     tick_ = kNoTick;
   }

@@ -10,6 +10,7 @@
 #include "store/policy.h"
 #include "store/radar.h"
 #include "store/stream_format.h"
+#include "store/tag_catalogue.h"
 
 namespace vmr::records {
 namespace {
@@ -26,7 +27,7 @@ const char* InputWord(std::int64_t half_tag) {
   for (const DiscreteInput& input : kDiscreteInputs)
     if (input.on_tag / 2 == half_tag)
       // The listing's "auxillary" is kept there for who reads listings by program.
-      return input.on_tag == TAG_AUX_INPUT_ON ? "auxiliary input" : input.name;
+      return input.on_tag == TAG_AUX_INPUT_ON ? "auxiliary input" : FindTag(input.on_tag)->name;
   return nullptr;
 }
 

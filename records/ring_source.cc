@@ -10,10 +10,6 @@
 namespace vmr::records {
 namespace {
 
-int NextOf(int cluster) { return (cluster + 1) % kClusterCount; }
-
-bool IsTick(unsigned int st) { return st < kUnreadableSt; }
-
 bool HoldsPackets(const unsigned char* image) { return ClusterSize(image) > kClusterHeaderBytes; }
 
 // `part` holds packets with which `whole` begins, too.
@@ -69,12 +65,12 @@ bool RingSource::FindSpan() {
   if (first_st == kNeverWrittenSt && one_lap_) return true;  // empty
   span_.newest = found.newest;
   // Continuations alone have filled what no tick tells yet.
-  for (int i = 0; i < kClusterCount && FirstTick(NextOf(span_.newest)) == kPartialWrapSt; ++i)
-    span_.newest = NextOf(span_.newest);
-  span_.has_wrapped = !one_lap_ && FirstTick(NextOf(span_.newest)) != kNeverWrittenSt;
-  span_.oldest = span_.has_wrapped ? NextOf(span_.newest) : 0;
+  for (int i = 0; i < kClusterCount && FirstTick(NextCluster(span_.newest)) == kPartialWrapSt; ++i)
+    span_.newest = NextCluster(span_.newest);
+  span_.has_wrapped = !one_lap_ && FirstTick(NextCluster(span_.newest)) != kNeverWrittenSt;
+  span_.oldest = span_.has_wrapped ? NextCluster(span_.newest) : 0;
   newest_st_ = FirstTick(span_.newest);
-  behind_newest_st_ = FirstTick(NextOf(span_.newest));
+  behind_newest_st_ = FirstTick(NextCluster(span_.newest));
   StartAt(span_.oldest);
   return true;
 }
@@ -110,14 +106,15 @@ RingSource::Best RingSource::BestOf(const unsigned char* image1,
   const unsigned int st1 = ClusterSt(image1), st2 = ClusterSt(image2);
   if (BelongTogether(image1, image2)) {
     // Continuations get their tick when the next packet arrives.
-    const bool second = ClusterSize(image2) > ClusterSize(image1) ||
-                        (ClusterSize(image2) == ClusterSize(image1) && !IsTick(st1) && IsTick(st2));
+    const bool second =
+        ClusterSize(image2) > ClusterSize(image1) ||
+        (ClusterSize(image2) == ClusterSize(image1) && !TellsTick(st1) && TellsTick(st2));
     return second ? Best{image2, 1} : Best{image1, 0};
   }
   const bool sound1 = PacketsAreSound(image1), sound2 = PacketsAreSound(image2);
   const bool same_lap = one_lap_ || st1 == st2;
   if (sound1 != sound2) return sound2 ? Best{image2, 1} : Best{image1, 0};
-  Best best = IsTick(st2) && (!IsTick(st1) || st2 > st1) ? Best{image2, 1} : Best{image1, 0};
+  Best best = TellsTick(st2) && (!TellsTick(st1) || st2 > st1) ? Best{image2, 1} : Best{image1, 0};
   best.conflict = same_lap && sound1;
   return best;
 }
@@ -155,11 +152,11 @@ void RingSource::AddToGap(GapReason reason, int cluster) {
 // below that of the cluster in front of it, and the clusters behind it go on from that one.
 bool RingSource::IsOfLapBefore(int cluster, unsigned int st) {
   constexpr int kFarthestLook = 8;
-  if (!IsTick(st) || !IsTick(last_st_) || st >= last_st_) return false;
+  if (!TellsTick(st) || !TellsTick(last_st_) || st >= last_st_) return false;
   for (int i = 0; i < kFarthestLook && cluster != span_.newest; ++i) {
-    cluster = NextOf(cluster);
+    cluster = NextCluster(cluster);
     const unsigned int behind = FirstTick(cluster);
-    if (IsTick(behind)) return behind >= last_st_;
+    if (TellsTick(behind)) return behind >= last_st_;
   }
   return false;
 }
@@ -167,9 +164,9 @@ bool RingSource::IsOfLapBefore(int cluster, unsigned int st) {
 // A recorder that has gone on since the ring was opened writes the oldest clusters anew. The
 // first of them tells whether it has.
 bool RingSource::WasOvertaken(int cluster, unsigned int st) {
-  if (cluster == span_.newest || !IsTick(st) || !IsTick(newest_st_) || st < newest_st_)
+  if (cluster == span_.newest || !TellsTick(st) || !TellsTick(newest_st_) || st < newest_st_)
     return false;
-  return FirstTick(NextOf(span_.newest)) != behind_newest_st_;
+  return FirstTick(NextCluster(span_.newest)) != behind_newest_st_;
 }
 
 bool RingSource::IsLost(int cluster, const Best& best, GapReason& reason) {
@@ -185,7 +182,7 @@ bool RingSource::Next(std::size_t /*unused*/, Stretch& stretch) {
   stretch = {};
   if (!has_begun_ && span_.has_wrapped && next_ == span_.oldest)
     AddToGap(GapReason::kOverwritten, span_.oldest);
-  for (; left_ > 0; --left_, next_ = NextOf(next_)) {
+  for (; left_ > 0; --left_, next_ = NextCluster(next_)) {
     const int looks = looks_;
     Best best = BestInTurn(next_);
     GapReason reason{};
@@ -209,13 +206,13 @@ void RingSource::HandOut(const Best& best, Stretch& stretch) {
   stretch.place.file = best.file + 1;
   stretch.place.cluster = next_;
   stretch.place.offset = static_cast<std::int64_t>(next_) * kClusterBytes + kClusterHeaderBytes;
-  stretch.first_tick = IsTick(st) ? st : kNoTick;
+  stretch.first_tick = TellsTick(st) ? st : kNoTick;
   stretch.gap = std::exchange(gap_, std::nullopt);
-  if (IsTick(st)) last_st_ = st;
+  if (TellsTick(st)) last_st_ = st;
   conflicts_ += best.conflict ? 1 : 0;
   has_begun_ = true;
   handed_out_ = next_;
-  next_ = NextOf(next_);
+  next_ = NextCluster(next_);
   --left_;
 }
 

@@ -19,13 +19,13 @@ class MetadataSharedMem {
   static constexpr char kAreaId = 'M';
 
   // 1 when the area is attached, else 0; the next call tries again.
-  int ShmemAttach();
+  [[nodiscard]] int ShmemAttach();
   // 1 when the area is attached, whether the manager is connected or not; with
   // `checkConnected` a manager that is not gets a warning. 0 otherwise.
-  int Init(bool checkConnected);
+  [[nodiscard]] int Init(bool checkConnected);
   // The area's 88 bytes, valid while this object lives; null when they cannot be
   // attached.
-  unsigned char* MetadataItems(bool checkConnected);
+  [[nodiscard]] unsigned char* MetadataItems(bool checkConnected);
 
  private:
   int attached_ = 0;

@@ -6,6 +6,7 @@
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -53,6 +54,19 @@ constexpr PortRow kPorts[] = {
 };
 constexpr unsigned int kPortRows = sizeof(kPorts) / sizeof(kPorts[0]);
 
+// Deliberate: only the first difference is stored. A later report of the same
+// values finds the next one and records the item again.
+bool StoreFirstLvsDifference(LiveStream& held, const LiveStream& now) {
+  const auto take = [](auto& to, const auto& from) {
+    if (to == from) return false;
+    to = from;
+    return true;
+  };
+  return take(held.camera, now.camera) || take(held.state, now.state) ||
+         take(held.quality, now.quality) || take(held.address, now.address) ||
+         take(held.port, now.port);
+}
+
 }  // namespace
 
 const char* DataStore::StreamCameraToStr(e_StreamCamera camera) {
@@ -71,7 +85,7 @@ e_StreamCamera DataStore::DetermineStreamCamera(e_CameraPort port, bool split) {
 void DataStore::WriteCameraDesc(e_CameraPort port) {
   const unsigned char head[kCameraDescHeadBytes] = {TAG_CAMERA_DESC,
                                                     static_cast<unsigned char>(port)};
-  AddTextItem(head, sizeof(head), port < kPortRows ? kPorts[port].description : "Invalid",
+  AddTextItem(*this, head, sizeof(head), port < kPortRows ? kPorts[port].description : "Invalid",
               kDescSlack);
 }
 
@@ -123,10 +137,10 @@ void DataStore::ReportCameraState(e_CameraPort port, e_CameraState state, bool w
     if (write) WriteCameraState(port, state, tick);
   }
   // Deliberate: no comma behind the port, nor behind the stream below.
-  if (Viewing())
-    std::printf("[Tag=CameraState, TagNo=0x%02X, Port=%u-%s State=%d-%s]", TAG_CAMERA_STATE,
-                static_cast<unsigned int>(port),
-                EnumToString::CameraPortToStr(static_cast<int>(port)), state, StateName(state));
+  if (!Viewing()) return;
+  PrintItemHead(TAG_CAMERA_STATE);
+  std::printf(", Port=%u-%s State=%d-%s]", static_cast<unsigned int>(port),
+              EnumToString::CameraPortToStr(static_cast<int>(port)), state, StateName(state));
 }
 
 void DataStore::ReportVideoStreamState(e_VideoStream stream, e_StreamState state, bool write,
@@ -140,22 +154,10 @@ void DataStore::ReportVideoStreamState(e_VideoStream stream, e_StreamState state
     held = state;
     if (write) WriteVideoStreamState(stream, state, tick);
   }
-  if (Viewing())
-    std::printf("[Tag=VideoStreamState, TagNo=0x%02X, Stream=%u State=%d-%s]",
-                TAG_VIDEO_STREAM_STATE, static_cast<unsigned int>(stream), state, StateName(state));
-}
-
-// Deliberate: only the first difference is stored. A later report of the same
-// values finds the next one and records the item again.
-bool DataStore::StoreFirstLvsDifference(LiveStream& held, const LiveStream& now) {
-  const auto take = [](auto& to, const auto& from) {
-    if (to == from) return false;
-    to = from;
-    return true;
-  };
-  return take(held.camera, now.camera) || take(held.state, now.state) ||
-         take(held.quality, now.quality) || take(held.address, now.address) ||
-         take(held.port, now.port);
+  if (!Viewing()) return;
+  PrintItemHead(TAG_VIDEO_STREAM_STATE);
+  std::printf(", Stream=%u State=%d-%s]", static_cast<unsigned int>(stream), state,
+              StateName(state));
 }
 
 void DataStore::ReportLvsState(e_VideoStream stream, unsigned char camera, bool quality, bool state,
@@ -171,11 +173,11 @@ void DataStore::ReportLvsState(e_VideoStream stream, unsigned char camera, bool 
   // Deliberate: the tag number in lower case.
   if (Viewing())
     std::printf(
-        "[Tag=LvsState, TagNo=0x%02x, Stream=%u, Camera=%d, Quality=%d-%s, State=%d-%s, "
+        "[Tag=%s, TagNo=0x%02x, Stream=%u, Camera=%d, Quality=%d-%s, State=%d-%s, "
         "ip(addr=%u.%u.%u.%u, port=%d)]",
-        TAG_LVS_STATE, static_cast<unsigned int>(stream), camera, quality, quality ? "High" : "Low",
-        state, state ? "Enabled" : "Disabled", address >> 24, address >> 16 & 0xFF,
-        address >> 8 & 0xFF, address & 0xFF, port);
+        ItemName(TAG_LVS_STATE), TAG_LVS_STATE, static_cast<unsigned int>(stream), camera, quality,
+        quality ? "High" : "Low", state, state ? "Enabled" : "Disabled", address >> 24,
+        address >> 16 & 0xFF, address >> 8 & 0xFF, address & 0xFF, port);
 }
 
 void DataStore::ReportStreamQualityItem(const VideoMgrStreamQualityItem& item, bool write) {
@@ -203,11 +205,12 @@ void DataStore::StoreVideoFormatData(const BIN_VIDEO_STREAM_FORMAT_T* item) {
   // The item can name sixteen streams; the unit has four.
   if (stream < kVideoStreamCount) mirror_.camera.formats[stream] = format;
   // Deliberate: no commas behind the stream and the format.
-  if (Viewing())
-    std::printf("[Tag=VideoStreamFormat, TagNo=0x%02X, Stream=%u Format=%u-%s Camera=%u-%s]",
-                TAG_VIDEO_STREAM_FORMAT, stream, static_cast<unsigned int>(format.format),
-                EnumToString::VideoFormatToStr(static_cast<int>(format.format)),
-                static_cast<unsigned int>(format.camera), StreamCameraToStr(format.camera));
+  if (!Viewing()) return;
+  PrintItemHead(TAG_VIDEO_STREAM_FORMAT);
+  std::printf(", Stream=%u Format=%u-%s Camera=%u-%s]", stream,
+              static_cast<unsigned int>(format.format),
+              EnumToString::VideoFormatToStr(static_cast<int>(format.format)),
+              static_cast<unsigned int>(format.camera), StreamCameraToStr(format.camera));
 }
 
 void DataStore::PrintCameraDesc(const BIN_CAMERA_DESC_T* item) {
@@ -216,9 +219,9 @@ void DataStore::PrintCameraDesc(const BIN_CAMERA_DESC_T* item) {
     VMR_LOG(kLogError, "NULL passed to DataStore::StoreCameraDesc");
     return;
   }
-  if (Viewing())
-    std::printf("[Tag=CameraDesc, TagNo=0x%02X, port=%d, name='%.*s']", TAG_CAMERA_DESC, item->port,
-                item->length, item->name);
+  if (!Viewing()) return;
+  PrintItemHead(TAG_CAMERA_DESC);
+  std::printf(", port=%d, name='%.*s']", item->port, item->length, item->name);
 }
 
 void DecodeCameraDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "store/log_source.h"
+#include "store/packet_format.h"
 #include "store/tag_catalogue.h"
 
 namespace vmr {
@@ -48,20 +49,12 @@ int DataStore::ReadDataIntoBuffer(long /*position*/, unsigned char* /*buffer*/, 
 
 long DataStore::InitialReadLocation() { return 0; }
 
-bool DataStore::RefuseNull(const void* argument, const char* operation) {
-  if (argument != nullptr) return false;
-  VMR_LOG(kLogError, "Null value passed to " << operation);
-  return true;
-}
-
 void DataStore::PrepareDictionary() {
   dictionary_ = DICTIONARY_T{};
   for (const TagRow& row : Tags())
     if (row.listed) AddTag(dictionary_, row.tag, row.variable, row.size);
-  constexpr int kHeadBytes = 1 + 1;
-  constexpr int kEndBytes = 1;
   dictionary_.entries[std::size_t{2} * dictionary_.count] = 0x00;
-  dictionary_length_ = kHeadBytes + 2 * dictionary_.count + kEndBytes;
+  dictionary_length_ = static_cast<int>(WholePacketBytes(DictionaryBytes(), sizeof(dictionary_)));
 }
 
 void DataStore::AddTag(DICTIONARY_T& dictionary, e_Tag tag, bool variable, unsigned int size) {

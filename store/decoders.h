@@ -11,8 +11,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // The text of an item, terminated. Decoding allocates nothing for it.
 class ItemText {
  public:
@@ -37,6 +35,14 @@ Record AsRecord(const unsigned char* item, std::size_t bytes = sizeof(Record)) {
 }
 
 // tag_catalogue.cc
+
+// A kind of item as the catalogue names it.
+const char* ItemName(e_Tag tag);
+// How the viewer begins an item: "[Tag=speed, TagNo=0x71"; the second under the name of
+// another number's kind.
+void PrintItemHead(e_Tag tag);
+void PrintItemHead(e_Tag named, e_Tag number);
+
 void DecodeTickAdjust(DataStore& out, const unsigned char* item, DecodeResult& result);
 void DecodeEndOfStream(DataStore& out, const unsigned char* item, DecodeResult& result);
 
@@ -90,8 +96,6 @@ void DecodeVersion(DataStore& out, const unsigned char* item, DecodeResult& resu
 void DecodePolicy8(DataStore& out, const unsigned char* item, DecodeResult& result);
 void DecodePolicy16(DataStore& out, const unsigned char* item, DecodeResult& result);
 void DecodePolicyEnd(DataStore& out, const unsigned char* item, DecodeResult& result);
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

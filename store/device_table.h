@@ -18,7 +18,7 @@ inline constexpr const char* kLogSource = kDataStoreLogSource;
 // Deliberate: a report for id 255 therefore is one for the first free entry,
 // which stays free. Describing a device in it clears the reading.
 template <typename Desc>
-Desc* Find(Desc* table, int count, unsigned char id) {
+[[nodiscard]] Desc* Find(Desc* table, int count, unsigned char id) {
   for (int i = 0; i < count; ++i)
     if (table[i].id == id) return &table[i];
   return nullptr;
@@ -26,7 +26,7 @@ Desc* Find(Desc* table, int count, unsigned char id) {
 
 // Gives a free entry the lowest id of 0 .. count - 1 that no entry has.
 template <typename Desc>
-Desc* TakeLowestId(Desc* free_entry, Desc* table, int count) {
+[[nodiscard]] Desc* TakeLowestId(Desc* free_entry, Desc* table, int count) {
   for (int candidate = 0; candidate < count; ++candidate) {
     const auto id = static_cast<unsigned char>(candidate);
     if (Find(table, count, id) != nullptr) continue;
@@ -39,7 +39,7 @@ Desc* TakeLowestId(Desc* free_entry, Desc* table, int count) {
 
 // The entry of an id, or a free one that becomes it; null when there is neither.
 template <typename Desc>
-Desc* EntryFor(Desc* table, int count, unsigned char id) {
+[[nodiscard]] Desc* EntryFor(Desc* table, int count, unsigned char id) {
   Desc* const free_entry = Find(table, count, kFreeDeviceId);
   if (id == kFreeDeviceId)
     return free_entry == nullptr ? nullptr : TakeLowestId(free_entry, table, count);

@@ -21,91 +21,91 @@ void ForEach(unsigned int count, Report report) {
   for (unsigned int n = 0; n < count; ++n) report(static_cast<Enum>(n));
 }
 
-}  // namespace
-
-void DataStore::WriteFullState(bool live) {
-  full_state_tick_ = live ? systick_.SystemTick() : current_tick_;
-  if (ticks_went_back_) CountDumpsFromHere();
-  WriteTime(live ? static_cast<long>(WallClock::Current().Now())
-                 : static_cast<long>(GetAdjustedTime()));
-  WriteAllConfig();
-  WriteVersions();
-  WriteInputStates();
-  WriteMicStates();
-  WriteRadarStates();
-  WriteTemperatures();
-  WriteGpsPosition();
-  WriteSpeeds();
-  WriteCameraAndStreamStates();
-}
-
 // The unit's counter may not have gone back with the host's ticks. Counted from
 // it, every tick would be hours away, and due.
-void DataStore::CountDumpsFromHere() {
-  full_state_tick_ = current_tick_;
-  highest_tick_ = current_tick_;
-  lowest_tick_since_ = kNoTick;
+void CountDumpsFrom(DumpSchedule& dumps, unsigned int tick) {
+  dumps.full_state_tick = tick;
+  dumps.highest_tick = tick;
+  dumps.lowest_tick_since = kNoTick;
 }
 
-void DataStore::WriteVersions() {
-  ForEach<e_COMPONENT>(kComponentCount, [this](e_COMPONENT component) {
-    const std::string& text = mirror_.identity.versions[component];
-    if (!text.empty()) WriteVerDesc(component, text.c_str());
+void WriteVersions(DataStore& store, const IdentityMirror& identity) {
+  ForEach<e_COMPONENT>(kComponentCount, [&](e_COMPONENT component) {
+    const std::string& text = identity.versions[component];
+    if (!text.empty()) store.WriteVerDesc(component, text.c_str());
   });
 }
 
-void DataStore::WriteInputStates() {
+void WriteInputs(DataStore& store, const InputMirror& inputs) {
   for (const DiscreteInput& input : kDiscreteInputs) {
-    const bool on = mirror_.inputs.on[input.index];
-    WriteStateData(on ? input.on_tag : input.off_tag, kDumpSlack, kNow);
+    const bool on = inputs.on[input.index];
+    store.WriteStateData(on ? input.on_tag : input.off_tag, kDumpSlack, kNow);
   }
 }
 
-void DataStore::WriteMicStates() {
-  ForEach<e_MicrophonePosition>(kMicCount, [this](e_MicrophonePosition mic) {
-    WriteMicState(mic, MIC_DATA_PRESENT, mirror_.microphone.present[mic], kNow);
-    WriteMicState(mic, MIC_DATA_STATE, mirror_.microphone.on[mic], kNow);
+void WriteMicrophones(DataStore& store, const MicrophoneMirror& microphone) {
+  ForEach<e_MicrophonePosition>(kMicCount, [&](e_MicrophonePosition mic) {
+    store.WriteMicState(mic, MIC_DATA_PRESENT, microphone.present[mic], kNow);
+    store.WriteMicState(mic, MIC_DATA_STATE, microphone.on[mic], kNow);
   });
 }
 
-void DataStore::WriteRadarStates() {
-  for (const RADAR_DESC_T& radar : mirror_.radar.radars) {
+void WriteRadars(DataStore& store, const RadarMirror& mirror) {
+  for (const RADAR_DESC_T& radar : mirror.radars) {
     if (radar.id == kFreeDeviceId) continue;
-    WriteRadarState(radar, kDumpSlack);
-    if (radar.dataValid && radar.connected) WriteRadarDataLong(radar, kDumpSlack, kNow);
+    store.WriteRadarState(radar, kDumpSlack);
+    if (radar.dataValid && radar.connected) store.WriteRadarDataLong(radar, kDumpSlack, kNow);
   }
 }
 
-void DataStore::WriteTemperatures() {
-  ForEach<e_TempSensors>(kTempSensorCount, [this](e_TempSensors sensor) {
-    const TempInfo_t& info = mirror_.temperature.sensors[sensor];
-    if (info.valid) WriteTemp(sensor, info, kDumpSlack, kNow);
+void WriteTemperatures(DataStore& store, const TemperatureMirror& temperature) {
+  ForEach<e_TempSensors>(kTempSensorCount, [&](e_TempSensors sensor) {
+    const TempInfo_t& info = temperature.sensors[sensor];
+    if (info.valid) store.WriteTemp(sensor, info, kDumpSlack, kNow);
   });
 }
 
-void DataStore::WriteGpsPosition() {
-  const GpsMirror& gps = mirror_.gps;
-  WriteGpsState(gps.gpsAvailable);
-  if (gps.gpsLocationSet && gps.gpsAvailable) WriteLongGps(gps.gpsLat, gps.gpsLon, kNow);
+void WriteGps(DataStore& store, const GpsMirror& gps) {
+  store.WriteGpsState(gps.gpsAvailable);
+  if (gps.gpsLocationSet && gps.gpsAvailable) store.WriteLongGps(gps.gpsLat, gps.gpsLon, kNow);
 }
 
-void DataStore::WriteSpeeds() {
-  for (const SPEED_DESC_T& device : mirror_.speed.devices)
-    if (device.id < kFreeDeviceId && device.valid) WriteSpeed(device, kDumpSlack, kNow);
+void WriteSpeeds(DataStore& store, const SpeedMirror& speed) {
+  for (const SPEED_DESC_T& device : speed.devices)
+    if (device.id < kFreeDeviceId && device.valid) store.WriteSpeed(device, kDumpSlack, kNow);
 }
 
-void DataStore::WriteCameraAndStreamStates() {
-  const CameraMirror& camera = mirror_.camera;
+void WriteCamerasAndStreams(DataStore& store, const CameraMirror& camera) {
   ForEach<e_VideoStream>(kVideoStreamCount, [&](e_VideoStream stream) {
-    WriteVideoStreamState(stream, camera.streams[stream], kNow);
+    store.WriteVideoStreamState(stream, camera.streams[stream], kNow);
   });
   ForEach<e_CameraPort>(kDumpedCameras, [&](e_CameraPort port) {
-    WriteCameraState(port, camera.cameras[port], kNow);
+    store.WriteCameraState(port, camera.cameras[port], kNow);
   });
   ForEach<e_VideoStream>(kLiveStreamCount, [&](e_VideoStream stream) {
     const LiveStream& live = camera.live_streams[stream];
-    WriteLvsState(stream, live.camera, live.quality, live.state, live.address, live.port, kNow);
+    store.WriteLvsState(stream, live.camera, live.quality, live.state, live.address, live.port,
+                        kNow);
   });
+}
+
+}  // namespace
+
+// On disk: the order may never change. A new family's step goes behind those there are.
+void DataStore::WriteFullState(bool live) {
+  dumps_.full_state_tick = live ? systick_.SystemTick() : current_tick_;
+  if (dumps_.ticks_went_back) CountDumpsFrom(dumps_, current_tick_);
+  WriteTime(live ? static_cast<long>(WallClock::Current().Now())
+                 : static_cast<long>(GetAdjustedTime()));
+  WriteAllConfig();
+  WriteVersions(*this, mirror_.identity);
+  WriteInputs(*this, mirror_.inputs);
+  WriteMicrophones(*this, mirror_.microphone);
+  WriteRadars(*this, mirror_.radar);
+  WriteTemperatures(*this, mirror_.temperature);
+  WriteGps(*this, mirror_.gps);
+  WriteSpeeds(*this, mirror_.speed);
+  WriteCamerasAndStreams(*this, mirror_.camera);
 }
 
 void DataStore::ReportShutdownData() {

@@ -2,13 +2,13 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 
 #include "host/gps_util.h"
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -135,6 +135,33 @@ void PrintAxis(const char* name, const Location_t& at) {
               GpsUtil::Instance()->CalcGpsSeconds(at.fraction));
 }
 
+// The end that all three position lines have in common.
+void PrintPosition(const GpsMirror& gps) {
+  PrintAxis("Lat", gps.gpsLat);
+  PrintAxis("Lon", gps.gpsLon);
+  std::fputs("]", stdout);
+}
+
+// A damaged position may be near the end of the number range; 32 bits of the sum
+// are kept, as on the unit.
+std::int32_t Moved(const Location_t& from, std::int32_t delta) {
+  return static_cast<std::int32_t>(static_cast<std::int64_t>(DataStore::LocToTTs(from)) + delta);
+}
+
+void StoreDelta(const DataStore& store, GpsMirror& gps, const char* name, const AxesTTs& delta,
+                e_Tag tag, bool log_if_unset) {
+  if (!gps.gpsLocationSet) {
+    if (log_if_unset) VMR_LOG(kLogError, "Requested to Store GPS but location not set");
+    if (store.Viewing()) std::printf("Tag %s received but Gps Location NOT set\n", name);
+    return;
+  }
+  DataStore::TTsToLoc(gps.gpsLat, Moved(gps.gpsLat, delta.lat), true);
+  DataStore::TTsToLoc(gps.gpsLon, Moved(gps.gpsLon, delta.lon), false);
+  if (!store.Viewing()) return;
+  std::printf("[Tag=%s, TagNo=0x%02X, DeltaLat=%d, DeltaLon=%d", name, tag, delta.lat, delta.lon);
+  PrintPosition(gps);
+}
+
 }  // namespace
 
 std::int32_t DataStore::LocToTTs(const Location_t& location) {
@@ -204,9 +231,9 @@ void DataStore::ReportGpsState(bool available, bool write) {
     // The next fix may be anywhere: it is written as an absolute position.
     if (!available) gps.gpsLocationSet = false;
   }
-  if (Viewing())
-    std::printf("[Tag=GpsState, TagNo=0x94, State=%d-%s]", available,
-                available ? "available" : "unavailable");
+  if (!Viewing()) return;
+  PrintItemHead(TAG_GPS_STATE);
+  std::printf(", State=%d-%s]", available, available ? "available" : "unavailable");
 }
 
 void DataStore::CheckGpsConfig(bool write) {
@@ -228,7 +255,7 @@ void DataStore::InitializeGpsInt(const char* desc, bool write) {
 void DataStore::WriteGpsDesc(const GPS_DESC_T& desc) {
   // Deliberate: byte 1 is always 1.
   const unsigned char head[kGpsDescHeadBytes] = {TAG_GPS_DESC, 1};
-  AddTextItem(head, sizeof(head), desc.desc.c_str(), kDescSlack);
+  AddTextItem(*this, head, sizeof(head), desc.desc.c_str(), kDescSlack);
 }
 
 void DataStore::WriteGpsState(bool available) {
@@ -271,7 +298,8 @@ void DataStore::StoreGpsDesc(const BIN_GPS_DESC_T* item) {
   // Behind a NUL in the text there are NULs up to the length that it claims.
   gps.gpsDesc.desc.resize(item->length);
   if (!Viewing()) return;
-  std::fputs("[Tag=GpsDesc, TagNo=0x90, Desc='", stdout);
+  PrintItemHead(TAG_GPS_DESC);
+  std::fputs(", Desc='", stdout);
   std::fwrite(gps.gpsDesc.desc.data(), 1, gps.gpsDesc.desc.size(), stdout);
   std::fputs("']", stdout);
 }
@@ -294,46 +322,22 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
   gps.gpsLocationSet = true;
   if (!Viewing()) return;
   const char* const quadrant_name = QuadrantName(item->quadrant);
-  std::printf("[Tag=GpsAbs, TagNo=0x%02X, Quad=%d-%s", tag, item->quadrant, quadrant_name);
-  PrintGpsPosition();
+  PrintItemHead(TAG_GPS_ABS, tag);
+  std::printf(", Quad=%d-%s", item->quadrant, quadrant_name);
+  PrintPosition(gps);
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL8_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
-  StoreGpsDelta("GpsRel8", item->latitude_delta, item->longitude_delta, tag, logIfUnset);
+  StoreDelta(*this, mirror_.gps, ItemName(TAG_GPS_REL8),
+             {item->latitude_delta, item->longitude_delta}, tag, logIfUnset);
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL16_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
-  StoreGpsDelta("GpsRel16", static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
-                static_cast<std::int16_t>(GetLe16(item->longitude_delta)), tag, logIfUnset);
-}
-
-void DataStore::StoreGpsDelta(const char* name, std::int32_t lat_delta, std::int32_t lon_delta,
-                              e_Tag tag, bool log_if_unset) {
-  GpsMirror& gps = mirror_.gps;
-  if (!gps.gpsLocationSet) {
-    if (log_if_unset) VMR_LOG(kLogError, "Requested to Store GPS but location not set");
-    if (Viewing()) std::printf("Tag %s received but Gps Location NOT set\n", name);
-    return;
-  }
-  // A damaged position may be near the end of the number range; 32 bits of the
-  // sum are kept, as on the unit.
-  const auto moved = [](const Location_t& from, std::int32_t delta) {
-    return static_cast<std::int32_t>(static_cast<std::int64_t>(LocToTTs(from)) + delta);
-  };
-  TTsToLoc(gps.gpsLat, moved(gps.gpsLat, lat_delta), true);
-  TTsToLoc(gps.gpsLon, moved(gps.gpsLon, lon_delta), false);
-  if (!Viewing()) return;
-  std::printf("[Tag=%s, TagNo=0x%02X, DeltaLat=%d, DeltaLon=%d", name, tag, lat_delta, lon_delta);
-  PrintGpsPosition();
-}
-
-// The end that all three position lines have in common.
-void DataStore::PrintGpsPosition() const {
-  PrintAxis("Lat", mirror_.gps.gpsLat);
-  PrintAxis("Lon", mirror_.gps.gpsLon);
-  std::fputs("]", stdout);
+  const AxesTTs delta{static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
+                      static_cast<std::int16_t>(GetLe16(item->longitude_delta))};
+  StoreDelta(*this, mirror_.gps, ItemName(TAG_GPS_REL16), delta, tag, logIfUnset);
 }
 
 void DecodeGpsDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

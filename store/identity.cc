@@ -2,10 +2,12 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "host/enum_to_string.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -18,15 +20,15 @@ constexpr unsigned short kVersionSlack = 4;
 constexpr unsigned short kMacSlack = 1;
 
 constexpr StringRow kStrings[] = {
-    {StringId::kLog, TAG_LOG, "log"},
-    {StringId::kOfficer, TAG_OFFICER, "officer"},
-    {StringId::kVehicle, TAG_VEHICLE, "vehicle"},
-    {StringId::kDepartment, TAG_DEPARTMENT, "department"},
-    {StringId::kTimeZone, TAG_TIME_ZONE, "time zone"},
-    {StringId::kTest, TAG_TEST, "test"},
-    {StringId::kBadgeId, TAG_BADGE_ID, "badgeId"},
-    {StringId::kSerialNumber, TAG_SERIAL_NUM, "system serial num"},
-    {StringId::kTimeZoneName, TAG_TIME_ZONE_NAME, "time zone name"},
+    {StringId::kLog, TAG_LOG},
+    {StringId::kOfficer, TAG_OFFICER},
+    {StringId::kVehicle, TAG_VEHICLE},
+    {StringId::kDepartment, TAG_DEPARTMENT},
+    {StringId::kTimeZone, TAG_TIME_ZONE},
+    {StringId::kTest, TAG_TEST},
+    {StringId::kBadgeId, TAG_BADGE_ID},
+    {StringId::kSerialNumber, TAG_SERIAL_NUM},
+    {StringId::kTimeZoneName, TAG_TIME_ZONE_NAME},
 };
 
 constexpr const char* kComponentNames[kComponentCount] = {"Invalid",
@@ -40,6 +42,53 @@ constexpr const char* kComponentNames[kComponentCount] = {"Invalid",
                                                           "Power Board Software",
                                                           "Power Board Hardware"};
 
+void WriteText(DataStore& store, e_Tag tag, std::string_view text, unsigned short slack) {
+  unsigned char item[kStringHeadBytes + kMaxItemTextBytes] = {tag};
+  const auto recorded = static_cast<unsigned char>(text.size());  // modulo 256
+  item[1] = recorded;
+  if (recorded > 0) memcpy(item + kStringHeadBytes, text.data(), recorded);
+  store.AddToCurrPacket(item, static_cast<unsigned int>(kStringHeadBytes + recorded), slack);
+}
+
+// A name that the unit does not know leaves the index as it was.
+void StoreTimeZone(SystemInfo& system, std::string_view name) {
+  for (int index = 0; index < EnumToString::kTimeZoneCount; ++index) {
+    if (name != EnumToString::TimeZoneToStr(index)) continue;
+    system.time_zone_index = index;
+    return;
+  }
+}
+
+void StoreText(StateMirror& mirror, StringId id, std::string_view value) {
+  IdentityMirror& identity = mirror.identity;
+  switch (id) {
+    case StringId::kOfficer:
+      identity.officer.name.value = value;
+      break;
+    case StringId::kVehicle:
+      identity.vehicle.vehicle_id.value = value;
+      break;
+    case StringId::kDepartment:
+      identity.department.department_name.value = value;
+      break;
+    case StringId::kBadgeId:
+      identity.officer.badge_id.value = value;
+      break;
+    case StringId::kSerialNumber:
+      identity.serial_number = value;
+      break;
+    case StringId::kTimeZoneName:
+      mirror.policy.system.time_zone_name.value = value;
+      break;
+    case StringId::kTimeZone:
+      StoreTimeZone(mirror.policy.system, value);
+      break;
+    case StringId::kLog:
+    case StringId::kTest:
+      break;  // printed only
+  }
+}
+
 }  // namespace
 
 const char* ComponentName(e_COMPONENT component) { return kComponentNames[component]; }
@@ -52,21 +101,12 @@ const StringRow* FindStringRow(e_Tag tag) {
 
 // ---- Writing -------------------------------------------------------------------
 
-void DataStore::WriteStringBytes(e_Tag tag, const char* text, std::size_t length,
-                                 unsigned short slack) {
-  unsigned char item[kStringHeadBytes + kMaxItemTextBytes] = {tag};
-  const auto recorded = static_cast<unsigned char>(length);  // modulo 256
-  item[1] = recorded;
-  if (recorded > 0) memcpy(item + kStringHeadBytes, text, recorded);
-  AddToCurrPacket(item, static_cast<unsigned int>(kStringHeadBytes + recorded), slack);
-}
-
 void DataStore::WriteStringData(e_Tag tag, const char* text, unsigned short slack) {
-  WriteStringBytes(tag, text, text == nullptr ? 0 : strlen(text), slack);
+  WriteText(*this, tag, text == nullptr ? "" : text, slack);
 }
 
 void DataStore::WriteStringData(e_Tag tag, const std::string& text, unsigned short slack) {
-  WriteStringBytes(tag, text.data(), text.size(), slack);
+  WriteText(*this, tag, text, slack);
 }
 
 void DataStore::WriteDiffString(e_Tag tag, std::string& held, const std::string& now) {
@@ -115,7 +155,7 @@ void DataStore::WriteMac(const unsigned char* mac, unsigned short slack) {
 void DataStore::WriteVerDesc(e_COMPONENT component, const char* text) {
   const unsigned char head[kVersionHeadBytes] = {TAG_VERSION,
                                                  static_cast<unsigned char>(component)};
-  AddTextItem(head, sizeof(head), text, kVersionSlack);
+  AddTextItem(*this, head, sizeof(head), text, kVersionSlack);
 }
 
 // ---- Reporting -----------------------------------------------------------------
@@ -162,9 +202,10 @@ void DataStore::ReportMac(const unsigned char* mac, bool write) {
   if (mac == nullptr) return;
   memmove(mirror_.identity.mac, mac, kMacBytes);  // it may be the mirror's own
   if (write) WriteMac(mac, kMacSlack);
-  if (Viewing())
-    std::printf("[Tag=mac, TagNo=0x%02X, mac %02X:%02X:%02X:%02X:%02X:%02X]", TAG_MAC, mac[0],
-                mac[1], mac[2], mac[3], mac[4], mac[5]);
+  if (!Viewing()) return;
+  PrintItemHead(TAG_MAC);
+  std::printf(", mac %02X:%02X:%02X:%02X:%02X:%02X]", mac[0], mac[1], mac[2], mac[3], mac[4],
+              mac[5]);
 }
 
 // Deliberate: never writes. Versions enter a recording through the full dump.
@@ -175,9 +216,9 @@ void DataStore::ReportVersion(e_COMPONENT component, const char* text) {
   }
   std::string& held = mirror_.identity.versions[component];
   held = text == nullptr ? "" : text;
-  if (Viewing())
-    std::printf("[Tag=version, TagNo=0x%02X, %s: %s]", TAG_VERSION, kComponentNames[component],
-                held.c_str());
+  if (!Viewing()) return;
+  PrintItemHead(TAG_VERSION);
+  std::printf(", %s: %s]", kComponentNames[component], held.c_str());
 }
 
 // ---- Decoding ------------------------------------------------------------------
@@ -189,47 +230,9 @@ void DataStore::StoreStringData(e_Tag tag, const char* text, unsigned char lengt
   }
   const StringRow* const row = FindStringRow(tag);
   if (row == nullptr) return;  // Deliberate: silently
-  if (Viewing()) std::printf("[Tag=String, TagNo=0x%02X, %s='%.*s']", tag, row->name, length, text);
-  StoreString(row->id, std::string_view(text, length));
-}
-
-void DataStore::StoreString(StringId id, std::string_view value) {
-  IdentityMirror& identity = mirror_.identity;
-  switch (id) {
-    case StringId::kOfficer:
-      identity.officer.name.value = value;
-      break;
-    case StringId::kVehicle:
-      identity.vehicle.vehicle_id.value = value;
-      break;
-    case StringId::kDepartment:
-      identity.department.department_name.value = value;
-      break;
-    case StringId::kBadgeId:
-      identity.officer.badge_id.value = value;
-      break;
-    case StringId::kSerialNumber:
-      identity.serial_number = value;
-      break;
-    case StringId::kTimeZoneName:
-      mirror_.policy.system.time_zone_name.value = value;
-      break;
-    case StringId::kTimeZone:
-      StoreTimeZone(value);
-      break;
-    case StringId::kLog:
-    case StringId::kTest:
-      break;  // printed only
-  }
-}
-
-// A name that the unit does not know leaves the index as it was.
-void DataStore::StoreTimeZone(std::string_view name) {
-  for (int index = 0; index < EnumToString::kTimeZoneCount; ++index) {
-    if (name != EnumToString::TimeZoneToStr(index)) continue;
-    mirror_.policy.system.time_zone_index = index;
-    return;
-  }
+  if (Viewing())
+    std::printf("[Tag=String, TagNo=0x%02X, %s='%.*s']", tag, ItemName(tag), length, text);
+  StoreText(mirror_, row->id, std::string_view(text, length));
 }
 
 void DecodeString(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -45,10 +45,9 @@ enum class StringId {
 struct StringRow {
   StringId id;
   e_Tag tag;
-  const char* name;  // as the viewer prints it
 };
 // The row of a tag, null for a tag of no string item.
-const StringRow* FindStringRow(e_Tag tag);
+[[nodiscard]] const StringRow* FindStringRow(e_Tag tag);
 
 struct IdentityMirror {
   Officer officer;

@@ -9,18 +9,17 @@
 namespace vmr {
 
 const DiscreteInput kDiscreteInputs[kDiscreteInputCount] = {
-    {0, TAG_EMERGENCY_LIGHTS_ON, TAG_EMERGENCY_LIGHTS_OFF, "emergency lights"},
-    {1, TAG_SIREN_ON, TAG_SIREN_OFF, "siren"},
-    {2, TAG_BRAKE_ON, TAG_BRAKE_OFF, "brake"},
-    // Deliberate: "auxillary", as recordings have always been printed.
-    {3, TAG_AUX_INPUT_ON, TAG_AUX_INPUT_OFF, "auxillary input"},
-    {4, TAG_DOOR_ON, TAG_DOOR_OFF, "door"},
-    {5, TAG_SYSTEM_POWER_ON, TAG_SYSTEM_POWER_OFF, "system power"},
-    {6, TAG_ACCIDENT_DETECT_ON, TAG_ACCIDENT_DETECT_OFF, "accident detect"},
-    {7, TAG_IGNITION_ON, TAG_IGNITION_OFF, "ignition"},
-    {8, TAG_RECORDING_ON, TAG_RECORDING_OFF, "recording"},
-    {9, TAG_COVERT_ON, TAG_COVERT_OFF, "covert"},
-    {10, TAG_DOCKED_ON, TAG_DOCKED_OFF, "docked"},
+    {0, TAG_EMERGENCY_LIGHTS_ON, TAG_EMERGENCY_LIGHTS_OFF},
+    {1, TAG_SIREN_ON, TAG_SIREN_OFF},
+    {2, TAG_BRAKE_ON, TAG_BRAKE_OFF},
+    {3, TAG_AUX_INPUT_ON, TAG_AUX_INPUT_OFF},
+    {4, TAG_DOOR_ON, TAG_DOOR_OFF},
+    {5, TAG_SYSTEM_POWER_ON, TAG_SYSTEM_POWER_OFF},
+    {6, TAG_ACCIDENT_DETECT_ON, TAG_ACCIDENT_DETECT_OFF},
+    {7, TAG_IGNITION_ON, TAG_IGNITION_OFF},
+    {8, TAG_RECORDING_ON, TAG_RECORDING_OFF},
+    {9, TAG_COVERT_ON, TAG_COVERT_OFF},
+    {10, TAG_DOCKED_ON, TAG_DOCKED_OFF},
 };
 
 const DiscreteInput* FindDiscreteInput(e_Tag tag) {
@@ -70,8 +69,9 @@ void DataStore::ReportStateData(e_Tag tag, bool write, unsigned int systemTick) 
     held = on;
     if (write) WriteStateData(tag, on ? kOnSlack : kOffSlack, systemTick);
   }
-  if (Viewing())
-    std::printf("[Tag=%s, TagNo=0x%02X, State=%s]", input->name, tag, on ? "on" : "off");
+  if (!Viewing()) return;
+  PrintItemHead(tag);
+  std::printf(", State=%s]", on ? "on" : "off");
 }
 
 void DataStore::WriteStateData(e_Tag tag, unsigned short slack, unsigned int systemTick) {
@@ -97,9 +97,9 @@ void DataStore::ReportButton(e_button_list button, e_button_action_list action, 
     return;
   }
   if (write) WriteButton(button, action);
-  if (Viewing())
-    std::printf("[Tag=Button, TagNo=0x%02X, Button=%s, Action=%s]", TAG_BUTTON,
-                ButtonName(button_number), ActionName(action_number));
+  if (!Viewing()) return;
+  PrintItemHead(TAG_BUTTON);
+  std::printf(", Button=%s, Action=%s]", ButtonName(button_number), ActionName(action_number));
 }
 
 void DataStore::WriteButton(e_button_list button, e_button_action_list action) {
@@ -118,8 +118,10 @@ void DecodeCovertOn(DataStore& out, const unsigned char* item, DecodeResult& /*r
   out.ReportStateData(static_cast<e_Tag>(item[0]), true, 0);
 }
 
-void DecodeBookmark(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  if (out.Viewing()) std::printf("[Tag=Bookmark, TagNo=0x%02X]", item[0]);
+void DecodeBookmark(DataStore& out, const unsigned char* /*item*/, DecodeResult& /*result*/) {
+  if (!out.Viewing()) return;
+  PrintItemHead(TAG_BOOKMARK);
+  std::fputs("]", stdout);
 }
 
 void DecodeButton(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -14,7 +14,6 @@ struct DiscreteInput {
   unsigned int index;  // into InputMirror
   e_Tag on_tag;
   e_Tag off_tag;
-  const char* name;  // as the viewer prints it
 };
 
 inline constexpr unsigned int kDiscreteInputCount = 11;
@@ -22,7 +21,7 @@ inline constexpr unsigned int kDiscreteInputCount = 11;
 extern const DiscreteInput kDiscreteInputs[kDiscreteInputCount];
 
 // The input that a tag belongs to, null for a tag of no input.
-const DiscreteInput* FindDiscreteInput(e_Tag tag);
+[[nodiscard]] const DiscreteInput* FindDiscreteInput(e_Tag tag);
 
 struct InputMirror {
   bool on[kDiscreteInputCount] = {};

@@ -6,6 +6,7 @@
 #include "host/mic_client.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -34,6 +35,25 @@ bool PrintName(const char* before, const char* name) {
   return true;
 }
 
+// One truth value of the microphone at `position`, held in `held`.
+struct Change {
+  bool* held;
+  e_MIC_DATA_STATE kind;
+  e_MicrophonePosition position;
+  bool value;
+};
+
+void Report(DataStore& store, const Change& change, bool write, unsigned int systemTick) {
+  if (change.position >= kMicCount) {
+    VMR_LOG(kLogError, "Invalid mic " << static_cast<unsigned int>(change.position));
+    return;
+  }
+  bool& held = change.held[change.position];
+  if (held == change.value) return;
+  held = change.value;
+  if (write) store.WriteMicState(change.position, change.kind, change.value, systemTick);
+}
+
 }  // namespace
 
 unsigned char DataStore::ConvertOrvaneMicToKELTMicValue(e_MicrophonePosition position) {
@@ -54,23 +74,13 @@ e_MicrophonePosition DataStore::ConvertKeltMicToOrvaneMicValue(unsigned char str
 
 void DataStore::ReportMicPresent(e_MicrophonePosition position, bool present, bool write,
                                  unsigned int systemTick) {
-  ReportMic(mirror_.microphone.present, MIC_DATA_PRESENT, position, present, write, systemTick);
+  Report(*this, {mirror_.microphone.present, MIC_DATA_PRESENT, position, present}, write,
+         systemTick);
 }
 
 void DataStore::ReportMicState(e_MicrophonePosition position, bool on, bool write,
                                unsigned int systemTick) {
-  ReportMic(mirror_.microphone.on, MIC_DATA_STATE, position, on, write, systemTick);
-}
-
-void DataStore::ReportMic(bool* held, e_MIC_DATA_STATE kind, e_MicrophonePosition position,
-                          bool value, bool write, unsigned int systemTick) {
-  if (position >= kMicCount) {
-    VMR_LOG(kLogError, "Invalid mic " << static_cast<unsigned int>(position));
-    return;
-  }
-  if (held[position] == value) return;
-  held[position] = value;
-  if (write) WriteMicState(position, kind, value, systemTick);
+  Report(*this, {mirror_.microphone.on, MIC_DATA_STATE, position, on}, write, systemTick);
 }
 
 void DataStore::WriteMicState(e_MicrophonePosition position, e_MIC_DATA_STATE kind, bool value,
@@ -89,14 +99,15 @@ void DataStore::WriteMicDesc(e_MicrophonePosition position) {
   char marked[256];
   // Deliberate: readers know a microphone's name by the "$$" in front of it.
   static_cast<void>(std::snprintf(marked, sizeof(marked), "$$%s", name == nullptr ? "" : name));
-  AddTextItem(head, sizeof(head), marked, kDescSlack);
+  AddTextItem(*this, head, sizeof(head), marked, kDescSlack);
 }
 
 // Deliberate: the name in the item is not printed; the unit's name is.
 void DataStore::StoreMicDesc(const BIN_MIC_DESC_T* item) {
   if (item == nullptr || !Viewing()) return;
   const int position = PositionOf(item->stream_number);
-  std::printf("[Tag=MicDesc, TagNo=0x58, KeltMicId=%d, MicId=%d", item->stream_number, position);
+  PrintItemHead(TAG_MIC_DESC);
+  std::printf(", KeltMicId=%d, MicId=%d", item->stream_number, position);
   if (!PrintName(", Type=", EnumToString::MicPositionToStr(PositionOf(item->type)))) return;
   std::printf(", Port=%d", PositionOf(item->port));
   if (!PrintName(", Name='", MicClient::names[position])) return;
@@ -106,16 +117,18 @@ void DataStore::StoreMicDesc(const BIN_MIC_DESC_T* item) {
 void DataStore::ReportMicPresent(unsigned char streamNumber, bool present) {
   ReportMicPresent(ConvertKeltMicToOrvaneMicValue(streamNumber), present, false, 0);
   // Deliberate: no comma behind the position, here and below.
-  if (Viewing())
-    std::printf("[Tag=MicData, TagNo=0x59, KELTMicId=%d, MicId=%d Present=%d-%s]", streamNumber,
-                PositionOf(streamNumber), present, present ? "yes" : "no");
+  if (!Viewing()) return;
+  PrintItemHead(TAG_MIC_DATA);
+  std::printf(", KELTMicId=%d, MicId=%d Present=%d-%s]", streamNumber, PositionOf(streamNumber),
+              present, present ? "yes" : "no");
 }
 
 void DataStore::ReportMicState(unsigned char streamNumber, bool on) {
   ReportMicState(ConvertKeltMicToOrvaneMicValue(streamNumber), on, false, 0);
-  if (Viewing())
-    std::printf("[Tag=MicData, TagNo=0x59, KELTMicId=%d, MicId=%d State=%d-%s]", streamNumber,
-                PositionOf(streamNumber), on, on ? "on" : "off");
+  if (!Viewing()) return;
+  PrintItemHead(TAG_MIC_DATA);
+  std::printf(", KELTMicId=%d, MicId=%d State=%d-%s]", streamNumber, PositionOf(streamNumber), on,
+              on ? "on" : "off");
 }
 
 void DecodeMicDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

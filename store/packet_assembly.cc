@@ -2,10 +2,11 @@
 #include <cstring>
 
 #include "host/crc8.h"
-#include "host/string_utilities.h"
 #include "store/bytes.h"
 #include "store/data_store.h"
+#include "store/items.h"
 #include "store/log_source.h"
+#include "store/packet_format.h"
 
 namespace vmr {
 namespace {
@@ -19,6 +20,18 @@ bool FitsPacket(unsigned int length) {
   if (length <= kMaxPacketItemBytes) return true;
   VMR_LOG(kLogError, "Refusing to write a packet of " << length << " item bytes");
   return false;
+}
+
+// Puts the count, the items and the CRC behind the rest of a packet's head. Returns the
+// packet's length.
+int CompletePacket(unsigned char* packet, const unsigned char* items, unsigned int length) {
+  const std::size_t head_bytes = FindPacketShape(packet[0])->head_bytes;
+  const std::size_t packet_bytes = head_bytes + length + kPacketCrcBytes;
+  packet[head_bytes - 1] = static_cast<unsigned char>(length);
+  memcpy(packet + head_bytes, items, length);
+  const auto covered = static_cast<unsigned int>(PacketCrcSpan(packet, packet_bytes));
+  packet[packet_bytes - 1] = Crc8(packet, covered, kCrcInitial);
+  return static_cast<int>(packet_bytes);
 }
 
 }  // namespace
@@ -62,18 +75,6 @@ void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
   AddToCurrPacket(data, size, item_slack);
 }
 
-void DataStore::AddTextItem(const unsigned char* head, std::size_t head_bytes, const char* text,
-                            unsigned short slack) {
-  constexpr std::size_t kLongestHead = kMicDescHeadBytes;
-  constexpr unsigned int kTextLimit = 256;
-  unsigned char item[kLongestHead + kTextLimit];
-  memcpy(item, head, head_bytes);
-  const auto length = static_cast<unsigned char>(
-      StringUtilities::SafeStrCpyCnt(reinterpret_cast<char*>(item + head_bytes), text, kTextLimit));
-  item[head_bytes - 1] = length;
-  AddToCurrPacket(item, static_cast<unsigned int>(head_bytes + length), slack);
-}
-
 // Tick adjustment item: the item behind it happened that many ticks before the
 // slack started. Slack 4.
 //
@@ -97,27 +98,21 @@ void DataStore::DiscardPendingItems() {
   for (std::uint32_t& used : used_) used = 0;
 }
 
+// A packet needs the whole tick only when its upper 24 bits are not those of
+// the packet before it. Deliberate: so a store that begins within the last 256
+// ticks of the number range begins with the short header.
 void DataStore::WriteBuffers() {
   VMR_LOG(kLogEachItem, "WriteBuffers");
   if (used_[0] == 0) return;
-  WriteFirstArea();
+  const bool whole_tick = (current_tick_ ^ last_written_tick_) > kLowTickBits;
+  IgnoreRefusal(whole_tick ? WritePacket1(current_tick_, areas_[0], used_[0])
+                           : WritePacket2(current_tick_, areas_[0], used_[0]));
+  used_[0] = 0;
   for (int area = 1; area < kAreaCount && used_[area] != 0; ++area) {
-    // The result does not matter here either; see WriteFirstArea.
-    static_cast<void>(WritePacketCont(areas_[area], used_[area]));
+    IgnoreRefusal(WritePacketCont(areas_[area], used_[area]));
     used_[area] = 0;
   }
   last_written_tick_ = current_tick_;
-}
-
-// A packet needs the whole tick only when its upper 24 bits are not those of
-// the packet before it. Deliberate: so a store that begins within the last 256
-// ticks of the number range begins with the short header. Deliberate: whether the store took the
-// packet is not looked at; the store has logged it, and recording goes on.
-void DataStore::WriteFirstArea() {
-  const bool whole_tick = (current_tick_ ^ last_written_tick_) > kLowTickBits;
-  static_cast<void>(whole_tick ? WritePacket1(current_tick_, areas_[0], used_[0])
-                               : WritePacket2(current_tick_, areas_[0], used_[0]));
-  used_[0] = 0;
 }
 
 int DataStore::WritePacket1(unsigned int tick, const unsigned char* data, unsigned int length) {
@@ -127,11 +122,7 @@ int DataStore::WritePacket1(unsigned int tick, const unsigned char* data, unsign
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_1;
   PutLe32(packet + 1, tick);
-  packet[5] = static_cast<unsigned char>(length);
-  memcpy(packet + kHeader1Bytes, data, length);
-  const auto covered = static_cast<unsigned int>(kHeader1Bytes + length);
-  packet[covered] = Crc8(packet, covered, kCrcInitial);
-  return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
+  return WriteData(packet, CompletePacket(packet, data, length), tick);
 }
 
 int DataStore::WritePacket2(unsigned int tick, const unsigned char* data, unsigned int length) {
@@ -139,24 +130,14 @@ int DataStore::WritePacket2(unsigned int tick, const unsigned char* data, unsign
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_2;
   packet[1] = static_cast<unsigned char>(tick);
-  packet[2] = static_cast<unsigned char>(length);
-  memcpy(packet + kHeader2Bytes, data, length);
-  const auto covered = static_cast<unsigned int>(kHeader2Bytes + length);
-  packet[covered] = Crc8(packet, covered, kCrcInitial);
-  return WriteData(packet, static_cast<int>(covered + kPacketCrcBytes), tick);
+  return WriteData(packet, CompletePacket(packet, data, length), tick);
 }
 
 int DataStore::WritePacketCont(const unsigned char* data, unsigned int length) {
   if (RefuseNull(data, "WritePacketCont") || !FitsPacket(length)) return 0;
   unsigned char packet[kMaxPacketBytes];
   packet[0] = HEADER_CONT;
-  packet[1] = static_cast<unsigned char>(length);
-  memcpy(packet + kHeaderContBytes, data, length);
-  // Deliberate: the CRC covers the packet's first L bytes only, which leaves
-  // out the last two item bytes. Readers and files in the field agree on it.
-  packet[kHeaderContBytes + length] = Crc8(packet, length, kCrcInitial);
-  return WriteData(packet, static_cast<int>(kHeaderContBytes + length + kPacketCrcBytes),
-                   kContinuationTick);
+  return WriteData(packet, CompletePacket(packet, data, length), kContinuationTick);
 }
 
 }  // namespace vmr

@@ -1,10 +1,13 @@
-// How long a packet is and what its CRC covers; stream_format.h draws them.
+// How long a packet is, what its CRC covers and which tick it tells; stream_format.h
+// draws them. Everything that builds packets or walks over them takes it from here; what
+// a walker does with a packet that is cut or damaged is its own business.
 #ifndef VMR_STORE_PACKET_FORMAT_H_
 #define VMR_STORE_PACKET_FORMAT_H_
 
 #include <cstddef>
 
 #include "host/crc8.h"
+#include "store/bytes.h"
 #include "store/stream_format.h"
 
 namespace vmr {
@@ -31,13 +34,25 @@ inline const PacketShape* FindPacketShape(unsigned char header) {
   return nullptr;
 }
 
+// The length that a packet of this shape claims, of which `available` bytes (at least 1)
+// may be looked at. One whose head is not all there counts nothing.
+inline std::size_t PacketBytes(const PacketShape& shape, const unsigned char* packet,
+                               std::size_t available) {
+  const std::size_t count = available < shape.head_bytes ? 0 : packet[shape.head_bytes - 1];
+  return shape.head_bytes + count * shape.bytes_per_count + kPacketCrcBytes;
+}
+
+// Of that, what lies between its head and its last byte: items, if it has any.
+inline std::size_t PacketItemBytes(const PacketShape& shape, std::size_t packet_bytes) {
+  return packet_bytes - shape.head_bytes - kPacketCrcBytes;
+}
+
 // The length of the packet at `packet`, of which `available` bytes are there. 0 when
 // it is of no known kind or does not end within them.
 inline std::size_t WholePacketBytes(const unsigned char* packet, std::size_t available) {
   const PacketShape* const shape = available > 0 ? FindPacketShape(packet[0]) : nullptr;
-  if (shape == nullptr || available < shape->head_bytes) return 0;
-  const std::size_t counted = packet[shape->head_bytes - 1] * shape->bytes_per_count;
-  const std::size_t bytes = shape->head_bytes + counted + kPacketCrcBytes;
+  if (shape == nullptr) return 0;
+  const std::size_t bytes = PacketBytes(*shape, packet, available);
   return bytes <= available ? bytes : 0;
 }
 
@@ -53,6 +68,20 @@ inline bool PacketEndIsRight(const unsigned char* packet, std::size_t packet_byt
   if (packet[0] == HEADER_DICTIONARY) return last == 0;
   const auto span = static_cast<unsigned int>(PacketCrcSpan(packet, packet_bytes));
   return Crc8(packet, span, kCrcInitial) == last;
+}
+
+// The tick of a packet, all of whose head is there, behind one of the tick `before`:
+// the full one that it tells, or the low 8 bits of it. Without either it is `before`.
+// Deliberate: the low bits do not carry into the upper ones.
+inline unsigned int PacketTick(const unsigned char* packet, unsigned int before) {
+  constexpr unsigned int kLowTickBits = 0xFF;
+  if (packet[0] == HEADER_1) return GetLe32(packet + 1);
+  return packet[0] == HEADER_2 ? (before & ~kLowTickBits) | packet[1] : before;
+}
+
+// The same where no tick may be known yet: low bits alone do not tell one.
+inline unsigned int PacketTickIfKnown(const unsigned char* packet, unsigned int before) {
+  return before == kNoTick && packet[0] == HEADER_2 ? kNoTick : PacketTick(packet, before);
 }
 
 }  // namespace vmr

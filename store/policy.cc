@@ -264,6 +264,53 @@ UIntItem* PolicyRow::Number(PolicyMirror& policy) const {
 
 // ---- Writing -------------------------------------------------------------------
 
+namespace {
+
+// One held policy as it stands.
+void WritePolicy(DataStore& store, PolicyMirror& held, e_CONFIG_LIST id) {
+  const PolicyRow* const row = FindPolicy(id);
+  if (const UIntItem* const number = row->Number(held))
+    store.WriteConfigInt8(id, static_cast<unsigned char>(number->value));
+  else
+    store.WriteConfigBool(id, row->Bool(held)->value);
+}
+
+// One policy of `now`, written when it differs from the held one.
+void WriteSystemChange(DataStore& store, SystemInfo& held, e_CONFIG_LIST id,
+                       const SystemInfo& now) {
+  const PolicyRow* const row = FindPolicy(id);
+  if (row->system_uint != nullptr)
+    store.WriteDiffUInt8(id, held.*row->system_uint, now.*row->system_uint);
+  else
+    store.WriteDiffBool(id, held.*row->system_bool, now.*row->system_bool);
+}
+
+void WriteRecordingChange(DataStore& store, VideoRecordingSettings& held, e_CONFIG_LIST id,
+                          const VideoRecordingSettings& now) {
+  const PolicyRow* const row = FindPolicy(id);
+  if (row->recording_uint != nullptr)
+    store.WriteDiffUInt8(id, held.*row->recording_uint, now.*row->recording_uint);
+  else
+    store.WriteDiffBool(id, held.*row->recording_bool, now.*row->recording_bool);
+}
+
+void WriteSystemChanges(DataStore& store, SystemInfo& held, const SystemInfo& now) {
+  for (const e_CONFIG_LIST id : kChangeOrder) WriteSystemChange(store, held, id, now);
+  held.radar_type = now.radar_type;  // what the checks configure for
+  store.CheckGpsConfig(true);
+  store.CheckRadarConfig(true);
+  for (const e_CONFIG_LIST id : kChangeOrderAfterChecks) WriteSystemChange(store, held, id, now);
+  store.CheckSpeedConfig(true);
+
+  const char* const zone_now = EnumToString::TimeZoneToStr(now.time_zone_index);
+  if (strcmp(EnumToString::TimeZoneToStr(held.time_zone_index), zone_now) != 0)
+    store.WriteStringData(TAG_TIME_ZONE, zone_now, kStringSlack);
+  held.time_zone_index = now.time_zone_index;
+  store.WriteDiffString(TAG_TIME_ZONE_NAME, held.time_zone_name, now.time_zone_name);
+}
+
+}  // namespace
+
 void DataStore::WriteConfigBool(e_CONFIG_LIST id, bool value) {
   WriteConfigInt8(id, value ? 1 : 0);
 }
@@ -287,38 +334,12 @@ void DataStore::WriteDiffUInt8(e_CONFIG_LIST id, UIntItem& mirror, const UIntIte
   WriteConfigInt8(id, static_cast<unsigned char>(mirror.value));
 }
 
-// One held policy as it stands.
-void DataStore::WritePolicy(e_CONFIG_LIST id) {
-  const PolicyRow* const row = FindPolicy(id);
-  if (const UIntItem* const number = row->Number(mirror_.policy))
-    WriteConfigInt8(id, static_cast<unsigned char>(number->value));
-  else
-    WriteConfigBool(id, row->Bool(mirror_.policy)->value);
-}
-
-// One policy of `now`, written when it differs from the held one.
-void DataStore::WriteSystemChange(e_CONFIG_LIST id, const SystemInfo& now) {
-  const PolicyRow* const row = FindPolicy(id);
-  if (row->system_uint != nullptr)
-    WriteDiffUInt8(id, mirror_.policy.system.*row->system_uint, now.*row->system_uint);
-  else
-    WriteDiffBool(id, mirror_.policy.system.*row->system_bool, now.*row->system_bool);
-}
-
-void DataStore::WriteRecordingChange(e_CONFIG_LIST id, const VideoRecordingSettings& now) {
-  const PolicyRow* const row = FindPolicy(id);
-  if (row->recording_uint != nullptr)
-    WriteDiffUInt8(id, mirror_.policy.recording.*row->recording_uint, now.*row->recording_uint);
-  else
-    WriteDiffBool(id, mirror_.policy.recording.*row->recording_bool, now.*row->recording_bool);
-}
-
 void DataStore::WriteRecordingSettings() {
-  for (const e_CONFIG_LIST id : kRecordingOrder) WritePolicy(id);
+  for (const e_CONFIG_LIST id : kRecordingOrder) WritePolicy(*this, mirror_.policy, id);
 }
 
 void DataStore::WriteSystemInfo() {
-  for (const e_CONFIG_LIST id : kDumpOrder) WritePolicy(id);
+  for (const e_CONFIG_LIST id : kDumpOrder) WritePolicy(*this, mirror_.policy, id);
   const SystemInfo& system = mirror_.policy.system;
   WriteStringData(TAG_TIME_ZONE, EnumToString::TimeZoneToStr(system.time_zone_index),
                   kTimeZoneSlack);
@@ -366,32 +387,16 @@ void DataStore::ReportConfiguration(bool write) {
 
 void DataStore::ReportSystemInfo(const SystemInfo& info, bool write) {
   if (mirror_.policy.configuration_valid && write)
-    WriteSystemInfoChanges(info);
+    WriteSystemChanges(*this, mirror_.policy.system, info);
   else
     mirror_.policy.system = info;
-}
-
-void DataStore::WriteSystemInfoChanges(const SystemInfo& info) {
-  SystemInfo& held = mirror_.policy.system;
-  for (const e_CONFIG_LIST id : kChangeOrder) WriteSystemChange(id, info);
-  held.radar_type = info.radar_type;  // what the checks configure for
-  CheckGpsConfig(true);
-  CheckRadarConfig(true);
-  for (const e_CONFIG_LIST id : kChangeOrderAfterChecks) WriteSystemChange(id, info);
-  CheckSpeedConfig(true);
-
-  const char* const zone_now = EnumToString::TimeZoneToStr(info.time_zone_index);
-  if (strcmp(EnumToString::TimeZoneToStr(held.time_zone_index), zone_now) != 0)
-    WriteStringData(TAG_TIME_ZONE, zone_now, kStringSlack);
-  held.time_zone_index = info.time_zone_index;
-  WriteDiffString(TAG_TIME_ZONE_NAME, held.time_zone_name, info.time_zone_name);
 }
 
 void DataStore::ReportVideoRecordingSettings(const VideoRecordingSettings& settings, bool write) {
   VideoRecordingSettings& held = mirror_.policy.recording;
   if (mirror_.policy.configuration_valid && write) {
     VMR_LOG(kLogTrace, "Recording Settings Changed");
-    for (const e_CONFIG_LIST id : kRecordingOrder) WriteRecordingChange(id, settings);
+    for (const e_CONFIG_LIST id : kRecordingOrder) WriteRecordingChange(*this, held, id, settings);
   } else {
     VMR_LOG(kLogTrace, "Setting the Recording Settings data");
   }
@@ -413,14 +418,18 @@ int DataStore::StoreConfigItem8(const BIN_POLICY_8_T* item) {
   } else {
     row->Bool(mirror_.policy)->value = value != 0;
   }
-  if (Viewing())
-    std::printf("[Tag=Policy8, TagNo=0x18, PolicyId=0x%02X, %s=%d]", id, PolicyName(id), value);
+  if (Viewing()) {
+    PrintItemHead(TAG_POLICY_8);
+    std::printf(", PolicyId=0x%02X, %s=%d]", id, PolicyName(id), value);
+  }
   return static_cast<int>(kPolicy8Bytes);
 }
 
 void DataStore::StoreConfigSettingsValid(bool valid, e_Tag tag) {
   mirror_.policy.configuration_valid = valid;
-  if (Viewing()) std::printf("[Tag=end, TagNo=0x%02X, end policy]", tag);
+  if (!Viewing()) return;
+  PrintItemHead(TAG_POLICY_END, tag);
+  std::fputs(", end policy]", stdout);
 }
 
 void DecodePolicy8(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -123,7 +123,7 @@ struct PolicyList {
 };
 PolicyList Policies();
 // The row of an identifier, null when it holds nothing.
-const PolicyRow* FindPolicy(e_CONFIG_LIST id);
+[[nodiscard]] const PolicyRow* FindPolicy(e_CONFIG_LIST id);
 // The display name of an identifier, "(unknown)" for one outside the list.
 const char* PolicyName(e_CONFIG_LIST id);
 

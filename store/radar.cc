@@ -6,6 +6,7 @@
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/device_table.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -47,6 +48,12 @@ unsigned short TenBits(unsigned char packed, int shift, unsigned char low) {
   return static_cast<unsigned short>((packed >> shift & 0x03) << 8 | low);
 }
 
+// Deliberate: the tag number in lower case.
+void PrintState(unsigned char id, bool connected) {
+  std::printf("[Tag=%s, TagNo=0x%02x, RadarNo=%d, State=%d-%s]", ItemName(TAG_RADAR_STATE),
+              TAG_RADAR_STATE, id, connected, AvailableName(connected));
+}
+
 constexpr int kLockShift = 5;
 constexpr int kFastestShift = 3;
 constexpr int kTargetShift = 1;
@@ -55,8 +62,8 @@ constexpr int kDirectionShift = 7;
 void PrintReading(const RADAR_DESC_T& radar, unsigned char id, unsigned short lock,
                   unsigned short fastest, e_Tag tag) {
   const bool data = tag >= TAG_RADAR_DATA && tag < TAG_RADAR_TARGET;
-  std::printf("[Tag=%s, TagNo=0x%02X, RadarNo=%d, TargetSpeed=", data ? "RadarData" : "RadarTarget",
-              tag, id);
+  PrintItemHead(data ? TAG_RADAR_DATA : TAG_RADAR_TARGET, tag);
+  std::printf(", RadarNo=%d, TargetSpeed=", id);
   PrintSpeedValue(radar.target);
   if (fastest != kSpeedNotPresent) {
     std::fputs(", FastestSpeed=", stdout);
@@ -67,6 +74,12 @@ void PrintReading(const RADAR_DESC_T& radar, unsigned char id, unsigned short lo
     PrintSpeedValue(radar.lock);
   }
   std::fputs("]", stdout);
+}
+
+void LogUnknownRadar(const DataStore& store, unsigned char id) {
+  // Deliberate: the id is shown as one raw character.
+  if (store.Type() == DATA_STORE_NORMAL)
+    VMR_LOG(kLogError, "Attempt to report a radar to non-existant id-" << static_cast<char>(id));
 }
 
 }  // namespace
@@ -92,10 +105,12 @@ int DataStore::InitializeRadarId(unsigned char id, e_RADAR_SRC_TYPE type, e_Spee
   entry->connected = false;
   if (write) WriteRadarDesc(*entry);
   // Deliberate: the id argument appears as one raw character.
-  if (Viewing())
-    std::printf("[Tag=RadarDesc, TagNo=0x60, RadarNo=%c, Units=%s, Type=%s, Desc='%s']", id,
+  if (Viewing()) {
+    PrintItemHead(TAG_RADAR_DESC);
+    std::printf(", RadarNo=%c, Units=%s, Type=%s, Desc='%s']", id,
                 EnumToString::SpeedUnitsToStr(static_cast<int>(units)), TypeName(type),
                 entry->desc.c_str());
+  }
   return entry->id;
 }
 
@@ -122,7 +137,7 @@ void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned
                             unsigned int systemTick, e_Tag tag) {
   RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
-    LogUnknownRadar(id);
+    LogUnknownRadar(*this, id);
     return;
   }
   if (!entry->connected) {
@@ -148,37 +163,27 @@ void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned
   if (Viewing()) PrintReading(*entry, id, lockSpeed, fastestSpeed, tag);
 }
 
-void DataStore::LogUnknownRadar(unsigned char id) const {
-  // Deliberate: the id is shown as one raw character.
-  if (Type() == DATA_STORE_NORMAL)
-    VMR_LOG(kLogError, "Attempt to report a radar to non-existant id-" << static_cast<char>(id));
-}
-
 void DataStore::ReportRadarState(unsigned char id, bool connected, bool write) {
   RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
   if (entry == nullptr) {
-    LogUnknownRadar(id);
+    LogUnknownRadar(*this, id);
     // Deliberate: printed whether or not anybody views.
-    std::printf(
-        "ERROR: Non-existant Radar Id [Tag=RadarState, TagNo=0x6f, RadarNo=%d, State=%d-%s]", id,
-        connected, AvailableName(connected));
+    std::fputs("ERROR: Non-existant Radar Id ", stdout);
+    PrintState(id, connected);
     return;
   }
   if (connected != entry->connected) {
     entry->connected = connected;
     if (write) WriteRadarState(*entry, kStateSlack);
   }
-  // Deliberate: the tag number in lower case.
-  if (Viewing())
-    std::printf("[Tag=RadarState, TagNo=0x6f, RadarNo=%d, State=%d-%s]", id, connected,
-                AvailableName(connected));
+  if (Viewing()) PrintState(id, connected);
 }
 
 void DataStore::WriteRadarDesc(const RADAR_DESC_T& desc) {
   const unsigned char head[kRadarDescHeadBytes] = {
       TAG_RADAR_DESC, desc.id,
       static_cast<unsigned char>(desc.units << kUnitsShift | (desc.type & kTypeMask))};
-  AddTextItem(head, sizeof(head), desc.desc.c_str(), kDescSlack);
+  AddTextItem(*this, head, sizeof(head), desc.desc.c_str(), kDescSlack);
 }
 
 void DataStore::WriteRadarState(const RADAR_DESC_T& desc, unsigned short slack) {

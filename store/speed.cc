@@ -8,6 +8,7 @@
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/device_table.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -34,6 +35,35 @@ const char* TypeName(e_SPEED_SRC_TYPE type) {
       return "radar";
   }
   return "Invalid";  // Deliberate: so are types 3 to 31 of an item printed
+}
+
+// Makes device 2 that of the configured radar; false when there is no room for it.
+bool CheckRadarSpeed(DataStore& store, SPEED_DESC_T* table, std::uint16_t radar_type, bool write) {
+  const SPEED_DESC_T* const known = DataStore::FindSpeedDesc(table, kRadarSpeedId);
+  if (known != nullptr && known->radarType == radar_type) return true;
+  // Deliberate: "%d" stays in the text, as it always has.
+  VMR_LOG(kLogEachItem, "Configuring Radar for Speed, type = %d" << radar_type);
+  store.InitializeSpeedId(kRadarSpeedId, radar_type != 0 ? SPEED_SRC_RADAR : SPEED_SRC_DISCONNECTED,
+                          SPEED_UNITS_AS_ON_RADAR, EnumToString::RadarTypeToStr(radar_type), write);
+  SPEED_DESC_T* const entry = DataStore::FindSpeedDesc(table, kRadarSpeedId);
+  if (entry == nullptr) {
+    VMR_LOG(kLogError, "Internal error configuring speed");
+    return false;
+  }
+  entry->valid = false;
+  entry->radarType = radar_type;
+  return true;
+}
+
+void CheckGpsSpeed(DataStore& store, SPEED_DESC_T* table, bool write) {
+  if (DataStore::FindSpeedDesc(table, kGpsSpeedId) != nullptr) return;
+  VMR_LOG(kLogEachItem, "Configuring Gps for Speed, type = " << 1);
+  store.InitializeSpeedId(kGpsSpeedId, SPEED_SRC_GPS, SPEED_UNITS_MPH, "Internal Gps", write);
+  SPEED_DESC_T* const entry = DataStore::FindSpeedDesc(table, kGpsSpeedId);
+  if (entry == nullptr)
+    VMR_LOG(kLogError, "Internal error configuring speed");
+  else
+    entry->valid = false;
 }
 
 }  // namespace
@@ -64,46 +94,18 @@ int DataStore::InitializeSpeedId(unsigned char id, e_SPEED_SRC_TYPE type, e_Spee
   entry->valid = false;
   entry->speed = 0;
   if (write) WriteSpeedDesc(*entry);
-  if (Viewing())
-    std::printf("[Tag=SpeedDesc, TagNo=0x70, DeviceNo=%d, Type=%s, Units=%s, Desc='%s']", entry->id,
-                TypeName(type), EnumToString::SpeedUnitsToStr(static_cast<int>(units)),
-                entry->desc.c_str());
+  if (Viewing()) {
+    PrintItemHead(TAG_SPEED_DESC);
+    std::printf(", DeviceNo=%d, Type=%s, Units=%s, Desc='%s']", entry->id, TypeName(type),
+                EnumToString::SpeedUnitsToStr(static_cast<int>(units)), entry->desc.c_str());
+  }
   return entry->id;
 }
 
 void DataStore::CheckSpeedConfig(bool write) {
-  if (CheckRadarSpeedConfig(write)) CheckGpsSpeedConfig(write);
-}
-
-bool DataStore::CheckRadarSpeedConfig(bool write) {
   SPEED_DESC_T* const table = mirror_.speed.devices;
-  const std::uint16_t radar_type = mirror_.policy.system.radar_type;
-  const SPEED_DESC_T* const known = FindSpeedDesc(table, kRadarSpeedId);
-  if (known != nullptr && known->radarType == radar_type) return true;
-  // Deliberate: "%d" stays in the text, as it always has.
-  VMR_LOG(kLogEachItem, "Configuring Radar for Speed, type = %d" << radar_type);
-  InitializeSpeedId(kRadarSpeedId, radar_type != 0 ? SPEED_SRC_RADAR : SPEED_SRC_DISCONNECTED,
-                    SPEED_UNITS_AS_ON_RADAR, EnumToString::RadarTypeToStr(radar_type), write);
-  SPEED_DESC_T* const entry = FindSpeedDesc(table, kRadarSpeedId);
-  if (entry == nullptr) {
-    VMR_LOG(kLogError, "Internal error configuring speed");
-    return false;
-  }
-  entry->valid = false;
-  entry->radarType = radar_type;
-  return true;
-}
-
-void DataStore::CheckGpsSpeedConfig(bool write) {
-  SPEED_DESC_T* const table = mirror_.speed.devices;
-  if (FindSpeedDesc(table, kGpsSpeedId) != nullptr) return;
-  VMR_LOG(kLogEachItem, "Configuring Gps for Speed, type = " << 1);
-  InitializeSpeedId(kGpsSpeedId, SPEED_SRC_GPS, SPEED_UNITS_MPH, "Internal Gps", write);
-  SPEED_DESC_T* const entry = FindSpeedDesc(table, kGpsSpeedId);
-  if (entry == nullptr)
-    VMR_LOG(kLogError, "Internal error configuring speed");
-  else
-    entry->valid = false;
+  if (CheckRadarSpeed(*this, table, mirror_.policy.system.radar_type, write))
+    CheckGpsSpeed(*this, table, write);
 }
 
 void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
@@ -131,7 +133,8 @@ void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
   entry->speed = speed;
   if (write) WriteSpeed(*entry, kSpeedSlack, systemTick);
   if (!Viewing()) return;
-  std::printf("[Tag=speed, TagNo=0x%02X, DeviceNo=%d, PatrolSpeed=", tag, id);
+  PrintItemHead(TAG_SPEED_8, tag);
+  std::printf(", DeviceNo=%d, PatrolSpeed=", id);
   PrintSpeedValue(speed);
   std::fputs("]", stdout);
 }
@@ -144,7 +147,7 @@ void DataStore::WriteSpeedDesc(const SPEED_DESC_T& desc) {
   const unsigned char head[kSpeedDescHeadBytes] = {
       TAG_SPEED_DESC, desc.id,
       static_cast<unsigned char>(desc.units << kUnitsShift | (desc.type & kTypeMask))};
-  AddTextItem(head, sizeof(head), desc.desc.c_str(), kDescSlack);
+  AddTextItem(*this, head, sizeof(head), desc.desc.c_str(), kDescSlack);
 }
 
 void DataStore::WriteSpeed(const SPEED_DESC_T& desc, unsigned short slack,
@@ -166,15 +169,6 @@ void DataStore::WriteSpeed(const SPEED_DESC_T& desc, unsigned short slack,
   item[0] = static_cast<unsigned char>(TAG_SPEED_16 - kFirstTaggedId + desc.id);
   PutLe16(item + 1, static_cast<std::uint16_t>(desc.speed));
   AddToCurrPacket(item, kSpeed16Bytes, systemTick, slack);
-}
-
-// Whether an id has tags of its own; the sum of tag and id would otherwise be
-// another item's tag.
-bool DataStore::HasTag(unsigned char id) {
-  if (id >= kFirstTaggedId && id <= kLastTaggedId) return true;
-  VMR_LOG(kLogError,
-          "No item for device id " << static_cast<unsigned int>(id) << ", ids are 1 to 7");
-  return false;
 }
 
 void DecodeSpeedDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

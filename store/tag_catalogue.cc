@@ -139,6 +139,9 @@ constexpr TagRow kRows[] = {
     Unlisted(Speed16(6)),
     // Deliberate: "POLOICY".
     Unlisted(Fixed(TAG_POLICY_16, "TAG_POLOICY16", kPolicy16Bytes, DecodePolicy16)),
+    // Deliberate: no decoder. It is written with the configuration, and a reader gives
+    // up the packet at it; readers in the field do.
+    Unlisted(Text(TAG_TIME_ZONE_NAME, "time zone name", kStringHeadBytes, nullptr)),
 };
 
 constexpr unsigned char kNoRow = 0xFF;
@@ -171,16 +174,28 @@ std::size_t ItemLength(const TagRow* row, const unsigned char* item, std::size_t
   return length > available ? 0 : length;
 }
 
+const char* ItemName(e_Tag tag) { return FindTag(tag)->name; }
+
+void PrintItemHead(e_Tag tag) { PrintItemHead(tag, tag); }
+
+void PrintItemHead(e_Tag named, e_Tag number) {
+  std::printf("[Tag=%s, TagNo=0x%02X", ItemName(named), number);
+}
+
 // Deliberate: a reader reports the adjustment and leaves the packet's tick alone.
 void DecodeTickAdjust(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
-  if (out.Viewing()) std::printf("[Tag=TICK ADJUST, TagNo=0x%02X-%d]", item[0], item[1]);
+  if (!out.Viewing()) return;
+  PrintItemHead(TAG_TICK_ADJUST);
+  std::printf("-%d]", item[1]);
 }
 
 // No store of this version writes the item; other writers may. Deliberate: it
 // only raises a flag, and the rest of its tick is still parsed.
-void DecodeEndOfStream(DataStore& out, const unsigned char* item, DecodeResult& result) {
-  if (out.Viewing()) std::printf("[Tag=EOS, TagNo=0x%02X]", item[0]);
+void DecodeEndOfStream(DataStore& out, const unsigned char* /*item*/, DecodeResult& result) {
   result.end_of_stream_seen = true;
+  if (!out.Viewing()) return;
+  PrintItemHead(TAG_EOS);
+  std::fputs("]", stdout);
 }
 
 }  // namespace vmr

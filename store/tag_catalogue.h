@@ -1,6 +1,6 @@
 // One row per item kind: how long it is, whether the dictionary lists it and
-// who decodes it. The dictionary, the reader and the tests all walk this table;
-// a new kind of item is a new row here.
+// who decodes it. The dictionary, the reader, the viewer and the tests all take it
+// from this table; a new kind of item is a new row here.
 #ifndef VMR_STORE_TAG_CATALOGUE_H_
 #define VMR_STORE_TAG_CATALOGUE_H_
 
@@ -23,13 +23,13 @@ using ItemDecoder = void (*)(DataStore& out, const unsigned char* item, DecodeRe
 
 struct TagRow {
   e_Tag tag;
-  const char* name;  // as the viewer prints it
+  const char* name;  // under which the viewer prints it
   // The item's bytes, tag included. When `variable`, of its fixed head alone,
   // whose last byte counts the text bytes that follow it.
   unsigned char size;
   bool variable;
-  bool listed;  // the dictionary has an entry for it
-  ItemDecoder decoder;
+  bool listed;          // the dictionary has an entry for it
+  ItemDecoder decoder;  // null: written, and illegal to every reader
 };
 
 // The rows; those that are listed stand in the dictionary's order, which is not
@@ -44,12 +44,13 @@ struct TagCatalogue {
 const TagCatalogue& Tags();
 
 // The row of a tag byte, null for a number that is no tag.
-const TagRow* FindTag(unsigned char tag);
+[[nodiscard]] const TagRow* FindTag(unsigned char tag);
 
 // The whole length in bytes of the item at `item`, of which `available` bytes
 // (at least 1) may be looked at; 0 when the tag is illegal or the item does not
 // end within them.
-std::size_t ItemLength(const TagRow* row, const unsigned char* item, std::size_t available);
+[[nodiscard]] std::size_t ItemLength(const TagRow* row, const unsigned char* item,
+                                     std::size_t available);
 
 }  // namespace vmr
 

@@ -7,6 +7,7 @@
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/items.h"
 #include "store/log_source.h"
 
 namespace vmr {
@@ -22,15 +23,15 @@ constexpr int kSmallestRecordedChange_deg = 3;
 
 void PrintTime(e_Tag tag, std::int32_t value) {
   std::tm local{};
+  PrintItemHead(TAG_TIME, tag);
   if (!LocalTime(value, &local)) {
     // Deliberate: "locatime" is how the line has always read.
-    std::printf("[Tag=time, TagNo=0x%02X, time %ld (locatime returned NULL)]", tag,
-                static_cast<long>(value));
+    std::printf(", time %ld (locatime returned NULL)]", static_cast<long>(value));
     return;
   }
-  std::printf("[Tag=time, TagNo=0x%02X, time %ld (%02d/%02d/%02d %02d:%02d:%02d)]", tag,
-              static_cast<long>(value), local.tm_mon + 1, local.tm_mday, local.tm_year + 1900,
-              local.tm_hour, local.tm_min, local.tm_sec);
+  std::printf(", time %ld (%02d/%02d/%02d %02d:%02d:%02d)]", static_cast<long>(value),
+              local.tm_mon + 1, local.tm_mday, local.tm_year + 1900, local.tm_hour, local.tm_min,
+              local.tm_sec);
 }
 
 }  // namespace
@@ -61,10 +62,10 @@ void DataStore::InitializeTempSensor(e_TempSensors id, const char* desc, bool wr
   TempInfo_t& sensor = mirror_.temperature.sensors[id];
   sensor.desc = desc == nullptr ? "" : desc;
   if (write) WriteTempDesc(id, sensor);
+  if (!Viewing()) return;
+  PrintItemHead(TAG_TEMP_DESC);
   // Deliberate: "desc" in lower case, where the other descriptions have "Desc".
-  if (Viewing())
-    std::printf("[Tag=TempDesc, TagNo=0xE0, Id=%u, desc='%s']", static_cast<unsigned int>(id),
-                sensor.desc.c_str());
+  std::printf(", Id=%u, desc='%s']", static_cast<unsigned int>(id), sensor.desc.c_str());
 }
 
 // Deliberate: the order in which existing recordings carry the four.
@@ -93,7 +94,7 @@ void DataStore::ReportTemp(e_TempSensors id, short temperature, bool write,
 
 void DataStore::WriteTempDesc(e_TempSensors id, const TempInfo_t& info) {
   const unsigned char head[kTempDescHeadBytes] = {TAG_TEMP_DESC, static_cast<unsigned char>(id)};
-  AddTextItem(head, sizeof(head), info.desc.c_str(), kDescSlack);
+  AddTextItem(*this, head, sizeof(head), info.desc.c_str(), kDescSlack);
 }
 
 void DataStore::WriteTemp(e_TempSensors id, const TempInfo_t& info, unsigned short slack,
@@ -119,12 +120,14 @@ void DataStore::StoreTemp(short temperature, e_Tag tag) {
   TempInfo_t& sensor = mirror_.temperature.sensors[id];
   sensor.temperature = temperature;
   sensor.valid = true;
-  if (Viewing()) std::printf("[Tag=Temp, TagNo=0x%02X, Id=%d, temp=%d]", tag, id, temperature);
+  if (!Viewing()) return;
+  PrintItemHead(tag);
+  std::printf(", Id=%d, temp=%d]", id, temperature);
 }
 
 void DataStore::StoreVoltPercent(unsigned char percent) {
   // Deliberate: the line has no tag number.
-  if (Viewing()) std::printf("[Tag=VoltPercent, VoltPercent=%d]", percent);
+  if (Viewing()) std::printf("[Tag=%s, VoltPercent=%d]", ItemName(TAG_VOLT_PERCENT), percent);
 }
 
 // The bytes are read most significant first; StoreTime swaps them. Deliberate:

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "store/stream_format.h"
+
 namespace vmr {
 
 // Time item: anchors ticks to the calendar. Untimed, slack 1.
@@ -21,6 +23,14 @@ struct TimeMirror {
   std::int32_t base_time = 0;         // seconds since 1970 UTC
   std::uint32_t base_tick = 0;        // the tick of base_time
   std::uint32_t time_check_tick = 0;  // the tick of the last look at the wall clock
+};
+
+// When the whole state is written again.
+struct DumpSchedule {
+  unsigned int full_state_tick = 0;          // of the last dump
+  unsigned int highest_tick = 0;             // given to TimerTick
+  unsigned int lowest_tick_since = kNoTick;  // while ticks are before the highest
+  bool ticks_went_back = false;              // they once were
 };
 
 // On disk: these values may never change.

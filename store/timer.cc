@@ -1,6 +1,5 @@
 // The periodic side of a store: clock changes, hourly dumps and due flushes.
 #include <algorithm>
-#include <cstdlib>
 
 #include "host/wall_clock.h"
 #include "store/data_store.h"
@@ -31,20 +30,8 @@ bool IsBefore(unsigned int tick, unsigned int highest) {
   return tick < highest && tick - highest > kTicksADay;
 }
 
-}  // namespace
-
-std::int32_t DataStore::GetAdjustedTime() const { return TimeAtTick(mirror_.time, current_tick_); }
-
-void DataStore::TimerTick(unsigned int sysTick) {
-  const auto wall_clock = static_cast<std::int32_t>(WallClock::Current().Now());
-  current_tick_ = sysTick;
-  CheckWallClock(sysTick, wall_clock);
-  DumpWhenDue(sysTick);
-  FlushWhenDue(sysTick, wall_clock);
-}
-
-void DataStore::CheckWallClock(unsigned int sysTick, std::int32_t wall_clock) {
-  TimeMirror& time = mirror_.time;
+void CheckWallClock(DataStore& store, TimeMirror& time, unsigned int sysTick,
+                    std::int32_t wall_clock) {
   if (sysTick - time.time_check_tick <= kTicksBetweenClockChecks) return;
   const std::int32_t estimate = TimeAtTick(time, sysTick);
   if (std::llabs(static_cast<long long>(estimate) - wall_clock) > kToleratedClockError_s) {
@@ -53,42 +40,45 @@ void DataStore::CheckWallClock(unsigned int sysTick, std::int32_t wall_clock) {
                                                 << sysTick << " baseTimeTs=" << time.base_tick);
     time.base_tick = sysTick;
     time.base_time = wall_clock;
-    WriteTime(wall_clock);
+    store.WriteTime(wall_clock);
   }
   time.time_check_tick = sysTick;
-}
-
-void DataStore::DumpWhenDue(unsigned int sysTick) {
-  if (!IsDumpDue(sysTick) || !mirror_.policy.configuration_valid) return;
-  VMR_LOG(kLogEachItem, "It's been an hour since last full state write - writing");
-  WriteFullState(true);
 }
 
 // A tick that went back is not an hour past the last dump, though the unsigned
 // difference says so: every such tick would write the whole state again. The hour
 // counts from the lowest of them, until they are back where they were.
-bool DataStore::IsDumpDue(unsigned int sysTick) {
-  if (!IsBefore(sysTick, highest_tick_)) {
-    highest_tick_ = sysTick;
-    lowest_tick_since_ = kNoTick;
-    return sysTick - full_state_tick_ > kTicksBetweenDumps;
+bool IsDumpDue(DumpSchedule& dumps, unsigned int sysTick) {
+  if (!IsBefore(sysTick, dumps.highest_tick)) {
+    dumps.highest_tick = sysTick;
+    dumps.lowest_tick_since = kNoTick;
+    return sysTick - dumps.full_state_tick > kTicksBetweenDumps;
   }
-  ticks_went_back_ = true;
-  lowest_tick_since_ = std::min(lowest_tick_since_, sysTick);
-  return sysTick - lowest_tick_since_ > kTicksBetweenDumps;
+  dumps.ticks_went_back = true;
+  dumps.lowest_tick_since = std::min(dumps.lowest_tick_since, sysTick);
+  return sysTick - dumps.lowest_tick_since > kTicksBetweenDumps;
 }
 
-void DataStore::FlushWhenDue(unsigned int sysTick, std::int32_t wall_clock) {
-  if (packet_slack_ == 0) {
-    slack_start_tick_ = sysTick;
-    return;
+}  // namespace
+
+std::int32_t DataStore::GetAdjustedTime() const { return TimeAtTick(mirror_.time, current_tick_); }
+
+void DataStore::TimerTick(unsigned int sysTick) {
+  const auto wall_clock = static_cast<std::int32_t>(WallClock::Current().Now());
+  current_tick_ = sysTick;
+  CheckWallClock(*this, mirror_.time, sysTick, wall_clock);
+  if (IsDumpDue(dumps_, sysTick) && mirror_.policy.configuration_valid) {
+    VMR_LOG(kLogEachItem, "It's been an hour since last full state write - writing");
+    WriteFullState(true);
   }
-  VMR_LOG(kLogEachItem, "sysTick_ (" << sysTick << "), lastSlackSt (" << slack_start_tick_
-                                     << "), slack (" << packet_slack_ << "), currTime ("
-                                     << wall_clock << ")");
-  if (sysTick - slack_start_tick_ < packet_slack_) return;
-  WriteBuffers();
-  packet_slack_ = 0;
+  if (packet_slack_ != 0) {
+    VMR_LOG(kLogEachItem, "sysTick_ (" << sysTick << "), lastSlackSt (" << slack_start_tick_
+                                       << "), slack (" << packet_slack_ << "), currTime ("
+                                       << wall_clock << ")");
+    if (sysTick - slack_start_tick_ < packet_slack_) return;
+    WriteBuffers();
+    packet_slack_ = 0;
+  }
   slack_start_tick_ = sysTick;
 }
 

@@ -990,8 +990,8 @@ std::string CopyCommandFor(const std::string& base) {
   files.MakeDirectory("/m");
   Bytes buffer(kSize);
   FileStore source(1), copy(2);
-  source.StartFile(base, buffer.data(), kCount, kSize, 1);
-  copy.StartFile(base, buffer.data(), kCount, kSize, 2);
+  EXPECT_EQ(source.StartFile(base, buffer.data(), kCount, kSize, 1), 1);
+  EXPECT_EQ(copy.StartFile(base, buffer.data(), kCount, kSize, 2), 1);
   EXPECT_EQ(copy.CopyFile(kCount, kSize, source), 1);
   EXPECT_EQ(files.Misuse(), "");
   const auto commands = files.Trace({FileOp::kSystem});

@@ -162,8 +162,8 @@ TEST(FlatMessage, LengthsBelow1WriteNothing) {
   Bytes buffer(10, 0xEE);
   DataStoreFlatMessage store(buffer.data(), 10, false);
   ASSERT_EQ(store.Open(), 1);
-  store.WriteData(buffer.data(), 0, 1);
-  store.WriteData(buffer.data(), -1, 1);
+  EXPECT_EQ(store.WriteData(buffer.data(), 0, 1), 1);
+  EXPECT_EQ(store.WriteData(buffer.data(), -1, 1), 1);
   EXPECT_EQ(store.BytesWritten(), 0);
   EXPECT_EQ(store.WriteData(PacketAt(1, 10).data(), 10, 1), 1);
 }

@@ -2,7 +2,6 @@
 #include <errno.h>
 
 #include <algorithm>
-#include <functional>
 
 #include "backends/file_store.h"
 #include "tests/backends/ring_fixture.h"

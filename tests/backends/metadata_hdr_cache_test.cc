@@ -58,6 +58,24 @@ TEST(MetadataHdrCache, TheLastFreePlaceIsUsed) {
   EXPECT_EQ(cache.Find(10000), nullptr);
 }
 
+TEST(MetadataHdrCache, WhatIsKeptStaysKeptAsMoreIsAdded) {
+  MetadataHdrCache cache(1024);
+  for (int n = 0; n < 1024; ++n)
+    cache.Add(32767 - n, HeaderWithTick(static_cast<unsigned char>(n)));
+  for (int n = 0; n < 1024; ++n) {
+    ASSERT_NE(cache.Find(32767 - n), nullptr) << n;
+    EXPECT_EQ(cache.Find(32767 - n)->FirstTick(), static_cast<unsigned int>(n) % 256);
+  }
+}
+
+TEST(MetadataHdrCache, ASmallOneIsFullAtItsCapacity) {
+  MetadataHdrCache cache(3);
+  Fill(cache, 4);
+  EXPECT_EQ(cache.Size(), 3U);
+  EXPECT_NE(cache.Find(2), nullptr);
+  EXPECT_EQ(cache.Find(3), nullptr);
+}
+
 TEST(MetadataHdrCache, ASecondHeaderForAClusterKeepsTheFirst) {
   MetadataHdrCache cache(1024);
   cache.Add(7, HeaderWithTick(1));

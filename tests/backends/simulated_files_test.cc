@@ -1,4 +1,4 @@
-// The simulated files themselves: what the power cut tests rely on.
+// The simulated files themselves: what the tests that cut the power rely on.
 #include "tests/support/simulated_files.h"
 
 #include <errno.h>

@@ -198,13 +198,10 @@ void FailingCalls::FailAt(const std::string& prefix, const Fault& base, const Fa
   files_.Undo(mark);
 }
 
-// With descriptor 0 to be had there are calls between those that tell where the
-// others came from.
 void FailingCalls::NoteSites() {
   const std::size_t first = files_.FirstStruck();
-  if (case_.zero_is_free && !OpensTwice(files_.Calls(), first)) return;
-  sites_.Note(files_.Calls(), first);
-  if (files_.NextStruck()) sites_.Note(files_.Calls(), first + 1);
+  sites_.Note(files_.Calls()[first].sites);
+  if (files_.NextStruck()) sites_.Note(files_.Calls()[first + 1].sites);
 }
 
 // ---- Judging ------------------------------------------------------------------------
@@ -377,13 +374,17 @@ std::vector<Case> Cases() {
   return cases;
 }
 
-// Every site must have been struck, and every struck call be of a known one.
+// Every site must have been struck, and every struck call be of a marked one. In a
+// program without marks there is nothing to require.
 void RequireEverySite(const StruckSites& sites, Run& run) {
-  for (const auto& [site, count] : sites.Counts()) {
-    run.counts["struck." + site] = count;
-    if (count == 0) run.Fail("calls", "no fault struck " + site);
+  for (std::size_t number = 0; number < CallSites().size(); ++number) {
+    const auto [name, place] = CallSites()[number];
+    run.counts[std::string("struck.") + name] = sites.Count(number);
+    if (sites.Count(number) == 0)
+      run.Fail("calls", std::string("no fault struck ") + name + " at " + place);
   }
-  if (sites.Counts().size() != CallSites().size()) run.Fail("calls", "unknown call site");
+  if (!CallSites().empty() && sites.FromNowhere() > 0)
+    run.Fail("calls", "a call was struck that mark_calls.py has not marked");
 }
 
 }  // namespace

@@ -2,11 +2,13 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace vmr::crash {
 namespace {
@@ -27,8 +29,14 @@ std::size_t Index(int number) { return static_cast<std::size_t>(number); }
 
 // A mistake of the harness or a call that no store may make.
 [[noreturn]] void GiveUp(const char* what) {
-  std::fprintf(stderr, "crash files: %s\n", what);
+  dprintf(STDERR_FILENO, "crash files: %s\n", what);  // stderr may lead nowhere
   std::abort();
+}
+
+// A path without a name leads nowhere, and is no call on a file.
+int NotFound() {
+  errno = ENOENT;
+  return -1;
 }
 
 }  // namespace
@@ -49,19 +57,30 @@ CowFiles::~CowFiles() { FileOps::Use(before_); }
 
 void CowFiles::Clear() {
   names_ = {};
-  files_.clear();
+  DropFiles(0);
   changes_.clear();
   descriptors_ = {};
   done_.clear();
   fault_ = {};
   chunk_ = chunk_used_ = 0;
   last_page_ = nullptr;
+  room_ = std::numeric_limits<long>::max();
 }
 
 CowFiles::File* CowFiles::NewFile() {
-  files_.push_back(std::make_unique<File>());
-  files_.back()->mode = kRegular0660;
-  return files_.back().get();
+  if (spare_.empty()) spare_.push_back(std::make_unique<File>());
+  files_.push_back(std::move(spare_.back()));
+  spare_.pop_back();
+  File& file = *files_.back();
+  file.pages.clear();
+  file.background = {};
+  file.size = 0;
+  file.mode = kRegular0660;
+  return &file;
+}
+
+void CowFiles::DropFiles(std::size_t but) {
+  for (; files_.size() > but; files_.pop_back()) spare_.push_back(std::move(files_.back()));
 }
 
 void CowFiles::MakeRing(int name) {
@@ -100,6 +119,10 @@ void CowFiles::SetPage(int name, int page, const Page& content) {
   ChangePage(*names_[Index(name)], page, content);
 }
 
+void CowFiles::SetBackground(int name, const Page& content) {
+  names_[Index(name)]->background = content;
+}
+
 unsigned char* CowFiles::Allocate(std::size_t bytes) {
   if (chunks_.empty() || chunk_used_ + bytes > kChunkBytes) {
     if (!chunks_.empty()) ++chunk_;
@@ -121,10 +144,12 @@ long CowFiles::Size(int name) const { return names_[Index(name)]->size; }
 
 mode_t CowFiles::Mode(int name) const { return names_[Index(name)]->mode; }
 
+const Page& CowFiles::PageOf(const File& file, int page) {
+  return Index(page) < file.pages.size() ? file.pages[Index(page)] : file.background;
+}
+
 const Page& CowFiles::PageAt(int name, int page) const {
-  static const Page kNone;
-  const File& file = *names_[Index(name)];
-  return Index(page) < file.pages.size() ? file.pages[Index(page)] : kNone;
+  return PageOf(*names_[Index(name)], page);
 }
 
 bool CowFiles::ReadRaw(int name, int page, unsigned char* to) const {
@@ -133,6 +158,17 @@ bool CowFiles::ReadRaw(int name, int page, unsigned char* to) const {
   const Page& content = PageAt(name, page);
   Fill(content, to);
   return content.bad_sectors == 0;
+}
+
+std::vector<unsigned char> CowFiles::ReadAll(int name) const {
+  const auto size = static_cast<std::size_t>(Size(name));
+  std::vector<unsigned char> bytes;
+  unsigned char page[kPageBytes];
+  for (int n = 0; bytes.size() < size; ++n) {
+    Fill(PageAt(name, n), page);
+    bytes.insert(bytes.end(), page, page + std::min<std::size_t>(kPageBytes, size - bytes.size()));
+  }
+  return bytes;
 }
 
 void CowFiles::Fill(const Page& page, unsigned char* to) {
@@ -161,7 +197,7 @@ void CowFiles::Undo(const Mark& mark, bool keep_pages) {
   descriptors_ = {};
   if (keep_pages) return;
   last_page_ = nullptr;
-  files_.resize(mark.files);
+  DropFiles(mark.files);
   chunk_ = mark.chunk;
   chunk_used_ = mark.chunk_used;
   done_.resize(std::min(done_.size(), mark.done));
@@ -170,7 +206,7 @@ void CowFiles::Undo(const Mark& mark, bool keep_pages) {
 void CowFiles::NoteSize(File& file) { changes_.push_back({&file, -1, {}, file.size, file.mode}); }
 
 void CowFiles::ChangePage(File& file, int page, const Page& content) {
-  if (Index(page) >= file.pages.size()) file.pages.resize(Index(page) + 1);
+  if (Index(page) >= file.pages.size()) file.pages.resize(Index(page) + 1, file.background);
   Page& held = file.pages[Index(page)];
   changes_.push_back({&file, page, held, 0, 0});
   held = content;
@@ -178,9 +214,10 @@ void CowFiles::ChangePage(File& file, int page, const Page& content) {
 
 // ---- Calls ------------------------------------------------------------------------
 
-int CowFiles::Lookup(const char* path) {
+int CowFiles::Lookup(const char* path) const {
   for (int name = 0; name <= kDirectory; ++name)
     if (std::strcmp(kPaths[name], path) == 0) return name;
+  if (other_paths_are_flat_) return kFlat;
   GiveUp(path);
 }
 
@@ -202,8 +239,39 @@ Done CowFiles::Note(Call call, int name) const {
   return note;
 }
 
+int CowFiles::Count(Call call, std::size_t from) const {
+  return static_cast<int>(std::count_if(done_.begin() + static_cast<long>(from), done_.end(),
+                                        [call](const Done& done) { return done.call == call; }));
+}
+
+int CowFiles::ChangesBeside(int name) const {
+  const auto changes = [name](const Done& done) {
+    if (done.error != 0 || done.name == name) return false;
+    switch (done.call) {
+      case Call::kOpen:
+        return done.create;
+      case Call::kSystem:
+        return done.to != name;
+      case Call::kWrite:
+      case Call::kChmod:
+      case Call::kRename:
+      case Call::kUnlink:
+        return true;
+      default:
+        return false;
+    }
+  };
+  return static_cast<int>(std::count_if(done_.begin(), done_.end(), changes));
+}
+
+int CowFiles::OpenDescriptors() const {
+  return static_cast<int>(std::count_if(descriptors_.begin(), descriptors_.end(),
+                                        [](const Descriptor& one) { return one.open; }));
+}
+
 bool CowFiles::Strikes(const Done& done) {
   done_.push_back(done);
+  done_.back().sites = SitesNow();
   if (fault_.call != done.call) return false;
   if (fault_.name != kAnyName && fault_.name != done.name) return false;
   if (fault_.skip > 0) {
@@ -222,6 +290,7 @@ int CowFiles::FailWith(int error) {
 }
 
 int CowFiles::Open(const char* path, int flags, mode_t mode) {
+  if (*path == '\0') return NotFound();
   const int name = Lookup(path);
   Done note = Note(Call::kOpen, name);
   note.create = (flags & O_CREAT) != 0;
@@ -233,7 +302,8 @@ int CowFiles::Open(const char* path, int flags, mode_t mode) {
   if (name != kDirectory && !LeadsToFile(name)) return FailWith(ENOENT);
   for (std::size_t fd = zero_is_free_ ? 0 : 3; fd < descriptors_.size(); ++fd) {
     if (descriptors_[fd].open || fd == 1 || fd == 2) continue;
-    descriptors_[fd] = {name == kDirectory ? nullptr : names_[Index(name)], name, true, 0};
+    descriptors_[fd] = {name == kDirectory ? nullptr : names_[Index(name)], name, true,
+                        (flags & O_ACCMODE) != O_RDONLY, 0};
     return static_cast<int>(fd);
   }
   GiveUp("descriptors leak");
@@ -264,8 +334,7 @@ long CowFiles::MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t co
   const long moved =
       std::min({static_cast<long>(count), left, static_cast<long>(kPageBytes - in_page)});
   if (moved == 0) return 0;
-  const std::size_t page = Index(static_cast<int>(descriptor.offset / kPageBytes));
-  const Page content = page < file.pages.size() ? file.pages[page] : Page{};
+  const Page& content = PageOf(file, static_cast<int>(descriptor.offset / kPageBytes));
   const int last_sector = (in_page + static_cast<int>(moved) - 1) / kSectorBytes;
   for (int sector = in_page / kSectorBytes; sector <= last_sector; ++sector)
     if ((content.bad_sectors >> sector & 1) != 0) return -1;
@@ -295,6 +364,9 @@ ssize_t CowFiles::Write(int fd, const void* data, std::size_t count) {
     count = Shortened(count);
     if (count == 0) return 0;
   }
+  if (!descriptor.writable) GiveUp("write to what is open for reading");
+  if (room_ < static_cast<long>(count)) return FailWith(ENOSPC);
+  room_ -= static_cast<long>(count);
   long moved = 0;
   while (moved < static_cast<long>(count))
     moved += MoveIn(descriptor, static_cast<const unsigned char*>(data) + moved,
@@ -317,7 +389,7 @@ long CowFiles::MoveIn(Descriptor& descriptor, const unsigned char* data, std::si
   const int page = static_cast<int>(descriptor.offset / kPageBytes);
   const int in_page = static_cast<int>(descriptor.offset % kPageBytes);
   const int moved = std::min(static_cast<int>(count), kPageBytes - in_page);
-  const Page before = Index(page) < file.pages.size() ? file.pages[Index(page)] : Page{};
+  const Page before = PageOf(file, page);
   Page after = moved == kPageBytes ? NewPage(data) : before;
   if (moved < kPageBytes) {
     unsigned char* const bytes = Allocate(kPageBytes);
@@ -376,6 +448,7 @@ bool CowFiles::StrikesNext() {
 }
 
 int CowFiles::Stat(const char* path, struct stat* status) {
+  if (*path == '\0') return NotFound();
   const int name = Lookup(path);
   if (Strikes(Note(Call::kStat, name))) return FailWith(fault_.error);
   if (StrikesNext()) return FailWith(EIO);
@@ -421,18 +494,26 @@ int CowFiles::System(const char* command) {
   Done note = Note(Call::kSystem, Lookup(from));
   note.to = Lookup(to);
   if (Strikes(note)) {
-    // A full device is met on the way, when half of the file stands there.
-    if (fault_.error == ENOSPC && Exists(note.name)) {
-      CopyFile(note.name, note.to);
-      SetSize(note.to, Size(note.name) / 2);
-    }
+    if (fault_.error == ENOSPC && Exists(note.name)) CopyHalf(note.name, note.to);
     errno = fault_.error;
     done_.back().error = fault_.error;
     return 256;  // exit status 1, as system() gives it
   }
   if (!Exists(note.name)) return 256;
+  const std::vector<Page>& pages = names_[Index(note.name)]->pages;
+  const bool readable = std::all_of(pages.begin(), pages.end(),
+                                    [](const Page& page) { return page.bad_sectors == 0; });
+  if (!readable || room_ <= 0) {
+    CopyHalf(note.name, note.to);
+    return 256;
+  }
   CopyFile(note.name, note.to);
   return 0;
+}
+
+void CowFiles::CopyHalf(int from, int to) {
+  CopyFile(from, to);
+  SetSize(to, Size(from) / 2);
 }
 
 int CowFiles::Usleep(unsigned int microseconds) {

@@ -1,16 +1,18 @@
 // The files of one ring store in memory, made for visiting many thousand states
-// a second: whatever is done to them can be undone in place.
+// a second: whatever is done to them can be undone in place. The crash states and
+// the fuzz targets run on them.
 #ifndef VMR_TESTS_CRASH_COW_FILES_H_
 #define VMR_TESTS_CRASH_COW_FILES_H_
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "host/file_ops.h"
+#include "tests/crash/call_sites.h"
 
 namespace vmr::crash {
 
@@ -77,6 +79,7 @@ struct Done {
   Page before, after;  // of a successful kWrite within one page
   long offset = 0;     // of kLseek
   int whence = 0;
+  SiteChain sites{};  // that it came from
 };
 
 // What a call does instead of its work.
@@ -120,6 +123,8 @@ class CowFiles : public FileOps {
   void SetSize(int name, long size);
   void SetMode(int name, mode_t mode);
   void SetPage(int name, int page, const Page& content);
+  // What pages hold that nobody has put or written, of a file just made; else zeros.
+  void SetBackground(int name, const Page& content);
   // Bytes that stay until Clear or the undoing of a mark set before.
   unsigned char* Allocate(std::size_t bytes);
   Page MakePage(const unsigned char* bytes, int used);
@@ -133,11 +138,13 @@ class CowFiles : public FileOps {
   const Page& PageAt(int name, int page) const;
   // The page's bytes; false when the device cannot read it or does not have it.
   bool ReadRaw(int name, int page, unsigned char* to) const;
+  std::vector<unsigned char> ReadAll(int name) const;
 
   // ---- Undo ----------------------------------------------------------------------
 
   struct File {
     std::vector<Page> pages;
+    Page background;  // behind them all
     long size = 0;
     mode_t mode = 0;
   };
@@ -163,6 +170,11 @@ class CowFiles : public FileOps {
 
   const std::vector<Done>& Calls() const { return done_; }
   void ForgetCalls() { done_.clear(); }
+  // Such calls from the `from`-th on.
+  int Count(Call call, std::size_t from = 0) const;
+  // Calls that changed or removed a file, those of the one of that name left out.
+  int ChangesBeside(int name) const;
+  int OpenDescriptors() const;
   void SetFault(const Fault& fault) {
     fault_ = fault;
     struck_ = 0;
@@ -175,6 +187,10 @@ class CowFiles : public FileOps {
   // The call that the fault struck first: an index into Calls().
   std::size_t FirstStruck() const { return first_struck_; }
 
+  // From now on so many bytes find room.
+  void SetRoom(long bytes) { room_ = bytes; }
+  // A path of none of the names is the flat file's too, instead of a mistake.
+  void TakeOtherPathsForFlat() { other_paths_are_flat_ = true; }
   // Descriptor 0 is handed out first, as in a process whose standard input is closed.
   void FreeDescriptorZero(bool free) { zero_is_free_ = free; }
 
@@ -199,6 +215,7 @@ class CowFiles : public FileOps {
     File* file = nullptr;
     int name = kDirectory;
     bool open = false;
+    bool writable = false;
     long offset = 0;
   };
   struct Change {
@@ -210,7 +227,8 @@ class CowFiles : public FileOps {
   };
   static constexpr std::size_t kChunkBytes = 1 << 20;
 
-  static int Lookup(const char* path);
+  int Lookup(const char* path) const;
+  static const Page& PageOf(const File& file, int page);
   Descriptor* Find(int fd);
   Done Note(Call call, int name) const;
   // Bytes that a shortened call moves.
@@ -220,6 +238,7 @@ class CowFiles : public FileOps {
   // The name leads to a file of whatever kind.
   bool LeadsToFile(int name) const;
   int FailWith(int error);
+  void DropFiles(std::size_t but);
   void NoteSize(File& file);
   void ChangePage(File& file, int page, const Page& content);
   Page NewPage(const unsigned char* bytes);
@@ -227,9 +246,12 @@ class CowFiles : public FileOps {
   void Advance(Descriptor& descriptor, long bytes);
   bool StrikesNext();
   static long MoveOut(Descriptor& descriptor, unsigned char* to, std::size_t count);
+  // Half of the file, as a full device or an unreadable page ends a copy.
+  void CopyHalf(int from, int to);
 
   Names names_{};
   std::vector<std::unique_ptr<File>> files_;
+  std::vector<std::unique_ptr<File>> spare_;  // whose memory the next ones use
   std::vector<Change> changes_;
   std::vector<std::unique_ptr<unsigned char[]>> chunks_;
   std::size_t chunk_ = 0, chunk_used_ = 0;
@@ -241,6 +263,8 @@ class CowFiles : public FileOps {
   std::size_t first_struck_ = 0;
   bool next_struck_ = false;
   bool zero_is_free_ = false;
+  bool other_paths_are_flat_ = false;
+  long room_ = std::numeric_limits<long>::max();
   FileOps* before_;
 };
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <vector>
 
 #include "tests/crash/recording.h"
 
@@ -90,6 +89,38 @@ TEST_F(CowFilesTest, ALostWriteReportsSuccessAndStoresNothing) {
   files_.SetFault(fault);
   WritePage(OpenFile1(), 2, 0x44);
   EXPECT_EQ(FirstByte(2), 0);
+}
+
+TEST_F(CowFilesTest, PagesThatNobodyPutHoldTheBackground) {
+  const Bytes background(kPageBytes, 0x5A);
+  files_.MakeFile(kFile2, 4L * kPageBytes, S_IFREG | 0660);
+  files_.SetBackground(kFile2, files_.MakePage(background.data(), kPageBytes));
+  const CowFiles::Mark mark = files_.Set();
+  files_.SetPage(kFile2, 2, {});
+  Bytes all = files_.ReadAll(kFile2);
+  ASSERT_EQ(all.size(), 4U * kPageBytes);
+  EXPECT_EQ(all[kPageBytes], 0x5A);
+  EXPECT_EQ(all[2U * kPageBytes], 0);
+  EXPECT_EQ(all[3U * kPageBytes], 0x5A);
+  files_.Undo(mark);
+  EXPECT_EQ(files_.ReadAll(kFile2)[2U * kPageBytes], 0x5A);
+}
+
+TEST_F(CowFilesTest, WithoutRoomNothingIsWrittenAndACopyFails) {
+  const int fd = OpenFile1();
+  files_.SetRoom(kPageBytes);
+  WritePage(fd, 0, 0x11);
+  const Bytes more(1, 0x22);
+  EXPECT_EQ(files_.Write(fd, more.data(), 1), -1);
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_NE(files_.System("cp /m/r_1.mtd /m/r_2.mtd"), 0);
+  EXPECT_EQ(files_.ChangesBeside(kAnyName), 2) << "one write, and half a copy";
+}
+
+TEST_F(CowFilesTest, WhatCannotBeReadCannotBeCopied) {
+  files_.SetPage(kFile1, 3, {nullptr, 0, 0xFF});
+  EXPECT_NE(files_.System("cp /m/r_1.mtd /m/r_2.mtd"), 0);
+  EXPECT_LT(files_.Size(kFile2), files_.Size(kFile1));
 }
 
 }  // namespace

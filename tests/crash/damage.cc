@@ -1,7 +1,5 @@
 // Damage: bits flipped and sectors gone in one cluster of one file, in one cluster
 // of each, and in the same cluster of both.
-#include <algorithm>
-#include <cstring>
 #include <set>
 #include <string>
 

@@ -101,18 +101,7 @@ class FlatCalls {
   std::vector<Done> baseline_;  // the session's calls when nothing fails
 };
 
-Bytes FlatCalls::Content() const {
-  Bytes content;
-  if (!files_.Exists(kFlat)) return content;
-  unsigned char page[kPageBytes];
-  const long size = files_.Size(kFlat);
-  for (int n = 0; n * long{kPageBytes} < size; ++n) {
-    CowFiles::Fill(files_.PageAt(kFlat, n), page);
-    content.insert(content.end(), page, page + kPageBytes);
-  }
-  content.resize(static_cast<std::size_t>(size));
-  return content;
-}
+Bytes FlatCalls::Content() const { return files_.Exists(kFlat) ? files_.ReadAll(kFlat) : Bytes{}; }
 
 // ---- Sessions ------------------------------------------------------------------------
 
@@ -248,8 +237,9 @@ void FlatCalls::FailAt(const std::string& prefix, const Fault& base, const Fault
   files_.ClearFault();
   std::string wrong = "the fault did not strike";
   if (files_.Struck() > 0) {
-    sites_.Note(files_.Calls(), files_.FirstStruck(), case_.abandoned);
-    if (files_.NextStruck()) sites_.Note(files_.Calls(), files_.FirstStruck() + 1);
+    const std::size_t first = files_.FirstStruck();
+    sites_.Note(files_.Calls()[first].sites);
+    if (files_.NextStruck()) sites_.Note(files_.Calls()[first + 1].sites);
     wrong = Judge(fault, session);
   }
   if (!wrong.empty()) run_.Fail(id, wrong);

@@ -1,7 +1,6 @@
 #include "tests/crash/oracle.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace vmr::crash {
 namespace {

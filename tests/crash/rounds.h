@@ -2,10 +2,6 @@
 #ifndef VMR_TESTS_CRASH_ROUNDS_H_
 #define VMR_TESTS_CRASH_ROUNDS_H_
 
-#include <algorithm>
-#include <cstdlib>
-#include <string>
-
 #include "tests/crash/recording.h"
 #include "tests/crash/run.h"
 

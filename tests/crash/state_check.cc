@@ -1,6 +1,5 @@
 #include "tests/crash/state_check.h"
 
-#include <algorithm>
 #include <cstring>
 #include <tuple>
 

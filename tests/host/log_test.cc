@@ -1,7 +1,6 @@
 // The log client: which messages are built, and what is sent.
 #include "host/log.h"
 
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>

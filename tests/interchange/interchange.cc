@@ -4,7 +4,6 @@
 // Messages of every level go to standard error. Built for two machines, each
 // reads what the other wrote.
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <string>
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "backends/data_store_normal.h"
+#include "backends/metadata_hdr_cache.h"
 #include "host/default/host_control.h"
 #include "host/log.h"
 #include "reader/metadata_reader.h"
@@ -279,6 +280,29 @@ TEST_F(NoAllocation, WithoutMemoryForTheWorkBufferOpenFailsAndSaysSo) {
   EXPECT_TRUE(text_matches);
   EXPECT_EQ(store.WorkBuffer(), nullptr);
   EXPECT_EQ(store.Open(), 1) << "and can be opened once there is memory";
+}
+
+TEST_F(NoAllocation, WithoutMemoryAHeaderOfAClusterIsNotKept) {
+  MetadataHdrCache cache(MetadataHdrCache::kDefaultCapacity);
+  const CLUSTER_HEADER_T header{};
+  RefuseMemory(true);
+  cache.Add(7, header);
+  RefuseMemory(false);
+  EXPECT_EQ(cache.Find(7), nullptr);
+  EXPECT_EQ(cache.Size(), 0u);
+  cache.Add(7, header);
+  EXPECT_NE(cache.Find(7), nullptr) << "and is once there is memory";
+}
+
+TEST_F(NoAllocation, TheHeadersOfASearchTakeMemoryOnce) {
+  MetadataHdrCache cache(MetadataHdrCache::kDefaultCapacity);
+  const auto search = [&] {
+    cache.Clear();
+    for (int cluster = 0; cluster < 32; ++cluster) cache.Add(cluster * 1000, {});
+  };
+  EXPECT_EQ(AllocationsDuring(search), 1u);
+  EXPECT_EQ(AllocationsDuring(search), 0u);
+  EXPECT_EQ(cache.Size(), 32u);
 }
 
 }  // namespace

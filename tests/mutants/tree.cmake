@@ -1,5 +1,5 @@
 # The sources that the seeded defects are tried on: what the crash program is made
-# of, and those tests of backends/ that a patch names. `run` copies this file into
+# of, and those tests of backends/ that a mutant names. `run` copies this file into
 # its copy of the sources as CMakeLists.txt.
 cmake_minimum_required(VERSION 3.25)
 project(vmr_mutants LANGUAGES C CXX)

@@ -28,6 +28,12 @@ need() {
 # pkg_config_dir PREFIX: where its .pc files are, whatever the library directory.
 pkg_config_dir() { dirname "$(find "$1" -name vmr.pc)"; }
 
+# soversion_of VERSION: what the soname and the package's name carry of it. Until
+# 1.0 a minor version may change the interface, so it counts: 0.1.
+soversion_of() {
+  if [[ $1 == 0.* ]]; then echo "${1%.*}"; else echo "${1%%.*}"; fi
+}
+
 # run_consumer PROGRAM: records with it in a fresh folder, which it then reads.
 run_consumer() {
   local folder result=0

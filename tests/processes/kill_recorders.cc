@@ -18,7 +18,6 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <optional>
 #include <random>
 #include <string>
 

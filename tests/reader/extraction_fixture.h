@@ -3,6 +3,7 @@
 #ifndef VMR_TESTS_READER_EXTRACTION_FIXTURE_H_
 #define VMR_TESTS_READER_EXTRACTION_FIXTURE_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -12,6 +13,7 @@
 #include "reader/metadata_reader.h"
 #include "tests/backends/ring_fixture.h"
 #include "tests/reader/reader_fixture.h"
+#include "tests/support/golden.h"
 
 namespace vmr::test {
 
@@ -37,16 +39,19 @@ inline Bytes Times(int count, const Bytes& bytes) {
 inline Bytes Mark(unsigned int tick) { return H1(tick, B("56")); }
 
 // The items of a full state in which nothing was reported but what `inputs`,
-// eleven bytes, say.
+// eleven bytes, say: those of full_state_fresh.txt.
 inline Bytes FreshState(unsigned int time, const std::string& inputs) {
-  return B("03") + Le32(time) + B("02 00 00 00 00 00 00 00") +
-         B("90 01 00 E0 00 00 E0 01 00 E0 02 00 E0 03 00 1A") + B(inputs) +
-         B("59 01 01 00 59 01 02 00 59 02 01 00 59 02 02 00") +
-         B("59 00 01 00 59 00 02 00 59 03 01 00 59 03 02 00 94 00") +
-         B("55 00 55 10 55 20 55 30 51 00 51 10 51 20 51 30") +
-         B("B0 00 00 00 00 00 00 00 00 B0 10 00 00 00 00 00 00 00") +
-         B("B0 20 00 00 00 00 00 00 00 B0 30 00 00 00 00 00 00 00") +
-         B("B0 40 00 00 00 00 00 00 00 B0 50 00 00 00 00 00 00 00");
+  const auto is_input = [](const GoldenItem& item) {
+    return item.bytes[0] >= TAG_EMERGENCY_LIGHTS_ON && item.bytes[0] <= TAG_DOCKED_OFF;
+  };
+  const std::vector<GoldenItem> items = ReadGolden("full_state_fresh.txt").items;
+  const auto first = std::find_if(items.begin(), items.end(), is_input);
+  const auto behind = std::find_if_not(first, items.end(), is_input);
+  Bytes state = B("03") + Le32(time);
+  for (auto item = items.begin() + 1; item != first; ++item) state = state + item->bytes;
+  state = state + B(inputs);
+  for (auto item = behind; item != items.end(); ++item) state = state + item->bytes;
+  return state;
 }
 inline constexpr char kInputsOff[] = "35 37 39 3D 3F 41 43 45 47 3B 4B";
 

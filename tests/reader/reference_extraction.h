@@ -182,7 +182,7 @@ class ReferenceExtraction {
     while (item < end) {
       const auto left = static_cast<std::size_t>(end - item);
       const TagRow* const row = FindTag(*item);
-      std::size_t length = ItemLength(row, item, left);
+      std::size_t length = *item == 0x04 ? 0 : ItemLength(row, item, left);
       if (length > 0)
         row->decoder(into, item, seen_);
       else if (over_zone_names && *item == 0x04 && left >= 2 && left >= item[1] + 2U)

@@ -7,7 +7,6 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <memory>
 #include <random>
 #include <string>
 

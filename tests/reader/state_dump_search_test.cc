@@ -46,7 +46,7 @@ class StateDumpSearch : public ExtractionTest {
     if (found.cluster < 0 || reader.ReadNextSystemTick(ring, out) < 1) return found;
     RecordingStore copy;
     EXPECT_EQ(copy.Open(), 1);
-    reader.WriteReadSystemTick(copy);
+    EXPECT_EQ(reader.WriteReadSystemTick(copy), 1);
     found.next_tick = AllOf(copy);
     found.tick = reader.ReadSysTick();
     return found;

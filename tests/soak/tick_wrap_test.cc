@@ -2,7 +2,6 @@
 // out, or because a unit counts from the beginning at every power-up. All
 // comparisons of ticks in the search for the newest cluster are plain unsigned
 // ones, so it takes the place of the fall for the end of the recording.
-#include <algorithm>
 #include <memory>
 #include <vector>
 

@@ -1,8 +1,11 @@
 #include "tests/soak/vehicle.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <sstream>
+
+#include "tests/support/documented_items.h"
 
 namespace vmr::test {
 namespace {
@@ -15,64 +18,13 @@ constexpr int kLights = 0, kSiren = 1, kBrake = 2, kAuxiliary = 3, kSystemPower 
 constexpr int kMicStreams[4] = {1, 2, 0, 3};
 constexpr int kFirstTemperature = -1000;
 
-// The fixed length of a tag's item; minus the offset of its count when it has a
-// text; 0 for a tag that no recording has.
-int LengthRule(int tag) {
-  if (tag >= 0x34 && tag <= 0x4B) return 1;
-  if (tag >= 0x61 && tag <= 0x67) return 5;
-  if (tag >= 0x68 && tag <= 0x6F) return 2;
-  if (tag >= 0x71 && tag <= 0x77) return 2;
-  if (tag >= 0x78 && tag <= 0x7E) return 3;
-  if (tag >= 0xE1 && tag <= 0xE4) return 2;
-  switch (tag) {
-    case 0x1A:
-    case 0x56:
-    case 0xF0:
-      return 1;
-    case 0x21:
-    case 0x51:
-    case 0x55:
-    case 0x94:
-      return 2;
-    case 0x18:
-    case 0x54:
-    case 0x92:
-    case 0xC0:
-      return 3;
-    case 0x59:
-      return 4;
-    case 0x03:
-    case 0x93:
-      return 5;
-    case 0x02:
-      return 8;
-    case 0xB0:
-      return 9;
-    case 0x91:
-      return 10;
-    case 0x04:
-    case 0x05:
-    case 0x06:
-    case 0x07:
-    case 0x08:
-    case 0x10:
-    case 0x11:
-    case 0x20:
-    case 0xF1:
-      return -1;
-    case 0x09:
-    case 0x50:
-    case 0x90:
-    case 0xE0:
-      return -2;
-    case 0x60:
-    case 0x70:
-      return -3;
-    case 0x58:
-      return -4;
-    default:
-      return 0;
-  }
+// A reader knows no item of 0x04, but a configuration carries one, as it does 0x11;
+// 0x19 is reserved, and no store writes it.
+std::array<DocumentedItem, 256> WrittenItems() {
+  std::array<DocumentedItem, 256> items = DocumentedItems();
+  items[0x04] = items[0x11];
+  items[0x19] = {};
+  return items;
 }
 
 char Byte(int value) { return static_cast<char>(value & 0xFF); }
@@ -88,12 +40,14 @@ int TTsOf(const Location_t& at) { return std::abs(DataStore::LocToTTs(at)); }
 }  // namespace
 
 std::vector<std::string> ItemsOf(const unsigned char* packet, int length) {
+  static const auto kItems = WrittenItems();
   const int head = packet[0] == 0x80 ? 6 : packet[0] == 0x81 ? 3 : 2;
   std::vector<std::string> items;
   for (int at = head; at < length - 1;) {
-    const int rule = LengthRule(packet[at]);
-    if (rule == 0) return {"no item"};
-    const int bytes = rule > 0 ? rule : 1 - rule + packet[at - rule];
+    const DocumentedItem& item = kItems[packet[at]];
+    if (item.size == 0) return {"no item"};
+    const auto size = static_cast<int>(item.size);
+    const int bytes = item.text ? size + packet[at + size - 1] : size;
     if (at + bytes > length - 1) return {"no end"};
     items.emplace_back(reinterpret_cast<const char*>(packet + at), static_cast<std::size_t>(bytes));
     at += bytes;

@@ -52,14 +52,14 @@ TEST_F(DataStoreLife, OpenAllocatesTheWorkBufferAndCloseFreesIt) {
 }
 
 TEST_F(DataStoreLife, CloseSaysSoInOneWord) {
-  store.Open();
+  ASSERT_EQ(store.Open(), 1);
   log.Clear();
   store.Close();
   EXPECT_THAT(log.Entries(), ElementsAre(LogEntry{kLogEachItem, "DataStore.cc", "Closedone"}));
 }
 
 TEST_F(DataStoreLife, OpeningTwiceIsRefusedAndHarmless) {
-  store.Open();
+  ASSERT_EQ(store.Open(), 1);
   unsigned char* const buffer = store.WorkBuffer();
   EXPECT_EQ(store.Open(), 0);
   EXPECT_TRUE(Logged(kLogError, "Open called on a store that is open"));
@@ -98,7 +98,7 @@ TEST_F(DataStoreLife, ViewModeIsAWordOfFlags) {
 
 TEST_F(DataStoreLife, NothingIsLoggedAtLevelsThatAreOff) {
   const CapturedLog errors_only(kLogError);
-  store.Open();
+  ASSERT_EQ(store.Open(), 1);
   store.AddToCurrPacket(B("56").data(), 1, static_cast<unsigned short>(1));
   store.WriteBuffers();
   store.Close();

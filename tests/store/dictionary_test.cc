@@ -131,6 +131,7 @@ std::map<int, Kind> WholeFormat() {
   std::map<int, Kind> kinds = {
       {0x02, {"mac", 8}},
       {0x03, {"time", 5}},
+      {0x04, {"time zone name", 2, true}},
       {0x05, {"officer", 2, true}},
       {0x06, {"department", 2, true}},
       {0x07, {"vehicle", 2, true}},
@@ -205,14 +206,14 @@ struct TagRange {
   int last;
 };
 constexpr TagRange kIllegalTags[] = {
-    {0x00, 0x01}, {0x04, 0x04}, {0x0A, 0x0F}, {0x12, 0x17}, {0x1B, 0x1F}, {0x22, 0x33},
-    {0x48, 0x49}, {0x4C, 0x4F}, {0x52, 0x53}, {0x57, 0x57}, {0x5A, 0x5F}, {0x7F, 0x8F},
-    {0x95, 0xAF}, {0xB1, 0xBF}, {0xC1, 0xD0}, {0xD2, 0xDF}, {0xE5, 0xEF}, {0xF2, 0xFF}};
+    {0x00, 0x01}, {0x0A, 0x0F}, {0x12, 0x17}, {0x1B, 0x1F}, {0x22, 0x33}, {0x48, 0x49},
+    {0x4C, 0x4F}, {0x52, 0x53}, {0x57, 0x57}, {0x5A, 0x5F}, {0x7F, 0x8F}, {0x95, 0xAF},
+    {0xB1, 0xBF}, {0xC1, 0xD0}, {0xD2, 0xDF}, {0xE5, 0xEF}, {0xF2, 0xFF}};
 
 TEST(TagCatalogue, TheFormatAndTheIllegalTagsTogetherAreAllNumbers) {
   std::set<int> numbers;
   for (const auto& [tag, kind] : WholeFormat()) numbers.insert(tag);
-  EXPECT_EQ(numbers.size(), 89u);
+  EXPECT_EQ(numbers.size(), 90u);
   for (const TagRange& range : kIllegalTags)
     for (int tag = range.first; tag <= range.last; ++tag)
       EXPECT_TRUE(numbers.insert(tag).second) << tag;
@@ -259,22 +260,18 @@ TEST(TagCatalogue, EveryIllegalTagIsIllegal) {
   EXPECT_EQ(ItemLength(nullptr, item.data(), item.size()), 0u);
 }
 
-TEST(TagCatalogue, NoDecoderAcceptsTheTimeZoneNameTag) {
+TEST(TagCatalogue, OneTagIsWrittenAndDecodedByNobody) {
   EXPECT_EQ(TAG_TIME_ZONE_NAME, 0x04);
-  EXPECT_EQ(FindTag(TAG_TIME_ZONE_NAME), nullptr);
+  for (const TagRow& row : Tags()) EXPECT_EQ(row.decoder == nullptr, row.tag == 0x04) << row.name;
 }
 
 TEST(TagCatalogue, LooksUpEveryRowByItsTag) {
   for (const TagRow& row : Tags()) EXPECT_EQ(FindTag(row.tag), &row);
 }
 
-TEST(TagCatalogue, EveryTagOfTheFormatHasARowAndADecoder) {
-  for (const auto& [tag, kind] : WholeFormat()) {
-    SCOPED_TRACE(tag);
-    const TagRow* const row = FindTag(static_cast<unsigned char>(tag));
-    ASSERT_NE(row, nullptr);
-    EXPECT_NE(row->decoder, nullptr);
-  }
+TEST(TagCatalogue, EveryTagOfTheFormatHasARow) {
+  for (const auto& [tag, kind] : WholeFormat())
+    EXPECT_NE(FindTag(static_cast<unsigned char>(tag)), nullptr) << tag;
 }
 
 TEST(TagCatalogue, ReadingsOfDevicesThatTheDictionaryDoesNotListAreDecoded) {

@@ -78,27 +78,27 @@ TEST_F(PacketAssembly, ContinuationCarriesNoTick) {
 }
 
 TEST_F(PacketAssembly, ContinuationOfOneByteHasItsCrcOverTheHeaderByteAlone) {
-  store.WritePacketCont(B("56").data(), 1);
+  ASSERT_EQ(store.WritePacketCont(B("56").data(), 1), 1);
   EXPECT_EQ(store.packets[0].bytes, B("82 01 56") + Bytes{ReferenceCrc8(B("82"))});
 }
 
 TEST_F(PacketAssembly, ContinuationOfNoBytesHasTheInitialValueAsCrc) {
-  store.WritePacketCont(B("56").data(), 0);
+  ASSERT_EQ(store.WritePacketCont(B("56").data(), 0), 1);
   EXPECT_EQ(store.packets[0].bytes, B("82 00 FF"));
 }
 
 TEST_F(PacketAssembly, ContinuationCrcLeavesOutTheLastTwoItemBytes) {
-  store.WritePacketCont(B("34 36 38 3C").data(), 4);
-  store.WritePacketCont(B("34 36 39 3D").data(), 4);
-  store.WritePacketCont(B("34 37 38 3C").data(), 4);
+  ASSERT_EQ(store.WritePacketCont(B("34 36 38 3C").data(), 4), 1);
+  ASSERT_EQ(store.WritePacketCont(B("34 36 39 3D").data(), 4), 1);
+  ASSERT_EQ(store.WritePacketCont(B("34 37 38 3C").data(), 4), 1);
   const unsigned char crc = store.packets[0].bytes.back();
   EXPECT_EQ(store.packets[1].bytes.back(), crc);
   EXPECT_NE(store.packets[2].bytes.back(), crc);
 }
 
 TEST_F(PacketAssembly, EmptyPacketsHaveLengthZero) {
-  store.WritePacket1(0x01020304, B("56").data(), 0);
-  store.WritePacket2(0x01020304, B("56").data(), 0);
+  ASSERT_EQ(store.WritePacket1(0x01020304, B("56").data(), 0), 1);
+  ASSERT_EQ(store.WritePacket2(0x01020304, B("56").data(), 0), 1);
   EXPECT_EQ(store.packets[0].bytes, WithCrc(B("80 04 03 02 01 00")));
   EXPECT_EQ(store.packets[1].bytes, WithCrc(B("81 04 00")));
 }
@@ -157,8 +157,8 @@ TEST_F(PacketAssembly, TickMinusOneIsLoggedAndWrittenAllTheSame) {
 }
 
 TEST_F(PacketAssembly, OrdinaryTicksAndShortHeadersAreNotLogged) {
-  store.WritePacket1(0xFFFFFFFE, B("56").data(), 1);
-  store.WritePacket2(0xFFFFFFFF, B("56").data(), 1);
+  ASSERT_EQ(store.WritePacket1(0xFFFFFFFE, B("56").data(), 1), 1);
+  ASSERT_EQ(store.WritePacket2(0xFFFFFFFF, B("56").data(), 1), 1);
   EXPECT_THAT(log.Entries(), IsEmpty());
 }
 

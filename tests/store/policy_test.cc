@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <set>
 #include <type_traits>
@@ -490,7 +489,7 @@ TEST_F(Policy, AChangedTimeZoneNameIsWrittenUnderTheTagThatNoReaderAccepts) {
   store.ReportSystemInfo(info, true);
   EXPECT_THAT(Added(), ElementsAre("Add to Current packet size (5), newSlack (2)"));
   EXPECT_EQ(Items(), B("04 03 43 53 54"));
-  EXPECT_EQ(FindTag(0x04), nullptr);
+  EXPECT_EQ(FindTag(0x04)->decoder, nullptr);
   store.ReportSystemInfo(info, true);
   EXPECT_THAT(Items(), IsEmpty());
 }

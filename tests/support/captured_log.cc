@@ -1,7 +1,6 @@
 #include "tests/support/captured_log.h"
 
 #include <algorithm>
-#include <cctype>
 #include <ostream>
 #include <string_view>
 
@@ -36,8 +35,7 @@ CapturedLog::~CapturedLog() {
   host::SetLogLevel(mask_before_);
 }
 
-int CapturedLog::Count(unsigned int level, const std::string& file,
-                       const std::string& text) const {
+int CapturedLog::Count(unsigned int level, const std::string& file, const std::string& text) const {
   return static_cast<int>(
       std::count(entries_.begin(), entries_.end(), LogEntry{level, file, text}));
 }

@@ -5,7 +5,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <cassert>
 #include <stdexcept>
 #include <utility>
 

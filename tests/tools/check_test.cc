@@ -1,4 +1,6 @@
 // Looking a store over for damage.
+#include "tools/commands/check.h"
+
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -8,7 +10,6 @@
 #include "backends/data_store_normal.h"
 #include "tests/support/file_hook.h"
 #include "tests/tools/ring_images.h"
-#include "tools/check_command.h"
 
 namespace vmr::test {
 namespace {

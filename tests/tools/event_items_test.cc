@@ -3,10 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "host/enum_to_string.h"
+#include "store/tag_catalogue.h"
 #include "tests/support/recording_store.h"
-#include "tools/event_parser.h"
+#include "tools/events/event_parser.h"
 #include "tools/events/records.h"
-#include "tools/unit_configuration.h"
+#include "tools/record/unit_configuration.h"
 
 namespace vmr::tool {
 namespace {
@@ -179,7 +180,8 @@ TEST(EventWords, AreThoseThatTheViewerPrints) {
   ExpectWords("streamCamera", kCameraPortCount, EnumToString::CameraPortToStr);
   ExpectWords("videoFormat", 6, EnumToString::VideoFormatToStr);
   ExpectWords("radarType", 4, EnumToString::RadarTypeToStr);
-  ExpectWords("inputName", kDiscreteInputCount, [](int i) { return kDiscreteInputs[i].name; });
+  ExpectWords("inputName", kDiscreteInputCount,
+              [](int i) { return FindTag(kDiscreteInputs[i].on_tag)->name; });
   EXPECT_STREQ(EnumToString::VideoFormatToStr(6), "unknown");
   EXPECT_STREQ(EnumToString::RadarTypeToStr(4), "unknown");
 }

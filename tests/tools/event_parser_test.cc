@@ -1,7 +1,8 @@
-#include "tools/event_parser.h"
+#include "tools/events/event_parser.h"
 
 #include <gtest/gtest.h>
 
+#include "store/tag_catalogue.h"
 #include "tests/support/recording_store.h"
 
 namespace vmr::tool {
@@ -37,7 +38,7 @@ bool Ignored(const std::string& line) {
 
 TEST(ParseLine, EveryInputIsKnownByItsNameAndItsNumber) {
   for (const DiscreteInput& input : kDiscreteInputs) {
-    const std::string name = "\"" + std::string(input.name) + "\"";
+    const std::string name = "\"" + std::string(FindTag(input.on_tag)->name) + "\"";
     for (const std::string& id : {name, std::to_string(input.index)})
       EXPECT_EQ(ItemsOf(R"({"event":"input","on":true,"name":)" + id + "}"),
                 test::Bytes{input.on_tag})

@@ -1,10 +1,10 @@
-#include "tools/gpsd_report.h"
+#include "tools/events/gpsd_report.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/support/recording_store.h"
-#include "tools/event_parser.h"
-#include "tools/gps_tracker.h"
+#include "tools/events/event_parser.h"
+#include "tools/record/gps_tracker.h"
 
 namespace vmr::tool {
 namespace {
@@ -68,7 +68,7 @@ class GpsTrackerTest : public testing::Test {
   test::Bytes ItemsAfter(const std::string& line) {
     ParsedLine parsed = ParseLine(line);
     const Report& report = std::get<Report>(parsed);
-    tracker.Take(store, std::get<GpsReport>(report.content), report.stamp, 7);
+    tracker.Follow(store, std::get<GpsReport>(report.content), report.stamp, 7);
     return store.FlushedItems();
   }
 

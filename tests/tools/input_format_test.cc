@@ -1,5 +1,5 @@
 // Inputs that are no lines of JSON: recognised, and refused before a store is made.
-#include "tools/input_format.h"
+#include "tools/record/input_format.h"
 
 #include <signal.h>
 

@@ -1,4 +1,4 @@
-#include "tools/iso_time.h"
+#include "tools/common/iso_time.h"
 
 #include <gtest/gtest.h>
 

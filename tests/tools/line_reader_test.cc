@@ -1,4 +1,4 @@
-#include "tools/line_reader.h"
+#include "tools/record/line_reader.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "tools/line_remarks.h"
+#include "tools/record/line_remarks.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ class LineRemarksTest : public testing::Test {
   // Takes so many lines, and gives what was said of them.
   std::string SaidOf(int lines, int at_s, Kind kind = Kind::kUnusable) {
     testing::internal::CaptureStderr();
-    for (int line = 0; line < lines; ++line) remarks.Take(kind, 7, "wrong", start + seconds(at_s));
+    for (int line = 0; line < lines; ++line) remarks.Tell(kind, 7, "wrong", start + seconds(at_s));
     return testing::internal::GetCapturedStderr();
   }
   std::string SaidBy(int at_s) {
@@ -60,7 +60,7 @@ TEST_F(LineRemarksTest, KindsDoNotHideEachOther) {
 
 TEST_F(LineRemarksTest, WhatALineHoldsDoesNotReachTheTerminalAsItIs) {
   testing::internal::CaptureStderr();
-  remarks.Take(Kind::kUnusable, 1,
+  remarks.Tell(Kind::kUnusable, 1,
                "\"mode\" is \"\x1B[2J\xC2\x9B"
                "2J \xC3\xA9\"",
                start);

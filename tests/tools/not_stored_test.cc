@@ -12,7 +12,7 @@
 #include "tests/support/file_hook.h"
 #include "tests/support/scarce_room.h"
 #include "tests/tools/ring_images.h"
-#include "tools/recorder.h"
+#include "tools/record/recorder.h"
 
 namespace vmr::test {
 namespace {
@@ -109,7 +109,7 @@ std::string RecordSome(const std::string& base, bool& stored) {
   recorder.Begin(tick);
   for (int i = 0; i < 10; ++i, tick += 10) {
     recorder.TimerTick(tick);
-    recorder.Take(std::get<tool::Report>(tool::ParseLine(kBookmark)), tick);
+    recorder.Record(std::get<tool::Report>(tool::ParseLine(kBookmark)), tick);
   }
   recorder.Close();
   stored = recorder.Conclude();

@@ -1,4 +1,4 @@
-#include "tools/recorded_clock.h"
+#include "tools/ring/recorded_clock.h"
 
 #include <gtest/gtest.h>
 

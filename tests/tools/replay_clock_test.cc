@@ -1,10 +1,10 @@
-#include "tools/replay_clock.h"
+#include "tools/record/replay_clock.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "tools/iso_time.h"
+#include "tools/common/iso_time.h"
 
 namespace vmr::tool {
 namespace {
@@ -22,7 +22,7 @@ class ReplayClockTest : public testing::Test {
     const ReplayClock::Placement place = clock.Place(stamp);
     EXPECT_EQ(place.error, "");
     clock.SetTick(place.tick);
-    clock.Take(stamp);
+    clock.SetTime(stamp);
     return clock.Tick();
   }
   std::time_t NowAt(unsigned int tick) {

@@ -1,4 +1,6 @@
 // Mending a store in place.
+#include "tools/ring/scrub.h"
+
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -7,8 +9,7 @@
 #include "host/default/host_control.h"
 #include "tests/support/simulated_files.h"
 #include "tests/tools/ring_images.h"
-#include "tools/ring_findings.h"
-#include "tools/ring_scrub.h"
+#include "tools/ring/findings.h"
 
 namespace vmr::test {
 namespace {
@@ -313,11 +314,11 @@ TEST_F(ScrubPowerCut, AReadErrorInOnePlaceIsOneBadCopy) {
   files.FailFromNowOn(FileOp::kRead, kFile1, EIO);
   tool::RingSurvey survey(kFile1, kFile2);
   survey.Read();
-  EXPECT_EQ(survey.At(3).copy[0].state, tool::CopyState::kUnreadable);
-  EXPECT_EQ(survey.At(3).best, 1);
+  EXPECT_EQ(survey.At(3).Copy(1).state, tool::CopyState::kUnreadable);
+  EXPECT_EQ(survey.At(3).best, 2);
   const auto findings = tool::FindAll(survey);
   ASSERT_FALSE(findings.empty());
-  EXPECT_STREQ(tool::KindText(findings[0].kind), "unreadable");
+  EXPECT_TRUE(findings[0].Is(tool::finding_kind::kUnreadable));
   EXPECT_EQ(tool::Gravest(findings), tool::Severity::kDamaged);
 }
 

@@ -1,4 +1,4 @@
-#include "tools/time_point.h"
+#include "tools/common/time_point.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

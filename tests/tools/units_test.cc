@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "tools/gpsd_client.h"
-#include "tools/progress.h"
-#include "tools/store_path.h"
+#include "tools/common/store_path.h"
+#include "tools/record/gpsd_client.h"
+#include "tools/record/input_progress.h"
 
 namespace vmr::tool {
 namespace {

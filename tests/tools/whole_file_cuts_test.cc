@@ -9,10 +9,10 @@
 #include "host/default/host_control.h"
 #include "tests/support/simulated_files.h"
 #include "tests/tools/ring_images.h"
-#include "tools/ring_findings.h"
-#include "tools/ring_salvage.h"
-#include "tools/ring_scrub.h"
-#include "tools/ring_writer.h"
+#include "tools/ring/findings.h"
+#include "tools/ring/salvage.h"
+#include "tools/ring/scrub.h"
+#include "tools/ring/writer.h"
 
 namespace vmr::test {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "store/data_store.h"
-#include "tools/json_fields.h"
+#include "tools/events/json_fields.h"
 
 namespace vmr::tool {
 

@@ -86,7 +86,7 @@ class Changes {
   explicit Changes(const JsonFields& fields) : fields_(fields) {}
 
   template <typename Item, std::size_t N>
-  void Take(const Row<Record, Item> (&rows)[N]) {
+  void AddGiven(const Row<Record, Item> (&rows)[N]) {
     for (const auto& row : rows) {
       if (!fields_.Has(row.name)) continue;
       Item item;
@@ -159,8 +159,8 @@ VideoMgrStreamQualityItem StreamQualityOf(const std::vector<JsonFields>& streams
 
 std::function<void(SystemInfo&)> SystemInfoChanges(const JsonFields& fields) {
   Changes<SystemInfo> changes(fields);
-  changes.Take(kSystemFlags);
-  changes.Take(kSystemNumbers);
+  changes.AddGiven(kSystemFlags);
+  changes.AddGiven(kSystemNumbers);
   if (fields.Has("radar_type"))
     changes.Add([type = fields.Number<std::uint16_t>("radar_type")](SystemInfo& info) {
       info.radar_type = type;
@@ -178,8 +178,8 @@ std::function<void(SystemInfo&)> SystemInfoChanges(const JsonFields& fields) {
 
 std::function<void(VideoRecordingSettings&)> RecordingSettingsChanges(const JsonFields& fields) {
   Changes<VideoRecordingSettings> changes(fields);
-  changes.Take(kRecordingFlags);
-  changes.Take(kRecordingNumbers);
+  changes.AddGiven(kRecordingFlags);
+  changes.AddGiven(kRecordingNumbers);
   if (fields.Has("cameras"))
     for (const JsonFields& camera : fields.List("cameras")) changes.Add(CameraChange(camera));
   return changes.All();

@@ -8,7 +8,7 @@
 
 #include "host/records.h"
 #include "store/identity.h"
-#include "tools/json_fields.h"
+#include "tools/events/json_fields.h"
 
 namespace vmr::tool {
 

@@ -1,0 +1,110 @@
+#include "tools/commands/extract_summary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "tools/common/iso_time.h"
+#include "tools/common/time_point.h"
+
+namespace vmr::tool {
+namespace {
+
+// A unit that runs writes its whole state every 7202 ticks at the latest; the
+// rest is for what waits to be written.
+constexpr unsigned int kLongestQuiet = 7202 + 20;
+
+// Asked for as the last tick, it is what there is to the end.
+constexpr unsigned int kEndOfRecording = 0xFFFFFFFF;
+
+std::string TimeNote(const ExtractionFacts& facts, unsigned int tick) {
+  const auto time_us = facts.clock != nullptr ? facts.clock->TimeAt(tick) : std::nullopt;
+  return time_us ? fmt::format(" ({})", LocalTimeText(*time_us)) : "";
+}
+
+std::string RangeText(const ExtractionFacts& facts, const TickRange& range) {
+  return fmt::format("ticks {}{} to {}{}", range.first, TimeNote(facts, range.first), range.last,
+                     TimeNote(facts, range.last));
+}
+
+std::string StateText(const ExtractionReport& report) {
+  if (report.dump_found)
+    return fmt::format("from the state dump at tick {} in cluster {}", report.dump_tick,
+                       report.state_cluster);
+  return "from the recording's first packet on, as no state dump comes before it";
+}
+
+std::string NothingBetween(unsigned int first, unsigned int last) {
+  const unsigned int seconds = (last - first) / 2;
+  return fmt::format("nothing is recorded between ticks {} and {} ({}:{:02}:{:02} hours)", first,
+                     last, seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+// Adds the time between two ticks without packets, if that is a gap.
+void AddGap(std::vector<std::string>& missing, unsigned int first, unsigned int last) {
+  if (last > first && last - first > kLongestQuiet) missing.push_back(NothingBetween(first, last));
+}
+
+// The last one of which the extract tells: that of its state, when no packet behind
+// it tells one.
+unsigned int LastTick(const ExtractionFacts& facts) {
+  const unsigned int copied = facts.report.last_tick;
+  return copied != kNoTick ? copied : facts.extracted.first;
+}
+
+void AddEnd(std::vector<std::string>& missing, const ExtractionFacts& facts) {
+  const ExtractionReport& report = facts.report;
+  const bool ended = report.next_tick == kNoTick;
+  const unsigned int last_tick = LastTick(facts);
+  if (ended && report.read_failed)
+    missing.push_back(
+        fmt::format("a cluster after tick {} cannot be read in either file; what "
+                    "follows is not in the extract",
+                    last_tick));
+  else if (ended && facts.asked.last != kEndOfRecording && last_tick < facts.asked.last)
+    missing.push_back(fmt::format("the recording ends at tick {}, inside the range", last_tick));
+  if (!ended) AddGap(missing, last_tick, std::min(report.next_tick, facts.asked.last));
+}
+
+}  // namespace
+
+std::string DescribeExtraction(const ExtractionFacts& facts) {
+  const ExtractionReport& report = facts.report;
+  std::string text = fmt::format("asked:   {}\n", RangeText(facts, facts.asked));
+  text +=
+      fmt::format("widened: {}\n", RangeText(facts, {facts.extracted.first, report.widened_end}));
+  text += fmt::format("state:   {}\n", StateText(report));
+  text += fmt::format("copied:  {} packets, {} bytes", report.packets, report.bytes);
+  if (report.first_tick != kNoTick)
+    text += ", " + RangeText(facts, {report.first_tick, report.last_tick});
+  return text + "\n";
+}
+
+std::vector<std::string> WhatIsMissing(const ExtractionFacts& facts) {
+  const ExtractionReport& report = facts.report;
+  if (report.packets == 0)
+    return {
+        fmt::format("no packet lies in the range; the extract holds only its label and the "
+                    "full state at tick {}",
+                    facts.extracted.first)};
+  std::vector<std::string> missing;
+  if (report.first_tick != kNoTick) AddGap(missing, facts.asked.first, report.first_tick);
+  if (report.widest_gap > 0) AddGap(missing, report.gap_tick, report.gap_tick + report.widest_gap);
+  if (report.ticks_went_back)
+    missing.push_back("ticks go back inside the range; the recording was begun anew there");
+  if (report.skipped_bytes > 0)
+    missing.push_back(fmt::format("{} bytes inside the range are damaged and were passed over",
+                                  report.skipped_bytes));
+  AddEnd(missing, facts);
+  return missing;
+}
+
+std::optional<std::string> FoldedStart(const ExtractionFacts& facts) {
+  if (!facts.report.start_tick_folded) return std::nullopt;
+  return fmt::format(
+      "tick {} itself holds events; they are in the full state, not copied; a start "
+      "one tick earlier copies them",
+      facts.extracted.first);
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,38 @@
+// What `vmr extract` says about an extraction.
+#ifndef VMR_TOOLS_COMMANDS_EXTRACT_SUMMARY_H_
+#define VMR_TOOLS_COMMANDS_EXTRACT_SUMMARY_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "reader/metadata_reader.h"
+#include "tools/ring/recorded_clock.h"
+
+namespace vmr::tool {
+
+struct TickRange {
+  unsigned int first = 0;
+  unsigned int last = 0;
+};
+
+struct ExtractionFacts {
+  TickRange asked;      // as the user gave it
+  TickRange extracted;  // with the margin
+  ExtractionReport report;
+  const RecordedClock* clock = nullptr;  // null: the range was given in ticks
+};
+
+// Lines for standard output, each ended.
+std::string DescribeExtraction(const ExtractionFacts& facts);
+
+// Why the file does not hold all of the range that was asked for; empty when it
+// does.
+std::vector<std::string> WhatIsMissing(const ExtractionFacts& facts);
+
+// A warning about events at the start tick; nothing when there are none.
+std::optional<std::string> FoldedStart(const ExtractionFacts& facts);
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_COMMANDS_EXTRACT_SUMMARY_H_

@@ -1,0 +1,117 @@
+#include "tools/ring/cluster_content.h"
+
+#include <fmt/format.h>
+
+#include "backends/cluster_format.h"
+#include "store/bytes.h"
+#include "store/packet_format.h"
+#include "store/tag_catalogue.h"
+
+namespace vmr::tool {
+namespace {
+
+class Walk {
+ public:
+  Walk(const unsigned char* image, std::size_t used_bytes, ContentSink* sink)
+      : image_(image), end_(used_bytes), sink_(sink), st_(ClusterSt(image)) {
+    if (TellsTick(st_)) tick_ = st_;
+  }
+
+  ClusterContent Run() {
+    for (std::size_t at = kClusterHeaderBytes; at < end_;) at += Step(image_ + at, end_ - at);
+    return content_;
+  }
+
+ private:
+  // Looks at what stands at `packet`; how far it reaches.
+  std::size_t Step(const unsigned char* packet, std::size_t available) {
+    const PacketShape* const shape = FindPacketShape(packet[0]);
+    if (shape == nullptr) {
+      if (packet[0] != HEADER_NULL) ++content_.junk_bytes;
+      return 1;
+    }
+    const std::size_t bytes = WholePacketBytes(packet, available);
+    if (bytes == 0) {
+      ++content_.cut_packets;
+      return available;
+    }
+    // A dictionary has no CRC, and its last byte is not judged.
+    if (shape->has_items && !PacketEndIsRight(packet, bytes))
+      ++content_.wrong_crcs;
+    else
+      CountPacket(*shape, packet, bytes);
+    return bytes;
+  }
+
+  void CountPacket(const PacketShape& shape, const unsigned char* packet, std::size_t bytes) {
+    if (content_.packets++ == 0) content_.first_kind = packet[0];
+    if (packet == image_ + kClusterHeaderBytes) content_.begins_sound = true;
+    FollowTick(packet);
+    if (sink_ != nullptr) sink_->OnPacket(packet, bytes, tick_);
+    if (shape.has_items)
+      CountItems(packet + shape.head_bytes, bytes - shape.head_bytes - kPacketCrcBytes);
+  }
+
+  void FollowTick(const unsigned char* packet) {
+    unsigned int tick = tick_;
+    if (packet[0] == HEADER_1)
+      tick = GetLe32(packet + 1);
+    else if (packet[0] == HEADER_2 && tick_ != kNoTick)
+      tick = (tick_ & ~0xFFU) | packet[1];
+    else
+      return;
+    if (content_.first_tick == kNoTick) {
+      content_.first_tick = tick;
+      // Continuations in front may have been given the tick of a packet behind them
+      // that a power cut then kept from being written.
+      const bool continued = content_.first_kind == HEADER_CONT;
+      content_.wrong_st = continued ? tick < st_ : tick != st_;
+    } else if (tick < tick_) {
+      content_.ticks_fall = true;
+    }
+    tick_ = tick;
+    content_.last_tick = tick;
+  }
+
+  void CountItems(const unsigned char* item, std::size_t available) {
+    while (available > 0) {
+      const std::size_t bytes = ItemLength(FindTag(item[0]), item, available);
+      if (bytes == 0) {
+        ++content_.undecodable;
+        return;
+      }
+      ++content_.items;
+      content_.tags.set(item[0]);
+      if (sink_ != nullptr) sink_->OnItem(item, tick_);
+      item += bytes;
+      available -= bytes;
+    }
+  }
+
+  const unsigned char* image_;
+  std::size_t end_;
+  ContentSink* sink_;
+  unsigned int st_;
+  unsigned int tick_ = kNoTick;
+  ClusterContent content_;
+};
+
+}  // namespace
+
+ClusterContent WalkCluster(const unsigned char* image, std::size_t used_bytes, ContentSink* sink) {
+  return Walk(image, used_bytes, sink).Run();
+}
+
+std::string KindName(unsigned char tag) {
+  const TagRow* const row = FindTag(tag);
+  return row != nullptr ? row->name : fmt::format("tag 0x{:02X}", tag);
+}
+
+std::set<std::string> KindNames(const TagSet& tags) {
+  std::set<std::string> names;
+  for (std::size_t tag = 0; tag < tags.size(); ++tag)
+    if (tags.test(tag)) names.insert(KindName(static_cast<unsigned char>(tag)));
+  return names;
+}
+
+}  // namespace vmr::tool
