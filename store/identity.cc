@@ -91,6 +91,8 @@ void StoreText(StateMirror& mirror, StringId id, std::string_view value) {
 
 }  // namespace
 
+const char* ComponentName(e_COMPONENT component) { return kComponentNames[component]; }
+
 const StringRow* FindStringRow(e_Tag tag) {
   for (const StringRow& row : kStrings)
     if (row.tag == tag) return &row;

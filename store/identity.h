@@ -26,6 +26,8 @@ enum e_COMPONENT : std::uint32_t {
   COMPONENT_POWER_BOARD_HARDWARE = 9
 };
 inline constexpr unsigned int kComponentCount = 10;
+// As the viewer prints it; `component` is below kComponentCount.
+const char* ComponentName(e_COMPONENT component);
 inline constexpr std::size_t kMacBytes = 6;
 
 // The texts that have a string item.

@@ -21,8 +21,6 @@ constexpr unsigned short kDataSlack = 1;
 // position above 4 becomes stream number 0 without a word.
 constexpr unsigned char kStreamNumbers[] = {1, 2, 0, 3, 4};
 constexpr unsigned int kStreamNumberRows = sizeof(kStreamNumbers);
-constexpr e_MicrophonePosition kPositions[] = {MIC_POSITION_2, MIC_POSITION_0, MIC_POSITION_1,
-                                               MIC_POSITION_3};
 
 int PositionOf(unsigned char stream_number) {
   return static_cast<int>(DataStore::ConvertKeltMicToOrvaneMicValue(stream_number));
@@ -67,7 +65,7 @@ unsigned char DataStore::ConvertOrvaneMicToKELTMicValue(e_MicrophonePosition pos
 }
 
 e_MicrophonePosition DataStore::ConvertKeltMicToOrvaneMicValue(unsigned char streamNumber) {
-  if (streamNumber < kMicCount) return kPositions[streamNumber];
+  if (streamNumber < kMicCount) return kMicPositionOfStream[streamNumber];
   // Deliberate: the byte appears as one raw character.
   VMR_LOG(kLogError, "ConvertKeltMicToOrvaneMicValue"
                          << " Invalid KELT value passed in of " << static_cast<char>(streamNumber));

@@ -22,6 +22,10 @@ inline constexpr unsigned int kMicCount = 4;
 // What a microphone data item tells. On disk: these values may never change.
 enum e_MIC_DATA_STATE : std::uint32_t { MIC_DATA_PRESENT = 1, MIC_DATA_STATE = 2 };
 
+// The position of stream number 0 to 3.
+inline constexpr e_MicrophonePosition kMicPositionOfStream[kMicCount] = {
+    MIC_POSITION_2, MIC_POSITION_0, MIC_POSITION_1, MIC_POSITION_3};
+
 struct MicrophoneMirror {
   bool present[kMicCount] = {};
   bool on[kMicCount] = {};

@@ -1,0 +1,303 @@
+// Ticks, positions, times and gaps, as a recording tells them.
+#include "records/decoder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/records/decoded.h"
+
+namespace vmr::records {
+namespace {
+
+using test::B;
+using test::Bytes;
+using test::Cont;
+using test::Decode;
+using test::DecodedLines;
+using test::Hdr1;
+using test::Hdr2;
+using test::Lines;
+using test::operator+;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+// ---- Ticks -----------------------------------------------------------------------
+
+TEST(Ticks, OfAShortHeaderHaveTheUpperBitsOfThePacketBefore) {
+  EXPECT_THAT(DecodedLines(Hdr1(0x1FE, "34") + Hdr2(0xFF, "35")),
+              ElementsAre("510 input input='emergency lights' on=1",
+                          "511 input input='emergency lights' on=0"));
+}
+
+TEST(Ticks, OfContinuationsAreThePacketsTheyGoOnFrom) {
+  EXPECT_THAT(DecodedLines(Hdr1(5, "56") + Cont("56 56 56")),
+              ElementsAre("5 bookmark", "5 bookmark", "5 bookmark", "5 bookmark"));
+}
+
+TEST(Ticks, AreNotMadeUpWhereNothingTellsThem) {
+  EXPECT_THAT(DecodedLines(Hdr2(0xFF, "56") + Hdr1(9, "56")),
+              ElementsAre("- bookmark", "9 bookmark"));
+  EXPECT_THAT(DecodedLines(Cont("56 56 56") + Hdr1(9, "56")),
+              ElementsAre("- bookmark", "- bookmark", "- bookmark", "9 bookmark"));
+}
+
+TEST(Ticks, OfAClustersFirstPacketsAreTheClusters) {
+  EXPECT_THAT(Decode({{Hdr2(0x02, "56"), 0x1202}}).lines, ElementsAre("4610 bookmark"));
+}
+
+// The cluster's tick is that of the first packet with a header, not theirs.
+TEST(Ticks, OfContinuationsThatHaveLostTheirPacketAreUnknown) {
+  EXPECT_THAT(Decode({{Cont("56 56") + Hdr2(0x03, "56"), 0x1203}}).lines,
+              ElementsAre("- bookmark", "- bookmark", "4611 bookmark"));
+}
+
+TEST(Ticks, OfAnAdjustedRecordLieSoMuchEarlier) {
+  EXPECT_THAT(DecodedLines(Hdr1(100, "21 0A 34 36")),
+              ElementsAre("100 tick_adjust ticks=10", "90 input input='emergency lights' on=1",
+                          "100 input input='siren' on=1"));
+}
+
+TEST(Ticks, ThatFallBeginANewRun) {
+  EXPECT_THAT(DecodedLines(Hdr1(500000, "56") + Hdr1(7, "56")),
+              ElementsAre("500000 bookmark", "run 1 from 7", "7 bookmark"));
+}
+
+TEST(Ticks, GoOnThroughTheEndOf32Bits) {
+  EXPECT_THAT(DecodedLines(Hdr1(0xFFFFFFF0, "56") + Hdr1(7, "56")),
+              ElementsAre("4294967280 bookmark", "7 bookmark"));
+}
+
+// ---- Positions -------------------------------------------------------------------
+
+TEST(Positions, HaveTheSignsOfTheirQuadrant) {
+  const char* const kTail = " 29 27 96 00 5D 1D A6 25";
+  const auto line = [&](const char* quadrant) {
+    return DecodedLines(Hdr1(1, std::string("91 ") + quadrant + kTail));
+  };
+  EXPECT_THAT(line("00"),
+              ElementsAre("1 position latitude=24990150 longitude=56099638 absolute=1"));
+  EXPECT_THAT(line("01"),
+              ElementsAre("1 position latitude=24990150 longitude=-56099638 absolute=1"));
+  EXPECT_THAT(line("02"),
+              ElementsAre("1 position latitude=-24990150 longitude=56099638 absolute=1"));
+  EXPECT_THAT(line("03"),
+              ElementsAre("1 position latitude=-24990150 longitude=-56099638 absolute=1"));
+}
+
+// A way counts north and west as positive, whatever the hemisphere.
+TEST(Positions, AddWaysToTheSignedPosition) {
+  EXPECT_THAT(DecodedLines(Hdr1(1, "91 02 25 00 00 00 90 00 00 00") + Hdr2(2, "92 7F 81") +
+                           Hdr2(3, "93 01 80 FF 7F")),
+              ElementsAre("1 position latitude=-22200000 longitude=86400000 absolute=1",
+                          "2 position latitude=-22199873 longitude=86400127 absolute=0",
+                          "3 position latitude=-22232640 longitude=86367360 absolute=0"));
+}
+
+TEST(Positions, CrossTheEquatorAndTheMeridiansByWays) {
+  EXPECT_THAT(DecodedLines(Hdr1(1, "91 00 00 00 05 00 00 00 05 00") + Hdr2(2, "92 F6 0A")),
+              ElementsAre("1 position latitude=5 longitude=5 absolute=1",
+                          "2 position latitude=-5 longitude=-5 absolute=0"));
+  EXPECT_THAT(DecodedLines(Hdr1(1, "91 00 00 00 00 00 B3 3B 0B 27") + Hdr2(2, "92 00 F6")),
+              ElementsAre("1 position latitude=0 longitude=107999995 absolute=1",
+                          "2 position latitude=0 longitude=-107999995 absolute=0"));
+}
+
+TEST(Positions, AreUnknownWithoutAWholeOne) {
+  EXPECT_THAT(DecodedLines(Hdr1(1, "92 01 01")),
+              ElementsAre("1 position latitude=? longitude=? absolute=0"));
+}
+
+TEST(Positions, ThatAreNoPlaceOnEarthAreUnknown) {
+  for (const char* const item : {"91 04 29 27 96 00 5D 1D A6 25", "91 00 5B 00 00 00 00 00 00 00",
+                                 "91 00 00 3C 00 00 00 00 00 00", "91 00 00 00 10 27 00 00 00 00",
+                                 "91 00 00 00 00 00 B4 00 01 00"})
+    EXPECT_THAT(DecodedLines(Hdr1(1, item)),
+                ElementsAre("1 position latitude=? longitude=? absolute=1"))
+        << item;
+}
+
+TEST(Positions, AreUnknownBehindAGapUntilToldWhole) {
+  EXPECT_THAT(Decode({{Hdr1(1, "91 00 01 00 00 00 01 00 00 00"), 1},
+                      {Hdr1(9, "92 01 01") + Hdr1(10, "91 00 01 00 00 00 01 00 00 00"), 9, true}})
+                  .lines,
+              ElementsAre("1 position latitude=600000 longitude=600000 absolute=1",
+                          "gap 1..9 lost clusters", "9 position latitude=? longitude=? absolute=0",
+                          "10 position latitude=600000 longitude=600000 absolute=1"));
+}
+
+TEST(Positions, OfTheStateInAUnitsExtractAreUnverifiedUntilOneIsCopied) {
+  const Bytes extract = Hdr1(8,
+                             "20 0C 52 61 6E 67 65 20 38 20 74 6F 20 39"
+                             " 91 00 01 00 00 00 01 00 00 00") +
+                        Hdr2(9, "92 01 00") + Hdr2(10, "91 01 01 00 00 00 01 00 00 00");
+  EXPECT_THAT(Decode({{extract}}, true).lines,
+              ElementsAre("8 log text='Range 8 to 9'",
+                          "8 position latitude=600000 longitude=600000 absolute=1 (unverified)",
+                          "9 position latitude=600001 longitude=600000 absolute=0 (unverified)",
+                          "10 position latitude=600000 longitude=-600000 absolute=1"));
+}
+
+TEST(Positions, BehindALogThatOnlyLooksLikeALabelAreKnown) {
+  const Bytes file = Hdr1(8, "20 07 52 61 6E 67 65 20 38 91 00 01 00 00 00 01 00 00 00");
+  EXPECT_THAT(Decode({{file}}, true).lines,
+              ElementsAre("8 log text='Range 8'",
+                          "8 position latitude=600000 longitude=600000 absolute=1"));
+}
+
+// ---- Times -----------------------------------------------------------------------
+
+std::vector<std::string> TimesOf(const Lines& lines) {
+  std::vector<std::string> texts;
+  for (const Time& time : lines.times)
+    texts.push_back(time.quality == TimeQuality::kUnknown
+                        ? "unknown"
+                        : std::to_string(time.us / 100000) + " " + TextOf(time.quality));
+  return texts;
+}
+
+TEST(Times, GoOnFromTheLastOneTold) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(10, "03 64 00 00 00") + Hdr2(13, "56")}})),
+              ElementsAre("1000 exact", "1015 exact"));
+}
+
+TEST(Times, BeforeTheFirstOneAreReckonedBackwards) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(4, "56")}, {Hdr1(10, "56 03 64 00 00 00")}})),
+              ElementsAre("970 estimated", "1000 estimated", "1000 exact"));
+}
+
+TEST(Times, AreUnknownWhereNoneIsTold) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(4, "56")}})), ElementsAre("unknown"));
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(4, "03 FF FF FF FF")}})), ElementsAre("unknown"));
+}
+
+TEST(Times, ThatJumpAreAnEventWithItsSize) {
+  const Lines lines = Decode({{Hdr1(10, "03 64 00 00 00") + Hdr2(20, "03 C8 00 00 00")}});
+  EXPECT_THAT(lines.lines,
+              ElementsAre("10 time time=100", "step 20 by 95000000", "20 time time=200"));
+  EXPECT_THAT(TimesOf(lines), ElementsAre("1000 exact", "2000 stepped"));
+}
+
+TEST(Times, WithinASecondAreNoJump) {
+  EXPECT_THAT(Decode({{Hdr1(10, "03 64 00 00 00") + Hdr2(20, "03 6A 00 00 00")}}).lines,
+              ElementsAre("10 time time=100", "20 time time=106"));
+}
+
+TEST(Times, BehindAGapComeFromTheNextOneTold) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(10, "03 64 00 00 00"), 10},
+                              {Hdr1(30, "56") + Hdr1(40, "03 E8 03 00 00"), 30, true}})),
+              ElementsAre("1000 exact", "9950 estimated", "10000 stepped"));
+}
+
+TEST(Times, BehindAGapWithoutANextOneAreEstimated) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(10, "03 64 00 00 00"), 10}, {Hdr1(30, "56"), 30, true}})),
+              ElementsAre("1000 exact", "1100 estimated"));
+}
+
+TEST(Times, OfAnotherRunTellNothingOfThisOne) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(500000, "56") + Hdr1(4, "03 64 00 00 00")}})),
+              ElementsAre("unknown", "1000 exact"));
+}
+
+// ---- Damage ----------------------------------------------------------------------
+
+TEST(Damage, WrongPacketCrcMarksItsRecordsAndIsAGap) {
+  Bytes bad = Hdr1(5, "34 36");
+  bad.back() = static_cast<unsigned char>(bad.back() ^ 1);
+  EXPECT_THAT(DecodedLines(Hdr1(4, "56") + bad + Hdr1(6, "56")),
+              ElementsAre("4 bookmark", "5 input input='emergency lights' on=1 (wrong CRC)",
+                          "5 input input='siren' on=1 (wrong CRC)", "gap 4..6 wrong packet CRC",
+                          "6 bookmark"));
+}
+
+TEST(Damage, BytesThatBeginNoPacketAreAGap) {
+  EXPECT_THAT(DecodedLines(Hdr1(4, "56") + B("00 11 22") + Hdr1(6, "56")),
+              ElementsAre("4 bookmark", "gap 4..6 no packets", "6 bookmark"));
+}
+
+TEST(Damage, ShortHeaderBehindItHasNoTick) {
+  EXPECT_THAT(DecodedLines(Hdr1(4, "56") + B("00") + Hdr2(6, "56")),
+              ElementsAre("4 bookmark", "gap 4..- no packets", "- bookmark"));
+}
+
+TEST(Damage, PacketCutShortIsAGap) {
+  Bytes cut = Hdr1(6, "34 36 38");
+  cut.resize(cut.size() - 2);
+  EXPECT_THAT(DecodedLines(Hdr1(4, "56") + cut),
+              ElementsAre("4 bookmark", "gap 4..- cut short at the end"));
+}
+
+TEST(Damage, ItemOfNoKnownKindHidesTheRestOfItsPacketOnly) {
+  EXPECT_THAT(DecodedLines(Hdr1(4, "56 FF 34") + Hdr2(5, "56")),
+              ElementsAre("4 bookmark", "gap 4..5 unknown item", "5 bookmark"));
+}
+
+TEST(Damage, ItemThatReachesPastItsPacketHidesTheRest) {
+  const Lines lines = Decode({{Hdr1(4, "56 05 09 41")}});
+  EXPECT_THAT(lines.lines, ElementsAre("4 bookmark", "gap 4..- unknown item"));
+  EXPECT_EQ(lines.gaps[0].bytes, 3);
+}
+
+TEST(Damage, OfNothingButBytesFindsNothing) {
+  EXPECT_THAT(DecodedLines(Bytes(500, 0x7F)), ElementsAre("gap -..- no packets"));
+  EXPECT_THAT(DecodedLines({}), IsEmpty());
+}
+
+TEST(Damage, DictionariesAndNullHeadersAreNone) {
+  EXPECT_THAT(DecodedLines(B("83 01 56 01 00 84 84") + Hdr1(4, "56")), ElementsAre("4 bookmark"));
+}
+
+// ---- Full states -----------------------------------------------------------------
+
+// The end of a configuration and every input, filled up to a size that only a full state has.
+std::string FullStateItems(const std::string& more) {
+  std::string fill;
+  for (int i = 0; i < 30; ++i) fill += "18 26 01 ";
+  return fill + "1A 35 37 39 3D 3F 41 43 45 47 3B 4B " + more;
+}
+
+std::vector<std::string> LinesOf(const Bytes& stream, const std::string& part) {
+  std::vector<std::string> found;
+  for (const std::string& line : DecodedLines(stream))
+    if (line.find(part) != std::string::npos) found.push_back(line);
+  return found;
+}
+
+TEST(FullStates, RepeatWhatIsKnownAndWhatNothingHasTold) {
+  const Bytes stream = Hdr1(4, "71 20") + Hdr1(5, FullStateItems("71 20 E1 05"));
+  EXPECT_THAT(LinesOf(stream, "speed"),
+              ElementsAre("4 speed device=1 speed=32", "5 speed device=1 speed=32 (repeats)"));
+  EXPECT_THAT(LinesOf(stream, "temperature"),
+              ElementsAre("5 temperature sensor='inlet' temperature=5 (repeats)"));
+}
+
+TEST(FullStates, HoldChangesThatWereWaitingWhenTheyWereWritten) {
+  EXPECT_THAT(LinesOf(Hdr1(4, "34") + Hdr1(5, FullStateItems("")), "lights"),
+              ElementsAre("4 input input='emergency lights' on=1",
+                          "5 input input='emergency lights' on=0"));
+}
+
+TEST(FullStates, AreToldFromConfigurationsByTheInputs) {
+  std::string configuration;
+  for (int i = 0; i < 40; ++i) configuration += "18 26 01 ";
+  for (const std::string& line : DecodedLines(Hdr1(5, configuration + "1A")))
+    EXPECT_EQ(line.find("(repeats)"), std::string::npos) << line;
+}
+
+// It tells what one field of each report has made of a live stream.
+TEST(FullStates, DoNotChangeALiveStream) {
+  EXPECT_THAT(LinesOf(Hdr1(4, "B0 05 00 00 00 00 00 00 01") +
+                          Hdr1(5, FullStateItems("B0 00 00 00 00 00 00 00 01")),
+                      "5 live"),
+              ElementsAre("5 live_stream stream=0 camera=1 enabled=0 quality='low' address=0 "
+                          "port=0 (repeats)"));
+}
+
+TEST(FullStates, ThatGoOnInTheNextClusterAreWhole) {
+  const std::string first = FullStateItems("").substr(0, 90);
+  const std::string rest = FullStateItems("E1 05").substr(90);
+  const auto lines = Decode({{Hdr1(5, first)}, {Cont(rest), 5}}).lines;
+  EXPECT_EQ(lines.back(), "5 temperature sensor='inlet' temperature=5 (repeats)");
+}
+
+}  // namespace
+}  // namespace vmr::records

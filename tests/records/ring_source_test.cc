@@ -1,0 +1,210 @@
+// Rings as sources: whole, torn, lost, overtaken, mixed.
+#include "records/ring_source.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/backends/ring_fixture.h"
+#include "tests/records/decoded.h"
+#include "tests/support/file_hook.h"
+
+namespace vmr::records {
+namespace {
+
+using test::B;
+using test::Bytes;
+using test::ClusterImage;
+using test::Cont;
+using test::Hdr1;
+using test::Hdr2;
+using test::Lines;
+using test::operator+;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class RingSourceTest : public test::RingTest {
+ protected:
+  std::unique_ptr<RingSource> Open() { return RingSource::Open(kFile1, kFile2, problem_); }
+  // Of everything in the ring.
+  Lines ReadAll() {
+    Lines lines;
+    const std::unique_ptr<RingSource> source = Open();
+    EXPECT_NE(source, nullptr) << static_cast<int>(problem_);
+    if (source == nullptr) return lines;
+    Decoder(*source, lines).Run();
+    conflicts_ = source->Conflicts();
+    return lines;
+  }
+  // A bookmark at `tick`, and `more` items.
+  static Bytes Marked(unsigned int tick, const std::string& more = "") {
+    return ClusterImage(tick, Hdr1(tick, "56 " + more));
+  }
+  static Bytes Spoilt(Bytes image) {
+    image[9] = static_cast<unsigned char>(image[9] ^ 0x10);
+    return image;
+  }
+  // A wrapped ring whose newest cluster is `newest`: that of cluster c behind the oldest
+  // is of tick 1000 + c.
+  void PutWrapped(std::size_t newest) {
+    const auto image = [newest](std::size_t c) {
+      const std::size_t age = (c + test::kRingClusters - newest - 1) % test::kRingClusters;
+      return Marked(static_cast<unsigned int>(1000 + age));
+    };
+    PutEmptyPair();
+    files_.PutBlocks(kFile1, 0, test::kRingClusters, image);
+    files_.CopyContent(kFile1, kFile2);
+  }
+
+  RingProblem problem_{};
+  int conflicts_ = 0;
+};
+
+TEST_F(RingSourceTest, YoungRingIsReadFromItsFirstCluster) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(5));
+  PutInBoth(1, Marked(9));
+  const Lines lines = ReadAll();
+  EXPECT_THAT(lines.lines, ElementsAre("5 bookmark", "9 bookmark"));
+  EXPECT_EQ(lines.places[1].cluster, 1);
+  EXPECT_EQ(lines.places[1].offset, 4096 + 7 + 6);
+}
+
+TEST_F(RingSourceTest, EmptyRingHoldsNothing) {
+  PutEmptyPair();
+  EXPECT_THAT(ReadAll().lines, IsEmpty());
+}
+
+TEST_F(RingSourceTest, WrappedRingBeginsBehindItsNewestClusterWithAGap) {
+  PutWrapped(99);
+  const Lines lines = ReadAll();
+  ASSERT_THAT(lines.lines, SizeIs(1 + test::kRingClusters));
+  EXPECT_EQ(lines.lines[0], "gap -..1000 overwritten");
+  EXPECT_EQ(lines.lines[1], "1000 bookmark");
+  EXPECT_EQ(lines.places[0].cluster, 100);
+  EXPECT_EQ(lines.lines.back(), "33767 bookmark");
+}
+
+TEST_F(RingSourceTest, OneFileIsEnough) {
+  PutEmptyRing(kFile2);
+  PutCluster(kFile2, 0, Marked(5));
+  EXPECT_THAT(ReadAll().lines, ElementsAre("5 bookmark"));
+}
+
+TEST_F(RingSourceTest, WithoutFilesThereIsNone) {
+  EXPECT_EQ(Open(), nullptr);
+  EXPECT_EQ(problem_, RingProblem::kNoFile);
+}
+
+TEST_F(RingSourceTest, LongerCopyCounts) {
+  PutEmptyPair();
+  PutCluster(kFile1, 0, Marked(5));
+  PutCluster(kFile2, 0, ClusterImage(5, Hdr1(5, "56") + Hdr2(6, "34")));
+  const Lines lines = ReadAll();
+  EXPECT_THAT(lines.lines, ElementsAre("5 bookmark", "6 input input='emergency lights' on=1"));
+  EXPECT_EQ(lines.places[0].file, 2);
+  EXPECT_EQ(conflicts_, 0);
+}
+
+TEST_F(RingSourceTest, CopyWithATickCountsWhereContinuationsHadNone) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(5));
+  PutCluster(kFile1, 1, ClusterImage(0xFFFFFFFE, Cont("56 56")));
+  PutCluster(kFile2, 1, ClusterImage(9, Cont("56 56") + Hdr2(9, "56")));
+  EXPECT_THAT(ReadAll().lines, ElementsAre("5 bookmark", "5 bookmark", "5 bookmark", "9 bookmark"));
+}
+
+TEST_F(RingSourceTest, NewestClustersOfContinuationsAloneAreRead) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(5));
+  PutInBoth(1, ClusterImage(0xFFFFFFFE, Cont("34 36")));
+  EXPECT_THAT(ReadAll().lines, ElementsAre("5 bookmark", "5 input input='emergency lights' on=1",
+                                           "5 input input='siren' on=1"));
+}
+
+TEST_F(RingSourceTest, ClusterBadInOneFileIsReadFromTheOther) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(5));
+  PutCluster(kFile1, 0, Spoilt(Marked(5)));
+  EXPECT_THAT(ReadAll().lines, ElementsAre("5 bookmark"));
+}
+
+TEST_F(RingSourceTest, ClusterBadInBothIsAGapAndWhatIsBehindItIsRead) {
+  PutEmptyPair();
+  for (std::size_t c = 0; c < 4; ++c) PutInBoth(c, Marked(static_cast<unsigned int>(10 + c)));
+  PutInBoth(1, Spoilt(Marked(11)));
+  PutInBoth(2, Spoilt(Marked(12)));
+  const Lines lines = ReadAll();
+  EXPECT_THAT(lines.lines, ElementsAre("10 bookmark", "gap 10..13 lost clusters", "13 bookmark"));
+  EXPECT_EQ(lines.gaps[0].clusters, 2);
+  EXPECT_EQ(lines.gaps[0].place.cluster, 1);
+}
+
+TEST_F(RingSourceTest, ClusterThatBothFilesHaveMissedIsAGap) {
+  PutWrapped(99);
+  PutInBoth(50, Marked(77));  // of the lap before
+  const Lines lines = ReadAll();
+  EXPECT_THAT(lines.gaps, SizeIs(2));
+  for (const std::string& line : lines.lines) EXPECT_NE(line, "77 bookmark");
+}
+
+TEST_F(RingSourceTest, TornCopyWithARightCrcGivesWayToASoundOne) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(5, "34"));
+  PutCluster(kFile1, 0, ClusterImage(5, B("80 05 00 00 00 09 56 36")));
+  EXPECT_THAT(ReadAll().lines, ElementsAre("5 bookmark", "5 input input='emergency lights' on=1"));
+  EXPECT_EQ(conflicts_, 0);
+}
+
+TEST_F(RingSourceTest, FilesOfTwoRecordingsAreRefused) {
+  PutEmptyPair();
+  for (std::size_t c = 0; c < 6; ++c)
+    PutCluster(kFile1, c, Marked(static_cast<unsigned int>(10 + 100 * c)));
+  for (std::size_t c = 0; c < 2; ++c)
+    PutCluster(kFile2, c, Marked(static_cast<unsigned int>(30 + 100 * c), "34"));
+  EXPECT_EQ(Open(), nullptr);
+  EXPECT_EQ(problem_, RingProblem::kTwoRecordings);
+}
+
+TEST_F(RingSourceTest, RingWhoseEndCannotBeFoundIsRefused) {
+  PutEmptyPair();
+  PutInBoth(0, Spoilt(Marked(5)));
+  EXPECT_EQ(Open(), nullptr);
+  EXPECT_EQ(problem_, RingProblem::kNoEnd);
+}
+
+TEST_F(RingSourceTest, WhatARecorderWritesOverMeanwhileIsAGap) {
+  PutWrapped(99);
+  const std::unique_ptr<RingSource> source = Open();
+  ASSERT_NE(source, nullptr);
+  for (std::size_t c = 100; c < 103; ++c)
+    PutInBoth(c, Marked(static_cast<unsigned int>(40000 + c)));
+  Lines lines;
+  Decoder(*source, lines).Run();
+  EXPECT_EQ(lines.lines[0], "gap -..1003 overwritten");
+  EXPECT_EQ(lines.lines[1], "1003 bookmark");
+  EXPECT_EQ(lines.lines.back(), "33767 bookmark");
+  EXPECT_EQ(lines.gaps[0].clusters, 3);
+}
+
+TEST_F(RingSourceTest, FilesAreNeverWritten) {
+  PutWrapped(3);
+  PutCluster(kFile1, 7, Spoilt(Marked(1)));
+  files_.ClearOperations();
+  ReadAll();
+  EXPECT_THAT(files_.Trace({test::FileOp::kWrite}), IsEmpty());
+}
+
+TEST_F(RingSourceTest, TimesAreLookedForFromTheClusterAtHandOn) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(10));
+  PutInBoth(1, Marked(20));
+  PutInBoth(2, Marked(30, "03 64 00 00 00"));
+  const Lines lines = ReadAll();
+  EXPECT_EQ(lines.times[0].us, 90000000);
+  EXPECT_EQ(lines.times[0].quality, TimeQuality::kEstimated);
+  EXPECT_EQ(lines.times[1].us, 95000000);
+}
+
+}  // namespace
+}  // namespace vmr::records
