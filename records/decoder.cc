@@ -20,7 +20,7 @@ constexpr unsigned int kTicksADay = 24 * 60 * 60 * 2;
 
 constexpr std::int32_t kTTsPerMinute = 10000;
 constexpr std::int32_t kMinutesPerDegree = 60;
-constexpr std::int32_t kHalfCircle_tts = 180 * kMinutesPerDegree * kTTsPerMinute;
+constexpr std::int32_t kHalfCircleTTs = 180 * kMinutesPerDegree * kTTsPerMinute;
 
 constexpr std::size_t kLongestPacket = sizeof(DICTIONARY_T) + kPacketCrcBytes;
 
@@ -346,8 +346,8 @@ void Decoder::TakeAbsolute(const unsigned char* item) {
   position_.latitude_tts = (quadrant & 2) != 0 ? -tts(latitude) : tts(latitude);
   position_.longitude_tts = (quadrant & 1) != 0 ? -tts(longitude) : tts(longitude);
   const bool is_place = quadrant <= 3 && in_range(latitude) && in_range(longitude) &&
-                        std::abs(position_.latitude_tts) <= kHalfCircle_tts / 2 &&
-                        std::abs(position_.longitude_tts) <= kHalfCircle_tts;
+                        std::abs(position_.latitude_tts) <= kHalfCircleTTs / 2 &&
+                        std::abs(position_.longitude_tts) <= kHalfCircleTTs;
   const bool is_replayed = is_unit_extract_ && first_group_;
   position_.quality = !is_place     ? PositionQuality::kUnknown
                       : is_replayed ? PositionQuality::kUnverified
@@ -359,9 +359,9 @@ void Decoder::TakeWay(std::int32_t north_tts, std::int32_t west_tts) {
   position_.latitude_tts += north_tts;
   position_.longitude_tts -= west_tts;
   // Once around the date line.
-  if (position_.longitude_tts > kHalfCircle_tts) position_.longitude_tts -= 2 * kHalfCircle_tts;
-  if (position_.longitude_tts < -kHalfCircle_tts) position_.longitude_tts += 2 * kHalfCircle_tts;
-  if (std::abs(position_.latitude_tts) > kHalfCircle_tts / 2)
+  if (position_.longitude_tts > kHalfCircleTTs) position_.longitude_tts -= 2 * kHalfCircleTTs;
+  if (position_.longitude_tts < -kHalfCircleTTs) position_.longitude_tts += 2 * kHalfCircleTTs;
+  if (std::abs(position_.latitude_tts) > kHalfCircleTTs / 2)
     position_.quality = PositionQuality::kUnknown;
 }
 

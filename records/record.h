@@ -115,7 +115,7 @@ struct ClockStep {
   std::int64_t expected_us;  // from the time told before
   std::int64_t told_us;
   Place place;
-  std::int64_t Step_us() const { return told_us - expected_us; }
+  std::int64_t Microseconds() const { return told_us - expected_us; }
 };
 
 // Takes what a decoder finds, in recorded order.

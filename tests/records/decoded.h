@@ -55,7 +55,7 @@ class Lines : public records::Sink {
     gaps.push_back(gap);
   }
   void OnClockStep(const records::ClockStep& step) override {
-    lines.push_back("step " + TickText(step.tick) + " by " + std::to_string(step.Step_us()));
+    lines.push_back("step " + TickText(step.tick) + " by " + std::to_string(step.Microseconds()));
   }
   void OnNewRun(int run, unsigned int tick) override {
     lines.push_back("run " + std::to_string(run) + " from " + TickText(tick));

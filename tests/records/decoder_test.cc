@@ -9,15 +9,7 @@
 namespace vmr::records {
 namespace {
 
-using test::B;
-using test::Bytes;
-using test::Cont;
-using test::Decode;
-using test::DecodedLines;
-using test::Hdr1;
-using test::Hdr2;
-using test::Lines;
-using test::operator+;
+using namespace test;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -70,9 +62,9 @@ TEST(Ticks, GoOnThroughTheEndOf32Bits) {
 // ---- Positions -------------------------------------------------------------------
 
 TEST(Positions, HaveTheSignsOfTheirQuadrant) {
-  const char* const kTail = " 29 27 96 00 5D 1D A6 25";
+  const char* const tail = " 29 27 96 00 5D 1D A6 25";
   const auto line = [&](const char* quadrant) {
-    return DecodedLines(Hdr1(1, std::string("91 ") + quadrant + kTail));
+    return DecodedLines(Hdr1(1, std::string("91 ") + quadrant + tail));
   };
   EXPECT_THAT(line("00"),
               ElementsAre("1 position latitude=24990150 longitude=56099638 absolute=1"));

@@ -30,7 +30,7 @@ class Printer final : public Sink {
     std::printf("gap %u %u %s\n", gap.from_tick, gap.to_tick, TextOf(gap.reason));
   }
   void OnClockStep(const ClockStep& step) override {
-    std::printf("step %u %lld\n", step.tick, static_cast<long long>(step.Step_us()));
+    std::printf("step %u %lld\n", step.tick, static_cast<long long>(step.Microseconds()));
   }
   void OnNewRun(int run, unsigned int tick) override { std::printf("run %d %u\n", run, tick); }
 };

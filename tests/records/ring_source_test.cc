@@ -11,14 +11,7 @@
 namespace vmr::records {
 namespace {
 
-using test::B;
-using test::Bytes;
-using test::ClusterImage;
-using test::Cont;
-using test::Hdr1;
-using test::Hdr2;
-using test::Lines;
-using test::operator+;
+using namespace test;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
