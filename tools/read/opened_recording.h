@@ -1,0 +1,27 @@
+// A recording that a command reads by the program's own decoder.
+#ifndef VMR_TOOLS_READ_OPENED_RECORDING_H_
+#define VMR_TOOLS_READ_OPENED_RECORDING_H_
+
+#include <memory>
+#include <string>
+
+#include "records/source.h"
+#include "tools/common/store_path.h"
+
+namespace vmr::tool {
+
+struct OpenedRecording {
+  std::string name;                         // as it is spoken of: the base of a store, or the file
+  std::unique_ptr<records::Source> source;  // null: it cannot be read
+  std::string error;                        // why, and what to do
+  std::string remark;                       // what is worth saying about it; may be empty
+  bool is_store = false;
+};
+
+// Opens a store (one of its files is enough), a flat file, or a single cluster file.
+// Nothing is changed on disk. Two recordings in one store are refused.
+OpenedRecording OpenRecording(const std::string& path, PathKind kind);
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_READ_OPENED_RECORDING_H_
