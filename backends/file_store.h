@@ -37,7 +37,7 @@ class FileStore {
   // it durable and gives it its own name. Destroys what is in `buf`.
   [[nodiscard]] int CreateFile(unsigned char* buf, int clusterCount, int clusterSize);
   // Checks type, mode and size of the existing file and opens it. A mode other
-  // than 0660 is set right.
+  // than kRingFileMode is set right.
   [[nodiscard]] int ValidateAndOpenFile(int clusterCount, int clusterSize);
   // Opens the existing `<base>_<fileNumber>.mtd` for reading alone: it is neither
   // created nor changed, and its mode does not matter. WriteCluster then fails.

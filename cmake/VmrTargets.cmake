@@ -80,7 +80,7 @@ function(vmr_compile_quickly target)
   target_compile_options(${target} PRIVATE -O0)
 endfunction()
 
-# vmr_precompile(vmr_tool_lib HEADER...): where VMR_PRECOMPILE says so.
+# vmr_precompile(vmr_tool_ring HEADER...): where VMR_PRECOMPILE says so.
 function(vmr_precompile target)
   if(VMR_PRECOMPILE)
     target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -90,7 +90,7 @@ endfunction()
 # vmr_add_library(store PUBLIC_HEADERS a.h SOURCES a.cc b.cc DEPENDS vmr_host):
 # the folder's one library target, vmr_store here. DEPENDS names the only folders
 # below it. PUBLIC_HEADERS makes the folder part of the installed library
-# (VmrPackage.cmake) and names what is installed of its headers: what hosts
+# (VmrInstall.cmake) and names what is installed of its headers: what hosts
 # include, and what that includes.
 function(vmr_add_library folder)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PUBLIC_HEADERS" ${ARGN})

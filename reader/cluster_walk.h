@@ -13,8 +13,6 @@ namespace vmr {
 
 struct PacketShape;
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // Walks from where the collector stands. A packet that claims to reach past the cluster
 // ends the walk. What is parsed of clusters that turn out too new stays in the mirror: the
 // dump found in the end overwrites it, and the replay passes over those clusters again.
@@ -49,8 +47,6 @@ class ClusterWalk {
   ExtractionReport& report_;
   bool met_untold_dump_ = false;
 };
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

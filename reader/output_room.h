@@ -6,8 +6,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // Reading one kind of item records it again in the store that it is read into. What so
 // waits there is discarded before it leaves no room for a full state: that says what the
 // items would.
@@ -47,8 +45,6 @@ class OutputRoom {
   bool labelled_ = false;
   bool discarded_ = false;  // by KeepForCluster
 };
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

@@ -10,8 +10,6 @@
 
 namespace vmr {
 
-#pragma GCC visibility push(hidden)  // internal: the shared library does not export these
-
 // One search, and how far it has come: MetadataReader::FindMostRecentStateDump.
 class StateDumpSearch {
  public:
@@ -42,8 +40,6 @@ class StateDumpSearch {
   unsigned int walked_ = 0;
   int untold_ = -1;  // the nearest cluster with a dump whose tick its packets do not tell
 };
-
-#pragma GCC visibility pop
 
 }  // namespace vmr
 

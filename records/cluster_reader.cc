@@ -1,6 +1,5 @@
 #include "records/cluster_reader.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <unistd.h>
 

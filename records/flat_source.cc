@@ -1,8 +1,6 @@
 #include "records/flat_source.h"
 
-#include <errno.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>

@@ -2,7 +2,6 @@
 #ifndef VMR_RECORDS_KNOWN_ITEMS_H_
 #define VMR_RECORDS_KNOWN_ITEMS_H_
 
-#include <array>
 #include <cstdint>
 #include <memory>
 

@@ -13,8 +13,6 @@ namespace {
 
 constexpr const char* kLogSource = kDataStoreLogSource;
 
-constexpr unsigned int kLowTickBits = 0xFF;
-
 // Lengths of one packet under construction, checked before it is built.
 bool FitsPacket(unsigned int length) {
   if (length <= kMaxPacketItemBytes) return true;
@@ -104,7 +102,7 @@ void DataStore::DiscardPendingItems() {
 void DataStore::WriteBuffers() {
   VMR_LOG(kLogEachItem, "WriteBuffers");
   if (used_[0] == 0) return;
-  const bool whole_tick = (current_tick_ ^ last_written_tick_) > kLowTickBits;
+  const bool whole_tick = NeedsWholeTick(current_tick_, last_written_tick_);
   IgnoreRefusal(whole_tick ? WritePacket1(current_tick_, areas_[0], used_[0])
                            : WritePacket2(current_tick_, areas_[0], used_[0]));
   used_[0] = 0;

@@ -70,11 +70,18 @@ inline bool PacketEndIsRight(const unsigned char* packet, std::size_t packet_byt
   return Crc8(packet, span, kCrcInitial) == last;
 }
 
+// What a short header tells of a tick.
+inline constexpr unsigned int kLowTickBits = 0xFF;
+
+// Behind a packet of the tick `before`, only a full header tells `tick`.
+inline bool NeedsWholeTick(unsigned int tick, unsigned int before) {
+  return (tick ^ before) > kLowTickBits;
+}
+
 // The tick of a packet, all of whose head is there, behind one of the tick `before`:
 // the full one that it tells, or the low 8 bits of it. Without either it is `before`.
 // Deliberate: the low bits do not carry into the upper ones.
 inline unsigned int PacketTick(const unsigned char* packet, unsigned int before) {
-  constexpr unsigned int kLowTickBits = 0xFF;
   if (packet[0] == HEADER_1) return GetLe32(packet + 1);
   return packet[0] == HEADER_2 ? (before & ~kLowTickBits) | packet[1] : before;
 }

@@ -64,7 +64,7 @@ void CowFiles::Clear() {
   fault_ = {};
   chunk_ = chunk_used_ = 0;
   last_page_ = nullptr;
-  room_ = std::numeric_limits<long>::max();
+  room_ = std::numeric_limits<std::int64_t>::max();
 }
 
 CowFiles::File* CowFiles::NewFile() {
@@ -365,8 +365,8 @@ ssize_t CowFiles::Write(int fd, const void* data, std::size_t count) {
     if (count == 0) return 0;
   }
   if (!descriptor.writable) GiveUp("write to what is open for reading");
-  if (room_ < static_cast<long>(count)) return FailWith(ENOSPC);
-  room_ -= static_cast<long>(count);
+  if (room_ < static_cast<std::int64_t>(count)) return FailWith(ENOSPC);
+  room_ -= static_cast<std::int64_t>(count);
   long moved = 0;
   while (moved < static_cast<long>(count))
     moved += MoveIn(descriptor, static_cast<const unsigned char*>(data) + moved,

@@ -188,7 +188,7 @@ class CowFiles : public FileOps {
   std::size_t FirstStruck() const { return first_struck_; }
 
   // From now on so many bytes find room.
-  void SetRoom(long bytes) { room_ = bytes; }
+  void SetRoom(std::int64_t bytes) { room_ = bytes; }
   // A path of none of the names is the flat file's too, instead of a mistake.
   void TakeOtherPathsForFlat() { other_paths_are_flat_ = true; }
   // Descriptor 0 is handed out first, as in a process whose standard input is closed.
@@ -264,7 +264,7 @@ class CowFiles : public FileOps {
   bool next_struck_ = false;
   bool zero_is_free_ = false;
   bool other_paths_are_flat_ = false;
-  long room_ = std::numeric_limits<long>::max();
+  std::int64_t room_ = std::numeric_limits<std::int64_t>::max();
   FileOps* before_;
 };
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "tools/common/iso_time.h"
 #include "tools/common/time_point.h"
 
 namespace vmr::tool {

@@ -53,13 +53,8 @@ class Walk {
   }
 
   void FollowTick(const unsigned char* packet) {
-    unsigned int tick = tick_;
-    if (packet[0] == HEADER_1)
-      tick = GetLe32(packet + 1);
-    else if (packet[0] == HEADER_2 && tick_ != kNoTick)
-      tick = (tick_ & ~0xFFU) | packet[1];
-    else
-      return;
+    if (packet[0] != HEADER_1 && (packet[0] != HEADER_2 || tick_ == kNoTick)) return;
+    const unsigned int tick = PacketTick(packet, tick_);
     if (content_.first_tick == kNoTick) {
       content_.first_tick = tick;
       // Continuations in front may have been given the tick of a packet behind them

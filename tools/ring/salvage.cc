@@ -7,6 +7,7 @@
 
 #include "backends/cluster_format.h"
 #include "store/bytes.h"
+#include "store/packet_format.h"
 #include "tools/common/console.h"
 
 namespace vmr::tool {
@@ -68,9 +69,11 @@ void MakeBearing(unsigned int tick, unsigned char* image) {
   unsigned char* const packet = image + kClusterHeaderBytes;
   packet[0] = HEADER_1;
   PutLe32(packet + 1, tick);
-  packet[5] = 0;
-  packet[6] = Crc8(packet, kHeader1Bytes, kCrcInitial);
-  Finish(image, tick, kClusterHeaderBytes + static_cast<int>(kHeader1Bytes + kPacketCrcBytes));
+  packet[kHeader1Bytes - 1] = 0;
+  constexpr std::size_t kBytes = kHeader1Bytes + kPacketCrcBytes;
+  const auto covered = static_cast<unsigned int>(PacketCrcSpan(packet, kBytes));
+  packet[kHeader1Bytes] = Crc8(packet, covered, kCrcInitial);
+  Finish(image, tick, kClusterHeaderBytes + static_cast<int>(kBytes));
 }
 
 }  // namespace
@@ -202,7 +205,7 @@ void RingSalvage::AddBearings() {
 
 bool RingSalvage::NeedsBearing(const SalvagedCluster& before, const SalvagedCluster& cluster) {
   const unsigned char kind = FactsOf(cluster).content.first_kind;
-  if (kind == HEADER_2) return before.last_tick >> 8 != cluster.first_tick >> 8;
+  if (kind == HEADER_2) return NeedsWholeTick(cluster.first_tick, before.last_tick);
   const bool follows =
       before.source == cluster.source && NextCluster(before.cluster) == cluster.cluster;
   return kind == HEADER_CONT && !follows;
