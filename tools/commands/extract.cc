@@ -187,9 +187,8 @@ int Extract(const ExtractOptions& options) {
   if (by_time && !ReadClock(base, clock)) return kExitFailure;
   ExtractionFacts facts;
   facts.clock = by_time ? &clock : nullptr;
-  facts.asked.first =
-      options.from.tick ? *options.from.tick : clock.FirstTickFrom(options.from.earliest_us);
-  facts.asked.last = options.to.tick ? *options.to.tick : clock.LastTickUpTo(options.to.latest_us);
+  facts.asked.first = options.from.tick ? *options.from.tick : clock.FirstTickFrom(options.from.us);
+  facts.asked.last = options.to.tick ? *options.to.tick : clock.LastTickUpTo(options.to.us);
   if (facts.asked.first > facts.asked.last)
     return Fail(
         fmt::format("{}: nothing is recorded from --from up to --to: tick {} comes after "
@@ -210,13 +209,12 @@ struct TypedRange {
   std::string margin;
 };
 
-TimePoint PointOf(const char* option, const std::string& text) {
-  const auto point = ParseTimePoint(text);
-  if (!point)
-    RefuseUsage(
-        fmt::format("{} {}: neither a tick (0 to 4294967295) nor a time such as "
-                    "2019-06-19T21:33:57Z",
-                    option, text));
+TimePoint TypedPoint(const char* option, const std::string& text, DayEnd end) {
+  const auto typed = ParseTime(text, Now_us());
+  if (!typed) RefuseUsage(fmt::format("{} {}: none of {}", option, text, kTimeForms));
+  std::string error;
+  const auto point = PointOf(*typed, end, error);
+  if (!point) RefuseUsage(error);
   return *point;
 }
 
@@ -228,8 +226,7 @@ unsigned int MarginOf(const std::string& text) {
 
 void CheckOrder(const TypedRange& typed, const TimePoint& from, const TimePoint& to) {
   const bool comparable = from.tick.has_value() == to.tick.has_value();
-  const bool backwards =
-      from.tick && to.tick ? *from.tick > *to.tick : from.earliest_us > to.latest_us;
+  const bool backwards = from.tick && to.tick ? *from.tick > *to.tick : from.us > to.us;
   if (comparable && backwards)
     RefuseUsage(fmt::format("--from {} is after --to {}", typed.from, typed.to));
 }
@@ -242,8 +239,8 @@ void Complete(ExtractOptions& options, const TypedRange& typed) {
         fmt::format("--time-zone {}: not known here; a name such as America/Chicago (package "
                     "tzdata)",
                     options.time_zone));
-  options.from = PointOf("--from", typed.from);
-  options.to = PointOf("--to", typed.to);
+  options.from = TypedPoint("--from", typed.from, DayEnd::kFirst);
+  options.to = TypedPoint("--to", typed.to, DayEnd::kLast);
   if (!typed.margin.empty()) options.margin_s = MarginOf(typed.margin);
   CheckOrder(typed, options.from, options.to);
 }

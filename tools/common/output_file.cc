@@ -81,12 +81,6 @@ class HeldSignals {
   sigset_t before_;
 };
 
-bool SyncPath(const std::string& path) {
-  const int fd = OpenFile(path, O_RDONLY);
-  if (!IsOpenDescriptor(fd)) return false;
-  return SyncAndClose(fd);
-}
-
 // Makes an empty file named `prefix` and six characters that are free there; -1 and
 // errno when none can be made.
 int MakeFile(const std::string& prefix, std::string& path) {
@@ -98,7 +92,7 @@ int MakeFile(const std::string& prefix, std::string& path) {
   for (int attempt = 0; attempt < kAttempts && fd < 0; ++attempt) {
     path = prefix;
     for (int n = 0; n < 6; ++n) path += kCharacters[random() % (sizeof(kCharacters) - 1)];
-    fd = OpenFile(path, O_WRONLY | O_CREAT | O_EXCL, kOwnersOnly);
+    fd = OpenFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, kOwnersOnly);
     if (fd < 0 && errno != EEXIST) return -1;
   }
   return fd;
@@ -107,6 +101,7 @@ int MakeFile(const std::string& prefix, std::string& path) {
 }  // namespace
 
 OutputFile::~OutputFile() {
+  if (fd_ >= 0) static_cast<void>(CloseFile(fd_));  // what it holds goes
   if (temporary_.empty()) return;
   KeepOnSignal(temporary_);
   static_cast<void>(FileOps::Current().Unlink(temporary_.c_str()));  // nobody is left to tell
@@ -132,22 +127,30 @@ bool OutputFile::Open() {
   const auto folder = std::filesystem::path(path_).parent_path();
   const std::string prefix = folder / fmt::format(".vmr-{}-", purpose_);
   std::string made;
-  const int fd = MakeFile(prefix, made);
-  if (fd < 0) return Fail(fmt::format("cannot create a file beside it: {}", TextOfErrno()));
-  static_cast<void>(CloseFile(fd));  // only the name is wanted
+  fd_ = MakeFile(prefix, made);
+  if (fd_ < 0) return Fail(fmt::format("cannot create a file beside it: {}", TextOfErrno()));
   temporary_ = made;
   RemoveOnSignal(temporary_);
   return true;
 }
 
 bool OutputFile::Publish() {
-  if (!SyncPath(temporary_)) return Fail(TextOfErrno());
+  const bool synced = SyncAndClose(fd_);
+  fd_ = -1;
+  if (!synced) return Fail(TextOfErrno());
   if (!Rename()) return Fail(errno == EEXIST ? "exists; --force replaces it" : TextOfErrno());
   KeepOnSignal(temporary_);
   temporary_.clear();
   // The content is safe; without this only its name could get lost in a power cut.
   static_cast<void>(SyncDirectoryOf(path_));
   return true;
+}
+
+bool OutputFile::TakeUsualMode() const {
+  constexpr mode_t kUsual = 0666;
+  const mode_t mask = umask(0);
+  umask(mask);
+  return fchmod(fd_, kUsual & ~mask) == 0 || Fail(TextOfErrno());
 }
 
 // A file that somebody else made at the path meanwhile is not replaced either,

@@ -27,11 +27,14 @@ class OutputFile {
   // Refuses a path that exists, unless it may be replaced, and one that is no
   // regular file.
   bool Open();
-  // The temporary file's path; the file is empty after Open and may be replaced
-  // by another of that name.
+  // The temporary file, which Open has made and nothing opens again: open for reading and
+  // writing, empty at first.
+  int Descriptor() const { return fd_; }
   const std::string& TemporaryPath() const { return temporary_; }
   // Makes the temporary file's content durable and gives it its name.
   bool Publish();
+  // Lets others read it as they may read the user's other files.
+  bool TakeUsualMode() const;
 
  private:
   bool MayBeWritten() const;
@@ -41,6 +44,7 @@ class OutputFile {
   std::string path_;
   const char* purpose_;
   std::string temporary_;
+  int fd_ = -1;
   bool replace_;
 };
 

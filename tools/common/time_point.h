@@ -1,4 +1,4 @@
-// A place in a recording as a person names it: a tick or a time of day.
+// A place in a recording as a person names it: a tick or a time; and time zones.
 #ifndef VMR_TOOLS_COMMON_TIME_POINT_H_
 #define VMR_TOOLS_COMMON_TIME_POINT_H_
 
@@ -9,25 +9,57 @@
 
 namespace vmr::tool {
 
-struct TimePoint {
-  std::optional<unsigned int> tick;  // else both times are set
-  // Microseconds since 1970-01-01 UTC. The two differ only for a local time that
-  // a clock shows twice, when it is turned back in autumn.
-  std::int64_t earliest_us = 0;
-  std::int64_t latest_us = 0;
+// What was typed; a local time is not yet one of any zone.
+struct TypedTime {
+  enum class Kind : unsigned char { kTick, kInstant, kLocal };
+
+  Kind kind = Kind::kTick;
+  unsigned int tick = 0;
+  std::int64_t us = 0;   // since 1970-01-01 00:00, UTC or as a clock showed it
+  bool is_date = false;  // a whole day, named by its midnight
+  bool is_now = false;
+  std::string text;
 };
 
-// "1200" is a tick; "2019-06-19T21:33:57Z" and "2019-06-19T16:33:57-05:00" are
-// times; without a zone the time is local, see UseTimeZone. The seconds may be
-// left out. Nothing for anything else.
-std::optional<TimePoint> ParseTimePoint(std::string_view text);
+inline constexpr std::string_view kTimeForms =
+    "a tick (0 to 4294967295), 2019-06-19T16:33:57-05:00, 2019-06-19T16:33 or 2019-06-19 "
+    "in the time zone, @1560979977 (seconds since 1970), now or -15min";
 
-// From now on local times are those of `zone`, a name such as "America/Chicago".
-// False when this machine does not know it.
+// Any of kTimeForms; `now_us` is what "now" and "-15min" are reckoned from. Units: s, min,
+// h, d. Nothing for anything else.
+std::optional<TypedTime> ParseTime(std::string_view text, std::int64_t now_us);
+std::int64_t Now_us();
+
+// A tick, or else a time.
+struct TimePoint {
+  std::optional<unsigned int> tick;
+  std::int64_t us = 0;  // since 1970-01-01 00:00 UTC
+  // The end of a day, or now: nobody expects a recording to reach so far.
+  bool is_loose = false;
+};
+// A date is its first moment, or its last one.
+enum class DayEnd : unsigned char { kFirst, kLast };
+
+// Where `typed` is in the zone in use. Nothing, and `error`, for a local time that the
+// zone's clocks show twice or never: what to type instead.
+std::optional<TimePoint> PointOf(const TypedTime& typed, DayEnd end, std::string& error);
+
+// From now on local times are those of `zone`: a name such as "America/Chicago", "UTC", or
+// "local" for this machine's. False when this machine does not know it.
 bool UseTimeZone(const std::string& zone);
 
-// "2019-06-19 16:33:57 CDT", local.
+// What a clock of the zone in use shows.
+struct LocalTime {
+  int year, month, day, hour, minute, second;
+  int us;              // of the second
+  int offset_minutes;  // local time is so much ahead of UTC
+};
+LocalTime LocalTimeOf(std::int64_t time_us);
+
+// "2019-06-19 16:33:57-05:00", local; of UTC "+00:00".
 std::string LocalTimeText(std::int64_t time_us);
+// "-05:00"
+std::string OffsetText(int offset_minutes);
 
 }  // namespace vmr::tool
 

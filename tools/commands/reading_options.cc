@@ -1,0 +1,107 @@
+#include "tools/commands/reading_options.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "tools/commands/command.h"
+
+namespace vmr::tool {
+namespace {
+
+// All that there is: asked for by its number.
+constexpr unsigned int kEndOfRecording = 0xFFFFFFFF;
+
+records::KindId KindNamed(const std::string& name) {
+  const records::KindRow* const row = records::FindKind(name.c_str());
+  if (row != nullptr) return row->id;
+  std::string known;
+  for (const records::KindRow& kind : records::Kinds()) known += std::string(" ") + kind.name;
+  RefuseUsage(fmt::format("--kind {}: no kind of record; there are:{}", name, known));
+}
+
+TypedTime TimeOf(const char* name, const std::string& text) {
+  const auto typed = ParseTime(text, Now_us());
+  if (!typed) RefuseUsage(fmt::format("{} {}: none of {}", name, text, kTimeForms));
+  return *typed;
+}
+
+bool IsTickAt(const std::optional<TypedTime>& time, unsigned int tick) {
+  return time && time->kind == TypedTime::Kind::kTick && time->tick == tick;
+}
+
+}  // namespace
+
+void AddPaths(CLI::App& parser, ReadingOptions& options) {
+  parser.add_option("PATH", options.paths, "The recordings")->required()->type_name("...");
+}
+
+void AddTime(CLI::App& parser, const char* name, std::optional<TypedTime>& time, const char* help) {
+  parser
+      .add_option_function<std::string>(
+          name, [name, &time](const std::string& text) { time = TimeOf(name, text); }, help)
+      ->type_name("T");
+}
+
+void AddRange(CLI::App& parser, ReadingOptions& options) {
+  AddTime(parser, "--from", options.from, "Where to begin; else, or 0, at the beginning");
+  AddTime(parser, "--to", options.to, "Where to end; else, or 4294967295, at the end");
+}
+
+void AddTimeZone(CLI::App& parser, ReadingOptions& options) {
+  parser.add_option("--time-zone", options.time_zone, "Whose local times: recorded (the default)")
+      ->type_name("ZONE");
+}
+
+void AddKinds(CLI::App& parser, ReadingOptions& options) {
+  parser
+      .add_option_function<std::vector<std::string>>(
+          "--kind",
+          [&options](const std::vector<std::string>& names) {
+            for (const std::string& name : names) options.kinds.insert(KindNamed(name));
+          },
+          "Only records of these kinds")
+      ->delimiter(',')
+      ->type_name("KIND,...");
+}
+
+void AddOutput(CLI::App& parser, ReadingOptions& options) {
+  parser.add_option("-o,--output", options.out, "Write to FILE, which appears when complete")
+      ->type_name("FILE");
+  parser.add_flag("--force", options.force, "Replace FILE if it exists");
+}
+
+void AddFormat(CLI::App& parser, const std::vector<std::string>& formats, std::string& format) {
+  format = formats.front();
+  std::string help;
+  for (const std::string& name : formats) help += (help.empty() ? "" : ", ") + name;
+  parser
+      .add_option_function<std::string>(
+          "--format",
+          [formats, help, &format](const std::string& name) {
+            if (std::find(formats.begin(), formats.end(), name) == formats.end())
+              RefuseUsage(fmt::format("--format {}: none of {}", name, help));
+            format = name;
+          },
+          help + "; the first is the default")
+      ->type_name("FORMAT");
+}
+
+void CheckReadingUsage(ReadingOptions& options) {
+  for (const std::string& path : options.paths)
+    if (path.empty()) RefuseUsage("PATH is empty");
+  if (options.time_zone != kRecordedZone && !UseTimeZone(options.time_zone))
+    RefuseUsage(
+        fmt::format("--time-zone {}: not known here; recorded, local, UTC, or a name such as "
+                    "America/Chicago (package tzdata)",
+                    options.time_zone));
+  if (IsTickAt(options.from, 0)) options.from.reset();
+  if (IsTickAt(options.to, kEndOfRecording)) options.to.reset();
+  const auto& [from, to] = std::tie(options.from, options.to);
+  if (!from || !to || from->kind != to->kind) return;
+  const bool is_tick = from->kind == TypedTime::Kind::kTick;
+  if (is_tick ? from->tick > to->tick : from->us > to->us)
+    RefuseUsage(fmt::format("--from {} is after --to {}", from->text, to->text));
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,187 @@
+#include "tools/read/reading.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "backends/cluster_format.h"
+#include "records/decoder.h"
+#include "store/stream_format.h"
+#include "tools/common/console.h"
+#include "tools/common/progress.h"
+
+namespace vmr::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// ---- Folders ---------------------------------------------------------------------
+
+bool IsFlatFile(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::array<char, sizeof(kFlatFileMagic)> head{};
+  return file.read(head.data(), head.size()) &&
+         std::memcmp(head.data(), kFlatFileMagic, head.size()) == 0;
+}
+
+void AddRecordingsIn(const std::string& folder, std::set<std::string>& found) {
+  std::error_code error;
+  fs::recursive_directory_iterator at(folder, fs::directory_options::skip_permission_denied, error);
+  for (; !error && at != fs::recursive_directory_iterator(); at.increment(error)) {
+    std::error_code ignored;
+    if (!at->is_regular_file(ignored)) continue;
+    if (const auto base = RingBaseOf(at->path().string()))
+      found.insert(*base);
+    else if (IsFlatFile(at->path()))
+      found.insert(at->path().string());
+  }
+  if (error) Say(fmt::format("{}: {}", folder, error.message()));
+}
+
+// ---- Zones -----------------------------------------------------------------------
+
+class ZoneFinder final : public records::Sink {
+ public:
+  void OnRecord(const records::Record& record) override {
+    if (record.kind->id != records::KindId::kTimeZone || !record.crc_right) return;
+    zone = ValueOf(record, 0).text;
+    if (!zone.empty()) decoder->Stop();
+  }
+  records::Decoder* decoder = nullptr;
+  std::string zone;
+};
+
+// False after saying that the zone is not known.
+bool UseZone(const ReadingOptions& options, Reading& reading) {
+  reading.zone = options.time_zone;
+  if (options.time_zone != kRecordedZone) return UseTimeZone(options.time_zone);
+  reading.zone = RecordedZone(*reading.recording.source);
+  if (reading.zone.empty() || !UseTimeZone(reading.zone)) {
+    if (!reading.zone.empty())
+      Say(fmt::format("{}: its time zone {} is not known on this machine; times are UTC",
+                      reading.recording.name, Printable(reading.zone)));
+    reading.zone.clear();
+    UseTimeZone("UTC");
+  }
+  return true;
+}
+
+// False after saying what to type instead.
+bool Resolve(const std::optional<TypedTime>& typed, DayEnd end, std::optional<TimePoint>& point) {
+  if (!typed) return true;
+  std::string error;
+  point = PointOf(*typed, end, error);
+  if (!point) Say(error);
+  return point.has_value();
+}
+
+bool ResolveRange(const ReadingOptions& options, Range& range) {
+  if (!Resolve(options.from, DayEnd::kFirst, range.from) ||
+      !Resolve(options.to, DayEnd::kLast, range.to))
+    return false;
+  if (!range.from || !range.to || range.from->tick.has_value() != range.to->tick.has_value())
+    return true;
+  const bool backwards =
+      range.from->tick ? *range.from->tick > *range.to->tick : range.from->us > range.to->us;
+  if (backwards)
+    Say(fmt::format("--from {} is after --to {}", options.from->text, options.to->text));
+  return !backwards;
+}
+
+int ReadOne(const ReadingOptions& options, const std::string& path, Reading& reading,
+            const std::function<int(Reading&)>& read) {
+  reading.recording = OpenRecording(path, options.path_kind);
+  const OpenedRecording& recording = reading.recording;
+  if (recording.source == nullptr) {
+    Say(recording.error);
+    return kExitFailure;
+  }
+  if (!recording.remark.empty()) Say(recording.remark);
+  if (!UseZone(options, reading) || !ResolveRange(options, reading.range)) return kExitUsage;
+  return read(reading);
+}
+
+// What is missing of what was asked for, a line each.
+void SayWhatIsMissing(const std::string& name, const RangeFilter& filter) {
+  const auto say = [&name](const std::string& what) { Say(fmt::format("{}: {}", name, what)); };
+  if (filter.Gaps() > 0)
+    say(fmt::format("{} gap{}: something of it is lost or damaged", filter.Gaps(),
+                    filter.Gaps() == 1 ? "" : "s"));
+  if (filter.ReachesOverwritten())
+    say("what --from asks for was written over by newer packets");
+  else if (filter.BeginsBefore())
+    say("begins behind --from");
+  if (filter.EndsBehind()) say("ends before --to");
+  if (filter.Unplaced() > 0)
+    say(fmt::format("{} record{} left out: whether they lie in the range is unknown",
+                    filter.Unplaced(), filter.Unplaced() == 1 ? " was" : "s were"));
+}
+
+}  // namespace
+
+std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths) {
+  std::vector<std::string> expanded;
+  for (const std::string& path : paths) {
+    std::error_code error;
+    std::set<std::string> found;
+    if (fs::is_directory(path, error)) AddRecordingsIn(path, found);
+    if (found.empty()) found.insert(path);
+    expanded.insert(expanded.end(), found.begin(), found.end());
+  }
+  return expanded;
+}
+
+std::string RecordedZone(const records::Source& source) {
+  constexpr int kMostStretches = 4096;
+  const std::unique_ptr<records::Source> fork = source.Fork();
+  if (fork == nullptr) return {};
+  ZoneFinder finder;
+  records::Decoder decoder(*fork, finder);
+  finder.decoder = &decoder;
+  for (int i = 0; i < kMostStretches && finder.zone.empty() && decoder.Step(); ++i) continue;
+  return finder.zone;
+}
+
+int Gravest(int a, int b) {
+  // From the least to the gravest.
+  constexpr int kOrder[] = {kExitSuccess, kExitDamaged, kExitPartial, kExitUsage, kExitFailure};
+  const auto rank = [&kOrder](int code) {
+    return std::find(std::begin(kOrder), std::end(kOrder), code) - std::begin(kOrder);
+  };
+  return rank(a) >= rank(b) ? a : b;
+}
+
+int ForEachReading(const ReadingOptions& options, const std::function<int(Reading&)>& read) {
+  const std::vector<std::string> paths = ExpandFolders(options.paths);
+  int exit_code = kExitSuccess;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    Reading reading;
+    reading.index = i;
+    reading.count = paths.size();
+    exit_code = Gravest(exit_code, ReadOne(options, paths[i], reading, read));
+  }
+  return exit_code;
+}
+
+ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
+                      records::Sink& sink) {
+  RangeFilter filter(reading.range, kinds, sink);
+  records::Source& source = *reading.recording.source;
+  records::Decoder decoder(source, filter);
+  {
+    ProgressLine progress([&](unsigned long) {
+      return fmt::format("{}: {:.0f} %", reading.recording.name, source.Progress() * 100);
+    });
+    while (decoder.Step()) progress.Step();
+  }
+  SayWhatIsMissing(reading.recording.name, filter);
+  const bool complete = filter.Gaps() == 0 && filter.WrongCrc() == 0 && filter.Unplaced() == 0 &&
+                        !filter.BeginsBefore() && !filter.EndsBehind();
+  return {filter.Records(), complete};
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,68 @@
+// What the commands that read recordings have in common: which recordings, which part of
+// them, whose local time, and where the text goes.
+#ifndef VMR_TOOLS_READ_READING_H_
+#define VMR_TOOLS_READ_READING_H_
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "records/record.h"
+#include "tools/common/time_point.h"
+#include "tools/read/opened_recording.h"
+#include "tools/read/range.h"
+
+namespace vmr::tool {
+
+inline constexpr const char* kRecordedZone = "recorded";
+
+// As the command line has it, checked for what can be told without the recordings.
+struct ReadingOptions {
+  std::vector<std::string> paths;
+  PathKind path_kind = PathKind::kDetect;
+  std::optional<TypedTime> from;
+  std::optional<TypedTime> to;
+  std::string time_zone = kRecordedZone;
+  std::set<records::KindId> kinds;  // none: all
+  std::string out;                  // empty: standard output
+  bool force = false;               // an existing `out` is replaced
+};
+
+// One of the recordings, opened, and what is asked of it.
+struct Reading {
+  OpenedRecording recording;
+  Range range;
+  // Of its local times, in use from now on. Empty when the recording was to tell it and does
+  // not: times are UTC.
+  std::string zone;
+  std::size_t index = 0;  // of `count` recordings
+  std::size_t count = 1;
+};
+
+// Opens one recording after the other and hands it to `read`, which returns an exit code.
+// Folders stand for all recordings in them, in the order of their names. What cannot be
+// read is said, and the others are read all the same. Returns the gravest exit code.
+int ForEachReading(const ReadingOptions& options, const std::function<int(Reading&)>& read);
+
+// Every recording in the folders among `paths`, and the other paths as they are.
+std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
+
+// The time zone that the recording tells first, looked for in its oldest part; empty: none.
+std::string RecordedZone(const records::Source& source);
+
+// Decodes all of it through a filter for range and kinds, with a line of progress.
+struct ReadOutcome {
+  unsigned long records = 0;
+  bool complete = true;  // nothing of what was asked for is lost, unknown or outside
+};
+ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
+                      records::Sink& sink);
+
+// Of two exit codes the one that says more is wrong.
+int Gravest(int a, int b);
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_READ_READING_H_
