@@ -172,6 +172,8 @@ void Decoder::Add(const Packet& packet) {
   }
   if (packet.bytes[0] == HEADER_1 || packet.bytes[0] == HEADER_2) {
     Flush();
+    first_group_ = !has_met_header_;
+    has_met_header_ = true;
     SetTick(packet);
     needs_header_ = false;
   } else if (group_.count == Group::kMaxPackets) {
@@ -185,7 +187,13 @@ void Decoder::Add(const Packet& packet) {
   gap.place = packet.place;
   gap.bytes = static_cast<std::int64_t>(packet.size);
   BeginGap(gap);
+  DoubtTick(packet);
+}
+
+// What a packet with a wrong CRC has told of ticks holds for its own records at most.
+void Decoder::DoubtTick(const Packet& packet) {
   if (packet.bytes[0] == HEADER_1) has_upper_bits_ = false;
+  if (packet.bytes[0] == HEADER_1 || packet.bytes[0] == HEADER_2) needs_header_ = true;
 }
 
 void Decoder::SetTick(const Packet& packet) {
@@ -233,10 +241,11 @@ void Decoder::KeepGroup() {
 void Decoder::Flush() {
   if (group_.count == 0) return;
   EndGap();
-  group_.is_full_state = IsFullState();
+  if (first_group_ && source_.IsFlat()) TakeLabel();
+  group_.is_full_state = is_labelled_ || IsFullState();
   for (std::size_t i = 0; i < group_.count && !stopped_; ++i) EmitItems(group_.packets[i]);
+  is_labelled_ = false;
   group_.count = 0;
-  first_group_ = false;
 }
 
 // The end of a configuration, and every input: nothing else writes them together.
@@ -263,6 +272,7 @@ bool Decoder::IsFullState() const {
 }
 
 void Decoder::EmitItems(const Packet& packet) {
+  sink_.OnPacket({packet.bytes, packet.size, packet.place, group_.tick, packet.crc_right});
   unsigned char adjust = 0;
   std::size_t at = HeadBytes(packet.bytes);
   const std::size_t rest = ForEachItem(
@@ -296,10 +306,12 @@ void Decoder::Emit(Record& record) {
   record.run = run_;
   const KindId kind = record.kind->id;
   if (kind == KindId::kTime) TakeTime(record);
-  if (kind == KindId::kLog) TakeLabel(record);
   record.time = kind == KindId::kTime && record.time.quality == TimeQuality::kStepped
                     ? record.time
                     : TimeAt(record.tick);
+  // A flipped bit may have been the tick's.
+  if (!record.crc_right && record.time.quality == TimeQuality::kExact)
+    record.time.quality = TimeQuality::kEstimated;
   if (kind == KindId::kPosition) {
     const Position before = position_;
     FollowPosition(record);
@@ -348,7 +360,7 @@ void Decoder::TakeAbsolute(const unsigned char* item) {
   const bool is_place = quadrant <= 3 && in_range(latitude) && in_range(longitude) &&
                         std::abs(position_.latitude_tts) <= kHalfCircleTTs / 2 &&
                         std::abs(position_.longitude_tts) <= kHalfCircleTTs;
-  const bool is_replayed = is_unit_extract_ && first_group_;
+  const bool is_replayed = first_group_ && is_replayed_state_;
   position_.quality = !is_place     ? PositionQuality::kUnknown
                       : is_replayed ? PositionQuality::kUnverified
                                     : PositionQuality::kKnown;
@@ -366,14 +378,27 @@ void Decoder::TakeWay(std::int32_t north_tts, std::int32_t west_tts) {
 }
 
 // The state at the beginning of a unit's extract is what a lossy replay came to, until
-// the program has seen to it.
-void Decoder::TakeLabel(const Record& record) {
-  const std::string_view text = ValueOf(record, 0).text;
-  if (first_group_ && source_.IsFlat() && IsRangeLabel(text)) is_unit_extract_ = true;
-  if (!is_unit_extract_ || text.substr(0, kCompletedLabel.size()) != kCompletedLabel) return;
-  is_unit_extract_ = false;
-  if (position_.quality == PositionQuality::kUnverified)
-    position_.quality = PositionQuality::kKnown;
+// the program has seen to it. Every extract is labelled by its first item.
+void Decoder::TakeLabel() {
+  const Packet& packet = group_.packets[0];
+  if (!packet.crc_right) is_replayed_state_ = true;  // for all that anybody can tell
+  if (!packet.crc_right || packet.bytes[0] == HEADER_CONT) return;
+  is_labelled_ = IsRangeLabel(LogText(0));
+  is_replayed_state_ =
+      is_labelled_ && LogText(1).substr(0, kCompletedLabel.size()) != kCompletedLabel;
+}
+
+// Of the group's item `number`; empty when that is no log.
+std::string_view Decoder::LogText(std::size_t number) const {
+  std::string_view text;
+  const Packet& packet = group_.packets[0];
+  ForEachItem(packet.bytes, packet.size, [&](const unsigned char* item, std::size_t bytes) {
+    if (number-- > 0) return true;
+    constexpr std::size_t kHead = 1 + 1;
+    if (item[0] == TAG_LOG) text = {reinterpret_cast<const char*>(item) + kHead, bytes - kHead};
+    return false;
+  });
+  return text;
 }
 
 // ---- Time ------------------------------------------------------------------------

@@ -14,7 +14,8 @@
 
 namespace vmr::records {
 
-// The log text in an extract whose state the program has checked and completed begins so.
+// An extract whose state the program has checked and completed says so in a log item that
+// begins so and stands with the state. No recorded text can: a state holds none.
 inline constexpr std::string_view kCompletedLabel = "State completed by vmr";
 
 // Hands each record of a source to a sink, and each gap, clock step and new run, in the
@@ -71,6 +72,7 @@ class Decoder {
   void BeginStretch(const Stretch& stretch);
   void Add(const Packet& packet);
   void SetTick(const Packet& packet);
+  void DoubtTick(const Packet& packet);
   void BeginRun();
   void LoseTick();
   void KeepGroup();
@@ -78,12 +80,13 @@ class Decoder {
   // Records.
   void Flush();
   bool IsFullState() const;
+  std::string_view LogText(std::size_t number) const;
   void EmitItems(const Packet& packet);
   void Emit(Record& record);
   void FollowPosition(Record& record);
   void TakeAbsolute(const unsigned char* item);
   void TakeWay(std::int32_t north_tts, std::int32_t west_tts);
-  void TakeLabel(const Record& record);
+  void TakeLabel();
 
   // Time.
   Time TimeAt(unsigned int tick);
@@ -120,8 +123,10 @@ class Decoder {
   bool has_looked_ = false;       // next_ stands for all up to it, or to the run's end
 
   Position position_;
+  bool has_met_header_ = false;
   bool first_group_ = true;
-  bool is_unit_extract_ = false;
+  bool is_labelled_ = false;        // the group at hand is the state that an extract begins with
+  bool is_replayed_state_ = false;  // it is as a unit made it
 
   KnownItems known_;
   std::optional<Gap> gap_;

@@ -15,7 +15,7 @@ namespace vmr::records {
 // How well a time is known.
 enum class TimeQuality : unsigned char {
   kUnknown,    // the recording tells no time here
-  kEstimated,  // reckoned backwards, from the next time that it tells
+  kEstimated,  // reckoned backwards, from the next time that it tells, or of a doubtful tick
   kExact,      // from the last time told; to about a second
   kStepped,    // the unit's clock was found to have jumped at this very record
 };
@@ -118,10 +118,20 @@ struct ClockStep {
   std::int64_t Microseconds() const { return told_us - expected_us; }
 };
 
+// A packet, of which the records that follow are made.
+struct PacketFound {
+  const unsigned char* bytes;  // valid during the call
+  std::size_t size;
+  Place place;
+  unsigned int tick;  // as in its records; kNoTick: nothing tells it
+  bool crc_right;
+};
+
 // Takes what a decoder finds, in recorded order.
 class Sink {
  public:
   virtual ~Sink() = default;
+  virtual void OnPacket(const PacketFound& /*packet*/) {}
   virtual void OnRecord(const Record& record) = 0;
   virtual void OnGap(const Gap& /*gap*/) {}
   virtual void OnClockStep(const ClockStep& /*step*/) {}

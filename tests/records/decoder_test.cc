@@ -124,7 +124,8 @@ TEST(Positions, OfTheStateInAUnitsExtractAreUnverifiedUntilOneIsCopied) {
                         Hdr2(9, "92 01 00") + Hdr2(10, "91 01 01 00 00 00 01 00 00 00");
   EXPECT_THAT(Decode({{extract}}, true).lines,
               ElementsAre("8 log text='Range 8 to 9'",
-                          "8 position latitude=600000 longitude=600000 absolute=1 (unverified)",
+                          "8 position latitude=600000 longitude=600000 absolute=1 (unverified) "
+                          "(repeats)",
                           "9 position latitude=600001 longitude=600000 absolute=0 (unverified)",
                           "10 position latitude=600000 longitude=-600000 absolute=1"));
 }
@@ -136,7 +137,62 @@ TEST(Positions, BehindALogThatOnlyLooksLikeALabelAreKnown) {
                           "8 position latitude=600000 longitude=600000 absolute=1"));
 }
 
+// "20 .. State completed by vmr" beside the label of an extract.
+const char* const kCompletedItem =
+    " 20 16 53 74 61 74 65 20 63 6F 6D 70 6C 65 74 65 64 20 62 79 20 76 6D 72";
+const char* const kLabelItem = "20 0C 52 61 6E 67 65 20 38 20 74 6F 20 39";
+
+TEST(Positions, OfACompletedStateAreKnown) {
+  const Bytes extract =
+      Hdr1(8, std::string(kLabelItem) + kCompletedItem + " 91 00 01 00 00 00 01 00 00 00") +
+      Hdr2(9, "92 01 00");
+  EXPECT_THAT(Decode({{extract}}, true).lines,
+              ElementsAre("8 log text='Range 8 to 9'", "8 log text='State completed by vmr'",
+                          "8 position latitude=600000 longitude=600000 absolute=1 (repeats)",
+                          "9 position latitude=600001 longitude=600000 absolute=0"));
+}
+
+// Recorded texts come behind the state.
+TEST(Positions, ARecordedLogCannotClaimThatAStateWasCompleted) {
+  const Bytes extract = Hdr1(8, std::string(kLabelItem) + " 91 00 01 00 00 00 01 00 00 00") +
+                        Hdr2(9, std::string(kCompletedItem) + " 92 01 00");
+  EXPECT_THAT(
+      Decode({{extract}}, true).lines,
+      testing::Contains("9 position latitude=600001 longitude=600000 absolute=0 (unverified)"));
+}
+
+TEST(Positions, OfAStateWhoseLabelHasAWrongCrcAreUnverified) {
+  Bytes label = Hdr1(8, std::string(kLabelItem));
+  label.back() ^= 1;
+  EXPECT_THAT(
+      Decode({{label + Cont("91 00 01 00 00 00 01 00 00 00") + Hdr2(9, "56")}}, true).lines,
+      testing::Contains("- position latitude=600000 longitude=600000 absolute=1 (unverified)"));
+}
+
 // ---- Times -----------------------------------------------------------------------
+
+TEST(Times, OfAPacketWithAWrongCrcAreEstimates) {
+  Bytes flipped = Hdr2(14, "56");
+  flipped.back() ^= 1;
+  const Lines lines = Decode({{Hdr1(10, "03 64 00 00 00") + flipped + Hdr2(15, "56")}});
+  EXPECT_EQ(lines.times.at(1).quality, TimeQuality::kEstimated);
+}
+
+TEST(Ticks, OfAHeaderWithAWrongCrcDoNotHoldForItsContinuations) {
+  Bytes flipped = Hdr2(14, "56");
+  flipped.back() ^= 1;
+  EXPECT_THAT(DecodedLines(Hdr1(10, "56") + flipped + Cont("10 04 61 62 63 64") + Hdr2(15, "56")),
+              ElementsAre("10 bookmark", "14 bookmark (wrong CRC)", "gap 10..- wrong packet CRC",
+                          "- serial_number text='abcd'", "15 bookmark"));
+}
+
+TEST(Ticks, BehindAFullHeaderWithAWrongCrcAreUnknownUntilTheNextOne) {
+  Bytes flipped = Hdr1(300, "56");
+  flipped.back() ^= 1;
+  EXPECT_THAT(DecodedLines(Hdr1(10, "56") + flipped + Hdr2(50, "56") + Hdr1(310, "56")),
+              ElementsAre("10 bookmark", "300 bookmark (wrong CRC)", "gap 10..- wrong packet CRC",
+                          "- bookmark", "310 bookmark"));
+}
 
 std::vector<std::string> TimesOf(const Lines& lines) {
   std::vector<std::string> texts;
