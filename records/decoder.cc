@@ -312,20 +312,25 @@ void Decoder::Emit(Record& record) {
   // A flipped bit may have been the tick's.
   if (!record.crc_right && record.time.quality == TimeQuality::kExact)
     record.time.quality = TimeQuality::kEstimated;
-  if (kind == KindId::kPosition) {
-    const Position before = position_;
-    FollowPosition(record);
-    record.repeats = group_.is_full_state && (before.quality == PositionQuality::kUnknown ||
-                                              (before.latitude_tts == position_.latitude_tts &&
-                                               before.longitude_tts == position_.longitude_tts));
-  } else if (record.kind->use == KindUse::kState) {
-    // Of live streams a full state says what one field of each report has made of it.
-    record.repeats = group_.is_full_state && (kind == KindId::kLiveStream || known_.Agrees(record));
-    if (!record.repeats || kind != KindId::kLiveStream) known_.Remember(record);
-  } else if (kind == KindId::kTime || kind == KindId::kConfigurationEnd) {
-    record.repeats = group_.is_full_state;
-  }
+  const Position before = position_;
+  if (kind == KindId::kPosition) FollowPosition(record);
+  record.repeats = Repeats(record, before);
+  if (record.kind->use == KindUse::kState && (!record.repeats || kind != KindId::kLiveStream))
+    known_.Remember(record);
   sink_.OnRecord(record);
+}
+
+bool Decoder::Repeats(const Record& record, const Position& before) const {
+  if (!group_.is_full_state) return false;
+  const KindId kind = record.kind->id;
+  if (record.kind->use == KindUse::kEvent) return false;
+  if (is_labelled_ || record.kind->use == KindUse::kFraming) return true;
+  if (kind == KindId::kPosition)
+    return before.quality == PositionQuality::kUnknown ||
+           (before.latitude_tts == position_.latitude_tts &&
+            before.longitude_tts == position_.longitude_tts);
+  // Of live streams a full state says what one field of each report has made of it.
+  return kind == KindId::kLiveStream || known_.Agrees(record);
 }
 
 void Decoder::FollowPosition(Record& record) {

@@ -83,6 +83,7 @@ class Decoder {
   std::string_view LogText(std::size_t number) const;
   void EmitItems(const Packet& packet);
   void Emit(Record& record);
+  bool Repeats(const Record& record, const Position& before) const;
   void FollowPosition(Record& record);
   void TakeAbsolute(const unsigned char* item);
   void TakeWay(std::int32_t north_tts, std::int32_t west_tts);

@@ -65,7 +65,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
   const auto options = std::make_shared<ReadingOptions>();
   AddPaths(parser, *options);
   AddRange(parser, *options);
-  AddTimeZone(parser, *options);
+  AddTimeZone(parser, options->time_zone);
   AddKinds(parser, *options);
   AddOutput(parser, *options);
   parser.final_callback([options] { CheckReadingUsage(*options); });

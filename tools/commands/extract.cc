@@ -8,17 +8,23 @@
 #include <memory>
 #include <string>
 
+#include "backends/file_io.h"
 #include "host/watchdog.h"
 #include "reader/metadata_reader.h"
+#include "records/decoder.h"
 #include "store/stream_format.h"
 #include "tools/commands/command.h"
 #include "tools/commands/extract_summary.h"
+#include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
 #include "tools/common/numbers.h"
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
+#include "tools/common/quiet_log.h"
+#include "tools/common/redirected_file.h"
+#include "tools/common/sha256.h"
 #include "tools/common/store_path.h"
-#include "tools/common/time_point.h"
+#include "tools/read/range_cut.h"
 #include "tools/ring/recorded_clock.h"
 
 namespace vmr::tool {
@@ -29,14 +35,22 @@ constexpr const char* kHelp = "Cuts a range of ticks out of STORE into the file 
 constexpr const char* kFooter =
     R"(STORE is the base path of a store, or either of its two files. OUT becomes a flat
 metadata file that can be decoded on its own: a label, the full state as it was
-at the start, and every packet after the start up to the end and 10 seconds past
+at the start, and every packet from the start up to the end and 10 seconds past
 it. It appears when it is complete; `vmr view OUT` prints it.
 
-T is a tick (half seconds, counted on over all runs of a store) or a time such as
-2019-06-19T16:33:57-05:00, 2019-06-19T21:33:57Z or, in the local time of this
-machine or of --time-zone, 2019-06-19T16:33. Times are good to about a second;
-of a time that the recorded clock shows twice, the wider range is taken.
---to 4294967295 is the end of the recording, whenever that is.
+The state is what the recording tells, value by value: what a unit would write
+there is compared with it, corrected and completed, and what nothing recorded
+tells is left out. A log item at the start says how much of it that was; it is
+printed, too. --as-unit keeps the state as the unit makes it. What was lost inside
+the range is marked in OUT, where it is missing.
+
+T is a tick (half seconds, counted on over all runs of a store) or a time:
+2019-06-19T21:33:57Z, 2019-06-19T16:33-05:00, @1560979977 (seconds since 1970),
+now, -15min (s, min, h, d: so long ago), or in the time zone 2019-06-19T16:33 and
+2019-06-19, the whole day. The time zone is the recorded one unless --time-zone
+names another (America/Chicago, UTC, local: this machine's), and UTC where none is
+recorded. Times are good to about a second. --from 0 is the beginning of the
+recording and --to 4294967295 its end, whenever they are.
 
 Examples:
   vmr extract trips/car7 stop.vmd --from 2082 --to 2250
@@ -44,21 +58,23 @@ Examples:
   vmr extract trips/car7 stop.vmd --time-zone America/Chicago \
       --from 2019-06-19T16:51 --to 2019-06-19T16:53 --margin 30
 
-The store is not changed, and may be recorded into meanwhile.
+The last line printed is the SHA-256 digest of OUT, as sha256sum prints it. The
+store is not changed, and may be recorded into meanwhile.
 
 Exit codes: 0 the packets of the range were copied, 1 failure, OUT is as it was,
 2 wrong usage, 3 OUT was written but not all of the range is in it: the recording
-ends or has gaps inside the range, or holds nothing of it.
+begins, ends or has gaps inside the range, or holds nothing of it.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
 
 struct ExtractOptions {
   std::string store;
   std::string out;
-  TimePoint from;
-  TimePoint to;
+  std::optional<TypedTime> from;
+  std::optional<TypedTime> to;
   unsigned int margin_s = 0;
-  std::string time_zone;  // empty: this machine's
-  bool force = false;     // replace `out`
+  std::string time_zone = kRecordedZone;
+  bool as_unit = false;
+  bool force = false;  // replace `out`
 };
 
 // The library pets a watchdog while it works; each time is a step.
@@ -98,22 +114,40 @@ int Fail(const std::string& text) {
   return kExitFailure;
 }
 
-// Reads the times of the recording, if the range needs them. False after saying
-// why they cannot be had.
-bool ReadClock(const std::string& base, RecordedClock& clock) {
-  DataStoreNormal ring(base);
-  ProgressLine progress(
-      [](unsigned long ticks) { return fmt::format("reading times: {} ticks", ticks); });
-  if (ring.OpenReadOnly() == 0) {
-    Say(fmt::format("{}: cannot be opened", base));
-    return false;
+// Every time that the recording tells.
+class Times final : public records::Sink {
+ public:
+  explicit Times(RecordedClock& clock) : clock_(clock) {}
+  void OnRecord(const records::Record& record) override {
+    if (record.kind->id != records::KindId::kTime || record.tick == kNoTick || !record.crc_right)
+      return;
+    clock_.Add(record.tick, ValueOf(record, 0).number);
   }
-  if (!clock.Read(ring, progress))
-    Say(fmt::format("{}: cannot be read to its end; times behind that are reckoned", base));
-  ring.Close();
+
+ private:
+  RecordedClock& clock_;
+};
+
+// False after saying that there are no times.
+bool ReadClock(const OpenedRecording& recording, RecordedClock& clock) {
+  const std::unique_ptr<records::Source> source = recording.source->Fork();
+  Times times(clock);
+  if (source != nullptr) {
+    ProgressLine progress([&source](unsigned long) {
+      return fmt::format("reading times: {:.0f} %", source->Progress() * 100);
+    });
+    records::Decoder decoder(*source, times);
+    while (decoder.Step()) progress.Step();
+  }
   if (!clock.Empty()) return true;
-  Say(fmt::format("{}: holds no times; give --from and --to as ticks", base));
+  Say(fmt::format("{}: holds no times; give --from and --to as ticks", recording.name));
   return false;
+}
+
+// What follows a range by less than ten seconds is copied too.
+unsigned int WidenedEnd(unsigned int last) {
+  constexpr unsigned int kTicksPastEnd = 20;
+  return last > 0xFFFFFFFF - kTicksPastEnd ? 0xFFFFFFFF : last + kTicksPastEnd;
 }
 
 TickRange Widen(const TickRange& range, unsigned int margin_s) {
@@ -140,83 +174,177 @@ std::string WhyNoExtract(const std::string& base, const ExtractOptions& options,
 // The end of a successful extraction: the file gets its name, and it is said what
 // is in it.
 int Conclude(const std::string& base, OutputFile& out, const ExtractionFacts& facts) {
-  if (!out.Publish()) return kExitFailure;
-  if (const auto folded = FoldedStart(facts)) Say(fmt::format("{}: {}", base, *folded));
+  const std::optional<std::string> digest = Sha256OfFile(out.Descriptor());
+  if (!digest) return Fail(fmt::format("{}: its digest cannot be reckoned", base));
+  if (!out.TakeUsualMode() || !out.Publish()) return kExitFailure;
+  if (!facts.cut)
+    if (const auto folded = FoldedStart(facts)) Say(fmt::format("{}: {}", base, *folded));
   const std::vector<std::string> missing = WhatIsMissing(facts);
   for (const std::string& reason : missing) Say(fmt::format("{}: {}", base, reason));
-  fmt::print("{}", DescribeExtraction(facts));
+  fmt::print("{}sha256:  {}\n", DescribeExtraction(facts), *digest);
   return FinishOutput(missing.empty() ? kExitSuccess : kExitPartial);
 }
 
-int ExtractRange(const std::string& base, const ExtractOptions& options, ExtractionFacts& facts) {
+// The library's extraction, into a file that is open already.
+bool ExtractAsUnit(const std::string& base, const TickRange& range, const OutputFile& out,
+                   ExtractionReport& report) {
+  const SilencedOutput silenced;
+  const RedirectedFile redirected(out.TemporaryPath(), out.Descriptor());
+  MetadataReader reader(RingAccess::kReadOnly);
+  ProgressLine line([&reader](unsigned long) {
+    return fmt::format("extracting: tick {}, {} packets", reader.ReadSysTick(),
+                       reader.LastExtraction().packets);
+  });
+  PettedProgress progress(line);
+  const bool extracted =
+      reader.ReadToNewFile(base, out.TemporaryPath(), range.first, range.last, &progress);
+  report = reader.LastExtraction();
+  // The library calls an extraction a success even if its state found no room.
+  return extracted && report.wrote_everything;
+}
+
+int KeepUnitsExtract(const std::string& base, const ExtractOptions& options,
+                     ExtractionFacts& facts) {
   OutputFile out(options.out, options.force);
   if (!out.Open()) return kExitFailure;
-  MetadataReader reader(RingAccess::kReadOnly);
-  bool extracted = false;
-  {
-    const SilencedOutput silenced;
-    ProgressLine line([&reader](unsigned long) {
-      return fmt::format("extracting: tick {}, {} packets", reader.ReadSysTick(),
-                         reader.LastExtraction().packets);
-    });
-    PettedProgress progress(line);
-    extracted = reader.ReadToNewFile(base, out.TemporaryPath(), facts.extracted.first,
-                                     facts.extracted.last, &progress);
+  const QuietUnlessAsked quiet;
+  return ExtractAsUnit(base, facts.extracted, out, facts.report)
+             ? Conclude(base, out, facts)
+             : Fail(WhyNoExtract(base, options, facts));
+}
+
+// What the summary says of the packets, whoever copied them.
+ExtractionReport ReportOf(const CutFacts& cut, unsigned int widened_end) {
+  ExtractionReport report;
+  report.widened_end = widened_end;
+  report.packets = cut.packets;
+  report.bytes = cut.bytes;
+  report.first_tick = cut.first_tick;
+  report.last_tick = cut.last_tick;
+  report.widest_gap = cut.widest_gap;
+  report.gap_tick = cut.gap_tick;
+  report.next_tick = cut.next_tick;
+  report.wrote_everything = true;
+  return report;
+}
+
+// Writes through a buffer. False, and errno, once something could not be written.
+class BufferedFile {
+ public:
+  explicit BufferedFile(int fd) : fd_(fd) {}
+  void Add(std::string_view bytes) {
+    buffer_.append(bytes);
+    if (buffer_.size() >= kEnough) Flush();
   }
-  facts.report = reader.LastExtraction();
-  // The library calls an extraction a success even if its state found no room.
-  return extracted && facts.report.wrote_everything ? Conclude(base, out, facts)
-                                                    : Fail(WhyNoExtract(base, options, facts));
+  bool Flush() {
+    good_ = good_ && WriteWhole(fd_, buffer_.data(), buffer_.size());
+    buffer_.clear();
+    return good_;
+  }
+
+ private:
+  static constexpr std::size_t kEnough = 64 * 1024;
+  int fd_;
+  std::string buffer_;
+  bool good_ = true;
+};
+
+// What a unit would write at the start. It is not told of the start's own events, which are
+// copied behind it. Without a full state to begin with a unit writes what it is set to:
+// nothing of that counts as recorded.
+std::optional<UnitExtract> UnitsState(const std::string& base, const ExtractOptions& options,
+                                      const TickRange& range) {
+  OutputFile unit(options.out, true);
+  if (!unit.Open()) return std::nullopt;
+  const QuietLog quiet;  // nobody has asked for this file
+  const unsigned int before = range.first - (range.first > 0 ? 1 : 0);
+  ExtractionReport report;
+  if (!ExtractAsUnit(base, {before, before}, unit, report) && !report.wrote_everything) {
+    Say(fmt::format("{}: cannot be written whole; is there room for it?", options.out));
+    return std::nullopt;
+  }
+  auto state = ReadUnitExtract(unit.Descriptor());
+  if (!state) Say(fmt::format("{}: a unit's extract of it cannot be read", base));
+  return state;
+}
+
+int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
+                ExtractionFacts& facts) {
+  const std::string& base = recording.name;
+  OutputFile out(options.out, options.force);
+  if (!out.Open()) return kExitFailure;
+  const std::optional<UnitExtract> unit = UnitsState(base, options, facts.extracted);
+  if (!unit) return kExitFailure;
+  const unsigned int end = WidenedEnd(facts.extracted.last);
+  BufferedFile file(out.Descriptor());
+  RangeCut cut({facts.extracted.first, facts.extracted.last, facts.extracted.first, end}, *unit,
+               [&file](std::string_view bytes) { file.Add(bytes); });
+  {
+    ProgressLine progress([&cut](unsigned long) {
+      return fmt::format("extracting: tick {}, {} packets", cut.Facts().last_tick,
+                         cut.Facts().packets);
+    });
+    cut.Run(*recording.source, [&progress] { progress.Step(); });
+  }
+  if (!file.Flush())
+    return Fail(fmt::format("{}: cannot be written whole; is there room for it?", options.out));
+  if (cut.Facts().ticks_begin_anew)
+    return Fail(
+        fmt::format("{}: its ticks begin anew, so that a tick is no one place; --as-unit extracts "
+                    "what a unit would",
+                    base));
+  facts.report = ReportOf(cut.Facts(), end);
+  facts.cut = cut.Facts();
+  return Conclude(base, out, facts);
+}
+
+// kExitSuccess, or what the program ends with after saying why.
+int ResolveRange(const OpenedRecording& recording, const ExtractOptions& options,
+                 RecordedClock& clock, ExtractionFacts& facts) {
+  std::string error;
+  const auto from = PointOf(*options.from, DayEnd::kFirst, error);
+  const auto to = from ? PointOf(*options.to, DayEnd::kLast, error) : std::nullopt;
+  if (!to) return Say(error), kExitUsage;
+  const bool by_time = !from->tick || !to->tick;
+  if (by_time && !ReadClock(recording, clock)) return kExitFailure;
+  facts.clock = by_time ? &clock : nullptr;
+  facts.begins_at_first = from->is_loose || from->tick == 0U;
+  facts.asked.first = from->tick ? *from->tick : clock.FirstTickFrom(from->us);
+  facts.asked.last = to->tick ? *to->tick : clock.LastTickUpTo(to->us);
+  if (facts.asked.first > facts.asked.last)
+    Say(fmt::format("{}: nothing is recorded from --from up to --to: tick {} comes after tick {}",
+                    recording.name, facts.asked.first, facts.asked.last));
+  return facts.asked.first <= facts.asked.last ? kExitSuccess : kExitFailure;
 }
 
 // Writes `out` or leaves what was there. Says on standard output what it did.
 // kExitPartial when the file was written but part of the range is not in it.
 int Extract(const ExtractOptions& options) {
-  const Recording recording = FindRecording(options.store, PathKind::kDetect);
-  if (!recording.error.empty()) return Fail(recording.error);
-  if (!recording.ring)
+  const Recording found = FindRecording(options.store, PathKind::kDetect);
+  if (!found.error.empty()) return Fail(found.error);
+  if (!found.ring)
     return Fail(
         fmt::format("{}: is a flat file; a range is extracted from a store", options.store));
-  const std::string& base = recording.path;
-  if (BelongsToRing(options.out, base))
-    return Fail(fmt::format("{}: belongs to the store {}; give another file", options.out, base));
+  if (BelongsToRing(options.out, found.path))
+    return Fail(
+        fmt::format("{}: belongs to the store {}; give another file", options.out, found.path));
+  const OpenedRecording recording = OpenRecording(options.store, PathKind::kRing);
+  if (recording.source == nullptr) return Fail(recording.error);
   if (!recording.remark.empty()) Say(recording.remark);
+  UseZone(options.time_zone, recording);
 
   RecordedClock clock;
-  const bool by_time = !options.from.tick || !options.to.tick;
-  if (by_time && !ReadClock(base, clock)) return kExitFailure;
   ExtractionFacts facts;
-  facts.clock = by_time ? &clock : nullptr;
-  facts.asked.first = options.from.tick ? *options.from.tick : clock.FirstTickFrom(options.from.us);
-  facts.asked.last = options.to.tick ? *options.to.tick : clock.LastTickUpTo(options.to.us);
-  if (facts.asked.first > facts.asked.last)
-    return Fail(
-        fmt::format("{}: nothing is recorded from --from up to --to: tick {} comes after "
-                    "tick {}",
-                    base, facts.asked.first, facts.asked.last));
+  const int resolved = ResolveRange(recording, options, clock, facts);
+  if (resolved != kExitSuccess) return resolved;
   facts.extracted = Widen(facts.asked, options.margin_s);
-  return ExtractRange(base, options, facts);
+  return options.as_unit ? KeepUnitsExtract(recording.name, options, facts)
+                         : CutRangeOut(recording, options, facts);
 }
 
 // ---- The command line ---------------------------------------------------------------
 
 constexpr unsigned int kLongestMargin_s = 0x7FFFFFFF;
-
-// What is typed, before times are looked at: their zone may come behind them.
-struct TypedRange {
-  std::string from;
-  std::string to;
-  std::string margin;
-};
-
-TimePoint TypedPoint(const char* option, const std::string& text, DayEnd end) {
-  const auto typed = ParseTime(text, Now_us());
-  if (!typed) RefuseUsage(fmt::format("{} {}: none of {}", option, text, kTimeForms));
-  std::string error;
-  const auto point = PointOf(*typed, end, error);
-  if (!point) RefuseUsage(error);
-  return *point;
-}
 
 unsigned int MarginOf(const std::string& text) {
   const auto seconds = ParseNumber(text, kLongestMargin_s);
@@ -224,40 +352,26 @@ unsigned int MarginOf(const std::string& text) {
   return *seconds;
 }
 
-void CheckOrder(const TypedRange& typed, const TimePoint& from, const TimePoint& to) {
-  const bool comparable = from.tick.has_value() == to.tick.has_value();
-  const bool backwards = from.tick && to.tick ? *from.tick > *to.tick : from.us > to.us;
-  if (comparable && backwards)
-    RefuseUsage(fmt::format("--from {} is after --to {}", typed.from, typed.to));
-}
-
-void Complete(ExtractOptions& options, const TypedRange& typed) {
-  if (options.store.empty()) RefuseUsage("STORE is empty");
-  if (options.out.empty()) RefuseUsage("OUT is empty");
-  if (!options.time_zone.empty() && !UseTimeZone(options.time_zone))
-    RefuseUsage(
-        fmt::format("--time-zone {}: not known here; a name such as America/Chicago (package "
-                    "tzdata)",
-                    options.time_zone));
-  options.from = TypedPoint("--from", typed.from, DayEnd::kFirst);
-  options.to = TypedPoint("--to", typed.to, DayEnd::kLast);
-  if (!typed.margin.empty()) options.margin_s = MarginOf(typed.margin);
-  CheckOrder(typed, options.from, options.to);
-}
-
 std::function<int()> AddOptions(CLI::App& parser) {
   const auto options = std::make_shared<ExtractOptions>();
-  const auto typed = std::make_shared<TypedRange>();
   parser.add_option("STORE", options->store, "The recording")->required()->type_name("");
   parser.add_option("OUT", options->out, "The file to write")->required()->type_name("");
-  parser.add_option("--from", typed->from, "Where the range begins")->required()->type_name("T");
-  parser.add_option("--to", typed->to, "Where it ends")->required()->type_name("T");
-  parser.add_option("--margin", typed->margin, "Widens the range at both ends")
+  AddTime(parser, "--from", options->from, "Where the range begins")->required();
+  AddTime(parser, "--to", options->to, "Where it ends")->required();
+  parser
+      .add_option_function<std::string>(
+          "--margin", [options](const std::string& text) { options->margin_s = MarginOf(text); },
+          "Widens the range at both ends")
       ->type_name("SECONDS");
-  parser.add_option("--time-zone", options->time_zone, "Whose local time T is, and is printed in")
-      ->type_name("ZONE");
+  AddTimeZone(parser, options->time_zone);
+  parser.add_flag("--as-unit", options->as_unit, "Keep the state as a unit makes it");
   parser.add_flag("--force", options->force, "Replace OUT if it exists");
-  parser.final_callback([options, typed] { Complete(*options, *typed); });
+  parser.final_callback([options] {
+    if (options->store.empty()) RefuseUsage("STORE is empty");
+    if (options->out.empty()) RefuseUsage("OUT is empty");
+    CheckTimeZone(options->time_zone);
+    CheckOrder(options->from, options->to);
+  });
   return [options] { return Extract(*options); };
 }
 

@@ -26,11 +26,38 @@ std::string RangeText(const ExtractionFacts& facts, const TickRange& range) {
                      TimeNote(facts, range.last));
 }
 
-std::string StateText(const ExtractionReport& report) {
+std::string CutStateText(const CutFacts& cut) {
+  return fmt::format(
+      "as recorded up to there; of the unit's own values {} kept, {} corrected, {} not recorded "
+      "and left out; {} added",
+      cut.kept, cut.corrected, cut.removed, cut.added);
+}
+
+std::string StateText(const ExtractionFacts& facts) {
+  if (facts.cut) return CutStateText(*facts.cut);
+  const ExtractionReport& report = facts.report;
   if (report.dump_found)
     return fmt::format("from the state dump at tick {} in cluster {}", report.dump_tick,
                        report.state_cluster);
   return "from the recording's first packet on, as no state dump comes before it";
+}
+
+// What is lost in the range, a line each.
+void AddLost(std::vector<std::string>& missing, const ExtractionFacts& facts) {
+  const auto text = [&](unsigned int tick, const char* unknown) {
+    return tick == kNoTick ? unknown : fmt::format("{}{}", tick, TimeNote(facts, tick));
+  };
+  for (const records::Gap& gap : facts.cut->gaps)
+    missing.push_back(fmt::format("something is lost between ticks {} and {}: {}",
+                                  text(gap.from_tick, "unknown"), text(gap.to_tick, "unknown"),
+                                  TextOf(gap.reason)));
+}
+
+void AddBeginning(std::vector<std::string>& missing, const ExtractionFacts& facts) {
+  const unsigned int begins = facts.cut->recording_begins;
+  if (begins == kNoTick || facts.begins_at_first || begins <= facts.asked.first) return;
+  missing.push_back(fmt::format("the recording begins at tick {}{}, inside the range or behind it",
+                                begins, TimeNote(facts, begins)));
 }
 
 std::string NothingBetween(unsigned int first, unsigned int last) {
@@ -72,7 +99,7 @@ std::string DescribeExtraction(const ExtractionFacts& facts) {
   std::string text = fmt::format("asked:   {}\n", RangeText(facts, facts.asked));
   text +=
       fmt::format("widened: {}\n", RangeText(facts, {facts.extracted.first, report.widened_end}));
-  text += fmt::format("state:   {}\n", StateText(report));
+  text += fmt::format("state:   {}\n", StateText(facts));
   text += fmt::format("copied:  {} packets, {} bytes", report.packets, report.bytes);
   if (report.first_tick != kNoTick)
     text += ", " + RangeText(facts, {report.first_tick, report.last_tick});
@@ -81,12 +108,18 @@ std::string DescribeExtraction(const ExtractionFacts& facts) {
 
 std::vector<std::string> WhatIsMissing(const ExtractionFacts& facts) {
   const ExtractionReport& report = facts.report;
-  if (report.packets == 0)
-    return {
+  std::vector<std::string> missing;
+  if (facts.cut) {
+    AddLost(missing, facts);
+    AddBeginning(missing, facts);
+  }
+  if (report.packets == 0) {
+    missing.push_back(
         fmt::format("no packet lies in the range; the extract holds only its label and the "
                     "full state at tick {}",
-                    facts.extracted.first)};
-  std::vector<std::string> missing;
+                    facts.extracted.first));
+    return missing;
+  }
   if (report.first_tick != kNoTick) AddGap(missing, facts.asked.first, report.first_tick);
   if (report.widest_gap > 0) AddGap(missing, report.gap_tick, report.gap_tick + report.widest_gap);
   if (report.ticks_went_back)

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "reader/metadata_reader.h"
+#include "tools/read/range_cut.h"
 #include "tools/ring/recorded_clock.h"
 
 namespace vmr::tool {
@@ -21,6 +22,9 @@ struct ExtractionFacts {
   TickRange extracted;  // with the margin
   ExtractionReport report;
   const RecordedClock* clock = nullptr;  // null: the range was given in ticks
+  // What the program's own decoder made of it; nothing: the file is as a unit makes it.
+  std::optional<CutFacts> cut = std::nullopt;
+  bool begins_at_first = false;  // the range was to begin where the recording does
 };
 
 // Lines for standard output, each ended.

@@ -36,8 +36,9 @@ void AddPaths(CLI::App& parser, ReadingOptions& options) {
   parser.add_option("PATH", options.paths, "The recordings")->required()->type_name("...");
 }
 
-void AddTime(CLI::App& parser, const char* name, std::optional<TypedTime>& time, const char* help) {
-  parser
+CLI::Option* AddTime(CLI::App& parser, const char* name, std::optional<TypedTime>& time,
+                     const char* help) {
+  return parser
       .add_option_function<std::string>(
           name, [name, &time](const std::string& text) { time = TimeOf(name, text); }, help)
       ->type_name("T");
@@ -48,8 +49,8 @@ void AddRange(CLI::App& parser, ReadingOptions& options) {
   AddTime(parser, "--to", options.to, "Where to end; else, or 4294967295, at the end");
 }
 
-void AddTimeZone(CLI::App& parser, ReadingOptions& options) {
-  parser.add_option("--time-zone", options.time_zone, "Whose local times: recorded (the default)")
+void AddTimeZone(CLI::App& parser, std::string& time_zone) {
+  parser.add_option("--time-zone", time_zone, "Whose local times: recorded (the default)")
       ->type_name("ZONE");
 }
 
@@ -87,21 +88,28 @@ void AddFormat(CLI::App& parser, const std::vector<std::string>& formats, std::s
       ->type_name("FORMAT");
 }
 
-void CheckReadingUsage(ReadingOptions& options) {
-  for (const std::string& path : options.paths)
-    if (path.empty()) RefuseUsage("PATH is empty");
-  if (options.time_zone != kRecordedZone && !UseTimeZone(options.time_zone))
+void CheckTimeZone(const std::string& time_zone) {
+  if (time_zone != kRecordedZone && !UseTimeZone(time_zone))
     RefuseUsage(
         fmt::format("--time-zone {}: not known here; recorded, local, UTC, or a name such as "
                     "America/Chicago (package tzdata)",
-                    options.time_zone));
-  if (IsTickAt(options.from, 0)) options.from.reset();
-  if (IsTickAt(options.to, kEndOfRecording)) options.to.reset();
-  const auto& [from, to] = std::tie(options.from, options.to);
+                    time_zone));
+}
+
+void CheckOrder(const std::optional<TypedTime>& from, const std::optional<TypedTime>& to) {
   if (!from || !to || from->kind != to->kind) return;
   const bool is_tick = from->kind == TypedTime::Kind::kTick;
   if (is_tick ? from->tick > to->tick : from->us > to->us)
     RefuseUsage(fmt::format("--from {} is after --to {}", from->text, to->text));
+}
+
+void CheckReadingUsage(ReadingOptions& options) {
+  for (const std::string& path : options.paths)
+    if (path.empty()) RefuseUsage("PATH is empty");
+  CheckTimeZone(options.time_zone);
+  if (IsTickAt(options.from, 0)) options.from.reset();
+  if (IsTickAt(options.to, kEndOfRecording)) options.to.reset();
+  CheckOrder(options.from, options.to);
 }
 
 }  // namespace vmr::tool

@@ -24,14 +24,19 @@ recorded. Times are good to about a second.)";
 // wrong are refused as wrong usage.
 void AddPaths(CLI::App& parser, ReadingOptions& options);
 void AddRange(CLI::App& parser, ReadingOptions& options);
-void AddTime(CLI::App& parser, const char* name, std::optional<TypedTime>& time, const char* help);
-void AddTimeZone(CLI::App& parser, ReadingOptions& options);
+CLI::Option* AddTime(CLI::App& parser, const char* name, std::optional<TypedTime>& time,
+                     const char* help);
+void AddTimeZone(CLI::App& parser, std::string& time_zone);
 void AddKinds(CLI::App& parser, ReadingOptions& options);
 void AddOutput(CLI::App& parser, ReadingOptions& options);
 
 // To be called when all options were read. Ends of a range that mean the recording's become
 // none.
 void CheckReadingUsage(ReadingOptions& options);
+
+// The same of single values.
+void CheckTimeZone(const std::string& time_zone);
+void CheckOrder(const std::optional<TypedTime>& from, const std::optional<TypedTime>& to);
 
 // Adds --format, one of `formats`; the first is the default.
 void AddFormat(CLI::App& parser, const std::vector<std::string>& formats, std::string& format);

@@ -2,6 +2,9 @@
 #ifndef VMR_TOOLS_COMMON_QUIET_LOG_H_
 #define VMR_TOOLS_COMMON_QUIET_LOG_H_
 
+#include <cstdlib>
+#include <optional>
+
 #include "host/log.h"
 
 namespace vmr::tool {
@@ -16,6 +19,17 @@ class QuietLog {
 
  private:
   unsigned int level_before_;
+};
+
+// The same, unless the user has said by VMR_LOG what to log.
+class QuietUnlessAsked {
+ public:
+  QuietUnlessAsked() {
+    if (std::getenv("VMR_LOG") == nullptr) quiet_.emplace();
+  }
+
+ private:
+  std::optional<QuietLog> quiet_;
 };
 
 }  // namespace vmr::tool

@@ -55,21 +55,6 @@ class ZoneFinder final : public records::Sink {
   std::string zone;
 };
 
-// False after saying that the zone is not known.
-bool UseZone(const ReadingOptions& options, Reading& reading) {
-  reading.zone = options.time_zone;
-  if (options.time_zone != kRecordedZone) return UseTimeZone(options.time_zone);
-  reading.zone = RecordedZone(*reading.recording.source);
-  if (reading.zone.empty() || !UseTimeZone(reading.zone)) {
-    if (!reading.zone.empty())
-      Say(fmt::format("{}: its time zone {} is not known on this machine; times are UTC",
-                      reading.recording.name, Printable(reading.zone)));
-    reading.zone.clear();
-    UseTimeZone("UTC");
-  }
-  return true;
-}
-
 // False after saying what to type instead.
 bool Resolve(const std::optional<TypedTime>& typed, DayEnd end, std::optional<TimePoint>& point) {
   if (!typed) return true;
@@ -101,7 +86,8 @@ int ReadOne(const ReadingOptions& options, const std::string& path, Reading& rea
     return kExitFailure;
   }
   if (!recording.remark.empty()) Say(recording.remark);
-  if (!UseZone(options, reading) || !ResolveRange(options, reading.range)) return kExitUsage;
+  reading.zone = UseZone(options.time_zone, recording);
+  if (!ResolveRange(options, reading.range)) return kExitUsage;
   return read(reading);
 }
 
@@ -144,6 +130,16 @@ std::string RecordedZone(const records::Source& source) {
   finder.decoder = &decoder;
   for (int i = 0; i < kMostStretches && finder.zone.empty() && decoder.Step(); ++i) continue;
   return finder.zone;
+}
+
+std::string UseZone(const std::string& time_zone, const OpenedRecording& recording) {
+  std::string zone = time_zone == kRecordedZone ? RecordedZone(*recording.source) : time_zone;
+  if (!zone.empty() && UseTimeZone(zone)) return zone;
+  if (!zone.empty())
+    Say(fmt::format("{}: its time zone {} is not known on this machine; times are UTC",
+                    recording.name, Printable(zone)));
+  UseTimeZone("UTC");
+  return {};
 }
 
 int Gravest(int a, int b) {

@@ -52,6 +52,10 @@ std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
 // The time zone that the recording tells first, looked for in its oldest part; empty: none.
 std::string RecordedZone(const records::Source& source);
 
+// From now on local times are those of `time_zone`, which is known here, or the recording's own.
+// Returns the zone's name; empty when the recording was to tell it and does not.
+std::string UseZone(const std::string& time_zone, const OpenedRecording& recording);
+
 // Decodes all of it through a filter for range and kinds, with a line of progress.
 struct ReadOutcome {
   unsigned long records = 0;

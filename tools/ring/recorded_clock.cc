@@ -2,63 +2,16 @@
 
 #include <algorithm>
 
-#include "backends/data_store_null.h"
-#include "reader/metadata_reader.h"
-#include "store/bytes.h"
-#include "store/packet_format.h"
-#include "store/tag_catalogue.h"
 #include "tools/common/ticks.h"
 
 namespace vmr::tool {
 namespace {
-
-// Is given packets, and keeps the times in them.
-class TimeItems final : public DataStoreNull {
- public:
-  TimeItems(const MetadataReader& reader, RecordedClock& clock) : reader_(reader), clock_(clock) {}
-
-  int WriteData(const unsigned char* packet, int length, unsigned int /*sysTick*/) override {
-    const PacketShape* const shape = FindPacketShape(packet[0]);
-    const bool may_tell = shape != nullptr && shape->has_items && reader_.ReadSysTick() != kNoTick;
-    if (may_tell) AddTimes(packet, shape->head_bytes, static_cast<std::size_t>(length));
-    return 1;
-  }
-
- private:
-  // Up to the first item that no reader decodes.
-  void AddTimes(const unsigned char* packet, std::size_t head_bytes, std::size_t packet_bytes) {
-    for (std::size_t at = head_bytes, end = packet_bytes - kPacketCrcBytes; at < end;) {
-      const TagRow* const row = FindTag(packet[at]);
-      const std::size_t item_bytes = ItemLength(row, packet + at, end - at);
-      if (item_bytes == 0 || row->decoder == nullptr) return;
-      if (packet[at] == TAG_TIME)
-        clock_.Add(reader_.ReadSysTick(), static_cast<std::int32_t>(GetLe32(packet + at + 1)));
-      at += item_bytes;
-    }
-  }
-
-  const MetadataReader& reader_;
-  RecordedClock& clock_;
-};
 
 unsigned int AsTick(std::int64_t tick) {
   return static_cast<unsigned int>(std::clamp<std::int64_t>(tick, 0, kLastTick));
 }
 
 }  // namespace
-
-bool RecordedClock::Read(DataStoreNormal& ring, Progress& progress) {
-  MetadataReader reader(RingAccess::kReadOnly);
-  TimeItems items(reader, *this);
-  if (items.Open() == 0) return false;
-  reader.StartAt(ring.InitialReadLocation());
-  int packets;
-  while ((packets = reader.ReadNextSystemTick(ring, items)) > 0) {
-    static_cast<void>(reader.WriteReadSystemTick(items));  // which refuses nothing
-    progress.Step();
-  }
-  return packets == 0;
-}
 
 void RecordedClock::Add(unsigned int tick, std::int64_t time_s) {
   readings_.push_back({tick, time_s * kMicrosecondsPerSecond});

@@ -6,9 +6,6 @@
 #include <optional>
 #include <vector>
 
-#include "backends/data_store_normal.h"
-#include "tools/common/progress.h"
-
 namespace vmr::tool {
 
 // What the time items of a recording say: from each one on, time goes on by half
@@ -16,9 +13,6 @@ namespace vmr::tool {
 // about a second.
 class RecordedClock {
  public:
-  // Reads the whole ring; each tick read is a step of `progress`. False when the ring
-  // could not be read to its end: what was read counts.
-  bool Read(DataStoreNormal& ring, Progress& progress);
   // An item of its own, for what comes after those before it.
   void Add(unsigned int tick, std::int64_t time_s);
 
