@@ -33,15 +33,20 @@ void Ask(const RecordedClock& clock, std::int64_t time_us) {
 }
 
 void Ask(const RecordedClock& clock, const TimePoint& point) {
-  if (point.tick) {
-    const auto time_us = clock.TimeAt(*point.tick);
-    Require(time_us.has_value() == !clock.Empty(), "a tick has a time once there is one");
-    if (time_us) Require(!LocalTimeText(*time_us).empty(), "a time can be shown");
-    return;
+  if (!point.tick) return Ask(clock, point.us);
+  const auto time_us = clock.TimeAt(*point.tick);
+  Require(time_us.has_value() == !clock.Empty(), "a tick has a time once there is one");
+  if (time_us) Require(!LocalTimeText(*time_us).empty(), "a time can be shown");
+}
+
+// What was typed is a place, or it is said what to type instead.
+void Ask(const RecordedClock& clock, const TypedTime& typed) {
+  for (const DayEnd end : {DayEnd::kFirst, DayEnd::kLast}) {
+    std::string error;
+    const auto point = PointOf(typed, end, error);
+    Require(point.has_value() == error.empty(), "a time is a place, or says why it is none");
+    if (point) Ask(clock, *point);
   }
-  Require(point.earliest_us <= point.latest_us, "times are in order");
-  Ask(clock, point.earliest_us);
-  Ask(clock, point.latest_us);
 }
 
 }  // namespace
@@ -55,7 +60,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint32_t tick = input.Le32();
     clock.Add(tick, static_cast<std::int32_t>(input.Le32()));
   }
-  if (const auto point = ParseTimePoint(text)) Ask(clock, *point);
+  constexpr std::int64_t kNow_us = 1700000000000000;
+  const auto typed = ParseTime(text, kNow_us);
+  for (const char* const zone : {"UTC", "America/Chicago", "Australia/Lord_Howe"})
+    if (typed && UseTimeZone(zone)) Ask(clock, *typed);
   static_cast<void>(ParseIsoTime(text));
   static_cast<void>(ParseCivilTime(text));
   static_cast<void>(ParseGpsdAddress(text));

@@ -142,6 +142,34 @@ def write_streams(corpus, drive, packets):
     write(corpus, "flat", f"{drive}-late", MAGIC + b"".join(packets[200:230]))
 
 
+def parts(packets, lost=()):
+    """Packets as clusters of four, each with its first tick, for the program's decoder."""
+    data, tick = b"", 0
+    for number, at in enumerate(range(0, len(packets), 4)):
+        group = packets[at:at + 4]
+        tick = tick_of(group[0], tick)
+        payload = b"".join(group)
+        data += struct.pack("<HI", len(payload) | (0x8000 if number in lost else 0), tick) + payload
+        for packet in group:
+            tick = tick_of(packet, tick)
+    return data
+
+
+def write_decoded(corpus, drive, packets):
+    dump = max(range(len(packets)), key=lambda i: len(packets[i]))
+    near_dump = packets[max(0, dump - 1):dump + 3]
+    middle = max(0, min(200, len(packets) - 24))
+    late = packets[middle:middle + 24]
+    write(corpus, "decoder", drive, b"\1" + b"".join(near_dump))
+    write(corpus, "decoder", f"{drive}-late", b"\0" + b"".join(late))
+    write(corpus, "decoder", f"{drive}-mark", b"\0" + late[0] + b"\x82\0\0" + b"".join(late[1:5]))
+    write(corpus, "decoder", f"{drive}-clusters", b"\3" + parts(late))
+    write(corpus, "decoder", f"{drive}-lost", b"\3" + parts(late, lost=(1, 2)))
+    first = tick_of(late[0], 0) & ~0xFF
+    for name, lost in (("whole", ()), ("lost", (2,)), ("begins-lost", (0, 1))):
+        write(corpus, "range_cut", f"{drive}-{name}", struct.pack("<IH", first, 300) + parts(late, lost))
+
+
 def lines_of(path):
     return (SOURCE / path).read_text().splitlines(keepends=True)
 
@@ -171,7 +199,9 @@ def write_times(corpus):
     readings = struct.pack("<IiIiIi", 1, 1560980037, 120, 1560980100, 5000, 1560980000)
     for name, text in (("utc", "2019-06-19T21:33:57.250Z"), ("zone", "2019-06-19T23:33:57+02:00"),
                        ("local", "2019-06-19T21:33"), ("tick", "1200"),
-                       ("address", "[::1]:2947"), ("none", "")):
+                       ("address", "[::1]:2947"), ("none", ""), ("ago", "-1h30min"), ("now", "now"),
+                       ("epoch", "@1560980037.25"), ("date", "2019-11-03"),
+                       ("twice", "2019-11-03T01:30"), ("never", "2019-03-10T02:30")):
         write(corpus, "times", name, text.encode() + b"\0" + readings)
 
 
@@ -183,6 +213,7 @@ def main(vmr, corpus):
         with tempfile.TemporaryDirectory() as folder:
             packets = record(vmr, inputs, folder)
         write_streams(corpus, drive, packets)
+        write_decoded(corpus, drive, packets)
         if drive != "regensburg":
             write_rings(corpus, drive, packets)
     write_lines(corpus)

@@ -36,6 +36,10 @@ bool IsSoundPacket(const unsigned char* packet, std::size_t available) {
   return bytes != 0 && PacketEndIsRight(packet, bytes);
 }
 
+bool IsGapMark(const unsigned char* packet, std::size_t bytes) {
+  return bytes == kGapMark.size() && std::equal(kGapMark.begin(), kGapMark.end(), packet);
+}
+
 bool BeginsPacket(unsigned char byte) { return byte >= HEADER_1 && byte <= HEADER_NULL; }
 
 std::size_t HeadBytes(const unsigned char* packet) {
@@ -139,6 +143,7 @@ std::size_t Decoder::TakePacket(const Stretch& stretch, std::size_t at) {
   const std::size_t size = WholePacketBytes(bytes, available);
   if (size == 0 && FindPacketShape(bytes[0]) != nullptr && !stretch.is_whole) return 0;
   if (size == 0) return TakeDamage(stretch, at);
+  if (source_.IsFlat() && IsGapMark(bytes, size)) return TakeGapMark(stretch, at);
   const bool right = PacketEndIsRight(bytes, size);
   // A wrong CRC is a flipped bit where the packets go on behind it; else no packet stands
   // here at all.
@@ -163,6 +168,15 @@ std::size_t Decoder::TakeDamage(const Stretch& stretch, std::size_t at) {
   BeginGap(gap);
   LoseTick();
   return end - at;
+}
+
+std::size_t Decoder::TakeGapMark(const Stretch& stretch, std::size_t at) {
+  Flush();
+  Gap gap{GapReason::kMarked};
+  gap.place = Moved(stretch.place, at);
+  BeginGap(gap);
+  LoseTick();
+  return kGapMark.size();
 }
 
 void Decoder::Add(const Packet& packet) {

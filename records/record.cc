@@ -69,9 +69,14 @@ const char* TextOf(TimeQuality quality) {
 }
 
 const char* TextOf(GapReason reason) {
-  static constexpr const char* kTexts[] = {"overwritten",         "lost clusters", "overtaken",
-                                           "wrong packet CRC",    "no packets",    "unknown item",
-                                           "cut short at the end"};
+  static constexpr const char* kTexts[] = {"overwritten",
+                                           "lost clusters",
+                                           "overtaken",
+                                           "wrong packet CRC",
+                                           "no packets",
+                                           "unknown item",
+                                           "cut short at the end",
+                                           "lost before it was extracted"};
   return kTexts[static_cast<std::size_t>(reason)];
 }
 

@@ -169,6 +169,20 @@ TEST(Positions, OfAStateWhoseLabelHasAWrongCrcAreUnverified) {
       testing::Contains("- position latitude=600000 longitude=600000 absolute=1 (unverified)"));
 }
 
+// ---- Marks of an extract ----------------------------------------------------------
+
+TEST(GapMarks, AreGapsInAFlatFile) {
+  EXPECT_THAT(
+      Decode({{Hdr1(10, "56") + B("82 00 00") + Hdr2(20, "56") + Hdr1(300, "56")}}, true).lines,
+      ElementsAre("10 bookmark", "gap 10..- lost before it was extracted", "- bookmark",
+                  "300 bookmark"));
+}
+
+TEST(GapMarks, AreWrongPacketsInAStore) {
+  EXPECT_THAT(DecodedLines(Hdr1(10, "56") + B("82 00 00") + Hdr2(20, "56")),
+              ElementsAre("10 bookmark", "gap 10..20 wrong packet CRC", "20 bookmark"));
+}
+
 // ---- Times -----------------------------------------------------------------------
 
 TEST(Times, OfAPacketWithAWrongCrcAreEstimates) {

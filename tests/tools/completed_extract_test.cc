@@ -130,8 +130,10 @@ TEST_F(CompletedExtract, GoesOnBehindALostClusterAndShowsTheGap) {
   EXPECT_EQ(cut.err, "vmr: s: something is lost between ticks 160 and 310: lost clusters\n");
   EXPECT_EQ(Records({"cut"}), Records({"s", "--from", "120", "--to", "480"}));
   const std::string lines = Run({"export", "cut"}).out;
-  EXPECT_THAT(lines, HasSubstr("{\"kind\":\"gap\",\"reason\":\"no packets\",\"from_tick\":160,"
-                               "\"to_tick\":310,"));
+  EXPECT_THAT(
+      lines,
+      HasSubstr("{\"kind\":\"gap\",\"reason\":\"lost before it was extracted\",\"from_tick\":160,"
+                "\"to_tick\":310,"));
   EXPECT_THAT(lines, HasSubstr("vmr: gap, ticks 160 to 310: lost clusters"));
   // Behind it a way leads nowhere until the position is told whole.
   EXPECT_THAT(lines, HasSubstr("\"tick\":350,\"time\":\"2033-05-18T03:36:10.000Z\","

@@ -23,10 +23,6 @@ using records::Record;
 
 namespace {
 
-// Between two packets no reader takes these for one: all pass over them, and the program's
-// decoder shows a gap.
-constexpr std::string_view kGapMark("\0\0\0\0", 4);
-
 bool TellsTick(unsigned char header) { return header == HEADER_1 || header == HEADER_2; }
 
 // The state that an extract begins with.
@@ -299,7 +295,7 @@ void RangeCut::MarkGap(const Gap& gap) {
   const bool shows_itself = facts_.packets > 0 && (gap.reason == GapReason::kWrongCrc ||
                                                    gap.reason == GapReason::kUnknownItems);
   if (shows_itself) return;
-  Put(std::string(kGapMark));
+  Put({reinterpret_cast<const char*>(records::kGapMark.data()), records::kGapMark.size()});
   told_ = {};
   gap_text_ = fmt::format("vmr: gap, ticks {} to {}: {}", TickText(gap.from_tick),
                           TickText(gap.to_tick), TextOf(gap.reason));

@@ -58,8 +58,7 @@ struct CutFacts {
 
 // Takes a recording's records and writes the extract: head, label, a full state of nothing
 // but what is known in front of the first tick, and the packets of the range as they were
-// recorded. What was lost between them is marked by bytes that are no packet, and told by a
-// log item; a tick that only the store told is told by a packet of its own.
+// recorded. What was lost between them is marked (see kGapMark) and told by a log item; a tick that only the store told is told by a packet of its own.
 //
 // Owns     nothing; `write` takes the file's bytes in order.
 class RangeCut final : public records::Sink {
@@ -104,7 +103,7 @@ class RangeCut final : public records::Sink {
   void Count(std::size_t bytes, unsigned int tick);
   void MarkGap(const records::Gap& gap);
   void TellTick(unsigned int tick);
-  void Put(const std::string& bytes) { write_(bytes); }
+  void Put(std::string_view bytes) { write_(bytes); }
 
   const CutRange range_;
   const UnitExtract& unit_;
