@@ -52,13 +52,15 @@ std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
 // The time zone that the recording tells first, looked for in its oldest part; empty: none.
 std::string RecordedZone(const records::Source& source);
 
-// Decodes all of it through a filter for range and kinds, with a line of progress.
+// Decodes all of it through a filter for range and kinds, with a line of progress unless the
+// text goes to the same terminal. `watcher`, if there is one, gets everything, whether it was
+// asked for or not, right behind `sink`.
 struct ReadOutcome {
   unsigned long records = 0;
   bool complete = true;  // nothing of what was asked for is lost, unknown or outside
 };
-ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
-                      records::Sink& sink);
+ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, records::Sink& sink,
+                      records::Sink* watcher = nullptr, bool shows_progress = true);
 
 // Of two exit codes the one that says more is wrong.
 int Gravest(int a, int b);
