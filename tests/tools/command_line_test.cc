@@ -66,7 +66,11 @@ TEST_F(CommandLine, WrongUsageExitsWithTwoAndSaysWhereHelpIs) {
                              {"view", "s", "--expanded"},
                              {"view", "s", "--kind", "inputs"},
                              {"view", "s", "--format", "csv"},
-                             {"view", "s", "--time-zone", "Nowhere/Town"}};
+                             {"view", "s", "--time-zone", "Nowhere/Town"},
+                             {"info"},
+                             {"info", ""},
+                             {"info", "s", "--format", "text,json"},
+                             {"info", "s", "--from", "5"}};
   for (const Arguments& arguments : wrong) {
     const Finished refused = Run(arguments);
     SCOPED_TRACE(testing::PrintToString(arguments) + refused.err);

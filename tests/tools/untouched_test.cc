@@ -76,6 +76,8 @@ class Untouched : public ProgramTest {
         {"view", "--listing", "s"},
         {"view", "--listing", "--expanded", "s", "--from", "50"},
         {"view", "--listing", "--flat", "s_1.mtd"},
+        {"info", "s"},
+        {"info", "s", "--full", "--format", "json"},
         {"extract", "s", "cut", "--from", "50", "--to", "150", "--force"},
         {"extract", "s", "cut", "--from", "2024-05-01T10:00:01Z", "--to", "2024-05-01T10:01:00Z",
          "--margin", "5", "--force"},
