@@ -260,6 +260,14 @@ TEST_F(View, WhatWasReportedLateStandsAtItsOwnTick) {
                        "        100  --:--:--  bookmark\n"));
 }
 
+TEST_F(View, AStartOfTheUnitIsSaidAsOne) {
+  Record("s", "{\"event\":\"bookmark\",\"tick\":50}\n");
+  Record("s", "{\"event\":\"bookmark\",\"tick\":70}\n");
+  EXPECT_THAT(ViewOf({"s"}),
+              HasSubstr("the unit started: video streams, microphones and cameras off\n"));
+  EXPECT_THAT(Run({"info", "s"}).out, HasSubstr("\nUnit's starts 1\n"));
+}
+
 TEST_F(View, SettingsAreOneLineUnlessAskedFor) {
   Record("s", "{\"event\":\"bookmark\",\"tick\":50}\n");
   const std::string folded = ViewOf({"s"});

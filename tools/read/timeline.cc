@@ -186,21 +186,31 @@ void Timeline::Flush() {
 }
 
 void Timeline::PutEntries(std::size_t from, std::size_t to) {
-  const bool folds = (has_dump_ || has_setup_) && !options_.unfolds_dumps &&
-                     !options_.chosen_kinds && entries_[from].foldable;
-  if (folds) return PutTick(entries_[from], Folded(from, to));
-  if (!options_.chosen_kinds && !options_.unfolds_dumps && IsStart(from, to))
-    return PutTick(entries_[from], "the unit started: video streams, microphones and cameras off");
+  const bool shortens = !options_.unfolds_dumps && !options_.chosen_kinds;
+  if ((has_dump_ || has_setup_) && shortens && entries_[from].foldable)
+    return PutTick(entries_[from], Folded(from, to));
   std::string text;
-  for (std::size_t i = from; i < to; ++i) text += (i == from ? "" : "; ") + entries_[i].phrase;
+  for (std::size_t i = from; i < to;) {
+    const std::size_t start = shortens ? StartItems(i, to) : 0;
+    text += i == from ? "" : "; ";
+    text += start > 0 ? "the unit started: video streams, microphones and cameras off"
+                      : entries_[i].phrase;
+    i += std::max<std::size_t>(start, 1);
+  }
   if (!entries_[from].crc_right) text += " [wrong CRC]";
   PutTick(entries_[from], text);
 }
 
-bool Timeline::IsStart(std::size_t from, std::size_t to) const {
-  std::string bytes;
-  for (std::size_t i = from; i < to; ++i) bytes += entries_[i].bytes;
-  return bytes == UnitStartBytes();
+// How many entries from `at` on are what a start writes; 0: they are something else.
+std::size_t Timeline::StartItems(std::size_t at, std::size_t to) const {
+  std::string_view left = UnitStartBytes();
+  for (std::size_t i = at; i < to && !entries_[i].bytes.empty(); ++i) {
+    const std::string& bytes = entries_[i].bytes;
+    if (left.substr(0, bytes.size()) != bytes) return 0;
+    left.remove_prefix(bytes.size());
+    if (left.empty()) return i + 1 - at;
+  }
+  return 0;
 }
 
 // "full state repeated, 61 items; changed: siren on"

@@ -74,7 +74,7 @@ class Timeline final : public records::Sink {
   void Flush();
   void PutEntries(std::size_t from, std::size_t to);
   std::string Folded(std::size_t from, std::size_t to) const;
-  bool IsStart(std::size_t from, std::size_t to) const;
+  std::size_t StartItems(std::size_t at, std::size_t to) const;
   void PutTick(const Entry& entry, std::string_view text);
   void PutBreak(std::string_view text, std::string_view colour);
   void PutDay(const records::Time& time);
