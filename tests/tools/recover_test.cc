@@ -42,7 +42,9 @@ class RecoverTest : public RingImageTest {
     EXPECT_EQ(stat(Path("new_2.mtd").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, S_IFREG | 0660U);
   }
-  std::vector<std::string> ViewNew() const { return ItemsOf(Run({"view", "--listing", "new"}).out); }
+  std::vector<std::string> ViewNew() const {
+    return ItemsOf(Run({"view", "--listing", "new"}).out);
+  }
   bool Written() const { return fs::exists(Path("new_1.mtd")) || fs::exists(Path("new_2.mtd")); }
   bool LeftNothingBehind() const {
     for (const auto& entry : fs::directory_iterator(folder))
