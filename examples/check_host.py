@@ -120,7 +120,7 @@ def drive(recorder, folder):
 
 
 def listing(vmr, path):
-    viewed = subprocess.run([vmr, "view", path], check=True, stdout=subprocess.PIPE,
+    viewed = subprocess.run([vmr, "view", "--listing", path], check=True, stdout=subprocess.PIPE,
                             timeout=TIMEOUT_S)
     return viewed.stdout.decode("latin-1")
 

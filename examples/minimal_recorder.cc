@@ -1,5 +1,5 @@
 // The smallest host program around the recorder: open, report, tick, close.
-// Look at what it recorded with `vmr view BASE`.
+// Look at what it recorded with `vmr view --listing BASE`.
 #include <cstdio>
 
 #include "backends/data_store_normal.h"

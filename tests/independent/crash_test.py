@@ -84,7 +84,7 @@ def record_until_killed(vmr, base, rng, first_tick):
 def read_back(vmr, base):
     """(tick, bytes) of every packet in the view. A header line shows the tick
     before it, so the next line tells a packet's own."""
-    text = subprocess.run([vmr, "view", base], capture_output=True, check=True).stdout
+    text = subprocess.run([vmr, "view", "--listing", base], capture_output=True, check=True).stdout
     lines = HEADER_LINE.findall(text.decode("latin-1"))
     return [(int(after[1]), int(items) + HEAD_BYTES[kind])
             for (kind, _, items), after in zip(lines, lines[1:])]

@@ -144,7 +144,7 @@ def main():
             seen, seen_losses = recorded(decoder.ring_stream(base))
             check_positions(f"{name} recorded", seen, positions)
             check(f"{name} recorded losses", seen_losses, losses)
-            text = run(vmr, "view", base, "--expanded")
+            text = run(vmr, "view", "--listing", base, "--expanded")
             seen, seen_losses = viewed(text)
             check_positions(f"{name} viewed", seen, positions)
             check(f"{name} viewed losses", seen_losses, losses)

@@ -52,12 +52,25 @@ TEST_F(CommandLine, WrongUsageExitsWithTwoAndSaysWhereHelpIs) {
                              {"record", "s", "--gpsd", "--replay"},
                              {"record", "s", "--input", "-", "--allow-jumps"},
                              {"view"},
-                             {"view", ""},
-                             {"view", "s", "--from", "x"},
-                             {"view", "s", "--from=-1"},
-                             {"view", "s", "--to", "4294967296"},
-                             {"view", "s", "--from", "5", "--to", "4"},
-                             {"view", "s", "--ring", "--flat"}};
+                             {"view", "--listing", ""},
+                             {"view", "--listing", "s", "--from", "x"},
+                             {"view", "--listing", "s", "--from=-1"},
+                             {"view", "--listing", "s", "--to", "4294967296"},
+                             {"view", "--listing", "s", "--from", "5", "--to", "4"},
+                             {"view", "--listing", "s", "--ring", "--flat"},
+                             {"view", "--listing", "s", "t"},
+                             {"view", "--listing", "s", "--kind", "input"},
+                             {"view", "--listing", "s", "--format", "text"},
+                             {"view", "--listing", "s", "--time-zone", "UTC"},
+                             {"view", "--listing", "s", "--from", "2019-06-19"},
+                             {"view", "s", "--expanded"},
+                             {"view", "s", "--kind", "inputs"},
+                             {"view", "s", "--format", "csv"},
+                             {"view", "s", "--time-zone", "Nowhere/Town"},
+                             {"info"},
+                             {"info", ""},
+                             {"info", "s", "--format", "text,json"},
+                             {"info", "s", "--from", "5"}};
   for (const Arguments& arguments : wrong) {
     const Finished refused = Run(arguments);
     SCOPED_TRACE(testing::PrintToString(arguments) + refused.err);
@@ -86,13 +99,13 @@ TEST_F(CommandLine, AStoreInAFolderThatDoesNotExistFails) {
 }
 
 TEST_F(CommandLine, ThereMustBeSomethingToView) {
-  const Finished nothing = Run({"view", "s"});
+  const Finished nothing = Run({"view", "--listing", "s"});
   EXPECT_EQ(nothing.exit_code, 1);
   EXPECT_EQ(nothing.out, "");
   EXPECT_EQ(nothing.err, "vmr: s: neither a file nor the base of a ring (s_1.mtd and s_2.mtd)\n");
-  EXPECT_EQ(Run({"view", "--ring", "s"}).exit_code, 1);
-  EXPECT_EQ(Run({"view", "--flat", "s"}).err, "vmr: s: No such file or directory\n");
-  EXPECT_EQ(Run({"view", "."}).err, "vmr: .: Is a directory\n");
+  EXPECT_EQ(Run({"view", "--listing", "--ring", "s"}).exit_code, 1);
+  EXPECT_EQ(Run({"view", "--listing", "--flat", "s"}).err, "vmr: s: No such file or directory\n");
+  EXPECT_EQ(Run({"view", "--listing", "."}).err, "vmr: .: Is a directory\n");
   EXPECT_FALSE(std::filesystem::exists(Path("s_1.mtd")));
 }
 
@@ -100,14 +113,14 @@ TEST_F(CommandLine, AFlatFileIsViewedAsOne) {
   // Magic, then a HEADER_1 packet at tick 5 with one bookmark.
   WriteFile(Path("flat"), std::string("f]S1\x80\x05\0\0\0\x01\x56\0", 12));
   for (const Arguments& arguments :
-       {Arguments{"view", "flat"}, Arguments{"view", "--flat", "flat"}}) {
+       {Arguments{"view", "--listing", "flat"}, Arguments{"view", "--listing", "--flat", "flat"}}) {
     const Finished view = Run(arguments);
     EXPECT_EQ(view.exit_code, 0);
     EXPECT_EQ(view.err, "");
     EXPECT_THAT(view.out, testing::StartsWith("Expanded view = 0\n"));
     EXPECT_THAT(ItemsOf(view.out), testing::ElementsAre("[Tag=Bookmark, TagNo=0x56]"));
   }
-  EXPECT_EQ(Run({"view", "--ring", "flat"}).exit_code, 1);
+  EXPECT_EQ(Run({"view", "--listing", "--ring", "flat"}).exit_code, 1);
 }
 
 TEST_F(CommandLine, ARingIsFoundByItsBaseAndEitherFile) {
@@ -115,11 +128,11 @@ TEST_F(CommandLine, ARingIsFoundByItsBaseAndEitherFile) {
   const std::string listing = View();
   EXPECT_THAT(ItemsOf(listing), testing::Contains("[Tag=Bookmark, TagNo=0x56]"));
   for (const char* path : {"s", "s_1.mtd", "s_2.mtd", "./s"}) {
-    EXPECT_EQ(Run({"view", path}).out, listing) << path;
-    EXPECT_EQ(Run({"view", "--ring", path}).out, listing) << path;
+    EXPECT_EQ(Run({"view", "--listing", path}).out, listing) << path;
+    EXPECT_EQ(Run({"view", "--listing", "--ring", path}).out, listing) << path;
   }
   // The first packet of a new ring goes to file 2.
-  EXPECT_THAT(ItemsOf(Run({"view", "--flat", "s_2.mtd"}).out),
+  EXPECT_THAT(ItemsOf(Run({"view", "--listing", "--flat", "s_2.mtd"}).out),
               testing::Contains("[Tag=Bookmark, TagNo=0x56]"));
 }
 
@@ -130,7 +143,7 @@ TEST_F(CommandLine, ARingWithAFileMissingIsReadFromTheOther) {
     const std::string other = missing == "1" ? "2" : "1";
     std::filesystem::rename(Path("s_" + missing + ".mtd"), Path("aside"));
     for (const std::string path : {"s", "s_1.mtd", "s_2.mtd"}) {
-      const Finished view = Run({"view", path});
+      const Finished view = Run({"view", "--listing", path});
       EXPECT_EQ(view.exit_code, 0);
       // The other file may lack the packet that was written last.
       EXPECT_THAT(listing, testing::StartsWith(view.out));
@@ -159,7 +172,7 @@ TEST_F(CommandLine, ViewingADamagedRingChangesNothingOnDisk) {
   const std::string file1 = ReadFile(Path("s_1.mtd"));
   const std::string file2 = ReadFile(Path("s_2.mtd"));
   std::filesystem::permissions(Path("s_1.mtd"), std::filesystem::perms(0440));
-  const Finished view = Run({"view", "s"});
+  const Finished view = Run({"view", "--listing", "s"});
   EXPECT_EQ(view.exit_code, 0);
   EXPECT_THAT(ItemsOf(view.out), testing::Contains("[Tag=Bookmark, TagNo=0x56]"));
   EXPECT_TRUE(ReadFile(Path("s_1.mtd")) == file1);
@@ -171,10 +184,11 @@ TEST_F(CommandLine, ViewingARingThatCannotBeSearchedKeepsBothFiles) {
   Replay("{\"event\":\"bookmark\",\"tick\":9}\n{\"event\":\"bookmark\",\"tick\":99}\n");
   // The cluster that every search looks at first.
   for (const char* name : {"s_1.mtd", "s_2.mtd"}) DamageCluster(Path(name), 16383);
-  const Finished view = Run({"view", "s"});
+  const Finished view = Run({"view", "--listing", "s"});
   EXPECT_EQ(view.exit_code, 1);
-  EXPECT_THAT(view.err, testing::HasSubstr("vmr: s: not readable as a ring; `vmr view --flat "
-                                           "s_1.mtd` prints what one file holds\n"));
+  EXPECT_THAT(view.err,
+              testing::HasSubstr("vmr: s: not readable as a ring; `vmr view --listing --flat "
+                                 "s_1.mtd` prints what one file holds\n"));
   EXPECT_EQ(std::filesystem::file_size(Path("s_1.mtd")), 134217728u);
   EXPECT_EQ(std::filesystem::file_size(Path("s_2.mtd")), 134217728u);
   EXPECT_FALSE(std::filesystem::exists(Path("s_1.mtd.CORRUPT")));
@@ -195,7 +209,8 @@ TEST_F(CommandLine, RangeAndExpandedReachTheViewer) {
 
 TEST_F(CommandLine, AFullDiskBehindStandardOutputIsAFailure) {
   WriteFile(Path("flat"), std::string("f]S1\x80\x05\0\0\0\x01\x56\0", 12));
-  const std::string command = "cd " + folder + " && " VMR_PROGRAM " view flat > /dev/full 2> err";
+  const std::string command =
+      "cd " + folder + " && " VMR_PROGRAM " view --listing flat > /dev/full 2> err";
   EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
   EXPECT_THAT(ReadFile(Path("err")), testing::StartsWith("vmr: standard output: "));
 }
@@ -205,7 +220,7 @@ TEST_F(CommandLine, AClosedPipeIsNoError) {
   for (int i = 0; i < 5000; ++i) packets += std::string("\x80\x05\0\0\0\x01\x56\0", 8);
   WriteFile(Path("flat"), packets);
   const std::string command =
-      "cd " + folder + " && { " VMR_PROGRAM " view flat 2> err; echo $? > code; } | true";
+      "cd " + folder + " && { " VMR_PROGRAM " view --listing flat 2> err; echo $? > code; } | true";
   ASSERT_EQ(std::system(command.c_str()), 0);
   EXPECT_EQ(ReadFile(Path("code")), "0\n");
   EXPECT_EQ(ReadFile(Path("err")), "");

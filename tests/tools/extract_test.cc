@@ -45,7 +45,7 @@ class ExtractTest : public ProgramTest {
   bool Written() const { return std::filesystem::exists(Path("cut")); }
   std::vector<std::string> Bookmarks() const {
     std::vector<std::string> found;
-    for (const std::string& item : ItemsOf(Run({"view", "cut"}).out))
+    for (const std::string& item : ItemsOf(Run({"view", "--listing", "cut"}).out))
       if (item == "[Tag=Bookmark, TagNo=0x56]") found.push_back(item);
     return found;
   }
@@ -70,7 +70,7 @@ TEST_F(ExtractTest, SaysWhatItDidAndTheFileIsViewedByItself) {
                   "copied:  3 packets, 15 bytes, ticks 111 to 131\n"
                   "sha256:  " +
                   Digest("cut") + "\n"));
-  const std::string listing = Run({"view", "cut"}).out;
+  const std::string listing = Run({"view", "--listing", "cut"}).out;
   EXPECT_THAT(ItemsOf(listing), Contains("[Tag=String, TagNo=0x20, log='Range 102 to 120']"));
   EXPECT_EQ(Bookmarks().size(), 3U);
   EXPECT_TRUE(LeftNothingBehind());

@@ -60,7 +60,7 @@ TEST_F(LiveTest, AStoreInUseIsViewedButNotRecordedTo) {
   RunningProgram program(folder, {"record", "s", "--input", "-"});
   program.Write("{\"event\":\"bookmark\"}\nx\n");
   ASSERT_TRUE(program.WaitForMessage("standard input:2:"));
-  RunningProgram other(folder, {"view", "s"});
+  RunningProgram other(folder, {"view", "--listing", "s"});
   const Finished view = other.Finish();
   EXPECT_EQ(view.exit_code, 0);
   EXPECT_EQ(view.err, "");
@@ -70,7 +70,7 @@ TEST_F(LiveTest, AStoreInUseIsViewedButNotRecordedTo) {
             "vmr: s: is in use by another process; wait until it has ended, or record to another "
             "store\n");
   EXPECT_EQ(program.Finish().exit_code, 0);
-  EXPECT_EQ(Run({"view", "s"}).exit_code, 0);
+  EXPECT_EQ(Run({"view", "--listing", "s"}).exit_code, 0);
 }
 
 std::string Fix(const std::string& latitude) {

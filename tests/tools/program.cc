@@ -139,7 +139,7 @@ Finished ProgramTest::Replay(const std::string& lines) const {
 }
 
 std::string ProgramTest::View(const Arguments& more) const {
-  Arguments arguments = {"view", "s"};
+  Arguments arguments = {"view", "--listing", "s"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   const Finished finished = Run(arguments);
   EXPECT_EQ(finished.exit_code, 0) << finished.err;

@@ -42,7 +42,9 @@ class RecoverTest : public RingImageTest {
     EXPECT_EQ(stat(Path("new_2.mtd").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, S_IFREG | 0660U);
   }
-  std::vector<std::string> ViewNew() const { return ItemsOf(Run({"view", "new"}).out); }
+  std::vector<std::string> ViewNew() const {
+    return ItemsOf(Run({"view", "--listing", "new"}).out);
+  }
   bool Written() const { return fs::exists(Path("new_1.mtd")) || fs::exists(Path("new_2.mtd")); }
   bool LeftNothingBehind() const {
     for (const auto& entry : fs::directory_iterator(folder))
@@ -61,7 +63,7 @@ TEST_F(RecoverTest, ARecordingComesOutAsItWas) {
   EXPECT_THAT(recovered.out, StartsWith("new: 6 packets in 1 clusters, ticks 9 to "));
   EXPECT_THAT(recovered.out, HasSubstr("kind                       recovered        lost\n"
                                        "Bookmark                           3           0\n"));
-  EXPECT_EQ(Run({"view", "new"}).out, Run({"view", "s"}).out);
+  EXPECT_EQ(Run({"view", "--listing", "new"}).out, Run({"view", "--listing", "s"}).out);
   EXPECT_EQ(Run({"check", "new"}).exit_code, 0);
   EXPECT_TRUE(LeftNothingBehind());
 }
@@ -198,7 +200,7 @@ TEST_F(RecoverTest, PacketsBehindAGapKeepTheirTicks) {
   EXPECT_EQ(Recover({"--force"}).exit_code, 3);
   EXPECT_EQ(Get(1, 4, "new"), ClusterOf(320, WithCrc(B("80 40 01 00 00 00"))));
   EXPECT_EQ(Get(1, 5, "new"), MostlyShortPackets(5));
-  const std::string listing = Run({"view", "new"}).out;
+  const std::string listing = Run({"view", "--listing", "new"}).out;
   EXPECT_THAT(listing, HasSubstr("(hdr2)   320 ("));
   EXPECT_THAT(listing, HasSubstr("(hdr2)   383 ("));
   ExpectSound(9, 639);

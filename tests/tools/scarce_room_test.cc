@@ -78,7 +78,7 @@ TEST_F(FullFileSystemTest, AStoreThatIsThereGoesOn) {
   WriteFile(Path("input"), "{\"event\":\"bookmark\",\"tick\":100}\n");
   const Finished finished = Run({"record", Store(), "--replay", "--input", "input"});
   EXPECT_EQ(finished.exit_code, 0) << finished.err;
-  EXPECT_THAT(Run({"view", Store()}).out, HasSubstr("   100 "));
+  EXPECT_THAT(Run({"view", "--listing", Store()}).out, HasSubstr("   100 "));
   EXPECT_EQ(Run({"check", Store()}).exit_code, 0);
 }
 

@@ -70,8 +70,14 @@ class Untouched : public ProgramTest {
     const auto before = Recording();
     const Arguments commands[] = {
         {"view", "s"},
-        {"view", "--expanded", "s", "--from", "50"},
+        {"view", "s", "--dumps", "--from", "50", "-o", "cut", "--force"},
+        {"view", "s", "-o", "s_1.mtd"},
         {"view", "--flat", "s_1.mtd"},
+        {"view", "--listing", "s"},
+        {"view", "--listing", "--expanded", "s", "--from", "50"},
+        {"view", "--listing", "--flat", "s_1.mtd"},
+        {"info", "s"},
+        {"info", "s", "--full", "--format", "json"},
         {"extract", "s", "cut", "--from", "50", "--to", "150", "--force"},
         {"extract", "s", "cut", "--from", "2024-05-01T10:00:01Z", "--to", "2024-05-01T10:01:00Z",
          "--margin", "5", "--force"},

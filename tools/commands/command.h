@@ -21,6 +21,7 @@ struct Command {
 
 extern const Command kRecordCommand;
 extern const Command kViewCommand;
+extern const Command kInfoCommand;
 extern const Command kExportCommand;
 extern const Command kExtractCommand;
 extern const Command kCheckCommand;

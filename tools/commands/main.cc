@@ -12,9 +12,9 @@
 namespace vmr::tool {
 namespace {
 
-constexpr const Command* kCommands[] = {&kRecordCommand,  &kViewCommand,  &kExportCommand,
-                                        &kExtractCommand, &kCheckCommand, &kScrubCommand,
-                                        &kRecoverCommand};
+constexpr const Command* kCommands[] = {&kRecordCommand, &kViewCommand,    &kInfoCommand,
+                                        &kExportCommand, &kExtractCommand, &kCheckCommand,
+                                        &kScrubCommand,  &kRecoverCommand};
 
 constexpr const char* kProgramHelp = R"(Records what happens in a vehicle and prints it back.
 
@@ -25,7 +25,8 @@ the oldest.
 
 constexpr const char* kProgramFooter = R"(Examples:
   vmr record trips/car7 --input drive.gpsd.json --replay   record a saved drive
-  vmr view trips/car7                                      print all of it
+  vmr view trips/car7                                      read what was recorded
+  vmr info trips/car7                                      which unit, from when to when
   vmr extract trips/car7 stop.vmd --from 2082 --to 2250    cut a minute out
   vmr check trips/car7                                     look it over for damage
   vmr scrub trips/car7                                     mend what can be mended

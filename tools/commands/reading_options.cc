@@ -63,6 +63,7 @@ void AddKinds(CLI::App& parser, ReadingOptions& options) {
           },
           "Only records of these kinds")
       ->delimiter(',')
+      ->allow_extra_args(false)  // what follows is a PATH
       ->type_name("KIND,...");
 }
 

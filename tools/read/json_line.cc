@@ -55,27 +55,6 @@ Date DateOf(std::int64_t days) {
   return {era * 400 + year_of_era + (month <= 2 ? 1 : 0), month, day};
 }
 
-// How many bytes of UTF-8 the text begins with, of one character; 0 when it begins with
-// none.
-std::size_t Utf8Bytes(std::string_view text) {
-  const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) return 1;
-  const std::size_t bytes = first >= 0xC2 && first < 0xE0   ? 2
-                            : first >= 0xE0 && first < 0xF0 ? 3
-                            : first >= 0xF0 && first < 0xF5 ? 4
-                                                            : 0;
-  if (bytes == 0 || text.size() < bytes) return 0;
-  for (std::size_t i = 1; i < bytes; ++i)
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  // Longer than need be, a surrogate, or past the last character.
-  if (first == 0xE0 && byte(1) < 0xA0) return 0;
-  if (first == 0xED && byte(1) > 0x9F) return 0;
-  if (first == 0xF0 && byte(1) < 0x90) return 0;
-  if (first == 0xF4 && byte(1) > 0x8F) return 0;
-  return bytes;
-}
-
 bool NeedsEscape(unsigned char byte) {
   return byte < 0x20 || byte == '"' || byte == '\\' || byte == 0x7F;
 }
@@ -193,6 +172,25 @@ void AppendPlace(const records::Place& place, LineBuffer& line) {
 void End(LineBuffer& line) { Append("}\n", line); }
 
 }  // namespace
+
+std::size_t Utf8Bytes(std::string_view text) {
+  const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char first = byte(0);
+  if (first < 0x80) return 1;
+  const std::size_t bytes = first >= 0xC2 && first < 0xE0   ? 2
+                            : first >= 0xE0 && first < 0xF0 ? 3
+                            : first >= 0xF0 && first < 0xF5 ? 4
+                                                            : 0;
+  if (bytes == 0 || text.size() < bytes) return 0;
+  for (std::size_t i = 1; i < bytes; ++i)
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  // Longer than need be, a surrogate, or past the last character.
+  if (first == 0xE0 && byte(1) < 0xA0) return 0;
+  if (first == 0xED && byte(1) > 0x9F) return 0;
+  if (first == 0xF0 && byte(1) < 0x90) return 0;
+  if (first == 0xF4 && byte(1) > 0x8F) return 0;
+  return bytes;
+}
 
 bool AppendJsonText(std::string_view text, LineBuffer& line) {
   bool is_utf8 = true;

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <cstddef>
 #include <string_view>
 
 #include "records/record.h"
@@ -25,6 +26,10 @@ using LineBuffer = fmt::memory_buffer;
 void AppendJsonLine(const records::Record& record, LineBuffer& line);
 void AppendJsonLine(const records::Gap& gap, LineBuffer& line);
 void AppendJsonLine(const records::ClockStep& step, LineBuffer& line);
+
+// How many bytes of UTF-8 the text, which is not empty, begins with, of one character; 0
+// when it begins with none.
+std::size_t Utf8Bytes(std::string_view text);
 
 // The text in quotes. Control characters are escaped; bytes that are no UTF-8 are taken
 // for ISO 8859-1. True when there were such.

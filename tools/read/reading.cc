@@ -91,6 +91,55 @@ int ReadOne(const ReadingOptions& options, const std::string& path, Reading& rea
   return read(reading);
 }
 
+// Hands everything to two sinks.
+class Both final : public records::Sink {
+ public:
+  Both(records::Sink& first, records::Sink& second) : first_(first), second_(second) {}
+
+  void OnRecord(const records::Record& record) override {
+    first_.OnRecord(record);
+    second_.OnRecord(record);
+  }
+  void OnGap(const records::Gap& gap) override {
+    first_.OnGap(gap);
+    second_.OnGap(gap);
+  }
+  void OnClockStep(const records::ClockStep& step) override {
+    first_.OnClockStep(step);
+    second_.OnClockStep(step);
+  }
+  void OnNewRun(int run, unsigned int tick) override {
+    first_.OnNewRun(run, tick);
+    second_.OnNewRun(run, tick);
+  }
+
+ private:
+  records::Sink& first_;
+  records::Sink& second_;
+};
+
+void DecodeAll(records::Source& source, records::Sink& sink, const std::string& name,
+               bool shows_progress) {
+  records::Decoder decoder(source, sink);
+  if (!shows_progress) return decoder.Run();
+  ProgressLine progress(
+      [&](unsigned long) { return fmt::format("{}: {:.0f} %", name, source.Progress() * 100); });
+  while (decoder.Step()) progress.Step();
+}
+
+// False after saying that the output would stand in the place of one of the recordings.
+bool OutputIsElsewhere(const std::string& out, const std::vector<std::string>& paths,
+                       PathKind kind) {
+  for (const std::string& path : out.empty() ? std::vector<std::string>{} : paths) {
+    const Recording recording = FindRecording(path, kind);
+    if (recording.ring ? !BelongsToRing(out, recording.path) : !SameFile(out, recording.path))
+      continue;
+    Say(fmt::format("{}: belongs to the recording {}; give another file", out, path));
+    return false;
+  }
+  return true;
+}
+
 // What is missing of what was asked for, a line each.
 void SayWhatIsMissing(const std::string& name, const RangeFilter& filter) {
   const auto say = [&name](const std::string& what) { Say(fmt::format("{}: {}", name, what)); };
@@ -153,6 +202,7 @@ int Gravest(int a, int b) {
 
 int ForEachReading(const ReadingOptions& options, const std::function<int(Reading&)>& read) {
   const std::vector<std::string> paths = ExpandFolders(options.paths);
+  if (!OutputIsElsewhere(options.out, paths, options.path_kind)) return kExitFailure;
   int exit_code = kExitSuccess;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     Reading reading;
@@ -163,16 +213,16 @@ int ForEachReading(const ReadingOptions& options, const std::function<int(Readin
   return exit_code;
 }
 
-ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
-                      records::Sink& sink) {
+ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, records::Sink& sink,
+                      records::Sink* watcher, bool shows_progress) {
   RangeFilter filter(reading.range, kinds, sink);
   records::Source& source = *reading.recording.source;
-  records::Decoder decoder(source, filter);
-  {
-    ProgressLine progress([&](unsigned long) {
-      return fmt::format("{}: {:.0f} %", reading.recording.name, source.Progress() * 100);
-    });
-    while (decoder.Step()) progress.Step();
+  const std::string& name = reading.recording.name;
+  if (watcher == nullptr) {
+    DecodeAll(source, filter, name, shows_progress);
+  } else {
+    Both both(filter, *watcher);
+    DecodeAll(source, both, name, shows_progress);
   }
   SayWhatIsMissing(reading.recording.name, filter);
   const bool complete = filter.Gaps() == 0 && filter.WrongCrc() == 0 && filter.Unplaced() == 0 &&

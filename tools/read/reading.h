@@ -56,13 +56,15 @@ std::string RecordedZone(const records::Source& source);
 // Returns the zone's name; empty when the recording was to tell it and does not.
 std::string UseZone(const std::string& time_zone, const OpenedRecording& recording);
 
-// Decodes all of it through a filter for range and kinds, with a line of progress.
+// Decodes all of it through a filter for range and kinds, with a line of progress unless the
+// text goes to the same terminal. `watcher`, if there is one, gets everything, whether it was
+// asked for or not, right behind `sink`.
 struct ReadOutcome {
   unsigned long records = 0;
   bool complete = true;  // nothing of what was asked for is lost, unknown or outside
 };
-ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
-                      records::Sink& sink);
+ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, records::Sink& sink,
+                      records::Sink* watcher = nullptr, bool shows_progress = true);
 
 // Of two exit codes the one that says more is wrong.
 int Gravest(int a, int b);
