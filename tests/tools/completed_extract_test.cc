@@ -139,7 +139,7 @@ TEST_F(CompletedExtract, GoesOnBehindALostClusterAndShowsTheGap) {
   EXPECT_THAT(lines, HasSubstr("\"tick\":350,\"time\":\"2033-05-18T03:36:10.000Z\","
                                "\"time_quality\":\"estimated\",\"repeats\":false,"
                                "\"latitude\":null,\"longitude\":null"));
-  EXPECT_THAT(Run({"view", "--listing", "cut"}).out, HasSubstr("(hdr1)  410"));
+  EXPECT_THAT(Run({"view", "--listing", "cut"}).out, HasSubstr("(hdr1)   410 ("));
 }
 
 TEST_F(CompletedExtract, ThatBeginsInAGapKnowsNothing) {
