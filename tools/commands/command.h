@@ -22,6 +22,7 @@ struct Command {
 extern const Command kRecordCommand;
 extern const Command kViewCommand;
 extern const Command kExportCommand;
+extern const Command kStateCommand;
 extern const Command kExtractCommand;
 extern const Command kCheckCommand;
 extern const Command kScrubCommand;
