@@ -12,9 +12,9 @@
 namespace vmr::tool {
 namespace {
 
-constexpr const Command* kCommands[] = {&kRecordCommand, &kViewCommand,   &kExportCommand,
-                                        &kStateCommand,  &kFollowCommand, &kExtractCommand,
-                                        &kCheckCommand,  &kScrubCommand,  &kRecoverCommand};
+constexpr const Command* kCommands[] = {
+    &kRecordCommand, &kViewCommand,    &kExportCommand, &kStateCommand, &kDiffCommand,
+    &kFollowCommand, &kExtractCommand, &kCheckCommand,  &kScrubCommand, &kRecoverCommand};
 
 constexpr const char* kProgramHelp = R"(Records what happens in a vehicle and prints it back.
 

@@ -12,6 +12,7 @@
 #include "tools/common/text_output.h"
 #include "tools/read/json_line.h"
 #include "tools/read/state_at.h"
+#include "tools/read/state_json.h"
 #include "tools/read/state_words.h"
 
 namespace vmr::tool {
@@ -227,18 +228,8 @@ class StateJson {
 
   void Print() {
     const StateAt& state = answer_.state;
-    Put("{\"recording\":");
-    AppendJsonText(answer_.reading.recording.name, line_);
-    Put(",\"asked\":");
-    AppendJsonText(answer_.options.at->text, line_);
-    Put(fmt::format(
-        ",\"presence\":\"{}\",\"tick\":{},\"run\":{},\"time\":", PresenceWord(state.presence),
-        state.at ? std::to_string(state.at->Tick()) : "null",
-        state.at ? std::to_string(state.at->run) : "null"));
-    PutTime(state.time);
-    Put(fmt::format(",\"time_quality\":\"{}\",\"complete\":{},\"why_not\":",
-                    TextOf(state.time.quality), state.IsComplete()));
-    state.why_not.empty() ? Put("null") : static_cast<void>(AppendJsonText(state.why_not, line_));
+    Put("{");
+    AppendStateHead(answer_.reading.recording.name, answer_.options.at->text, state, line_);
     Put(",\"gap\":");
     state.table.LastGap() ? PutObject(*state.table.LastGap(), "") : Put("null");
     Entries(",\"state\":[", state.table.All());
@@ -250,29 +241,9 @@ class StateJson {
 
  private:
   void Put(std::string_view text) { line_.append(text.data(), text.data() + text.size()); }
-  void PutTime(const records::Time& time) {
-    if (time.quality == TimeQuality::kUnknown) return Put("null");
-    Put("\"");
-    AppendUtc(time.us, line_);
-    Put("\"");
-  }
-
-  static const char* PresenceWord(Presence presence) {
-    static constexpr const char* kWords[] = {"there",   "in a gap",     "before",  "behind",
-                                             "skipped", "between runs", "no ticks"};
-    return kWords[static_cast<std::size_t>(presence)];
-  }
-
-  // As a line of its own, with `more` members.
   template <typename Found>
   void PutObject(const Found& found, const std::string& more) {
-    LineBuffer object;
-    AppendJsonLine(found, object);
-    std::string_view text(object.data(), object.size());
-    text.remove_suffix(std::string_view("}\n").size());
-    Put(text);
-    Put(more);
-    Put("}");
+    AppendJsonObject(found, more, line_);
   }
 
   void Entries(const char* name, const StateTable::Entries& entries) {
@@ -310,15 +281,10 @@ class StateJson {
     for (const StateTable::Key& key : answer_.Unknown()) {
       const records::KindRow& kind = records::KindOf(key.first);
       Put(fmt::format("{}{{\"kind\":\"{}\"", std::exchange(is_first, false) ? "" : ",", kind.name));
-      for (std::size_t i = 0; i < kind.key_fields; ++i) PutKeyField(kind.fields[i], key.second[i]);
+      Put(KeyMembers(key));
       Put(fmt::format(",\"lost\":{}}}", answer_.state.table.Lost().count(key) > 0));
     }
     Put("]");
-  }
-  void PutKeyField(const records::FieldRow& field, std::int64_t number) {
-    const char* const word = field.word != nullptr ? field.word(number) : nullptr;
-    Put(word != nullptr ? fmt::format(",\"{}\":\"{}\"", field.name, word)
-                        : fmt::format(",\"{}\":{}", field.name, number));
   }
 
   const Answer& answer_;

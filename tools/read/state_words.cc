@@ -176,6 +176,14 @@ std::string KeyWordsOf(const KindRow& kind, const std::vector<Value>& values) {
   return words;
 }
 
+// "speed device 1", not "speed device device 1".
+std::string Joined(const std::string& kind, const std::string& key) {
+  const std::string last_word = kind.substr(kind.rfind(' ') + 1);
+  if (key.compare(0, last_word.size() + 1, last_word + " ") == 0)
+    return kind + key.substr(last_word.size());
+  return kind + (key.empty() ? "" : " " + key);
+}
+
 // ---- Keys ------------------------------------------------------------------------
 
 std::vector<StateTable::Key> Numbered(KindId id, std::int64_t first, std::int64_t last) {
@@ -244,12 +252,11 @@ std::string EscapedWords(std::string_view text) {
 std::string KindWords(const KindRow& kind) { return Plain(kind.name); }
 
 std::string SubjectWords(const Record& record) {
-  const std::string kind = KindWords(*record.kind), key = KeyWords(record);
-  const std::string last_word = kind.substr(kind.rfind(' ') + 1);
-  // "speed device 1", not "speed device device 1".
-  if (key.compare(0, last_word.size() + 1, last_word + " ") == 0)
-    return kind + key.substr(last_word.size());
-  return kind + (key.empty() ? "" : " " + key);
+  return Joined(KindWords(*record.kind), KeyWords(record));
+}
+
+std::string SubjectWords(const StateTable::Key& key) {
+  return Joined(KindWords(records::KindOf(key.first)), KeyWords(key));
 }
 
 std::string KeyWords(const Record& record) {

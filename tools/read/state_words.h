@@ -22,6 +22,7 @@ std::string KeyWords(const records::Record& record);
 std::string KeyWords(const StateTable::Key& key);
 // Both: "input siren", "speed device 1".
 std::string SubjectWords(const records::Record& record);
+std::string SubjectWords(const StateTable::Key& key);
 // "on", "Smith", "unknown", "target 61, lock 0"
 std::string ValueWords(const StateEntry& entry);
 // All of a record: "input siren: on"; of an event its fields.
