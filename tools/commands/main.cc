@@ -13,7 +13,8 @@ namespace vmr::tool {
 namespace {
 
 constexpr const Command* kCommands[] = {&kRecordCommand, &kViewCommand,    &kInfoCommand,
-                                        &kExportCommand, &kExtractCommand, &kCheckCommand,
+                                        &kStateCommand,  &kExportCommand,  &kFollowCommand,
+                                        &kDiffCommand,   &kExtractCommand, &kCheckCommand,
                                         &kScrubCommand,  &kRecoverCommand};
 
 constexpr const char* kProgramHelp = R"(Records what happens in a vehicle and prints it back.
