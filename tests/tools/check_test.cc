@@ -261,7 +261,7 @@ class CheckOfABadDeviceTest : public CheckTest {
                      bool as_json) const {
     const BadBlocks device({{"s_1.mtd", bad_in_1}, {"s_2.mtd", bad_in_2}});
     testing::internal::CaptureStdout();
-    const int exit_code = tool::Check({"s", as_json});
+    const int exit_code = tool::Check({{"s"}, as_json});
     return {exit_code, testing::internal::GetCapturedStdout(), ""};
   }
 
@@ -564,7 +564,7 @@ TEST_F(CheckTest, EitherFileNamesTheStore) {
 TEST_F(CheckTest, WrongUsageIsExplained) {
   for (const Arguments& arguments :
        {Arguments{"check"}, Arguments{"check", ""}, Arguments{"check", "s", "--format", "xml"},
-        Arguments{"check", "s", "t"}}) {
+        Arguments{"check", "s", ""}}) {
     const Finished wrong = Run(arguments);
     EXPECT_EQ(wrong.exit_code, 2);
     EXPECT_THAT(wrong.err, testing::EndsWith("vmr: try: vmr check --help\n"));
