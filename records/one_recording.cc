@@ -240,9 +240,11 @@ bool OneRecording::AreTwo(const std::string& path1, const std::string& path2) co
   const Verdicts verdicts = AddUp(
       seen_, {HoldsPacketsIn(files[0], kLastCluster), HoldsPacketsIn(files[1], kLastCluster)});
   if (AreTwoByWhatIsUnlike(verdicts, files)) return true;
-  if (verdicts.agreeing > 0) return false;
+  const bool all_agree = verdicts.agreeing > 0 && verdicts.damaged == 0 && verdicts.unlike.empty();
+  if (all_agree) return false;
   const SameUnit same = CompareUnits(UnitOf(files[0]), UnitOf(files[1]));
-  return same == SameUnit::kNo || (same == SameUnit::kUnknown && verdicts.older > 0);
+  return same == SameUnit::kNo ||
+         (same == SameUnit::kUnknown && verdicts.agreeing == 0 && verdicts.older > 0);
 }
 
 // ---- By a few clusters -------------------------------------------------------------

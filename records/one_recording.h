@@ -24,7 +24,8 @@ Likeness LikenessOf(const unsigned char* image1, const unsigned char* image2);
 // Gathers what the clusters say, and judges:
 //
 //   Where copies agree, the files are of one recording, unless several clusters on end are
-//   unlike: the files have a beginning in common and went on apart.
+//   unlike: the files have a beginning in common and went on apart. Or copies differ, and
+//   what the packets tell of the unit does, too: two have recorded the same.
 //   Where none agree, one that is unlike tells them apart, unless it was written in a wrong
 //   place, as one that stands elsewhere, too. A file may be older by a lap of the ring when
 //   the other has come round: then what the packets tell of the unit, its MAC address and

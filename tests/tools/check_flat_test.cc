@@ -126,7 +126,9 @@ TEST_F(CheckFlat, AnotherBeginningIsFound) {
   changed = changed.substr(0, 4) + changed.substr(kFirstPacket);
   WriteFile(Path("cut"), changed);
   EXPECT_THAT(Findings(), ElementsAre("no_dictionary 4"));
-  PutFlat({});
+  WriteFile(Path("cut"), "f]S1");
+  EXPECT_THAT(Findings(), ElementsAre("no_dictionary 4"));
+  EXPECT_EQ(CheckCut().exit_code, 4);
   MakeFlat();
   changed = Extract();
   changed[1] = 'x';

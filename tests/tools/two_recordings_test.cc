@@ -164,6 +164,19 @@ TEST_F(TwoRecordings, ABeginningInCommonDoesNotMakeThemOne) {
   ExpectRefused();
 }
 
+TEST_F(TwoRecordings, TwoUnitsThatRecordTheSameAreTwo) {
+  WriteFile(Path("drive"), LinesOf(kIowa));
+  for (const std::string unit : {"1", "2"}) {
+    WriteFile(Path("unit"), R"({"mac": "02:00:5E:10:00:0)" + unit + R"("})");
+    ASSERT_EQ(Run({"record", "unit" + unit, "--config", "unit", "--replay", "--input", "drive"})
+                  .exit_code,
+              0);
+  }
+  EXPECT_EQ(Get(1, 3, "unit1"), Get(2, 3, "unit2"));
+  Mix("unit1", "unit2");
+  ExpectRefused();
+}
+
 TEST_F(TwoRecordings, AFileOlderByALapIsTheSameUnits) {
   MakeOlderByALap(1, 1);
   ExpectOneRecording(4);

@@ -65,7 +65,7 @@ std::optional<StoreFiles> FilesToSurvey(const std::string& store) {
     return StoreFiles{recording.path, RingFileName(recording.path, 1),
                       RingFileName(recording.path, 2)};
   if (!recording.error.empty()) {
-    if (const auto aside = FindSetAside(store)) return aside;
+    if (auto aside = FindSetAside(store)) return aside;
     Say(recording.error);
     return std::nullopt;
   }

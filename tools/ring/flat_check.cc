@@ -154,8 +154,8 @@ void FlatCheck::CheckDictionary(const std::vector<unsigned char>& beginning) {
   const std::vector<unsigned char> own = OwnDictionary();
   const auto have = static_cast<std::ptrdiff_t>(std::min(own.size(), beginning.size() - kAt));
   const auto at = beginning.begin() + static_cast<std::ptrdiff_t>(kAt);
-  if (std::equal(own.begin(), own.begin() + have, at)) return;  // a short one is told as such
-  const bool any = *at == HEADER_DICTIONARY;
+  if (have > 0 && std::equal(own.begin(), own.begin() + have, at)) return;  // or cut short
+  const bool any = have > 0 && *at == HEADER_DICTIONARY;
   Add(any ? kForeignDictionary : kNoDictionary, kAt, any ? own.size() : 0);
 }
 

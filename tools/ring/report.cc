@@ -100,8 +100,8 @@ std::string FindingLimit::Rest(const RingSurvey& survey) const {
     if (group.untold == 0) continue;
     text +=
         fmt::format("{}: {}{} more places, {} clusters: {}\n", SeverityText(group.kind->severity),
-                    group.file > 0 ? survey.File(group.file).Path() + " " : "", group.untold,
-                    group.untold_clusters, group.kind->phrase);
+                    group.file > 0 ? Printable(survey.File(group.file).Path()) + " " : "",
+                    group.untold, group.untold_clusters, group.kind->phrase);
   }
   return text;
 }
@@ -127,9 +127,9 @@ std::string RingReport::Text() const {
 std::string RingReport::RecordingLine() const {
   const Totals totals = AddUp(survey_);
   if (survey_.IsOfTwoRecordings()) return FileRecordingLine(1) + FileRecordingLine(2);
-  if (survey_.Empty()) return fmt::format("{}: nothing is recorded\n", name_);
-  return fmt::format("{}: {} packets with {} items in {} clusters, ticks {} to {}\n", name_,
-                     totals.packets, totals.items, totals.clusters,
+  if (survey_.Empty()) return fmt::format("{}: nothing is recorded\n", Printable(name_));
+  return fmt::format("{}: {} packets with {} items in {} clusters, ticks {} to {}\n",
+                     Printable(name_), totals.packets, totals.items, totals.clusters,
                      TickText(survey_.At(survey_.Oldest()).FirstTick()),
                      TickText(survey_.At(survey_.Newest()).LastTick()));
 }
@@ -146,16 +146,17 @@ std::string RingReport::FileRecordingLine(int file) const {
     if (copy.LastTick() != kNoTick) last = std::max(last, copy.LastTick());
   }
   return fmt::format("{}: {} packets with {} items in {} clusters, ticks {} to {}\n",
-                     survey_.File(file).Path(), totals.packets, totals.items, totals.clusters,
-                     first, last);
+                     Printable(survey_.File(file).Path()), totals.packets, totals.items,
+                     totals.clusters, first, last);
 }
 
 std::string RingReport::FileLine(int file) const {
   const ClusterFile& looked_at = survey_.File(file);
   if (!looked_at.IsOpen()) return "";
   const CopyCounts counts = CountCopies(survey_, file);
-  return fmt::format("{}: {} clusters good, {} never written, {} damaged\n", looked_at.Path(),
-                     counts.good, counts.never_written, counts.damaged);
+  return fmt::format("{}: {} clusters good, {} never written, {} damaged\n",
+                     Printable(looked_at.Path()), counts.good, counts.never_written,
+                     counts.damaged);
 }
 
 std::string RingReport::Verdict() const {
@@ -216,7 +217,7 @@ const char* RingReport::OpenPacketText(const Finding& finding) {
 
 std::string RingReport::Describe(const Finding& finding) const {
   const FindingKind& kind = *finding.kind;
-  const auto path = [this](int number) { return survey_.File(number).Path(); };
+  const auto path = [this](int number) { return Printable(survey_.File(number).Path()); };
   const std::string file = finding.file > 0 ? path(finding.file) + " " : "";
   const std::string clusters = ClusterText(finding.first_cluster, finding.last_cluster);
   if (kind.form == FindingForm::kPlace) return fmt::format("{}{} {}", file, kind.phrase, clusters);
