@@ -8,14 +8,6 @@
 namespace vmr {
 namespace {
 
-bool HasPlausibleSize(const unsigned char* cluster) {
-  return ClusterSize(cluster) >= kClusterHeaderBytes && ClusterSize(cluster) <= kClusterBytes;
-}
-
-bool HoldsPackets(const unsigned char* cluster) {
-  return ClusterSize(cluster) > kClusterHeaderBytes;
-}
-
 // Packets follow one another and end at `size`, each as `is_good` wants it.
 template <typename IsGood>
 bool PacketsEndAtSize(const unsigned char* cluster, IsGood is_good) {

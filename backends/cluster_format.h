@@ -85,6 +85,18 @@ inline unsigned char ClusterCrc(const unsigned char* cluster) {
   return Crc8(cluster + 1, ClusterSize(cluster) - 1U, kCrcInitial);
 }
 
+// What an image says of itself: a size that is one, and one that leaves room for packets.
+inline bool HasPlausibleSize(const unsigned char* cluster) {
+  return ClusterSize(cluster) >= kClusterHeaderBytes && ClusterSize(cluster) <= kClusterBytes;
+}
+inline bool HoldsPackets(const unsigned char* cluster) {
+  return ClusterSize(cluster) > kClusterHeaderBytes;
+}
+// The image is whole.
+inline bool IsSoundCluster(const unsigned char* cluster) {
+  return HasPlausibleSize(cluster) && cluster[0] == ClusterCrc(cluster);
+}
+
 // Makes the header say that `size` bytes are in use, and that they and the first tick
 // are whole. `size` as above.
 inline void SealCluster(unsigned char* cluster, int size) {

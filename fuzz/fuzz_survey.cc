@@ -167,7 +167,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   RingSurvey survey(PathOf(vmr::crash::kFile1), PathOf(vmr::crash::kFile2));
   const std::vector<Finding> findings = Look(survey, input);
   if ((input.flags & kReport) != 0 && vmr::fuzz::IsOneIn(3)) Describe(survey, findings);
-  if ((input.flags & kScrub) == 0) {
+  if (survey.IsOfTwoRecordings()) {
+    Require(findings.back().Is(finding_kind::kTwoRecordings),
+            "two recordings are told");  // and left
+  } else if ((input.flags & kScrub) == 0) {
     Save(survey, input, files);
     Require(files.ChangesBeside(vmr::crash::kAnyName) == 0, "a store that is saved is only read");
   } else {

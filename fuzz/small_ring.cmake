@@ -17,7 +17,7 @@ small_ring_header(backends/cluster_format.h "kClusterCount = 32768" "kClusterCou
 small_ring_header(tools/ring/cluster_file.h "kClustersAtOnce = 64" "kClustersAtOnce = 4")
 
 set(small_ring_sources ${vmr_fuzz_ring_sources})
-foreach(library backends reader tool_common tool_ring)
+foreach(library backends reader records tool_common tool_ring)
   get_target_property(folder vmr_${library} SOURCE_DIR)
   get_target_property(folder_sources vmr_${library} SOURCES)
   list(TRANSFORM folder_sources PREPEND ${folder}/)

@@ -7,11 +7,6 @@
 
 namespace vmr::records {
 
-bool IsSoundCluster(const unsigned char* image) {
-  const int size = ClusterSize(image);
-  return size >= kClusterHeaderBytes && size <= kClusterBytes && ClusterCrc(image) == image[0];
-}
-
 bool ClusterReader::Open(const std::string& path) {
   Close();
   fd_ = OpenFile(path, O_RDONLY | O_NONBLOCK);  // a pipe in a file's place is not waited for

@@ -44,9 +44,6 @@ class ClusterReader {
   std::vector<unsigned char> one_;
 };
 
-// The image is whole: its size is one and its CRC is right.
-bool IsSoundCluster(const unsigned char* image);
-
 }  // namespace vmr::records
 
 #endif  // VMR_RECORDS_CLUSTER_READER_H_

@@ -6,11 +6,11 @@
 
 #include "backends/cluster_copies.h"
 #include "backends/last_position.h"
+#include "records/one_recording.h"
+#include "store/packet_format.h"
 
 namespace vmr::records {
 namespace {
-
-bool HoldsPackets(const unsigned char* image) { return ClusterSize(image) > kClusterHeaderBytes; }
 
 // `part` holds packets with which `whole` begins, too.
 bool IsBeginningOf(const unsigned char* part, const unsigned char* whole) {
@@ -21,6 +21,12 @@ bool IsBeginningOf(const unsigned char* part, const unsigned char* whole) {
 
 bool BelongTogether(const unsigned char* a, const unsigned char* b) {
   return IsBeginningOf(a, b) || IsBeginningOf(b, a);
+}
+
+// As far as its first packet tells.
+bool HasRightFirstTick(const unsigned char* image) {
+  const unsigned int st = ClusterSt(image);
+  return TellsTick(st) && PacketTick(image + kClusterHeaderBytes, st) == st;
 }
 
 class FirstTicksOfBest final : public FirstTicks {
@@ -42,10 +48,10 @@ RingSource::RingSource(std::string path1, std::string path2)
 std::unique_ptr<RingSource> RingSource::Open(const std::string& path1, const std::string& path2,
                                              RingProblem& problem) {
   std::unique_ptr<RingSource> source(new RingSource(path1, path2));
-  problem = !source->OpenFiles()          ? RingProblem::kNoFile
-            : !source->FindSpan()         ? RingProblem::kNoEnd
-            : source->IsOfTwoRecordings() ? RingProblem::kTwoRecordings
-                                          : RingProblem::kNone;
+  problem = !source->OpenFiles()               ? RingProblem::kNoFile
+            : AreOfTwoRecordings(path1, path2) ? RingProblem::kTwoRecordings
+            : !source->FindSpan()              ? RingProblem::kNoEnd
+                                               : RingProblem::kNone;
   if (problem != RingProblem::kNone) source.reset();
   return source;
 }
@@ -75,19 +81,6 @@ bool RingSource::FindSpan() {
   return true;
 }
 
-// Looks at some clusters: the ends, and others between them at equal distances.
-bool RingSource::IsOfTwoRecordings() {
-  constexpr int kLooks = 32;
-  if (!files_[0].IsOpen() || !files_[1].IsOpen() || span_.newest < 0) return false;
-  const int clusters = left_;
-  for (int i = 0; i <= kLooks; ++i) {
-    const int behind_oldest =
-        static_cast<int>(static_cast<std::int64_t>(clusters - 1) * i / kLooks);
-    if (BestAt((span_.oldest + behind_oldest) % kClusterCount).conflict) return true;
-  }
-  return false;
-}
-
 void RingSource::StartAt(int cluster) {
   next_ = cluster;
   left_ = span_.newest < 0 ? 0 : (span_.newest - cluster + kClusterCount) % kClusterCount + 1;
@@ -106,9 +99,9 @@ RingSource::Best RingSource::BestOf(const unsigned char* image1,
   const unsigned int st1 = ClusterSt(image1), st2 = ClusterSt(image2);
   if (BelongTogether(image1, image2)) {
     // Continuations get their tick when the next packet arrives.
-    const bool second =
-        ClusterSize(image2) > ClusterSize(image1) ||
-        (ClusterSize(image2) == ClusterSize(image1) && !TellsTick(st1) && TellsTick(st2));
+    const bool second = ClusterSize(image2) > ClusterSize(image1) ||
+                        (ClusterSize(image2) == ClusterSize(image1) && !HasRightFirstTick(image1) &&
+                         HasRightFirstTick(image2));
     return second ? Best{image2, 1} : Best{image1, 0};
   }
   const bool sound1 = PacketsAreSound(image1), sound2 = PacketsAreSound(image2);

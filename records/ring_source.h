@@ -62,7 +62,6 @@ class RingSource final : public Source {
   RingSource(std::string path1, std::string path2);
   bool OpenFiles();
   bool FindSpan();
-  bool IsOfTwoRecordings();
   Best BestOf(const unsigned char* image1, const unsigned char* image2) const;
   Best BestAt(int cluster);
   Best BestInTurn(int cluster);

@@ -159,6 +159,49 @@ TEST_F(RingSourceTest, FilesOfTwoRecordingsAreRefused) {
   EXPECT_EQ(problem_, RingProblem::kTwoRecordings);
 }
 
+TEST_F(RingSourceTest, OneClusterOfAnotherRecordingIsEnoughToRefuse) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(10));
+  PutCluster(kFile2, 0, ClusterImage(30, Hdr1(30, "34") + Hdr1(31, "35")));
+  EXPECT_EQ(Open(), nullptr);
+  EXPECT_EQ(problem_, RingProblem::kTwoRecordings);
+}
+
+// Among many that agree one that does not is damage, and is counted.
+TEST_F(RingSourceTest, OneConflictAmongManyIsNoOtherRecording) {
+  PutEmptyPair();
+  for (std::size_t c = 0; c < 6; ++c) PutInBoth(c, Marked(static_cast<unsigned int>(10 + 100 * c)));
+  PutCluster(kFile2, 3, ClusterImage(312, Hdr1(312, "34") + Hdr1(313, "35")));
+  ReadAll();
+  EXPECT_EQ(conflicts_, 1);
+}
+
+TEST_F(RingSourceTest, CopyWhoseFirstTickIsItsPacketsCounts) {
+  PutEmptyPair();
+  PutInBoth(0, ClusterImage(5, Hdr2(5, "56")));
+  PutCluster(kFile1, 0, ClusterImage(9, Hdr2(5, "56")));
+  const Lines lines = ReadAll();
+  EXPECT_EQ(lines.places.at(0).file, 2);
+}
+
+// The other file has come round since, and nothing in common is left: the unit's name
+// tells whether it is its own.
+TEST_F(RingSourceTest, FileOlderByALapIsOfOneRecordingIfTheUnitIsTheSame) {
+  for (const char* unit : {"01", "02"}) {
+    PutWrapped(99);
+    for (const char* path : {kFile1, kFile2}) {
+      const bool newer = std::string(path) == kFile1;
+      const std::string mac = std::string("02 00 11 22 33 44 55 ") + (newer ? "01" : unit);
+      files_.PutBlocks(path, 0, test::kRingClusters, [&](std::size_t c) {
+        return Marked(static_cast<unsigned int>(1000 + c + (newer ? test::kRingClusters : 0)), mac);
+      });
+    }
+    const bool same = std::string(unit) == "01";
+    EXPECT_EQ(Open() != nullptr, same);
+    EXPECT_EQ(problem_, same ? RingProblem::kNone : RingProblem::kTwoRecordings);
+  }
+}
+
 TEST_F(RingSourceTest, RingWhoseEndCannotBeFoundIsRefused) {
   PutEmptyPair();
   PutInBoth(0, Spoilt(Marked(5)));

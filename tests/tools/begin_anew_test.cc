@@ -103,8 +103,46 @@ TEST_F(BeginAnew, ScrubMakesRecordingPossible) {
   EXPECT_THAT(Run({"check", "s"}).out, StartsWith("s: 25 packets with "));
 }
 
-TEST_F(BeginAnew, RecoverSavesWhatScrubCannotMend) {
+TEST_F(BeginAnew, ScrubClearsWhatHeldNothingAndStoodInTheWay) {
   MakeUnsearchable();
+  const Finished scrubbed = Run({"scrub", "s"});
+  EXPECT_EQ(scrubbed.exit_code, 0);
+  EXPECT_THAT(scrubbed.out,
+              StartsWith("s_1.mtd cluster 16383: cleared, nothing was ever recorded there\n"
+                         "s_2.mtd cluster 16383: cleared, nothing was ever recorded there\n"));
+  EXPECT_EQ(Get(1, kFirstProbe), UnwrittenCluster());
+  EXPECT_EQ(Record().exit_code, 0);
+}
+
+TEST_F(BeginAnew, AStoreWhoseFirstFileIsMissingIsNotRecordedOver) {
+  MakeRingOfBookmarks(10);
+  fs::remove(Path("s_1.mtd"));
+  fs::copy_file(Path("s_2.mtd"), Path("kept"));
+  const Finished refused = Record();
+  EXPECT_EQ(refused.exit_code, 1);
+  EXPECT_EQ(
+      refused.err,
+      "vmr: s: s_1.mtd is missing; recording would go on at the beginning of s_2.mtd, over "
+      "what it holds; `vmr scrub s` builds s_1.mtd anew, --begin-anew records all the same\n");
+  EXPECT_EQ(FilesOfStore(), std::set<std::string>{"s_2.mtd"});
+  EXPECT_TRUE(SameContent("s_2.mtd", "kept"));
+  EXPECT_EQ(Run({"scrub", "s"}).exit_code, 0);
+  EXPECT_EQ(Record().exit_code, 0);
+  EXPECT_THAT(Run({"check", "s"}).out, StartsWith("s: 25 packets with "));
+}
+
+TEST_F(BeginAnew, AMissingFirstFileOfAnEmptyStoreIsMade) {
+  MakeRingOfBookmarks(0);
+  fs::remove(Path("s_1.mtd"));
+  EXPECT_EQ(Record().exit_code, 0);
+  fs::remove(Path("s_1.mtd"));
+  EXPECT_EQ(Record({"--begin-anew"}).exit_code, 0);
+}
+
+TEST_F(BeginAnew, RecoverSavesWhatScrubCannotMend) {
+  MakeRingOfBookmarks(10);
+  PutInBoth(kFirstProbe, TwoBookmarks(7));  // what looks like a packet is not cleared
+  for (const int file : {1, 2}) Damage(file, kFirstProbe);
   EXPECT_EQ(Run({"scrub", "s"}).exit_code, 4);
   ExpectRefused();
   EXPECT_THAT(Run({"recover", "s", "new"}).out, HasSubstr("new: 20 packets in 10 clusters"));

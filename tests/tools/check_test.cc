@@ -261,7 +261,7 @@ class CheckOfABadDeviceTest : public CheckTest {
                      bool as_json) const {
     const BadBlocks device({{"s_1.mtd", bad_in_1}, {"s_2.mtd", bad_in_2}});
     testing::internal::CaptureStdout();
-    const int exit_code = tool::Check({"s", as_json});
+    const int exit_code = tool::Check({{"s"}, as_json});
     return {exit_code, testing::internal::GetCapturedStdout(), ""};
   }
 
@@ -313,9 +313,13 @@ TEST_F(CheckTest, WhatOneFileLacksBetweenTwoTurnsIsNormal) {
   EXPECT_THAT(Findings(), ElementsAre("behind s_2.mtd 9-9"));
   EXPECT_THAT(Check().out, HasSubstr("\nnormal: s_2.mtd cluster 9: lacks the latest packets, as it "
                                      "may between two turns; ticks 910 to 960; s_1.mtd has"));
-  Put(2, 9, UnwrittenCluster());
-  EXPECT_THAT(Findings(), ElementsAre("behind s_2.mtd 9-9"));
   Put(2, 8, ClusterOf(810, FullPacket(810, B("56"))));
+  ExpectFindings(0, {"behind s_2.mtd 8-9"});
+  // With every packet the files take turns: no more than one is lacking.
+  Put(2, 9, UnwrittenCluster());
+  ExpectFindings(4, {"behind s_2.mtd 8-8", "outdated s_2.mtd 9-9"});
+  PutInBoth(9, one_packet);
+  Put(2, 9, UnwrittenCluster());
   ExpectFindings(0, {"behind s_2.mtd 8-9"});
   // Of a cluster closed long ago both files have all.
   Put(2, 7, ClusterOf(710, FullPacket(710, B("56"))));
@@ -326,6 +330,8 @@ TEST_F(CheckTest, AnOldCopyOfTheLapBeforeIsNormalInTheNewestClusterAlone) {
   MakeRing(kRingClusters, [](int cluster) {
     return TwoBookmarks(cluster < 100 ? cluster + kRingClusters : cluster);
   });
+  const std::uint32_t tick = 100 * (99 + kRingClusters) + 10;
+  Put(2, 99, ClusterOf(tick, FullPacket(tick, B("56"))));
   Put(1, 99, TwoBookmarks(99));
   EXPECT_THAT(Findings(), ElementsAre("behind s_1.mtd 99-99"));
   Put(1, 98, TwoBookmarks(98));
@@ -524,25 +530,30 @@ TEST_F(CheckTest, ReasonsForFailureAreNamed) {
     EXPECT_EQ(failed.out, "");
   };
   fails({"check", "s"}, "s: neither a file nor the base of a ring (s_1.mtd and s_2.mtd)");
-  WriteFile(Path("flat"), "f]S1");
-  fails({"check", "flat"}, "flat: is a flat file, not a store");
+  WriteFile(Path("text"), "something else");
+  fails({"check", "text"}, "text: is neither a flat metadata file nor a file of a store");
   fs::create_directory(Path("s_1.mtd"));
   fails({"check", "s"}, "s_1.mtd: no regular file");
 }
 
-// A file that is there and may not be read is neither damaged nor missing: with its
-// twin alone nothing could be said of what is lost.
-TEST_F(CheckTest, AFileThatMayNotBeReadIsNoVerdict) {
+TEST_F(CheckTest, AFileThatMayNotBeReadIsDamageAndTheOtherIsLookedAt) {
   MakeRingOfBookmarks(10);
   for (const int file : {1, 2}) {
     ASSERT_EQ(chmod(Path(FileName(file)).c_str(), 0), 0);
-    const Finished failed = RunUnprivileged({"check", "s"});
-    EXPECT_EQ(failed.exit_code, 1);
-    EXPECT_EQ(failed.err, "vmr: " + FileName(file) + ": Permission denied\n");
-    EXPECT_EQ(failed.out, "");
+    const Finished checked = RunUnprivileged({"check", "s"});
+    EXPECT_EQ(checked.exit_code, 4);
+    EXPECT_THAT(checked.out, StartsWith("s: 20 packets with 20 items in 10 clusters, "));
+    EXPECT_THAT(checked.out,
+                HasSubstr("\ndamaged: " + FileName(file) +
+                          " cannot be opened: Permission denied; clusters 0 to 32767"));
+    EXPECT_EQ(checked.err, "");
     ASSERT_EQ(chmod(Path(FileName(file)).c_str(), 0440), 0);
   }
   EXPECT_EQ(RunUnprivileged({"check", "s"}).exit_code, 0);
+  for (const int file : {1, 2}) ASSERT_EQ(chmod(Path(FileName(file)).c_str(), 0), 0);
+  const Finished failed = RunUnprivileged({"check", "s"});
+  EXPECT_EQ(failed.exit_code, 1);
+  EXPECT_EQ(failed.err, "vmr: s_1.mtd: Permission denied\n");
 }
 
 TEST_F(CheckTest, EitherFileNamesTheStore) {
@@ -553,7 +564,7 @@ TEST_F(CheckTest, EitherFileNamesTheStore) {
 TEST_F(CheckTest, WrongUsageIsExplained) {
   for (const Arguments& arguments :
        {Arguments{"check"}, Arguments{"check", ""}, Arguments{"check", "s", "--format", "xml"},
-        Arguments{"check", "s", "t"}}) {
+        Arguments{"check", "s", ""}}) {
     const Finished wrong = Run(arguments);
     EXPECT_EQ(wrong.exit_code, 2);
     EXPECT_THAT(wrong.err, testing::EndsWith("vmr: try: vmr check --help\n"));

@@ -143,7 +143,7 @@ TEST_F(RecoverTest, AFullRingStaysFull) {
   // One file has one cluster of the lap before, for which there is no room.
   Put(2, 99, TwoBookmarks(99));
   const Finished recovered = Recover();
-  EXPECT_EQ(recovered.exit_code, 0) << recovered.out;
+  EXPECT_EQ(recovered.exit_code, 4) << recovered.out;
   EXPECT_THAT(recovered.out, HasSubstr("\nthe oldest 1 clusters did not fit\n"));
   EXPECT_EQ(Get(1, 0, "new"), TwoBookmarks(100));
   ExpectSound(kRingClusters - 1, 100 * (99 + kRingClusters) + 60);

@@ -122,7 +122,8 @@ TEST_F(ScrubTest, TheOnlySearchableFileIsNotBroughtUpToDate) {
   MakeRingOfBookmarks(10);
   Put(2, 9, ClusterOf(910, FullPacket(910, B("56"))));
   // No search passes this one, and nothing can mend it.
-  PutInBoth(15, Bytes(kImageBytes, 0));
+  PutInBoth(15, TwoBookmarks(7));
+  for (const int file : {1, 2}) Damage(file, 15);
   const Finished scrubbed = Scrub();
   EXPECT_EQ(scrubbed.exit_code, 4);
   EXPECT_THAT(scrubbed.out, StartsWith("nothing to mend\n"));
@@ -207,6 +208,54 @@ TEST_F(ScrubTest, WrongUsageIsExplained) {
     EXPECT_EQ(wrong.exit_code, 2);
     EXPECT_THAT(wrong.err, EndsWith("vmr: try: vmr scrub --help\n"));
   }
+}
+
+// A header that changed under a right CRC. The packets tell, or the cluster before.
+TEST_F(ScrubTest, AFirstTickThatIsNotItsPacketsGivesWayToTheOthers) {
+  const auto short_packets = [](int cluster) {
+    const auto tick = static_cast<std::uint32_t>(2 * cluster + 10);
+    return ClusterOf(tick, ShortPacket(tick, B("56")) + ShortPacket(tick + 1, B("56")));
+  };
+  const auto with_tick = [](Bytes image, std::uint32_t tick) {
+    const Bytes packets(image.begin() + 7, image.begin() + 7 + (image[5] - 7));
+    return ClusterOf(tick, packets);
+  };
+  for (const bool is_short : {false, true})
+    for (const int cluster : {1, 4, 9})
+      for (const std::uint32_t tick : {11U, 0x10000U + 10 + 2 * static_cast<unsigned>(cluster)})
+        for (const int file : {1, 2}) {
+          SCOPED_TRACE(testing::Message() << is_short << cluster << " " << tick << " " << file);
+          MakeRing(10, [&](int n) { return is_short ? short_packets(n) : TwoBookmarks(n); });
+          const Bytes right = Get(file, cluster);
+          Put(file, cluster, with_tick(right, tick));
+          EXPECT_EQ(Run({"check", "s"}).exit_code, 4);
+          EXPECT_EQ(Scrub().exit_code, 0);
+          EXPECT_EQ(Get(file, cluster), right);
+          EXPECT_TRUE(FilesAreAlike());
+        }
+}
+
+TEST_F(ScrubTest, WhatWasNeverRecordedAndIsBadInBothIsCleared) {
+  MakeRingOfBookmarks(10);
+  PutInBoth(20, Bytes(kImageBytes, 0));
+  PutInBoth(32767, Bytes(kImageBytes, 0x55));
+  Damage(1, 4);
+  const Finished scrubbed = Scrub();
+  EXPECT_EQ(scrubbed.exit_code, 0) << scrubbed.out;
+  EXPECT_THAT(scrubbed.out, HasSubstr("s_2.mtd cluster 20: cleared, nothing was ever recorded "
+                                      "there\n"));
+  EXPECT_THAT(scrubbed.out, HasSubstr("s_1.mtd cluster 4: mended from s_2.mtd\n"));
+  for (const int file : {1, 2})
+    for (const int cluster : {20, 32767}) EXPECT_EQ(Get(file, cluster), UnwrittenCluster());
+  ExpectNothingIsLeft();
+}
+
+// The one behind the newest may have been the newest.
+TEST_F(ScrubTest, WhatMayHaveHeldSomethingIsNotCleared) {
+  MakeRingOfBookmarks(10);
+  PutInBoth(10, Bytes(kImageBytes, 0));
+  EXPECT_EQ(Scrub().exit_code, 3);
+  EXPECT_EQ(Get(1, 10), Bytes(kImageBytes, 0));
 }
 
 // ---- Ended halfway ------------------------------------------------------------------

@@ -2,35 +2,49 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
 #include <memory>
+#include <set>
+#include <utility>
 
-#include "backends/cluster_format.h"
+#include "backends/file_io.h"
 #include "tools/commands/command.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
+#include "tools/common/store_path.h"
+#include "tools/ring/flat_check.h"
 #include "tools/ring/report.h"
 
 namespace vmr::tool {
 namespace {
 
-constexpr const char* kHelp = "Looks STORE over for damage";
+using nlohmann::ordered_json;
+
+constexpr const char* kHelp = "Looks stores and flat files over for damage";
 
 constexpr const char* kFooter =
-    R"(STORE is the base path of a store, or either of its two files. Every cluster of
-both files is read and compared with its twin, and so are the packets and items
-in it and the order of ticks. Each finding is a line: which file, which clusters,
-which ticks and times, which kinds of items, and whether the other file has a
-good copy. "normal" lines are no damage.
+    R"(PATH is the base path of a store, either of its two files, a flat file such as
+an extract, a file that a recorder set aside, or a folder of these. Of a store
+every cluster of both files is read and compared with its twin, and so are the
+packets and items in it and the order of ticks; of a flat file every packet. Each
+finding is a line: which file, where, which ticks and times, and whether there is
+a good copy. "normal" lines are no damage.
 
 Examples:
   vmr check trips/car7                  what there is to say, as text
   vmr check trips/car7 --format json    for programs; docs/check.md has the fields
+  vmr check evidence.mtd trips/*.mtd    an extract, and several stores
+  vmr check trips                       all that is in the folder
 
-The store is not changed, and may be recorded into meanwhile. `vmr scrub` mends
-what has a good copy, `vmr recover` saves what is left of the rest.
+Nothing is changed, and stores may be recorded into meanwhile. `vmr scrub` mends
+what has a good copy, `vmr recover` saves what is left of the rest. Of several
+paths one that cannot be checked does not keep the others from being checked.
 
-Exit codes: 0 success, 1 STORE could not be checked, 2 wrong usage, 3 something
-is lost, 4 damaged but nothing is lost. Success means that the store is sound.
+Exit codes: 0 success, 1 something could not be checked, 2 wrong usage, 3
+something is lost, 4 damaged but nothing is lost; of several the first of 1, 3, 4.
+Success means that all is sound.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
 
 bool IsJson(const std::string& format) {
@@ -41,33 +55,128 @@ bool IsJson(const std::string& format) {
 
 std::function<int()> AddOptions(CLI::App& parser) {
   const auto options = std::make_shared<CheckOptions>();
-  parser.add_option("STORE", options->store, "The recording")->required()->type_name("");
+  parser.add_option("PATH", options->paths, "A store, a flat file, a folder; repeatable")
+      ->required()
+      ->type_name("");
   parser
       .add_option_function<std::string>(
           "--format", [options](const std::string& format) { options->json = IsJson(format); },
           "text (the default) or json")
       ->type_name("FORMAT");
   parser.final_callback([options] {
-    if (options->store.empty()) RefuseUsage("STORE is empty");
+    for (const std::string& path : options->paths)
+      if (path.empty()) RefuseUsage("PATH is empty");
   });
   return [options] { return Check(*options); };
 }
+
+// What there is to look at, and what is said of it.
+class Checks {
+ public:
+  explicit Checks(const CheckOptions& options) : as_json_(options.json) {}
+
+  void Add(const std::string& path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error))
+      AddFolder(path);
+    else
+      AddOne(path);
+  }
+
+  int Finish() {
+    if (as_json_ && is_one_ && !all_.empty()) all_ = ordered_json(all_[0]);
+    if (as_json_ && !all_.empty()) fmt::print("{}\n", all_.dump(2, ' ', false, kReplace));
+    return FinishOutput(exit_code_);
+  }
+  void ExpectSeveral() { is_one_ = false; }
+
+ private:
+  static constexpr auto kReplace = ordered_json::error_handler_t::replace;
+
+  void AddFolder(const std::string& folder) {
+    ExpectSeveral();
+    std::set<std::string> paths;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+      const std::string path = entry->path();
+      const std::string name = entry->path().filename();
+      if (name.empty() || name[0] == '.' || !entry->is_regular_file(error)) continue;
+      if (RingBaseOf(path) || LooksFlat(path)) paths.insert(path);
+    }
+    if (error) return Fail(fmt::format("{}: {}", folder, error.message()));
+    if (paths.empty()) return Fail(fmt::format("{}: neither stores nor flat files in it", folder));
+    for (const std::string& path : paths) AddOne(path);
+  }
+
+  // A store that is named by both of its files is looked at once.
+  void AddOne(const std::string& path) {
+    const Recording recording = FindRecording(path, PathKind::kDetect);
+    const bool is_store = recording.error.empty() && recording.ring;
+    if (!names_.insert(is_store ? recording.path : path).second) return;
+    if (recording.error.empty() && !recording.ring && LooksFlat(path))
+      CheckFlat(path);
+    else
+      CheckStore(path);
+  }
+
+  void CheckFlat(const std::string& path) {
+    FlatCheck check(path);
+    if (!check.Read()) return Fail(fmt::format("{}: {}", path, TextOfErrno()));
+    Tell(check.ExitCode(), check);
+  }
+
+  void CheckStore(const std::string& path) {
+    const auto files = FilesToSurvey(path);
+    if (!files) return Worsen(kExitFailure);
+    RingSurvey survey(files->path1, files->path2);
+    survey.Read();
+    if (!CouldBeRead(survey)) return Worsen(kExitFailure);
+    if (files->in_use) SayWhatWasSetAside(files->name, {}, "vmr recover with ");
+    const std::vector<Finding> findings = FindAll(survey);
+    const RingReport report(files->name, survey, findings);
+    Tell(report.ExitCode(), report);
+  }
+
+  template <typename Report>
+  void Tell(int exit_code, const Report& report) {
+    Worsen(exit_code);
+    if (as_json_)
+      all_.push_back(report.Json());
+    else
+      fmt::print("{}{}", std::exchange(has_told_, true) ? "\n" : "", report.Text());
+  }
+
+  void Fail(const std::string& why) {
+    Say(why);
+    Worsen(kExitFailure);
+  }
+
+  void Worsen(int exit_code) {
+    static constexpr int kByGravity[] = {kExitSuccess, kExitDamaged, kExitPartial, kExitFailure};
+    const auto gravity = [](int code) {
+      return std::find(std::begin(kByGravity), std::end(kByGravity), code);
+    };
+    if (gravity(exit_code) > gravity(exit_code_)) exit_code_ = exit_code;
+  }
+
+  bool as_json_;
+  bool is_one_ = true;
+  bool has_told_ = false;
+  std::set<std::string> names_;
+  ordered_json all_ = ordered_json::array();
+  int exit_code_ = kExitSuccess;
+};
 
 }  // namespace
 
 constexpr Command kCheckCommand = {"check", kHelp, kFooter, AddOptions};
 
 int Check(const CheckOptions& options) {
-  const auto base = RingToSurvey(options.store);
-  if (!base) return kExitFailure;
-  RingSurvey survey(RingFileName(*base, 1), RingFileName(*base, 2));
-  survey.Read();
-  if (!CouldBeRead(survey)) return kExitFailure;
-  SayWhatWasSetAside(*base, {}, "vmr recover with ");
-  const std::vector<Finding> findings = FindAll(survey);
-  const RingReport report(*base, survey, findings);
-  fmt::print("{}", options.json ? report.Json().dump(2) + "\n" : report.Text());
-  return FinishOutput(report.ExitCode());
+  Checks checks(options);
+  if (options.paths.size() > 1) checks.ExpectSeveral();
+  for (const std::string& path : options.paths) checks.Add(path);
+  return checks.Finish();
 }
 
 }  // namespace vmr::tool

@@ -1,17 +1,19 @@
-// `vmr check`: looks a store over, and changes nothing.
+// `vmr check`: looks stores and flat files over, and changes nothing.
 #ifndef VMR_TOOLS_COMMANDS_CHECK_H_
 #define VMR_TOOLS_COMMANDS_CHECK_H_
 
 #include <string>
+#include <vector>
 
 namespace vmr::tool {
 
 struct CheckOptions {
-  std::string store;
+  std::vector<std::string> paths;  // stores, files, folders of them
   bool json = false;
 };
 
-// Prints the report on standard output. Returns the program's exit code.
+// Prints the reports on standard output. Returns the program's exit code, of several
+// the gravest.
 int Check(const CheckOptions& options);
 
 }  // namespace vmr::tool

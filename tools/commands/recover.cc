@@ -29,7 +29,8 @@ each cluster goes there, in the order of ticks, from whichever file has it. Both
 files appear when they are complete.
 
 A file that a recorder set aside, STORE_1.mtd.CORRUPT, is read only when it is
-given with --corrupt: it may be of a recording whose ticks began anew.
+given with --corrupt, since it may be of a recording whose ticks began anew, or
+by itself as STORE. Two recordings in one store are not mixed: they are refused.
 
 Examples:
   vmr recover trips/car7 saved/car7
@@ -57,12 +58,14 @@ bool Refuse(const std::string& text) {
 }
 
 // Nothing that is read may be written.
-bool MayBecome(const std::string& out, const std::string& base,
+bool MayBecome(const std::string& out, const StoreFiles& store,
                const std::vector<std::string>& corrupt) {
   for (const int number : kFileNumbers) {
     const std::string path = RingFileName(out, number);
-    if (BelongsToRing(path, base))
-      return Refuse(fmt::format("{}: belongs to the store {}; give another OUT", path, base));
+    if (BelongsToRing(path, store.name))
+      return Refuse(fmt::format("{}: belongs to the store {}; give another OUT", path, store.name));
+    if (SameFile(path, store.path1) || SameFile(path, store.path2))
+      return Refuse(fmt::format("{}: is read itself; give another OUT", path));
     for (const std::string& file : corrupt)
       if (SameFile(path, file))
         return Refuse(fmt::format("{}: is read itself; give another OUT", path));
@@ -73,8 +76,8 @@ bool MayBecome(const std::string& out, const std::string& base,
 // One recovery, from the surveys to the account.
 class Recovery {
  public:
-  Recovery(const std::string& base, const RecoverOptions& options, RingSurvey& store)
-      : base_(base), options_(options), store_(store), salvage_(store) {}
+  Recovery(const StoreFiles& files, const RecoverOptions& options, RingSurvey& store)
+      : files_(files), base_(files.name), options_(options), store_(store), salvage_(store) {}
 
   int Run() {
     for (const std::string& path : options_.corrupt)
@@ -86,7 +89,7 @@ class Recovery {
       return kExitFailure;
     }
     if (!Write()) return kExitFailure;
-    SayWhatWasSetAside(base_, options_.corrupt, "");
+    if (files_.in_use) SayWhatWasSetAside(base_, options_.corrupt, "");
     return Tell();
   }
 
@@ -122,7 +125,7 @@ class Recovery {
     if (salvage_.TooOld() > 0)
       fmt::print("the oldest {} clusters did not fit\n", salvage_.TooOld());
     for (const Finding& finding : findings_) TellFinding(report, finding);
-    fmt::print("{}", limit_.Rest(base_));
+    fmt::print("{}", limit_.Rest(store_));
     for (std::size_t i = 0; i < salvage_.AsideCount(); ++i) TellAside(i);
     TellKinds();
     return FinishOutput(ExitCode());
@@ -236,6 +239,7 @@ class Recovery {
     if (lost_any_) fmt::print("lost: at least these, which the damaged clusters still show\n");
   }
 
+  const StoreFiles& files_;
   const std::string& base_;
   const RecoverOptions& options_;
   RingSurvey& store_;
@@ -252,14 +256,14 @@ class Recovery {
 // Writes both files of OUT or leaves what was there. Says on standard output what was
 // recovered and what was lost.
 int Recover(const RecoverOptions& options) {
-  const auto base = RingToSurvey(options.store);
-  if (!base || !MayBecome(options.out, *base, options.corrupt)) return kExitFailure;
+  const auto files = FilesToSurvey(options.store);
+  if (!files || !MayBecome(options.out, *files, options.corrupt)) return kExitFailure;
   StoreLock lock("give another OUT");
   if (!lock.Before(options.out)) return kExitFailure;
-  RingSurvey survey(RingFileName(*base, 1), RingFileName(*base, 2));
+  RingSurvey survey(files->path1, files->path2);
   survey.Read();
-  if (!CouldBeRead(survey)) return kExitFailure;
-  return Recovery(*base, options, survey).Run();
+  if (!CouldBeRead(survey) || !IsOneRecording(survey, files->name)) return kExitFailure;
+  return Recovery(*files, options, survey).Run();
 }
 
 // ---- The command line ---------------------------------------------------------------

@@ -24,9 +24,9 @@ constexpr const char* kFooter =
     R"(STORE is the base path of a store, or either of its two files. A cluster that is
 bad in one file is rewritten from the other file, and what one file merely lacks
 is brought up to date. A file that is missing or of the wrong size is built anew
-from what is good. A cluster with no good copy stays as it is. Two files that
-hold the same packets nowhere are refused. What was done is printed, and then
-what `vmr check` finds.
+from what is good. A cluster with no good copy stays as it is. Files of two
+recordings are refused. What was done is printed, and then what `vmr check`
+finds.
 
 Examples:
   vmr scrub trips/car7          mend a store
@@ -39,16 +39,6 @@ Exit codes: 0 success, 1 failure, some of it may be done, 2 wrong usage, 3
 something is lost, 4 damage is left but nothing is lost. Success means that the
 store is sound now.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
-
-// Neither recording is to be written over the other.
-bool IsOneRecording(const std::string& base, const RingSurvey& survey) {
-  if (!survey.IsOfTwoRecordings()) return true;
-  Say(
-      fmt::format("{} and {} hold the same packets nowhere; take the one away that does not belong "
-                  "here, and scrub builds it anew from the other",
-                  RingFileName(base, 1), RingFileName(base, 2)));
-  return false;
-}
 
 // The account of the work, whether it was finished or not.
 bool Mend(const std::string& base, RingSurvey& survey) {
@@ -75,7 +65,8 @@ int Scrub(const std::string& store) {
   if (!lock.Before(*base)) return kExitFailure;
   RingSurvey survey(RingFileName(*base, 1), RingFileName(*base, 2));
   survey.Read();
-  if (!CouldBeRead(survey) || !IsOneRecording(*base, survey)) return kExitFailure;
+  // Neither recording is to be written over the other.
+  if (!BothCouldBeRead(survey) || !IsOneRecording(survey, *base)) return kExitFailure;
   if (!Mend(*base, survey) || !lock.After(*base)) return kExitFailure;
   survey.Read();
   const std::vector<Finding> findings = FindAll(survey);

@@ -1,12 +1,15 @@
 #include "tools/common/ring_opening.h"
 
 #include <errno.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
 #include "backends/cluster_format.h"
 #include "backends/file_store.h"
 #include "host/file_ops.h"
+#include "records/one_recording.h"
+#include "tools/common/console.h"
 #include "tools/common/quiet_log.h"
 
 namespace vmr::tool {
@@ -44,6 +47,27 @@ bool WouldBeginAnew(const std::string& base) {
     static_cast<void>(FileOps::Current().Usleep(kPause_us));  // a shorter one does no harm
   }
   return false;
+}
+
+bool IsOfTwoRecordings(const std::string& base) {
+  return records::AreOfTwoRecordings(RingFileName(base, 1), RingFileName(base, 2));
+}
+
+void SayTwoRecordings(const std::string& name, const std::string& path1, const std::string& path2) {
+  Say(
+      fmt::format("{0}: {1} and {2} are of two recordings; take the one away that does not belong "
+                  "here, and `vmr scrub {0}` builds it anew from the other",
+                  name, path1, path2));
+}
+
+bool WouldResumeAtTheBeginning(const std::string& base) {
+  const QuietLog quiet;
+  if (SearchFile(base, 1) != FileSearch::kMissing) return false;
+  FileStore file(2);
+  unsigned char buffer[kClusterBytes];
+  return file.StartFileReadOnly(base, kClusterCount, kClusterBytes, 2) != 0 &&
+         file.FindLastPosition(kClusterCount, kClusterBytes, buffer) != 0 &&
+         file.NewestSt() != kNeverWrittenSt;
 }
 
 }  // namespace vmr::tool

@@ -23,6 +23,15 @@ bool BeginsAnew(const std::array<FileSearch, 2>& files);
 // files as the recorder's own search does, some 17 clusters of each.
 bool WouldBeginAnew(const std::string& base);
 
+// The ring's files are of two recordings, as far as some of their clusters tell.
+bool IsOfTwoRecordings(const std::string& base);
+// Says that, and what to do.
+void SayTwoRecordings(const std::string& name, const std::string& path1, const std::string& path2);
+
+// File 1 is missing, and file 2 holds a recording: a recorder would go on at cluster 0,
+// over it.
+bool WouldResumeAtTheBeginning(const std::string& base);
+
 }  // namespace vmr::tool
 
 #endif  // VMR_TOOLS_COMMON_RING_OPENING_H_

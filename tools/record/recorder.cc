@@ -35,8 +35,13 @@ int WatchedStore::WriteData(const unsigned char* data, int length, unsigned int 
 
 bool Recorder::Open(bool begin_anew) {
   if (!lock_.Before(base_)) return false;
+  if (IsOfTwoRecordings(base_)) {
+    SayTwoRecordings(base_, RingFileName(base_, 1), RingFileName(base_, 2));
+    return false;
+  }
   const bool keeps_history = !WouldBeginAnew(base_);
   if (!keeps_history && !begin_anew) return RefuseToBeginAnew();
+  if (!begin_anew && WouldResumeAtTheBeginning(base_)) return RefuseToResumeAtTheBeginning();
   if (store_.Open() == 0) {
     Say(fmt::format("{}: the store could not be opened", base_));
     return false;
@@ -68,6 +73,14 @@ bool Recorder::RefuseToBeginAnew() const {
       fmt::format("{0}: mend it with `vmr scrub {0}`, or save what can be read with `vmr recover "
                   "{0} OUT`; --begin-anew records all the same",
                   base_));
+  return false;
+}
+
+bool Recorder::RefuseToResumeAtTheBeginning() const {
+  Say(
+      fmt::format("{0}: {1} is missing; recording would go on at the beginning of {2}, over what "
+                  "it holds; `vmr scrub {0}` builds {1} anew, --begin-anew records all the same",
+                  base_, RingFileName(base_, 1), RingFileName(base_, 2)));
   return false;
 }
 

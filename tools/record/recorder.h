@@ -63,6 +63,7 @@ class Recorder {
 
  private:
   bool RefuseToBeginAnew() const;
+  bool RefuseToResumeAtTheBeginning() const;
   void MakeRoom(unsigned int bytes);
   void Flush();
 

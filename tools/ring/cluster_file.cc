@@ -15,10 +15,9 @@ constexpr off_t kRingFileBytes = off_t{kClusterCount} * kClusterBytes;
 
 // What the bytes of a whole image say of themselves.
 CopyState Judge(const unsigned char* image) {
-  const int size = ClusterSize(image);
-  if (size < kClusterHeaderBytes || size > kClusterBytes) return CopyState::kBadSize;
-  if (image[0] != ClusterCrc(image)) return CopyState::kBadCrc;
-  const bool empty = size == kClusterHeaderBytes && ClusterSt(image) == kNeverWrittenSt;
+  if (!HasPlausibleSize(image)) return CopyState::kBadSize;
+  if (!IsSoundCluster(image)) return CopyState::kBadCrc;
+  const bool empty = !HoldsPackets(image) && ClusterSt(image) == kNeverWrittenSt;
   return empty ? CopyState::kNeverWritten : CopyState::kGood;
 }
 

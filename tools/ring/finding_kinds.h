@@ -33,6 +33,9 @@ inline constexpr FindingKind kShortFile = {"short_file", Severity::kDamaged, Fin
 inline constexpr FindingKind kLongFile = {"long_file", Severity::kDamaged, FindingForm::kFile,
                                           "is too long, and no recorder opens it"};
 
+inline constexpr FindingKind kNotOpened = {"not_opened", Severity::kDamaged, FindingForm::kFile,
+                                           "cannot be opened"};
+
 inline constexpr FindingKind kUnreadable = {"unreadable", Severity::kDamaged, FindingForm::kCopies,
                                             "cannot be read"};
 inline constexpr FindingKind kImpossibleSize = {"impossible_size", Severity::kDamaged,
@@ -81,8 +84,9 @@ inline constexpr FindingKind kCannotStart = {
     "cannot_start", Severity::kDamaged, FindingForm::kPlace, "no recorder can start, because of"};
 
 inline constexpr FindingKind kTwoRecordings = {
-    "two_recordings", Severity::kDamaged, FindingForm::kFiles,
-    "hold the same packets nowhere: they are of two recordings, or one is older by a whole lap"};
+    "two_recordings", Severity::kLost, FindingForm::kFiles,
+    "are of two recordings; take the one away that does not belong here, and `vmr scrub` builds "
+    "it anew"};
 
 }  // namespace finding_kind
 

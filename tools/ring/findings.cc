@@ -23,7 +23,7 @@ class Collector {
 
   std::vector<Finding> Run() {
     for (const int file : kFileNumbers) AddFile(file);
-    AddTwoRecordings();
+    if (survey_.IsOfTwoRecordings()) return AddTwoRecordings(), std::move(findings_);
     for (int cluster = 0; cluster < kClusterCount; ++cluster) AddCluster(cluster);
     AddOrder();
     AddSearches();
@@ -75,7 +75,9 @@ class Collector {
     } kProblems[] = {{FileProblem::kMissing, finding_kind::kMissingFile},
                      {FileProblem::kNotRegular, finding_kind::kNotAFile},
                      {FileProblem::kShort, finding_kind::kShortFile},
-                     {FileProblem::kLong, finding_kind::kLongFile}};
+                     {FileProblem::kLong, finding_kind::kLongFile},
+                     {FileProblem::kNotOpened, finding_kind::kNotOpened}};
+    if (survey_.File(file).Path().empty()) return;  // there was never to be one
     for (const auto& row : kProblems)
       if (row.problem == survey_.File(file).Problem()) AddFileProblem(row.kind, file);
   }
@@ -103,8 +105,8 @@ class Collector {
     findings_.push_back(whole);
   }
 
+  // Beside it there is nothing to say: what one file lacks the other does not have.
   void AddTwoRecordings() {
-    if (!survey_.IsOfTwoRecordings()) return;
     Finding finding;
     finding.kind = &finding_kind::kTwoRecordings;
     finding.last_cluster = kClusterCount - 1;
@@ -131,6 +133,7 @@ class Collector {
       case Relation::kShorter:
       case Relation::kOlder:
       case Relation::kFaulty:
+      case Relation::kWrongTick:
       case Relation::kMisplaced:
         AddLesserCopy(cluster, OtherFile(facts.best));
         break;
@@ -163,6 +166,7 @@ class Collector {
 
   const FindingKind& KindOfLesserCopy(int cluster, Relation relation) const {
     if (relation == Relation::kFaulty) return finding_kind::kWrongPackets;
+    if (relation == Relation::kWrongTick) return finding_kind::kWrongFirstTick;
     if (relation == Relation::kMisplaced) return finding_kind::kMisplaced;
     return IsUsualLag(cluster, relation) ? finding_kind::kBehind : finding_kind::kOutdated;
   }
@@ -187,12 +191,19 @@ class Collector {
     if (same_packets) finding.first_tick = copy.content.last_tick;
   }
 
-  // The files take turns: the one that has not written last may lack the latest
-  // packets of the current cluster, or all of it, and those of the one before.
+  // The files take turns with every packet: the one that has not written last lacks the
+  // latest, and may lack that of the cluster before. More only while a recorder goes on
+  // between two looks.
   bool IsUsualLag(int cluster, Relation relation) const {
-    const std::vector<int>& ends = survey_.RunEnds();
-    const bool current = std::find(ends.begin(), ends.end(), cluster) != ends.end();
-    return current || (relation == Relation::kShorter && survey_.IsBeingWritten(cluster));
+    if (!survey_.IsBeingRecorded() && PacketsBehind(cluster) > 1) return false;
+    return IsRunEnd(cluster) || (relation == Relation::kShorter && survey_.IsBeingWritten(cluster));
+  }
+
+  unsigned int PacketsBehind(int cluster) const {
+    const ClusterFacts& facts = survey_.At(cluster);
+    const bool same_lap = facts.relation == Relation::kShorter;
+    const CopyFacts& lesser = facts.Copy(OtherFile(facts.best));
+    return facts.Best().content.packets - (same_lap ? lesser.content.packets : 0);
   }
 
   void AddLost(int cluster) {

@@ -19,14 +19,6 @@ std::string Joined(const std::set<std::string>& names) {
   return fmt::format("{}", fmt::join(names, ", "));
 }
 
-std::string UtcText(std::int64_t time_us) {
-  const auto seconds = static_cast<time_t>(time_us / kMicrosecondsPerSecond);
-  struct tm utc {};
-  if (gmtime_r(&seconds, &utc) == nullptr) return "";
-  char text[64];
-  return {text, strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc)};
-}
-
 const char* WhatTheOtherHas(const Finding& finding) {
   if (finding.kind->form == FindingForm::kFile) return "the recording";
   return finding.Clusters() == 1 ? "a good copy" : "good copies";
@@ -57,22 +49,33 @@ struct Totals {
   unsigned long packets = 0;
   unsigned long items = 0;
   TagSet tags;
+
+  void Add(const ClusterContent& content) {
+    ++clusters;
+    packets += content.packets;
+    items += content.items;
+    tags |= content.tags;
+  }
 };
 
 Totals AddUp(const RingSurvey& survey) {
   Totals totals;
   for (int cluster = 0; cluster < kClusterCount; ++cluster) {
     if (!survey.At(cluster).HoldsData()) continue;
-    const ClusterContent& content = survey.At(cluster).Best().content;
-    ++totals.clusters;
-    totals.packets += content.packets;
-    totals.items += content.items;
-    totals.tags |= content.tags;
+    totals.Add(survey.At(cluster).Best().content);
   }
   return totals;
 }
 
 }  // namespace
+
+std::string UtcText(std::int64_t time_us) {
+  const auto seconds = static_cast<time_t>(time_us / kMicrosecondsPerSecond);
+  struct tm utc {};
+  if (gmtime_r(&seconds, &utc) == nullptr) return "";
+  char text[64];
+  return {text, strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
 
 std::string ClusterText(int first, int last) {
   return first == last ? fmt::format("cluster {}", first)
@@ -91,14 +94,14 @@ bool FindingLimit::Tells(const Finding& finding) {
   return false;
 }
 
-std::string FindingLimit::Rest(const std::string& base) const {
+std::string FindingLimit::Rest(const RingSurvey& survey) const {
   std::string text;
   for (const Group& group : groups_) {
     if (group.untold == 0) continue;
     text +=
         fmt::format("{}: {}{} more places, {} clusters: {}\n", SeverityText(group.kind->severity),
-                    group.file > 0 ? RingFileName(base, group.file) + " " : "", group.untold,
-                    group.untold_clusters, group.kind->phrase);
+                    group.file > 0 ? Printable(survey.File(group.file).Path()) + " " : "",
+                    group.untold, group.untold_clusters, group.kind->phrase);
   }
   return text;
 }
@@ -118,24 +121,42 @@ std::string RingReport::Text() const {
   for (const Finding& finding : findings_)
     if (limit.Tells(finding))
       text += fmt::format("{}: {}\n", SeverityText(finding.Grade()), Describe(finding));
-  return text + limit.Rest(base_) + Verdict();
+  return text + limit.Rest(survey_) + Verdict();
 }
 
 std::string RingReport::RecordingLine() const {
   const Totals totals = AddUp(survey_);
-  if (survey_.Empty()) return fmt::format("{}: nothing is recorded\n", base_);
-  return fmt::format("{}: {} packets with {} items in {} clusters, ticks {} to {}\n", base_,
-                     totals.packets, totals.items, totals.clusters,
+  if (survey_.IsOfTwoRecordings()) return FileRecordingLine(1) + FileRecordingLine(2);
+  if (survey_.Empty()) return fmt::format("{}: nothing is recorded\n", Printable(name_));
+  return fmt::format("{}: {} packets with {} items in {} clusters, ticks {} to {}\n",
+                     Printable(name_), totals.packets, totals.items, totals.clusters,
                      TickText(survey_.At(survey_.Oldest()).FirstTick()),
                      TickText(survey_.At(survey_.Newest()).LastTick()));
+}
+
+// Of one file alone. Times are not told: it takes both files to know where it begins.
+std::string RingReport::FileRecordingLine(int file) const {
+  Totals totals;
+  unsigned int first = kNoTick, last = 0;
+  for (int cluster = 0; cluster < kClusterCount; ++cluster) {
+    const CopyFacts& copy = survey_.At(cluster).Copy(file);
+    if (copy.state != CopyState::kGood) continue;
+    totals.Add(copy.content);
+    first = std::min(first, copy.FirstTick());
+    if (copy.LastTick() != kNoTick) last = std::max(last, copy.LastTick());
+  }
+  return fmt::format("{}: {} packets with {} items in {} clusters, ticks {} to {}\n",
+                     Printable(survey_.File(file).Path()), totals.packets, totals.items,
+                     totals.clusters, first, last);
 }
 
 std::string RingReport::FileLine(int file) const {
   const ClusterFile& looked_at = survey_.File(file);
   if (!looked_at.IsOpen()) return "";
   const CopyCounts counts = CountCopies(survey_, file);
-  return fmt::format("{}: {} clusters good, {} never written, {} damaged\n", looked_at.Path(),
-                     counts.good, counts.never_written, counts.damaged);
+  return fmt::format("{}: {} clusters good, {} never written, {} damaged\n",
+                     Printable(looked_at.Path()), counts.good, counts.never_written,
+                     counts.damaged);
 }
 
 std::string RingReport::Verdict() const {
@@ -152,7 +173,7 @@ std::string RingReport::Verdict() const {
     case Severity::kLost:
       break;
   }
-  return "something is lost\n";
+  return survey_.IsOfTwoRecordings() ? "two recordings\n" : "something is lost\n";
 }
 
 std::string RingReport::TickText(unsigned int tick) const {
@@ -182,6 +203,10 @@ std::string RingReport::ItemsText(const Finding& finding) {
                      Joined(KindNames(finding.tags)));
 }
 
+std::string RingReport::WhyNotOpened(const Finding& finding) const {
+  return finding.Is(finding_kind::kNotOpened) ? ": " + survey_.File(finding.file).Reason() : "";
+}
+
 const char* RingReport::OpenPacketText(const Finding& finding) {
   if (finding.kind->form == FindingForm::kFile)
     return "; the latest packet may have been in it alone";
@@ -192,23 +217,24 @@ const char* RingReport::OpenPacketText(const Finding& finding) {
 
 std::string RingReport::Describe(const Finding& finding) const {
   const FindingKind& kind = *finding.kind;
-  const std::string file = finding.file > 0 ? RingFileName(base_, finding.file) + " " : "";
+  const auto path = [this](int number) { return Printable(survey_.File(number).Path()); };
+  const std::string file = finding.file > 0 ? path(finding.file) + " " : "";
   const std::string clusters = ClusterText(finding.first_cluster, finding.last_cluster);
   if (kind.form == FindingForm::kPlace) return fmt::format("{}{} {}", file, kind.phrase, clusters);
   if (kind.form == FindingForm::kFiles)
-    return fmt::format("{} and {} {}", RingFileName(base_, 1), RingFileName(base_, 2), kind.phrase);
-  std::string text = kind.form == FindingForm::kFile
-                         ? fmt::format("{}{}; {}", file, kind.phrase, clusters)
-                         : fmt::format("{}{}: {}", file, clusters, kind.phrase);
+    return fmt::format("{} and {} {}", path(1), path(2), kind.phrase);
+  std::string text =
+      kind.form == FindingForm::kFile
+          ? fmt::format("{}{}{}; {}", file, kind.phrase, WhyNotOpened(finding), clusters)
+          : fmt::format("{}{}: {}", file, clusters, kind.phrase);
   text += SpanText(finding) + ItemsText(finding);
   if (finding.good_file > 0)
-    text += fmt::format("; {} has {}", RingFileName(base_, finding.good_file),
-                        WhatTheOtherHas(finding));
+    text += fmt::format("; {} has {}", path(finding.good_file), WhatTheOtherHas(finding));
   if (finding.Is(finding_kind::kMissingFile) && finding.file == 1)
     text += "; a recorder that starts now goes on at cluster 0";
   if (finding.preferred_file > 0)
     text += fmt::format("; a recorder goes on with {}, and `vmr recover` takes its copies",
-                        RingFileName(base_, finding.preferred_file));
+                        path(finding.preferred_file));
   if (finding.last_packet_open) text += OpenPacketText(finding);
   if (!finding.search_path.empty() && kind.form == FindingForm::kCopies &&
       finding.Grade() != Severity::kNormal)
@@ -222,9 +248,11 @@ std::string RingReport::Describe(const Finding& finding) const {
 ordered_json RingReport::Json() const {
   ordered_json json;
   const Severity gravest = Gravest(findings_);
-  json["store"] = base_;
-  json["verdict"] = gravest == Severity::kNormal ? "sound" : SeverityText(gravest);
-  json["recording"] = RecordingJson();
+  json["store"] = name_;
+  json["verdict"] = survey_.IsOfTwoRecordings()    ? "two_recordings"
+                    : gravest == Severity::kNormal ? "sound"
+                                                   : SeverityText(gravest);
+  json["recording"] = survey_.IsOfTwoRecordings() ? ordered_json() : RecordingJson();
   json["files"] = {FileJson(1), FileJson(2)};
   json["findings"] = ordered_json::array();
   for (const Finding& finding : findings_) json["findings"].push_back(FindingJson(finding));
@@ -274,7 +302,7 @@ ordered_json RingReport::FileJson(int file) const {
 
 ordered_json RingReport::FindingJson(const Finding& finding) const {
   const auto path = [this](int file) {
-    return file > 0 ? ordered_json(RingFileName(base_, file)) : ordered_json();
+    return file > 0 ? ordered_json(survey_.File(file).Path()) : ordered_json();
   };
   ordered_json json;
   json["kind"] = finding.kind->name;

@@ -2,6 +2,7 @@
 #ifndef VMR_TOOLS_RING_REPORT_H_
 #define VMR_TOOLS_RING_REPORT_H_
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -10,12 +11,13 @@
 
 namespace vmr::tool {
 
-// The findings that belong to one survey of the store `base`. Refers to both.
+// The findings that belong to one survey of the store that is spoken of as `name`. Refers
+// to all of them.
 class RingReport {
  public:
-  RingReport(const std::string& base, const RingSurvey& survey,
+  RingReport(const std::string& name, const RingSurvey& survey,
              const std::vector<Finding>& findings)
-      : base_(base), survey_(survey), findings_(findings) {}
+      : name_(name), survey_(survey), findings_(findings) {}
 
   std::string Text() const;
   nlohmann::ordered_json Json() const;
@@ -26,11 +28,13 @@ class RingReport {
 
  private:
   std::string FileLine(int file) const;
+  std::string FileRecordingLine(int file) const;
   std::string RecordingLine() const;
   std::string Verdict() const;
   std::string TickText(unsigned int tick) const;
   std::string SpanText(const Finding& finding) const;
   static std::string ItemsText(const Finding& finding);
+  std::string WhyNotOpened(const Finding& finding) const;
   static const char* OpenPacketText(const Finding& finding);
   nlohmann::ordered_json FileJson(int file) const;
   nlohmann::ordered_json RecordingJson() const;
@@ -38,7 +42,7 @@ class RingReport {
   nlohmann::ordered_json TickJson(unsigned int tick) const;
   nlohmann::ordered_json TimeJson(unsigned int tick) const;
 
-  const std::string& base_;
+  const std::string& name_;
   const RingSurvey& survey_;
   const std::vector<Finding>& findings_;
 };
@@ -50,7 +54,7 @@ class FindingLimit {
   // False when there were enough like this one.
   bool Tells(const Finding& finding);
   // What was not told, a line for each kind and file.
-  std::string Rest(const std::string& base) const;
+  std::string Rest(const RingSurvey& survey) const;
 
  private:
   static constexpr int kMostAlike = 20;
@@ -65,6 +69,8 @@ class FindingLimit {
   std::vector<Group> groups_;
 };
 
+// "2024-05-01T10:00:50Z".
+std::string UtcText(std::int64_t time_us);
 // "cluster 5", "clusters 5 to 9".
 std::string ClusterText(int first, int last);
 

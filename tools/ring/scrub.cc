@@ -22,6 +22,7 @@ bool IsOfWrongSize(FileProblem problem) {
 }  // namespace
 
 bool RingScrub::Run() {
+  if (!ClearWhatHeldNothing()) return false;
   const int first = survey_.SearchOf(1).found && !survey_.SearchOf(2).found ? 2 : 1;
   const bool done = BuildAnew(first) && BuildAnew(OtherFile(first)) &&
                     RewriteCopies(first, Repair::kMend) &&
@@ -35,6 +36,58 @@ bool RingScrub::Run() {
 bool RingScrub::Fail(int file, const char* what) const {
   Say(fmt::format("{}: {}: {}", RingFileName(base_, file), what, TextOfErrno()));
   return false;
+}
+
+// ---- Nothing at all --------------------------------------------------------------------
+
+// They may be on the path of every search, so what else can be done is looked for anew.
+bool RingScrub::ClearWhatHeldNothing() {
+  std::vector<int> clusters;
+  for (int cluster = 0; cluster < kClusterCount; ++cluster)
+    if (HeldNothing(cluster)) clusters.push_back(cluster);
+  if (clusters.empty()) return true;
+  for (const int file : kFileNumbers)
+    if (!Clear(file, clusters)) return false;
+  survey_.Read();
+  return true;
+}
+
+// The clusters that are known before and behind it were never written, and nothing that
+// looks like a packet is left in it.
+bool RingScrub::HeldNothing(int cluster) const {
+  if (survey_.At(cluster).relation != Relation::kNoneSound) return false;
+  int before = cluster, behind = cluster;
+  while (before >= 0 && !survey_.At(before).Known()) --before;
+  while (behind < kClusterCount && !survey_.At(behind).Known()) ++behind;
+  if (before < 0 || survey_.At(before).HoldsData()) return false;
+  if (behind < kClusterCount && survey_.At(behind).HoldsData()) return false;
+  for (const int file : kFileNumbers) {
+    unsigned char image[kClusterBytes];
+    const CopyState state = survey_.File(file).Read(cluster, image);
+    const bool is_legible = state == CopyState::kBadCrc || state == CopyState::kBadSize;
+    if (!is_legible && state != CopyState::kAbsent) return false;
+    if (is_legible && WalkCluster(image, kClusterBytes).packets > 0) return false;
+  }
+  return true;
+}
+
+bool RingScrub::Clear(int file, const std::vector<int>& clusters) {
+  if (survey_.File(file).Problem() != FileProblem::kNone) return true;
+  unsigned char image[kClusterBytes];
+  FillNeverWritten(image, kClusterBytes);
+  const int fd = OpenFile(survey_.File(file).Path(), O_WRONLY);
+  if (!IsOpenDescriptor(fd)) return Fail(file, "cannot be written");
+  bool written = true;
+  for (const int cluster : clusters) {
+    const off_t offset = off_t{cluster} * kClusterBytes;
+    written =
+        written && SeekFile(fd, offset, SEEK_SET) == offset && WriteWhole(fd, image, kClusterBytes);
+  }
+  if (!SyncAndClose(fd) || !written) return Fail(file, "cannot be written");
+  for (const int cluster : clusters)
+    account_ += fmt::format("{} {}: cleared, nothing was ever recorded there\n",
+                            survey_.File(file).Path(), ClusterText(cluster, cluster));
+  return true;
 }
 
 // ---- A whole file -------------------------------------------------------------------
@@ -88,7 +141,9 @@ RingScrub::Repair RingScrub::RepairOf(int cluster, int file) const {
   if (facts.best != OtherFile(file) || IsLeftAlone(facts, file)) return Repair::kNone;
   if (facts.relation == Relation::kOneSound) return Repair::kMend;
   const bool lesser = facts.relation == Relation::kFaulty || facts.relation == Relation::kShorter ||
-                      facts.relation == Relation::kOlder || facts.relation == Relation::kMisplaced;
+                      facts.relation == Relation::kOlder ||
+                      facts.relation == Relation::kWrongTick ||
+                      facts.relation == Relation::kMisplaced;
   return lesser && MendedFileIsSearchable(OtherFile(file)) ? Repair::kBringUpToDate : Repair::kNone;
 }
 

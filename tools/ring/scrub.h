@@ -13,8 +13,9 @@ namespace vmr::tool {
 // written only from a sound one of the same cluster in the other file, read again
 // and found as it was; one that has no such twin stays as it is. One file is
 // synced before the other is touched, and mended before anything that is sound is
-// brought up to date; the file that a recorder cannot search comes first. So
-// whatever ends the work halfway costs nothing.
+// brought up to date; the file that a recorder cannot search comes first. A cluster
+// that is bad in both and that no recorder can have reached is made one that was never
+// written. So whatever ends the work halfway costs nothing.
 //
 // Owns     nothing; the survey outlives it and is out of date afterwards.
 // Errors   false after saying what failed; what was done until then stays done.
@@ -28,6 +29,11 @@ class RingScrub {
 
  private:
   enum class Repair { kNone, kMend, kBringUpToDate };
+
+  // Clusters that are bad in both files, and were never recorded into.
+  bool ClearWhatHeldNothing();
+  bool HeldNothing(int cluster) const;
+  bool Clear(int file, const std::vector<int>& clusters);
 
   // A file that is missing or of the wrong size is written anew.
   bool BuildAnew(int file);

@@ -5,6 +5,7 @@
 
 #include "backends/cluster_format.h"
 #include "store/bytes.h"
+#include "store/packet_format.h"
 #include "tools/ring/copy_fit.h"
 
 namespace vmr::tool {
@@ -44,6 +45,21 @@ bool IsBeginning(const SoundCopy& a, const SoundCopy& b) {
          std::memcmp(a.image + kClusterHeaderBytes, b.image + kClusterHeaderBytes, compared) == 0;
 }
 
+bool HaveSamePackets(const SoundCopy& a, const SoundCopy& b) {
+  return a.facts.state == CopyState::kGood && b.facts.state == CopyState::kGood &&
+         a.facts.used_bytes == b.facts.used_bytes &&
+         std::memcmp(a.image + kClusterHeaderBytes, b.image + kClusterHeaderBytes,
+                     static_cast<std::size_t>(a.facts.used_bytes - kClusterHeaderBytes)) == 0;
+}
+
+// A header that changed under a right CRC; the packets tell which is theirs.
+bool HasAnotherTick(const SoundCopy& a, const SoundCopy& b) {
+  const auto is_wrong = [](const ClusterContent& content) {
+    return content.wrong_st || content.ticks_fall;
+  };
+  return HaveSamePackets(a, b) && is_wrong(a.facts.content) && !is_wrong(b.facts.content);
+}
+
 bool IsBefore(const CopyFacts& a, const CopyFacts& b) {
   if (a.state == CopyState::kNeverWritten) return b.state == CopyState::kGood;
   if (b.state == CopyState::kNeverWritten) return false;
@@ -76,6 +92,7 @@ struct Comparison {
 };
 constexpr Comparison kComparisons[] = {{Relation::kFaulty, IsFaultyTwin},
                                        {Relation::kShorter, IsBeginning},
+                                       {Relation::kWrongTick, HasAnotherTick},
                                        {Relation::kOlder, IsOlder}};
 
 // The copies are complete. Sets what follows from both.
@@ -141,7 +158,9 @@ void RingSurvey::Read() {
   for (int cluster = 0; cluster < kClusterCount; ++cluster) ReadCluster(cluster, Pass::kFirst);
   LookAgain();
   SearchFiles();
+  CompareRecordings();
   SettleConflicts();
+  SettleFirstTicks();
   SettleMisplaced();
   FindRunEnds();
   SearchBestCopies();
@@ -161,6 +180,12 @@ bool RingSurvey::ReadCluster(int cluster, Pass pass) {
       states[0] == states[1] && std::memcmp(images.Of(1), images.Of(2), kClusterBytes) == 0;
   facts.Copy(2) = same ? facts.Copy(1) : FactsOf(states[1], images.Of(2));
   Compare(facts, images, conflicts_go_to_);
+  const auto sound_image = [&](int file) {
+    return IsSound(facts.Copy(file).state) ? images.Of(file) : nullptr;
+  };
+  facts.same_packets =
+      HaveSamePackets({facts.Copy(1), images.Of(1)}, {facts.Copy(2), images.Of(2)});
+  facts.likeness = records::LikenessOf(sound_image(1), sound_image(2));
   ClusterFacts& kept = clusters_[static_cast<std::size_t>(cluster)];
   const bool changed = !SameCopy(kept.Copy(1), facts.Copy(1)) ||
                        !SameCopy(kept.Copy(2), facts.Copy(2)) || kept.relation != facts.relation;
@@ -195,6 +220,14 @@ void RingSurvey::LookAgain() {
     for (int cluster = 0; cluster < kClusterCount; ++cluster)
       if (NeedsSecondLook(cluster) && ReadCluster(cluster, Pass::kAgain)) changed = true;
   }
+  is_being_recorded_ = changed;
+}
+
+void RingSurvey::CompareRecordings() {
+  records::OneRecording compared;
+  for (int cluster = 0; cluster < kClusterCount; ++cluster)
+    compared.Add(cluster, At(cluster).likeness);
+  is_of_two_ = compared.AreTwo(File(1).Path(), File(2).Path());
 }
 
 // Clusters that cannot be read are stepped over.
@@ -316,6 +349,28 @@ void RingSurvey::SettleConflicts() {
       ReadCluster(cluster, Pass::kAgain);
 }
 
+// A cluster whose first packet tells eight bits alone goes on from the tick in front of it.
+void RingSurvey::SettleFirstTicks() {
+  for (int cluster = 0; cluster < kClusterCount; ++cluster) {
+    ClusterFacts& facts = clusters_[static_cast<std::size_t>(cluster)];
+    const ClusterFacts& before = At(PreviousCluster(cluster));
+    const bool in_question =
+        facts.same_packets &&
+        (facts.relation == Relation::kOlder || facts.relation == Relation::kConflict) &&
+        facts.Copy(1).content.first_kind == HEADER_2;
+    if (!in_question || !before.HoldsData() || before.LastTick() == kNoTick) continue;
+    const auto goes_on = [&](int file) {
+      return !NeedsWholeTick(facts.Copy(file).first_tick, before.LastTick());
+    };
+    if (goes_on(1) == goes_on(2)) continue;
+    facts.relation = Relation::kWrongTick;
+    facts.best = goes_on(1) ? 1 : 2;
+    unsigned char image[kClusterBytes];
+    File(facts.best).Read(cluster, image);
+    ReadTimes(cluster, image);
+  }
+}
+
 // A copy found to be misplaced changes how its neighbours are judged, so this is
 // repeated as long as something changes.
 void RingSurvey::SettleMisplaced() {
@@ -361,19 +416,6 @@ bool RingSurvey::HoldsLatest(const CopyFacts& copy) const {
          copy.LastTick() > At(newest_).LastTick();
 }
 
-bool RingSurvey::IsOfTwoRecordings() const {
-  constexpr int kSeveral = 3;  // of a recording one file may lack the last two
-  int unlike = 0;
-  for (const ClusterFacts& facts : clusters_) {
-    const bool both_hold_data =
-        facts.Copy(1).state == CopyState::kGood && facts.Copy(2).state == CopyState::kGood;
-    if (!both_hold_data || facts.relation == Relation::kFaulty) continue;
-    if (facts.relation < Relation::kOlder) return false;
-    ++unlike;
-  }
-  return unlike >= kSeveral;
-}
-
 bool RingSurvey::OnSearchPath(int cluster) const {
   return std::any_of(searches_.begin(), searches_.end(), [cluster](const SearchResult& search) {
     return std::find(search.path.begin(), search.path.end(), cluster) != search.path.end();
@@ -382,7 +424,7 @@ bool RingSurvey::OnSearchPath(int cluster) const {
 
 void RingSurvey::BuildClock() {
   clock_ = RecordedClock();
-  if (Empty()) return;
+  if (Empty() || is_of_two_) return;
   int cluster = newest_;
   do {
     cluster = NextCluster(cluster);

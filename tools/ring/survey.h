@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "records/one_recording.h"
 #include "tools/ring/cluster_content.h"
 #include "tools/ring/cluster_file.h"
 #include "tools/ring/recorded_clock.h"
@@ -24,6 +25,7 @@ enum class Relation : unsigned char {
   kOlder,      // the other one is of an earlier time, or was never written
   kFaulty,     // the other one has unsound packets where the best one has none,
                // or its CRC is right by chance
+  kWrongTick,  // the other one has the same packets under a first tick that is not theirs
   kMisplaced,  // the other one's ticks belong elsewhere in the ring
   kConflict,   // both are sound, different, and nothing tells which is right
 };
@@ -46,7 +48,9 @@ inline int OtherFile(int file) { return 3 - file; }
 struct ClusterFacts {
   std::array<CopyFacts, 2> copies;  // see Copy
   Relation relation = Relation::kNoneSound;
-  int best = 0;  // the file whose copy counts; 0 without a sound one
+  int best = 0;               // the file whose copy counts; 0 without a sound one
+  bool same_packets = false;  // in both copies, under whatever first tick
+  records::Likeness likeness = records::Likeness::kNothing;
 
   CopyFacts& Copy(int file) { return copies[static_cast<std::size_t>(file - 1)]; }
   const CopyFacts& Copy(int file) const { return copies[static_cast<std::size_t>(file - 1)]; }
@@ -89,9 +93,10 @@ class RingSurvey {
   // The file that a recorder would go on with: 1 or 2. Of copies in conflict its
   // are the best ones, so that two recordings are not mixed.
   int LastWriter() const;
-  // Several clusters hold data in both files, and it is nowhere the same: the files
-  // are of two recordings, or one is older by a whole lap.
-  bool IsOfTwoRecordings() const;
+  // The files hold one recording each: what is said of both together is of neither.
+  bool IsOfTwoRecordings() const { return is_of_two_; }
+  // Clusters went on changing while they were read: a recorder is at work.
+  bool IsBeingRecorded() const { return is_being_recorded_; }
 
   // The copy has packets behind the recording's end: its write went to a wrong place.
   bool HoldsLatest(const CopyFacts& copy) const;
@@ -121,6 +126,8 @@ class RingSurvey {
   void LookAgain();
   void SearchFiles();
   void SettleConflicts();
+  void SettleFirstTicks();
+  void CompareRecordings();
   void SettleMisplaced();
   bool BelongsElsewhere(int cluster);
   void ReadTimes(int cluster, const unsigned char* image);
@@ -136,6 +143,8 @@ class RingSurvey {
   std::vector<ClusterFacts> clusters_;
   std::map<int, std::vector<TimeReading>> times_;  // by cluster
   std::vector<int> run_ends_;
+  bool is_of_two_ = false;
+  bool is_being_recorded_ = false;
   int newest_ = -1;
   std::array<SearchResult, 3> searches_;  // in file 1, in file 2, in the best copies
   int conflicts_go_to_ = 1;               // the file whose copies count
