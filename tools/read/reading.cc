@@ -167,11 +167,53 @@ int ForEachReading(const ReadingOptions& options, const std::function<int(Readin
   return exit_code;
 }
 
-ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
-                      records::Sink& sink) {
-  RangeFilter filter(reading.range, kinds, sink);
+std::optional<std::string> RecordingWith(const ReadingOptions& options, const std::string& path) {
+  if (path.empty()) return std::nullopt;
+  for (const std::string& name : ExpandFolders(options.paths)) {
+    const Recording recording = FindRecording(name, options.path_kind);
+    const bool belongs =
+        recording.ring ? BelongsToRing(path, recording.path) : SameFile(path, recording.path);
+    if (recording.error.empty() && belongs) return recording.path;
+  }
+  return std::nullopt;
+}
+
+namespace {
+
+// Hands everything to one sink, and then to another.
+class Both final : public records::Sink {
+ public:
+  Both(records::Sink& first, records::Sink& second) : first_(first), second_(second) {}
+  void OnRecord(const records::Record& record) override {
+    first_.OnRecord(record);
+    second_.OnRecord(record);
+  }
+  void OnGap(const records::Gap& gap) override {
+    first_.OnGap(gap);
+    second_.OnGap(gap);
+  }
+  void OnClockStep(const records::ClockStep& step) override {
+    first_.OnClockStep(step);
+    second_.OnClockStep(step);
+  }
+  void OnNewRun(int run, unsigned int tick) override {
+    first_.OnNewRun(run, tick);
+    second_.OnNewRun(run, tick);
+  }
+
+ private:
+  records::Sink& first_;
+  records::Sink& second_;
+};
+
+class Nowhere final : public records::Sink {
+ public:
+  void OnRecord(const records::Record& /*record*/) override {}
+};
+
+ReadOutcome ReadInto(Reading& reading, const RangeFilter& filter, records::Sink& sink) {
   records::Source& source = *reading.recording.source;
-  records::Decoder decoder(source, filter);
+  records::Decoder decoder(source, sink);
   {
     ProgressLine progress([&](unsigned long) {
       return fmt::format("{}: {:.0f} %", reading.recording.name, source.Progress() * 100);
@@ -182,6 +224,21 @@ ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
   const bool complete = filter.Gaps() == 0 && filter.WrongCrc() == 0 && filter.Unplaced() == 0 &&
                         !filter.BeginsBefore() && !filter.EndsBehind();
   return {filter.Records(), complete};
+}
+
+}  // namespace
+
+ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
+                      records::Sink& sink) {
+  RangeFilter filter(reading.range, kinds, sink);
+  return ReadInto(reading, filter, filter);
+}
+
+ReadOutcome ReadThroughRange(Reading& reading, records::Sink& sink) {
+  Nowhere nowhere;
+  RangeFilter filter(reading.range, {}, nowhere);
+  Both both(sink, filter);
+  return ReadInto(reading, filter, both);
 }
 
 }  // namespace vmr::tool

@@ -59,6 +59,13 @@ struct ReadOutcome {
 };
 ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds,
                       records::Sink& sink);
+// The same for a sink that needs what was said before the range, too: it gets everything and
+// looks itself at what lies in the range.
+ReadOutcome ReadThroughRange(Reading& reading, records::Sink& sink);
+
+// The recording among those asked for to which the file `path` belongs: it must not be
+// written over.
+std::optional<std::string> RecordingWith(const ReadingOptions& options, const std::string& path);
 
 // Of two exit codes the one that says more is wrong.
 int Gravest(int a, int b);
