@@ -49,6 +49,7 @@ struct Format {
 constexpr Format kFormats[] = {
     {"jsonl", MakeJsonExporter, true},
     {"csv", MakeCsvExporter, true},
+    {"gpx", MakeGpxExporter, false},
 };
 
 const Format& FormatNamed(const std::string& name) {

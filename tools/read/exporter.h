@@ -40,6 +40,7 @@ class Exporter {
 // `options` must outlive what these make.
 std::unique_ptr<Exporter> MakeJsonExporter(const ExportOptions& options);
 std::unique_ptr<Exporter> MakeCsvExporter(const ExportOptions& options);
+std::unique_ptr<Exporter> MakeGpxExporter(const ExportOptions& options);
 
 // How a recording is called where several stand in one output; empty: it is alone.
 inline std::string NameAmongOthers(const Reading& reading) {

@@ -110,8 +110,12 @@ void AppendDegrees(std::int64_t tts, LineBuffer& line) {
   const std::int64_t magnitude = std::llabs(tts);
   const std::int64_t fraction =
       (magnitude % kTTsPerDegree * kDigits + kTTsPerDegree / 2) / kTTsPerDegree;
-  fmt::format_to(std::back_inserter(line), FMT_COMPILE("{}{}.{:07}"), tts < 0 ? "-" : "",
-                 magnitude / kTTsPerDegree, fraction);
+  if (tts < 0) line.push_back('-');
+  AppendNumber(magnitude / kTTsPerDegree, line);
+  // The digit in front keeps the zeros behind the point.
+  const fmt::format_int digits(kDigits + fraction);
+  line.push_back('.');
+  line.append(digits.data() + 1, digits.data() + digits.size());
 }
 
 void AppendHex(std::string_view bytes, char between, LineBuffer& line) {
