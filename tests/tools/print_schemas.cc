@@ -138,8 +138,9 @@ Object SchemaOf(const KindRow& kind) {
   object.Add("tick", TickSchema(), "half seconds; null: nothing tells it");
   object.Add("time", TimeSchema(), "UTC; null: nothing tells it");
   object.Add("time_quality",
-             {{"enum", {TextOf(TimeQuality::kUnknown), TextOf(TimeQuality::kEstimated),
-                        TextOf(TimeQuality::kExact), TextOf(TimeQuality::kStepped)}}},
+             {{"enum",
+               {TextOf(TimeQuality::kUnknown), TextOf(TimeQuality::kEstimated),
+                TextOf(TimeQuality::kExact), TextOf(TimeQuality::kStepped)}}},
              "how well the time is known");
   object.Add("repeats", Typed("boolean"), "part of a full state that says nothing new");
   for (std::size_t i = 0; i < kind.field_count; ++i) AddField(kind, i, object);
@@ -210,11 +211,11 @@ int main(int argc, char** argv) {
   bool written = true;
   for (const KindRow& kind : Kinds())
     written = Write(folder, kind.name, kind.what, SchemaOf(kind)) && written;
-  written =
-      Write(folder, vmr::tool::kGapKind, "a part that is lost or damaged", SchemaOfGap()) && written;
-  written = Write(folder, vmr::tool::kClockStepKind, "the unit's clock was set",
-                  SchemaOfClockStep()) &&
+  written = Write(folder, vmr::tool::kGapKind, "a part that is lost or damaged", SchemaOfGap()) &&
             written;
+  written =
+      Write(folder, vmr::tool::kClockStepKind, "the unit's clock was set", SchemaOfClockStep()) &&
+      written;
   if (!written) std::fprintf(stderr, "vmr_schema: %s: cannot be written\n", argv[1]);
   return written ? 0 : 1;
 }

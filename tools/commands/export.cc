@@ -50,6 +50,7 @@ constexpr Format kFormats[] = {
     {"jsonl", MakeJsonExporter, true},
     {"csv", MakeCsvExporter, true},
     {"gpx", MakeGpxExporter, false},
+    {"geojson", MakeGeoJsonExporter, false},
 };
 
 const Format& FormatNamed(const std::string& name) {

@@ -41,11 +41,17 @@ class Exporter {
 std::unique_ptr<Exporter> MakeJsonExporter(const ExportOptions& options);
 std::unique_ptr<Exporter> MakeCsvExporter(const ExportOptions& options);
 std::unique_ptr<Exporter> MakeGpxExporter(const ExportOptions& options);
+std::unique_ptr<Exporter> MakeGeoJsonExporter(const ExportOptions& options);
+std::unique_ptr<Exporter> MakeVttExporter(const ExportOptions& options);
+std::unique_ptr<Exporter> MakeSrtExporter(const ExportOptions& options);
 
 // How a recording is called where several stand in one output; empty: it is alone.
 inline std::string NameAmongOthers(const Reading& reading) {
   return reading.count > 1 ? reading.recording.name : "";
 }
+
+// Says how many positions an output lacks, unless it lacks none.
+void SayLeftOut(const Reading& reading, unsigned long positions, const char* why);
 
 }  // namespace vmr::tool
 

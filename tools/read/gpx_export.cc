@@ -88,12 +88,6 @@ class GpxTrack final : public TrackSink {
   bool in_segment_ = false;
 };
 
-void SayLeftOut(const std::string& name, unsigned long count, const char* why) {
-  if (count == 0) return;
-  Say(fmt::format("{}: {} position{} left out: {}", name, count, count == 1 ? " was" : "s were",
-                  why));
-}
-
 class GpxExporter final : public Exporter {
  public:
   explicit GpxExporter(const ExportOptions& options) : options_(options) {}
@@ -108,8 +102,8 @@ class GpxExporter final : public Exporter {
     const bool complete = ReadThroughRange(reading, track).complete;
     track.Finish();
     sink.Finish();
-    SayLeftOut(name, track.WithoutPosition(), "where they lie is unknown");
-    SayLeftOut(name, track.WithoutTime(), "their time is unknown");
+    SayLeftOut(reading, track.WithoutPosition(), "where they lie is unknown");
+    SayLeftOut(reading, track.WithoutTime(), "their time is unknown");
     const bool has_all = track.WithoutPosition() == 0 && track.WithoutTime() == 0;
     return complete && has_all ? kExitSuccess : kExitPartial;
   }
@@ -139,6 +133,12 @@ class GpxExporter final : public Exporter {
 };
 
 }  // namespace
+
+void SayLeftOut(const Reading& reading, unsigned long positions, const char* why) {
+  if (positions == 0) return;
+  Say(fmt::format("{}: {} position{} left out: {}", reading.recording.name, positions,
+                  positions == 1 ? " was" : "s were", why));
+}
 
 std::unique_ptr<Exporter> MakeGpxExporter(const ExportOptions& options) {
   return std::make_unique<GpxExporter>(options);
