@@ -87,9 +87,10 @@ void CueText::TakeSpeed(const Record& record) {
   const char* const shown = units != units_.end()   ? units->second
                             : device == kGpsSpeedId ? "mph"
                                                     : nullptr;
-  std::string text = WordOrNumber(speed);
-  if (speed.word == nullptr && shown != nullptr) text += std::string(" ") + shown;
-  speeds_[device] = text;
+  if (speed.word != nullptr)
+    speeds_[device] = std::string("speed ") + speed.word;
+  else
+    speeds_[device] = fmt::format("{} {}", speed.number, shown != nullptr ? shown : "(no units)");
 }
 
 void CueText::TakeChange(const Record& record) {
@@ -109,7 +110,7 @@ std::string CueText::SpeedLine() const {
   std::string line;
   const auto add = [&line](const std::string& text) { line += (line.empty() ? "" : ", ") + text; };
   for (const auto& [device, speed] : speeds_)
-    add(device == kGpsSpeedId ? speed : fmt::format("speed of device {}: {}", device, speed));
+    add(device == kGpsSpeedId ? speed : fmt::format("device {}: {}", device, speed));
   if (target_) add("radar target " + *target_);
   return line;
 }

@@ -21,6 +21,12 @@ void AppendSpeed(std::int64_t mm_per_s, LineBuffer& line) {
   fmt::format_to(std::back_inserter(line), "{}.{:03}", mm_per_s / 1000, mm_per_s % 1000);
 }
 
+// The format has no 180 degrees east: they are those west.
+std::int64_t LongitudeOf(const TrackPoint& point) {
+  constexpr std::int32_t kHalfCircleTTs = 180 * 600000;
+  return point.longitude_tts == kHalfCircleTTs ? -kHalfCircleTTs : point.longitude_tts;
+}
+
 // What a reader must know of a point; empty: nothing.
 std::string CommentOn(const TrackPoint& point) {
   std::string comment;
@@ -65,7 +71,7 @@ class GpxTrack final : public TrackSink {
     Append("<trkpt lat=\"", line_);
     AppendDegrees(point.latitude_tts, line_);
     Append("\" lon=\"", line_);
-    AppendDegrees(point.longitude_tts, line_);
+    AppendDegrees(LongitudeOf(point), line_);
     Append("\"><time>", line_);
     AppendUtc(point.time.us, line_);
     Append("</time>", line_);
