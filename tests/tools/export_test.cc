@@ -354,6 +354,18 @@ TEST_F(ExportTest, ALineIsCutAtTheDateLine) {
           R"([[-180.0000000,0.0000000],[-179.9983333,0.0000167]]]}})"));
 }
 
+TEST_F(ExportTest, EachOfSeveralRecordingsIsATrackOfItsOwn) {
+  Record("a", {Hdr1(100, std::string(kTime) + kMelbourne)});
+  Record("b", {Hdr1(100, std::string(kTime) + kNearDateLine)});
+  const Finished gpx = Run({"export", "a", "b", "--format", "gpx"});
+  EXPECT_THAT(gpx.out, HasSubstr("<metadata><name>2 recordings</name>"));
+  EXPECT_THAT(gpx.out, HasSubstr("<trk><name>a</name>\n<trkseg>\n"));
+  EXPECT_THAT(gpx.out, HasSubstr("</trkseg>\n</trk>\n<trk><name>b</name>\n"));
+  const Finished features = Run({"export", "a", "b", "--format", "geojson"});
+  EXPECT_THAT(LinesOf(features.out), ElementsAre(testing::_, HasSubstr("\"recording\":\"a\""),
+                                                 HasSubstr("\"recording\":\"b\""), "]}"));
+}
+
 TEST_F(ExportTest, AWayAcrossGreenwichAndTheEquatorIsNotCut) {
   Record("r", {Hdr1(100, std::string(kTime) + "91 03 00 00 0A 00 00 00 0A 00"),
                Hdr1(102, "93 14 00 EC FF")});
@@ -396,6 +408,15 @@ TEST_F(ExportTest, AGapIsASubtitleAndWhatItMadeUnknownIsNotShown) {
                           "gap: no packets", "nothing is known of this time",
                           "00:00:03.000 --> 00:00:04.000", testing::_, "* bookmark",
                           "00:00:04.000 --> 00:00:05.000", testing::_, "siren on", "* siren on"));
+}
+
+TEST_F(ExportTest, TicksThatLeapMakeOneSubtitleInsteadOfMillions) {
+  Record("r", {Hdr1(100, "36"), Hdr1(4294960100U, "56")});
+  EXPECT_THAT(Cues({"--video-start", "100"}),
+              ElementsAre("WEBVTT", "00:00:00.000 --> 00:00:01.000", "tick 100", "siren on",
+                          "* siren on", "00:00:01.000 --> 596522:13:20.000", "nothing is recorded",
+                          "nothing is known of this time", "596522:13:20.000 --> 596522:13:21.000",
+                          "tick 4294960100", "* bookmark"));
 }
 
 TEST_F(ExportTest, ARecordedTextEndsNoSubtitle) {

@@ -15,7 +15,6 @@ namespace vmr::tool {
 namespace {
 
 using records::KindId;
-using records::PositionQuality;
 using records::TimeQuality;
 
 constexpr std::int64_t kHalfCircleTTs = 180 * 600000;

@@ -19,6 +19,8 @@ using records::TimeQuality;
 
 constexpr std::int64_t kTick_ms = records::kTick_us / 1000;
 constexpr std::int64_t kSecond_ms = 1000;
+// A unit that is on says everything once an hour.
+constexpr unsigned int kLongestSilence_ticks = 2 * 7201;
 
 // The two formats differ in little.
 struct SubtitleFormat {
@@ -73,7 +75,7 @@ class Cues final : public records::Sink {
     if (record.crc_right) Reach(record.tick, record.time);
     if (has_ended_) return;
     text_.Take(record);
-    if (record.crc_right && record.tick != kNoTick) is_recording_ = true;
+    if (record.crc_right) last_tick_ = record.tick;
   }
   void OnGap(const Gap& gap) override;
   void OnClockStep(const records::ClockStep& step) override {
@@ -110,18 +112,22 @@ class Cues final : public records::Sink {
 
   void Reach(unsigned int tick, const records::Time& time);
   bool TakeAnchor(unsigned int tick, const records::Time& time);
-  std::int64_t VideoTime_ms(unsigned int tick) const {
+  std::int64_t VideoTimeMs(unsigned int tick) const {
     return anchor_.ms + (std::int64_t{tick} - anchor_.tick) * kTick_ms;
   }
   bool IsBehindEnd(unsigned int tick, const records::Time& time) const {
     return SideOf({std::nullopt, range_.to}, tick, time) == Side::kBehind;
   }
+  bool IsLongSilence(unsigned int tick) const {
+    return last_tick_ != kNoTick && tick > last_tick_ && tick - last_tick_ > kLongestSilence_ticks;
+  }
   void EndAt(const TimePoint& to);
+  void PutUnknown(std::int64_t to_second, const std::string& why);
   void PutUpTo(std::int64_t second);
   void Forget() {
     text_.Forget();
     clock_.reset();
-    is_recording_ = false;
+    last_tick_ = kNoTick;
   }
   void PutSecond();
   std::string Heading() const;
@@ -135,7 +141,7 @@ class Cues final : public records::Sink {
   std::optional<Clock> clock_;          // the last tick with a time
   std::optional<std::int64_t> second_;  // whose cue is next, counted from the start
   std::int64_t first_second_ = 0;
-  bool is_recording_ = false;  // nothing is missing behind the last record
+  unsigned int last_tick_ = kNoTick;  // nothing is missing behind it
   bool has_ended_ = false;
   bool begins_anew_ = false;
 };
@@ -152,7 +158,7 @@ bool Cues::TakeAnchor(unsigned int tick, const records::Time& time) {
   }
   // What happened before is no change.
   static_cast<void>(text_.TakeLines());
-  first_second_ = is_recording_ ? 0 : VideoTime_ms(tick) / kSecond_ms;
+  first_second_ = last_tick_ != kNoTick ? 0 : VideoTimeMs(tick) / kSecond_ms;
   second_ = first_second_;
   return true;
 }
@@ -160,17 +166,23 @@ bool Cues::TakeAnchor(unsigned int tick, const records::Time& time) {
 void Cues::Reach(unsigned int tick, const records::Time& time) {
   if (tick == kNoTick || has_ended_) return;
   if (TakeAnchor(tick, time)) {
-    if (IsBehindEnd(tick, time)) return EndAt(*range_.to);
-    PutUpTo(VideoTime_ms(tick) / kSecond_ms);
+    const std::int64_t second = VideoTimeMs(tick) / kSecond_ms;
+    if (IsBehindEnd(tick, time)) return IsLongSilence(tick) ? End() : EndAt(*range_.to);
+    if (IsLongSilence(tick) && second > *second_) {
+      PutSecond();
+      Forget();
+      PutUnknown(second, "nothing is recorded");
+    }
+    PutUpTo(second);
   }
   if (time.quality != TimeQuality::kUnknown) clock_ = Clock{tick, time.us};
 }
 
 void Cues::EndAt(const TimePoint& to) {
   if (to.tick)
-    PutUpTo(VideoTime_ms(*to.tick) / kSecond_ms);
+    PutUpTo(VideoTimeMs(*to.tick) / kSecond_ms);
   else if (clock_)
-    PutUpTo((VideoTime_ms(clock_->tick) + (to.us - clock_->us) / 1000) / kSecond_ms);
+    PutUpTo((VideoTimeMs(clock_->tick) + (to.us - clock_->us) / 1000) / kSecond_ms);
   End();
 }
 
@@ -186,10 +198,17 @@ void Cues::PutSecond() {
   ++*second_;
 }
 
+// One subtitle for all of a time of which nothing is known.
+void Cues::PutUnknown(std::int64_t to_second, const std::string& why) {
+  file_.Put(*second_ * kSecond_ms + offset_ms_, to_second * kSecond_ms + offset_ms_,
+            {why, "nothing is known of this time"});
+  second_ = std::max(*second_, to_second);
+}
+
 // The local time, or the tick where none is known.
 std::string Cues::Heading() const {
   const std::int64_t ms = *second_ * kSecond_ms;
-  if (clock_) return LocalTimeText(clock_->us + (ms - VideoTime_ms(clock_->tick)) * 1000);
+  if (clock_) return LocalTimeText(clock_->us + (ms - VideoTimeMs(clock_->tick)) * 1000);
   return fmt::format("tick {}", anchor_.tick + (ms - anchor_.ms) / kTick_ms);
 }
 
@@ -199,16 +218,14 @@ void Cues::OnGap(const Gap& gap) {
   const std::string what = fmt::format("gap: {}", TextOf(gap.reason));
   const bool had_begun = second_.has_value();
   const bool has_end = gap.to_tick != kNoTick;
-  if (had_begun && has_end && VideoTime_ms(gap.to_tick) / kSecond_ms > *second_) PutSecond();
+  if (had_begun && has_end && VideoTimeMs(gap.to_tick) / kSecond_ms > *second_) PutSecond();
   Forget();
   // The video may begin in the gap.
   if (!had_begun && has_end && TakeAnchor(gap.to_tick, gap.to)) second_ = first_second_ = 0;
   if (!second_) return;
-  const std::int64_t to = has_end ? VideoTime_ms(gap.to_tick) / kSecond_ms : *second_;
+  const std::int64_t to = has_end ? VideoTimeMs(gap.to_tick) / kSecond_ms : *second_;
   if (to <= *second_) return text_.Add(what);
-  file_.Put(*second_ * kSecond_ms + offset_ms_, to * kSecond_ms + offset_ms_,
-            {what, "nothing is known of this time"});
-  second_ = to;
+  PutUnknown(to, what);
 }
 
 class SubtitleExporter final : public Exporter {
