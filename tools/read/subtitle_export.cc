@@ -20,7 +20,7 @@ using records::TimeQuality;
 constexpr std::int64_t kTick_ms = records::kTick_us / 1000;
 constexpr std::int64_t kSecond_ms = 1000;
 // A unit that is on says everything once an hour.
-constexpr unsigned int kLongestSilence_ticks = 2 * 7201;
+constexpr unsigned int kLongestSilenceTicks = 2 * 7201;
 
 // The two formats differ in little.
 struct SubtitleFormat {
@@ -119,7 +119,7 @@ class Cues final : public records::Sink {
     return SideOf({std::nullopt, range_.to}, tick, time) == Side::kBehind;
   }
   bool IsLongSilence(unsigned int tick) const {
-    return last_tick_ != kNoTick && tick > last_tick_ && tick - last_tick_ > kLongestSilence_ticks;
+    return last_tick_ != kNoTick && tick > last_tick_ && tick - last_tick_ > kLongestSilenceTicks;
   }
   void EndAt(const TimePoint& to);
   void PutUnknown(std::int64_t to_second, const std::string& why);
