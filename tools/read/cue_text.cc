@@ -35,7 +35,7 @@ const char* UnitsShown(const Value& units) {
   return nullptr;
 }
 
-// Null: not worth a line.
+// Nothing: not worth a line.
 std::optional<std::string> ChangeOf(const Record& record) {
   switch (record.kind->id) {
     case KindId::kInput:
@@ -49,6 +49,7 @@ std::optional<std::string> ChangeOf(const Record& record) {
     case KindId::kLog:
       return "log: " + VisibleText(ValueOf(record, 0).text);
     case KindId::kOfficer:
+      if (ValueOf(record, 0).text.empty()) return std::nullopt;
       return "officer: " + VisibleText(ValueOf(record, 0).text);
     case KindId::kGpsState:
       return ValueOf(record, 0).number != 0 ? "GPS available" : "GPS not available";
