@@ -125,7 +125,7 @@ constexpr KindRow kKinds[] = {
      U::kFraming,
      0,
      1,
-     {{"time", F::kTime, "", "the unit's clock, UTC"}}},
+     {{"clock", F::kTime, "", "the unit's clock, UTC"}}},
     Text(K::kTimeZone, "time_zone", "time zone, a name such as America/Chicago"),
     Text(K::kTimeZoneName, "time_zone_name", "time zone as the unit shows it"),
     {K::kMac,

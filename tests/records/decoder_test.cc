@@ -235,13 +235,13 @@ TEST(Times, AreUnknownWhereNoneIsTold) {
 TEST(Times, ThatJumpAreAnEventWithItsSize) {
   const Lines lines = Decode({{Hdr1(10, "03 64 00 00 00") + Hdr2(20, "03 C8 00 00 00")}});
   EXPECT_THAT(lines.lines,
-              ElementsAre("10 time time=100", "step 20 by 95000000", "20 time time=200"));
+              ElementsAre("10 time clock=100", "step 20 by 95000000", "20 time clock=200"));
   EXPECT_THAT(TimesOf(lines), ElementsAre("1000 exact", "2000 stepped"));
 }
 
 TEST(Times, WithinASecondAreNoJump) {
   EXPECT_THAT(Decode({{Hdr1(10, "03 64 00 00 00") + Hdr2(20, "03 6A 00 00 00")}}).lines,
-              ElementsAre("10 time time=100", "20 time time=106"));
+              ElementsAre("10 time clock=100", "20 time clock=106"));
 }
 
 TEST(Times, BehindAGapComeFromTheNextOneTold) {

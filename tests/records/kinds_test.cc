@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(
     Each, Items,
     ::testing::Values(
         OneItem{"02 00 00 11 22 AA BB CC", "mac mac=001122aabbcc"},
-        OneItem{"03 00 00 00 80", "time time=-2147483648"},
+        OneItem{"03 00 00 00 80", "time clock=-2147483648"},
         OneItem{"04 03 43 53 54", "time_zone_name text='CST'"},
         OneItem{"05 02 4A 6F", "officer text='Jo'"}, OneItem{"06 00", "department text=''"},
         OneItem{"07 02 43 37", "vehicle text='C7'"}, OneItem{"08 01 39", "badge text='9'"},

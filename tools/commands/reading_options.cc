@@ -12,14 +12,6 @@ namespace {
 // All that there is: asked for by its number.
 constexpr unsigned int kEndOfRecording = 0xFFFFFFFF;
 
-records::KindId KindNamed(const std::string& name) {
-  const records::KindRow* const row = records::FindKind(name.c_str());
-  if (row != nullptr) return row->id;
-  std::string known;
-  for (const records::KindRow& kind : records::Kinds()) known += std::string(" ") + kind.name;
-  RefuseUsage(fmt::format("--kind {}: no kind of record; there are:{}", name, known));
-}
-
 TypedTime TimeOf(const char* name, const std::string& text) {
   const auto typed = ParseTime(text, Now_us());
   if (!typed) RefuseUsage(fmt::format("{} {}: none of {}", name, text, kTimeForms));
@@ -31,6 +23,14 @@ bool IsTickAt(const std::optional<TypedTime>& time, unsigned int tick) {
 }
 
 }  // namespace
+
+records::KindId KindNamed(const std::string& name) {
+  const records::KindRow* const row = records::FindKind(name.c_str());
+  if (row != nullptr) return row->id;
+  std::string known;
+  for (const records::KindRow& kind : records::Kinds()) known += std::string(" ") + kind.name;
+  RefuseUsage(fmt::format("--kind {}: no kind of record; there are:{}", name, known));
+}
 
 void AddPaths(CLI::App& parser, ReadingOptions& options) {
   parser.add_option("PATH", options.paths, "The recordings")->required()->type_name("...");

@@ -30,6 +30,9 @@ void AddTimeZone(CLI::App& parser, std::string& time_zone);
 void AddKinds(CLI::App& parser, ReadingOptions& options);
 void AddOutput(CLI::App& parser, ReadingOptions& options);
 
+// A name that no kind has is wrong usage.
+records::KindId KindNamed(const std::string& name);
+
 // To be called when all options were read. Ends of a range that mean the recording's become
 // none.
 void CheckReadingUsage(ReadingOptions& options);

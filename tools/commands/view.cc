@@ -12,7 +12,7 @@
 #include "tools/common/console.h"
 #include "tools/common/pager.h"
 #include "tools/common/text_output.h"
-#include "tools/read/json_line.h"
+#include "tools/read/exporter.h"
 #include "tools/read/timeline.h"
 
 namespace vmr::tool {
@@ -105,40 +105,23 @@ int ViewAsText(const ViewOptions& options, Reading& reading, bool colours, TextO
 
 // ---- For programs ----------------------------------------------------------------
 
-class JsonLines final : public records::Sink {
- public:
-  explicit JsonLines(TextOutput& out) : out_(out) {}
-
-  void OnRecord(const records::Record& record) override { Put(record); }
-  void OnGap(const records::Gap& gap) override { Put(gap); }
-  void OnClockStep(const records::ClockStep& step) override { Put(step); }
-
- private:
-  template <typename Found>
-  void Put(const Found& found) {
-    line_.clear();
-    AppendJsonLine(found, line_);
-    out_.Write({line_.data(), line_.size()});
-  }
-
-  TextOutput& out_;
-  LineBuffer line_;
-};
-
-int ViewAsJson(const ViewOptions& options, Reading& reading, TextOutput& out) {
-  JsonLines lines(out);
-  return ReadRange(reading, options.reading.kinds, lines).complete ? kExitSuccess : kExitPartial;
+int ViewAsJson(const ViewOptions& options) {
+  const ExportOptions asked{options.reading, {}, std::nullopt, 0};
+  const std::unique_ptr<Exporter> exporter = MakeJsonExporter(asked);
+  if (!exporter->Open()) return kExitFailure;
+  return exporter->Finish(ForEachReading(
+      asked.reading, [&exporter](Reading& reading) { return exporter->Read(reading); }));
 }
 
 int View(const ViewOptions& options) {
-  const bool is_text = options.format == "text";
+  if (options.format != "text") return ViewAsJson(options);
   const bool to_terminal = options.reading.out.empty() || options.reading.out == "-";
-  const bool colours = is_text && to_terminal && WantsColours();
-  const Pager pager(is_text && to_terminal && !options.no_pager);
+  const bool colours = to_terminal && WantsColours();
+  const Pager pager(to_terminal && !options.no_pager);
   TextOutput out;
   if (!out.Open(options.reading.out, options.reading.force)) return kExitFailure;
   const int exit_code = ForEachReading(options.reading, [&](Reading& reading) {
-    return is_text ? ViewAsText(options, reading, colours, out) : ViewAsJson(options, reading, out);
+    return ViewAsText(options, reading, colours, out);
   });
   return out.Finish(exit_code);
 }

@@ -14,7 +14,7 @@ namespace vmr::tool {
 // Errors   Open and Publish say what is wrong on standard error.
 class OutputFile {
  public:
-  static constexpr int kMostAtOnce = 2;  // in a process
+  static constexpr int kMostAtOnce = 64;  // in a process
 
   // `replace`: an existing file at `path` may be replaced. `purpose` is part of the
   // temporary name: ".vmr-extract-XXXXXX".

@@ -1,11 +1,5 @@
 #include "tools/read/json_line.h"
 
-#include <fmt/compile.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <iterator>
-
 namespace vmr::tool {
 namespace {
 
@@ -16,79 +10,11 @@ using records::Value;
 
 constexpr std::int64_t kMillisecond_us = 1000;
 constexpr std::int64_t kSecond_us = 1000 * kMillisecond_us;
-constexpr std::int64_t kDay_s = 24 * 60 * 60;
-
-void Append(std::string_view text, LineBuffer& line) {
-  line.append(text.data(), text.data() + text.size());
-}
-
-template <typename Number>
-void AppendNumber(Number number, LineBuffer& line) {
-  fmt::format_to(std::back_inserter(line), FMT_COMPILE("{}"), number);
-}
 
 void AppendName(std::string_view name, LineBuffer& line) {
   Append(",\"", line);
   Append(name, line);
   Append("\":", line);
-}
-
-// The date of a day counted from 1970-01-01, in the Gregorian calendar. The year is counted
-// from March, so that the day to insert is its last one; an era has 400 years.
-struct Date {
-  std::int64_t year;
-  unsigned int month, day;
-};
-Date DateOf(std::int64_t days) {
-  constexpr std::int64_t kEraDays = 146097;
-  constexpr std::int64_t kFromYear0March = 719468;
-  days += kFromYear0March;
-  const std::int64_t era = (days >= 0 ? days : days - kEraDays + 1) / kEraDays;
-  const auto day_of_era = static_cast<unsigned int>(days - era * kEraDays);
-  const unsigned int year_of_era =
-      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  const unsigned int day_of_year =
-      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const unsigned int month_from_march = (5 * day_of_year + 2) / 153;
-  const unsigned int month = month_from_march < 10 ? month_from_march + 3 : month_from_march - 9;
-  const unsigned int day = day_of_year - (153 * month_from_march + 2) / 5 + 1;
-  return {era * 400 + year_of_era + (month <= 2 ? 1 : 0), month, day};
-}
-
-bool NeedsEscape(unsigned char byte) {
-  return byte < 0x20 || byte == '"' || byte == '\\' || byte == 0x7F;
-}
-
-void AppendEscaped(unsigned char byte, LineBuffer& line) {
-  if (byte == '"' || byte == '\\') {
-    line.push_back('\\');
-    line.push_back(static_cast<char>(byte));
-  } else {
-    fmt::format_to(std::back_inserter(line), FMT_COMPILE("\\u{:04x}"), byte);
-  }
-}
-
-void AppendHex(std::string_view bytes, char between, LineBuffer& line) {
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i > 0 && between != 0) line.push_back(between);
-    fmt::format_to(std::back_inserter(line), FMT_COMPILE("{:02x}"),
-                   static_cast<unsigned char>(bytes[i]));
-  }
-}
-
-// Seven digits are an inch; a whole degree has 600,000 TTs.
-void AppendDegrees(std::int64_t tts, LineBuffer& line) {
-  constexpr std::int64_t kTTsPerDegree = 600000, kDigits = 10000000;
-  const std::int64_t magnitude = std::llabs(tts);
-  const std::int64_t fraction =
-      (magnitude % kTTsPerDegree * kDigits + kTTsPerDegree / 2) / kTTsPerDegree;
-  fmt::format_to(std::back_inserter(line), FMT_COMPILE("{}{}.{:07}"), tts < 0 ? "-" : "",
-                 magnitude / kTTsPerDegree, fraction);
-}
-
-void AppendAddress(std::int64_t address, LineBuffer& line) {
-  fmt::format_to(std::back_inserter(line), FMT_COMPILE("\"{}.{}.{}.{}\""), address >> 24 & 0xFF,
-                 address >> 16 & 0xFF, address >> 8 & 0xFF, address & 0xFF);
 }
 
 void AppendQuoted(std::string_view plain, LineBuffer& line) {
@@ -133,7 +59,9 @@ void AppendValue(const Value& value, LineBuffer& line) {
       AppendHex(value.text, ':', line);
       return line.push_back('"');
     case FieldType::kAddress:
-      return AppendAddress(value.number, line);
+      line.push_back('"');
+      AppendAddress(value.number, line);
+      return line.push_back('"');
     case FieldType::kTime:
       line.push_back('"');
       AppendUtc(value.number * kSecond_us, line);
@@ -169,6 +97,15 @@ void AppendPlace(const records::Place& place, LineBuffer& line) {
   AppendNumber(place.offset, line);
 }
 
+void BeginLine(std::string_view kind, std::string_view recording, LineBuffer& line) {
+  Append("{\"kind\":\"", line);
+  Append(kind, line);
+  line.push_back('"');
+  if (recording.empty()) return;
+  AppendName("recording", line);
+  Append(recording, line);
+}
+
 void End(LineBuffer& line) { Append("}\n", line); }
 
 }  // namespace
@@ -196,39 +133,23 @@ bool AppendJsonText(std::string_view text, LineBuffer& line) {
   bool is_utf8 = true;
   line.push_back('"');
   while (!text.empty()) {
-    const std::size_t bytes = Utf8Bytes(text);
-    const auto first = static_cast<unsigned char>(text[0]);
-    if (bytes == 0) {
-      is_utf8 = false;
-      fmt::format_to(std::back_inserter(line), FMT_COMPILE("\\u{:04x}"), first);
-    } else if (bytes == 1 && NeedsEscape(first)) {
-      AppendEscaped(first, line);
+    const Character character = FirstCharacter(text);
+    is_utf8 &= character.is_utf8;
+    if (IsHidden(character.code)) {
+      AppendHidden(character.code, line);
     } else {
-      Append(text.substr(0, bytes), line);
+      if (character.code == '"' || character.code == '\\') line.push_back('\\');
+      AppendUtf8(character, line);
     }
-    text.remove_prefix(std::max<std::size_t>(bytes, 1));
+    text.remove_prefix(character.bytes.size());
   }
   line.push_back('"');
   return !is_utf8;
 }
 
-void AppendUtc(std::int64_t time_us, LineBuffer& line) {
-  std::int64_t seconds = time_us / kSecond_us;
-  std::int64_t us = time_us % kSecond_us;
-  if (us < 0) us += kSecond_us, --seconds;
-  std::int64_t days = seconds / kDay_s;
-  std::int64_t of_day = seconds % kDay_s;
-  if (of_day < 0) of_day += kDay_s, --days;
-  const Date date = DateOf(days);
-  fmt::format_to(std::back_inserter(line),
-                 FMT_COMPILE("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z"), date.year, date.month,
-                 date.day, of_day / 3600, of_day / 60 % 60, of_day % 60, us / kMillisecond_us);
-}
-
-void AppendJsonLine(const Record& record, LineBuffer& line) {
-  Append("{\"kind\":\"", line);
-  Append(record.kind->name, line);
-  Append("\",\"tick\":", line);
+void AppendJsonLine(const Record& record, LineBuffer& line, std::string_view recording) {
+  BeginLine(record.kind->name, recording, line);
+  AppendName("tick", line);
   AppendTick(record.tick, line);
   AppendName("time", line);
   AppendTime(record.time, line);
@@ -255,8 +176,9 @@ void AppendJsonLine(const Record& record, LineBuffer& line) {
   End(line);
 }
 
-void AppendJsonLine(const records::Gap& gap, LineBuffer& line) {
-  Append("{\"kind\":\"gap\",\"reason\":\"", line);
+void AppendJsonLine(const records::Gap& gap, LineBuffer& line, std::string_view recording) {
+  BeginLine(kGapKind, recording, line);
+  Append(",\"reason\":\"", line);
   Append(TextOf(gap.reason), line);
   Append("\",\"from_tick\":", line);
   AppendTick(gap.from_tick, line);
@@ -274,8 +196,9 @@ void AppendJsonLine(const records::Gap& gap, LineBuffer& line) {
   End(line);
 }
 
-void AppendJsonLine(const records::ClockStep& step, LineBuffer& line) {
-  Append("{\"kind\":\"clock_step\",\"tick\":", line);
+void AppendJsonLine(const records::ClockStep& step, LineBuffer& line, std::string_view recording) {
+  BeginLine(kClockStepKind, recording, line);
+  AppendName("tick", line);
   AppendTick(step.tick, line);
   Append(",\"expected\":\"", line);
   AppendUtc(step.expected_us, line);

@@ -9,7 +9,7 @@
 
 #include "store/speed.h"
 #include "tools/common/time_point.h"
-#include "tools/read/json_line.h"
+#include "tools/read/value_text.h"
 
 namespace vmr::tool {
 namespace {
@@ -26,46 +26,21 @@ constexpr std::int64_t kSecond_us = 1000000;
 
 // ---- Texts -----------------------------------------------------------------------
 
-std::uint32_t CodePoint(std::string_view bytes) {
-  constexpr unsigned char kFirstBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
-  const auto byte = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  std::uint32_t point = byte(0) & kFirstBits[bytes.size()];
-  for (std::size_t i = 1; i < bytes.size(); ++i) point = point << 6 | (byte(i) & 0x3F);
-  return point;
-}
-
-struct PointRange {
-  std::uint32_t first, last;
-};
-// Characters that are not seen but change how those around them are.
-constexpr PointRange kHidden[] = {
-    {0x00, 0x1F},     {0x7F, 0x9F},     {0xAD, 0xAD},       {0x61C, 0x61C},
-    {0x180E, 0x180E}, {0x200B, 0x200F}, {0x2028, 0x202E},   {0x2060, 0x206F},
-    {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF},
-};
-
-bool IsHidden(std::uint32_t point) {
-  return std::any_of(std::begin(kHidden), std::end(kHidden), [point](const PointRange& range) {
-    return point >= range.first && point <= range.last;
-  });
-}
-
 std::string Escaped(std::string_view text, bool also_quotes) {
   std::string escaped;
   while (!text.empty()) {
-    const std::size_t bytes = Utf8Bytes(text);
-    const std::string_view character = text.substr(0, std::max<std::size_t>(bytes, 1));
-    const std::uint32_t point =
-        bytes == 0 ? static_cast<unsigned char>(text[0]) : CodePoint(character);
-    if (bytes == 0 || (IsHidden(point) && point < 0x80))
-      escaped += fmt::format("\\x{:02X}", point);
-    else if (IsHidden(point))
-      escaped += fmt::format("\\u{:04X}", point);
-    else if (point == '\\' || (also_quotes && point == '"'))
-      escaped += '\\', escaped += character;
+    const Character character = FirstCharacter(text);
+    const auto code = static_cast<std::uint32_t>(character.code);
+    const bool hidden = IsHidden(character.code);
+    if (!character.is_utf8 || (hidden && code < 0x80))
+      escaped += fmt::format("\\x{:02X}", code);
+    else if (hidden)
+      escaped += fmt::format("\\u{:04X}", code);
+    else if (code == '\\' || (also_quotes && code == '"'))
+      escaped += '\\', escaped += character.bytes;
     else
-      escaped += character;
-    text.remove_prefix(character.size());
+      escaped += character.bytes;
+    text.remove_prefix(character.bytes.size());
   }
   return escaped;
 }

@@ -58,7 +58,8 @@ struct CutFacts {
 
 // Takes a recording's records and writes the extract: head, label, a full state of nothing
 // but what is known in front of the first tick, and the packets of the range as they were
-// recorded. What was lost between them is marked (see kGapMark) and told by a log item; a tick that only the store told is told by a packet of its own.
+// recorded. What was lost between them is marked (see kGapMark) and told by a log item; a tick that
+// only the store told is told by a packet of its own.
 //
 // Owns     nothing; `write` takes the file's bytes in order.
 class RangeCut final : public records::Sink {

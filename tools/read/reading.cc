@@ -118,6 +118,11 @@ class Both final : public records::Sink {
   records::Sink& second_;
 };
 
+class Nowhere final : public records::Sink {
+ public:
+  void OnRecord(const records::Record& /*record*/) override {}
+};
+
 void DecodeAll(records::Source& source, records::Sink& sink, const std::string& name,
                bool shows_progress) {
   records::Decoder decoder(source, sink);
@@ -228,6 +233,11 @@ ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, 
   const bool complete = filter.Gaps() == 0 && filter.WrongCrc() == 0 && filter.Unplaced() == 0 &&
                         !filter.BeginsBefore() && !filter.EndsBehind();
   return {filter.Records(), complete};
+}
+
+ReadOutcome ReadThroughRange(Reading& reading, records::Sink& sink) {
+  Nowhere nowhere;
+  return ReadRange(reading, {}, nowhere, &sink);
 }
 
 }  // namespace vmr::tool

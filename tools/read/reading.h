@@ -65,6 +65,9 @@ struct ReadOutcome {
 };
 ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, records::Sink& sink,
                       records::Sink* watcher = nullptr, bool shows_progress = true);
+// The same for a sink that needs what was said before the range, too: it gets everything and
+// looks itself at what lies in the range.
+ReadOutcome ReadThroughRange(Reading& reading, records::Sink& sink);
 
 // Of two exit codes the one that says more is wrong.
 int Gravest(int a, int b);

@@ -1,0 +1,248 @@
+#include "tools/read/csv_table.h"
+
+#include "tools/read/json_line.h"
+
+namespace vmr::tool {
+namespace {
+
+using records::FieldRow;
+using records::FieldType;
+using records::Record;
+using records::TimeQuality;
+using records::Value;
+
+constexpr std::int64_t kMillisecond_us = 1000;
+constexpr std::int64_t kSecond_us = 1000 * kMillisecond_us;
+
+// ---- Columns ---------------------------------------------------------------------
+
+constexpr const char* kHeadColumns[] = {"tick", "time", "time_quality", "repeats"};
+constexpr const char* kMarkColumns[] = {"packet_crc", "adjusted_by", "run"};
+constexpr const char* kPlaceColumns[] = {"file", "cluster", "offset"};
+constexpr const char* kGapColumns[] = {"reason",  "from_tick", "to_tick", "from_time",
+                                       "to_time", "clusters",  "bytes"};
+constexpr const char* kStepColumns[] = {"tick", "expected", "told", "step_ms"};
+
+template <std::size_t N>
+void Add(const char* const (&names)[N], std::vector<std::string>& columns) {
+  columns.insert(columns.end(), names, names + N);
+}
+
+// What a field's second column is called behind its name; null: it has one only.
+const char* SecondColumn(FieldType type) {
+  if (type == FieldType::kReading) return "_status";
+  if (type == FieldType::kText) return "_bytes";
+  return nullptr;
+}
+
+void AddFields(const records::KindRow& kind, std::vector<std::string>& columns) {
+  for (std::size_t i = 0; i < kind.field_count; ++i) {
+    const FieldRow& field = kind.fields[i];
+    columns.emplace_back(field.name);
+    if (const char* const second = SecondColumn(field.type))
+      columns.push_back(std::string(field.name) + second);
+  }
+}
+
+// ---- Cells -----------------------------------------------------------------------
+
+// What begins so is a formula to a spreadsheet.
+bool LooksLikeFormula(std::string_view text) {
+  return !text.empty() && std::string_view("=+-@\t\r\n").find(text[0]) != std::string_view::npos;
+}
+
+std::string ShownText(std::string_view text) {
+  return (LooksLikeFormula(text) ? "'" : "") + VisibleText(text);
+}
+
+void AppendQuoted(std::string_view text, LineBuffer& line) {
+  if (text.find_first_of(",\"") == std::string_view::npos) return Append(text, line);
+  line.push_back('"');
+  for (const char c : text) {
+    if (c == '"') line.push_back('"');
+    line.push_back(c);
+  }
+  line.push_back('"');
+}
+
+class Row {
+ public:
+  Row(std::string_view recording, LineBuffer& line) : line_(line) {
+    if (!recording.empty()) Text(ShownText(recording));
+  }
+
+  void Empty() { Next(); }
+  void Text(std::string_view text) {
+    Next();
+    AppendQuoted(text, line_);
+  }
+  void Plain(std::string_view text) {
+    Next();
+    Append(text, line_);
+  }
+  template <typename Integer>
+  void Number(Integer number) {
+    Next();
+    AppendNumber(number, line_);
+  }
+  void Tick(unsigned int tick) { tick == kNoTick ? Empty() : Number(tick); }
+  void Utc(std::int64_t us) {
+    Next();
+    AppendUtc(us, line_);
+  }
+  void Time(const records::Time& time) {
+    time.quality == TimeQuality::kUnknown ? Empty() : Utc(time.us);
+  }
+  void Hex(std::string_view bytes, char between) {
+    Next();
+    AppendHex(bytes, between, line_);
+  }
+  void Degrees(std::int64_t tts) {
+    Next();
+    AppendDegrees(tts, line_);
+  }
+  void Address(std::int64_t address) {
+    Next();
+    AppendAddress(address, line_);
+  }
+  void Recorded(std::string_view text) {
+    const std::string shown = ShownText(text);
+    Text(shown);
+    shown == text ? Empty() : Hex(text, 0);
+  }
+  void Place(const records::Place& place) {
+    if (place.cluster >= 0) {
+      Number(place.file);
+      Number(place.cluster);
+    } else {
+      Empty();
+      Empty();
+    }
+    Number(place.offset);
+  }
+  void End() { Append("\r\n", line_); }
+
+ private:
+  void Next() {
+    if (has_cells_) line_.push_back(',');
+    has_cells_ = true;
+  }
+
+  LineBuffer& line_;
+  bool has_cells_ = false;
+};
+
+void AddReading(const Value& value, Row& row) {
+  if (value.present && value.word == nullptr)
+    row.Number(value.number);
+  else
+    row.Empty();
+  row.Plain(value.present && value.word != nullptr ? value.word : "");
+}
+
+void AddPresent(const Value& value, Row& row) {
+  switch (value.field->type) {
+    case FieldType::kFlag:
+      return row.Plain(value.number != 0 ? "true" : "false");
+    case FieldType::kWord:
+      return value.word != nullptr ? row.Text(value.word) : row.Number(value.number);
+    case FieldType::kText:
+      return row.Recorded(value.text);
+    case FieldType::kMac:
+      return row.Hex(value.text, ':');
+    case FieldType::kAddress:
+      return row.Address(value.number);
+    case FieldType::kTime:
+      return row.Utc(value.number * kSecond_us);
+    case FieldType::kLatitude:
+    case FieldType::kLongitude:
+      return row.Degrees(value.number);
+    default:
+      return row.Number(value.number);
+  }
+}
+
+void AddValue(const Value& value, Row& row) {
+  if (value.field->type == FieldType::kReading) return AddReading(value, row);
+  if (value.present) return AddPresent(value, row);
+  row.Empty();
+  if (SecondColumn(value.field->type) != nullptr) row.Empty();
+}
+
+}  // namespace
+
+std::vector<std::string> CsvTables() {
+  std::vector<std::string> tables;
+  for (const records::KindRow& kind : records::Kinds()) tables.emplace_back(kind.name);
+  tables.emplace_back(kGapKind);
+  tables.emplace_back(kClockStepKind);
+  return tables;
+}
+
+std::vector<std::string> CsvColumns(std::string_view table) {
+  std::vector<std::string> columns;
+  if (table == kGapKind) {
+    Add(kGapColumns, columns);
+  } else if (table == kClockStepKind) {
+    Add(kStepColumns, columns);
+  } else {
+    const records::KindRow& kind = *records::FindKind(std::string(table).c_str());
+    Add(kHeadColumns, columns);
+    AddFields(kind, columns);
+    if (kind.id == records::KindId::kPosition) columns.emplace_back("position");
+    Add(kMarkColumns, columns);
+  }
+  Add(kPlaceColumns, columns);
+  return columns;
+}
+
+void AppendCsvHeader(std::string_view table, bool has_recording, LineBuffer& line) {
+  if (has_recording) Append("recording,", line);
+  const std::vector<std::string> columns = CsvColumns(table);
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    if (i > 0) line.push_back(',');
+    Append(columns[i], line);
+  }
+  Append("\r\n", line);
+}
+
+void AppendCsvRow(const Record& record, std::string_view recording, LineBuffer& line) {
+  Row row(recording, line);
+  row.Tick(record.tick);
+  row.Time(record.time);
+  row.Plain(TextOf(record.time.quality));
+  row.Plain(record.repeats ? "true" : "false");
+  for (std::size_t i = 0; i < record.kind->field_count; ++i) AddValue(ValueOf(record, i), row);
+  if (record.kind->id == records::KindId::kPosition)
+    row.Plain(record.position.quality == records::PositionQuality::kUnverified ? "unverified" : "");
+  row.Plain(record.crc_right ? "" : "wrong");
+  row.Number(static_cast<unsigned int>(record.adjusted_by));
+  row.Number(record.run);
+  row.Place(record.place);
+  row.End();
+}
+
+void AppendCsvRow(const records::Gap& gap, std::string_view recording, LineBuffer& line) {
+  Row row(recording, line);
+  row.Plain(TextOf(gap.reason));
+  row.Tick(gap.from_tick);
+  row.Tick(gap.to_tick);
+  row.Time(gap.from);
+  row.Time(gap.to);
+  row.Number(gap.clusters);
+  row.Number(gap.bytes);
+  row.Place(gap.place);
+  row.End();
+}
+
+void AppendCsvRow(const records::ClockStep& step, std::string_view recording, LineBuffer& line) {
+  Row row(recording, line);
+  row.Tick(step.tick);
+  row.Utc(step.expected_us);
+  row.Utc(step.told_us);
+  row.Number(step.Microseconds() / kMillisecond_us);
+  row.Place(step.place);
+  row.End();
+}
+
+}  // namespace vmr::tool
