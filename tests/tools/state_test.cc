@@ -134,7 +134,7 @@ class Model {
     if (found == changes_.end()) return values;
     for (const auto& change : found->second) {
       if (change.tick > tick) break;
-      if (change.tick + kLatest_ticks <= tick) values.clear();
+      if (change.tick + kLatestTicks <= tick) values.clear();
       values.push_back(change.value);
     }
     return values;
@@ -143,13 +143,13 @@ class Model {
     const auto found = changes_.find(key);
     if (found == changes_.end()) return false;
     for (const auto& change : found->second)
-      if (change.tick > from && change.tick + kLatest_ticks <= to) return true;
+      if (change.tick > from && change.tick + kLatestTicks <= to) return true;
     return false;
   }
   // Whether nothing but what holds since before may be said of it.
   bool IsSettled(const std::string& key, unsigned int tick) const {
-    return At(key, tick).size() <= 1 && !ChangedWithin(key, tick - kLatest_ticks, tick) &&
-           At(key, tick - std::min(tick, kLatest_ticks)) == At(key, tick);
+    return At(key, tick).size() <= 1 && !ChangedWithin(key, tick - kLatestTicks, tick) &&
+           At(key, tick - std::min(tick, kLatestTicks)) == At(key, tick);
   }
   std::vector<std::string> Keys() const {
     std::vector<std::string> keys;
@@ -157,7 +157,7 @@ class Model {
     return keys;
   }
 
-  static constexpr unsigned int kLatest_ticks = 6;
+  static constexpr unsigned int kLatestTicks = 6;
 
  private:
   std::map<std::string, std::vector<struct Change>> changes_;
@@ -256,8 +256,8 @@ class StateAsReported : public StateTest {
   }
   static std::string KindOf(const std::string& key) { return key.substr(0, key.find(' ')); }
   bool ChangedSince(unsigned int from, unsigned int tick, const std::string& key) const {
-    return model_.ChangedWithin(key, from - std::min(from, 2 * Model::kLatest_ticks),
-                                tick + Model::kLatest_ticks);
+    return model_.ChangedWithin(key, from - std::min(from, 2 * Model::kLatestTicks),
+                                tick + Model::kLatestTicks);
   }
   static bool IsAmong(const std::vector<json>& values, const json& value) {
     return std::find(values.begin(), values.end(), value) != values.end();
@@ -354,8 +354,8 @@ TEST_F(StateAsReported, AroundGapsNothingIsSaidThatWasNotToldAgain) {
             << key;
         // Told in front of the gap only.
         EXPECT_TRUE(last == nullptr || full_state ||
-                    model_.ChangedWithin(key, last->to - 2 * Model::kLatest_ticks,
-                                         tick + Model::kLatest_ticks))
+                    model_.ChangedWithin(key, last->to - 2 * Model::kLatestTicks,
+                                         tick + Model::kLatestTicks))
             << key;
         continue;
       }

@@ -290,12 +290,19 @@ class Follower {
   // Everything in front of what is to be printed is read, too: what is known of time and
   // place comes from there.
   bool GoToBeginning() {
+    if (options_.reading.time_zone == kRecordedZone) UseTimeZone(ZoneToBeginWith());
     if (cursor_) return GoToCursor();
     if (!begins_at_start_) {
       source_->TakeAll();
       ReadMuted();
     }
     return Save();
+  }
+
+  // The first one told; the sink goes on with those that are told later.
+  std::string ZoneToBeginWith() const {
+    const std::string zone = RecordedZone(*source_);
+    return !zone.empty() && UseTimeZone(zone) ? zone : "UTC";
   }
 
   void ReadMuted() {

@@ -334,7 +334,7 @@ int State(const StateOptions& options) {
 }
 
 std::function<int()> AddOptions(CLI::App& parser) {
-  static const std::string footer = std::string(kBeforeReading) + kReadingFooter + kBehindReading;
+  const std::string footer = std::string(kBeforeReading) + kReadingFooter + kBehindReading;
   const auto options = std::make_shared<StateOptions>();
   AddPaths(parser, options->reading);
   AddTime(parser, "--at", options->at, "The instant");
