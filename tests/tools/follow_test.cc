@@ -146,6 +146,44 @@ TEST_F(FollowTest, TimesAreLocalFromTheFirstLineOn) {
                              testing::Not(HasSubstr("+00:00"))));
 }
 
+TEST_F(FollowTest, ItEndsThoughNobodyReadsItsLines) {
+  MakeRingOfBookmarks(2000);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t process = fork();
+  if (process == 0) {
+    dup2(ends[1], 1);
+    execl(VMR_PROGRAM, "vmr", "follow", Path("s").c_str(), "--from-start", nullptr);
+    _exit(127);
+  }
+  Sleep_ms(1000);  // by now the pipe is full
+  kill(process, SIGTERM);
+  int status = -1;
+  for (int n = 0; n < 600 && waitpid(process, &status, WNOHANG) == 0; ++n) Sleep_ms(50);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  if (status == -1) kill(process, SIGKILL);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(FollowTest, AClosedPipeIsNoError) {
+  MakeRingOfBookmarks(2000);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t process = fork();
+  if (process == 0) {
+    dup2(ends[1], 1);
+    close(ends[0]);
+    execl(VMR_PROGRAM, "vmr", "follow", Path("s").c_str(), "--from-start", nullptr);
+    _exit(127);
+  }
+  close(ends[1]);
+  close(ends[0]);
+  int status = -1;
+  for (int n = 0; n < 600 && waitpid(process, &status, WNOHANG) == 0; ++n) Sleep_ms(50);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
 TEST_F(FollowTest, AStoreMayYetHaveToCome) {
   Following following(folder, {"s", "--format", "jsonl"});
   Sleep_ms(700);
