@@ -24,7 +24,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testing::StartsWith;
 using tool::FollowSource;
 
 void Sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
@@ -130,6 +129,59 @@ TEST_F(FollowTest, PrintsWhatIsRecordedFromNowOn) {
   EXPECT_THAT(lines, HasSubstr("  log: n3\n"));
   EXPECT_THAT(lines, testing::Not(HasSubstr("n1")));
   EXPECT_EQ(Messages(), "");
+}
+
+TEST_F(FollowTest, TimesAreLocalFromTheFirstLineOn) {
+  WriteFile(Path("unit.json"), R"({"system_info":{"time_zone_index":"America/Chicago"}})");
+  WriteFile(Path("input"), R"({"event":"bookmark","time":"2024-05-01T10:00:00Z"})"
+                           "\n"
+                           R"({"event":"bookmark","time":"2024-05-01T10:01:00Z"})");
+  ASSERT_EQ(Run({"record", "s", "--replay", "--config", "unit.json", "--input", "input"}).exit_code,
+            0);
+  Following following(folder, {"s", "--from-start"});
+  for (int n = 0; n < 600 && !HasLine("bookmark"); ++n) Sleep_ms(50);
+  EXPECT_EQ(following.End(SIGTERM), 0);
+  EXPECT_THAT(ReadFile(Path("lines")),
+              testing::AllOf(testing::ContainsRegex("^ +1 ~2024-05-01 0[45]:[0-9:]+-05:00  "),
+                             testing::Not(HasSubstr("+00:00"))));
+}
+
+TEST_F(FollowTest, ItEndsThoughNobodyReadsItsLines) {
+  MakeRingOfBookmarks(2000);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t process = fork();
+  if (process == 0) {
+    dup2(ends[1], 1);
+    execl(VMR_PROGRAM, "vmr", "follow", Path("s").c_str(), "--from-start", nullptr);
+    _exit(127);
+  }
+  Sleep_ms(1000);  // by now the pipe is full
+  kill(process, SIGTERM);
+  int status = -1;
+  for (int n = 0; n < 600 && waitpid(process, &status, WNOHANG) == 0; ++n) Sleep_ms(50);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  if (status == -1) kill(process, SIGKILL);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(FollowTest, AClosedPipeIsNoError) {
+  MakeRingOfBookmarks(2000);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t process = fork();
+  if (process == 0) {
+    dup2(ends[1], 1);
+    close(ends[0]);
+    execl(VMR_PROGRAM, "vmr", "follow", Path("s").c_str(), "--from-start", nullptr);
+    _exit(127);
+  }
+  close(ends[1]);
+  close(ends[0]);
+  int status = -1;
+  for (int n = 0; n < 600 && waitpid(process, &status, WNOHANG) == 0; ++n) Sleep_ms(50);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 TEST_F(FollowTest, AStoreMayYetHaveToCome) {

@@ -82,6 +82,8 @@ class Untouched : public ProgramTest {
         {"extract", "s", "cut", "--from", "2024-05-01T10:00:01Z", "--to", "2024-05-01T10:01:00Z",
          "--margin", "5", "--force"},
         {"extract", "s", "s_1.mtd", "--from", "50", "--to", "150", "--force"},
+        {"state", "s", "--at", "100"},
+        {"diff", "s", "--at", "50", "--and", "150"},
         {"check", "s"},
         {"check", "s", "--format", "json"},
         {"recover", "s", "cut", "--force"},

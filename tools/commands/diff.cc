@@ -247,7 +247,7 @@ void CheckUsage(DiffOptions& options) {
 }
 
 std::function<int()> AddOptions(CLI::App& parser) {
-  static const std::string footer = std::string(kBeforeReading) + kReadingFooter + kBehindReading;
+  const std::string footer = std::string(kBeforeReading) + kReadingFooter + kBehindReading;
   const auto options = std::make_shared<DiffOptions>();
   AddPaths(parser, options->reading);
   AddTime(parser, "--at", options->at, "When; else at the end of each");

@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <limits.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,7 +19,6 @@
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
-#include "tools/common/text_output.h"
 #include "tools/read/follow_cursor.h"
 #include "tools/read/follow_source.h"
 #include "tools/read/json_line.h"
@@ -69,9 +69,12 @@ struct FollowOptions {
 
 // Standard output in whole lines. Lines that a run before has printed there, and did not come
 // to note, are not printed again.
+//
+// Nobody may be reading them: a write that waits ends with the stop signal.
 class FollowOutput {
  public:
-  bool Open() { return out_.Open("", false); }
+  explicit FollowOutput(const StopSignal& stop) : stop_(stop) {}
+
   // To be called before the first line.
   void GoOnBehind(const OutputLength& length) {
     const auto now = Length();
@@ -85,13 +88,24 @@ class FollowOutput {
       line.remove_prefix(common);
     } else if (!printed_.empty()) {
       // Somebody else's lines.
-      if (printed_.back() != '\n') out_.Write("\n");
+      if (printed_.back() != '\n') Put("\n");
       printed_.clear();
     }
-    out_.Write(line);
+    Put(line);
   }
-  bool Flush() { return out_.Flush(); }
-  int Finish(int exit_code) { return out_.Finish(exit_code); }
+  // False when not all of it could be written: whoever reads has seen enough, it is to end,
+  // or it has failed, and that was said.
+  bool Flush() {
+    while (!buffer_.empty() && !has_ended_) WriteSome();
+    buffer_.clear();
+    return !has_ended_;
+  }
+  bool HasEnded() const { return has_ended_; }
+  bool HasFailed() const { return has_failed_; }
+  int Finish(int exit_code) {
+    Flush();
+    return has_failed_ ? kExitFailure : exit_code;
+  }
   // Nothing where it is no file.
   static std::optional<OutputLength> Length() {
     struct stat status {};
@@ -114,8 +128,35 @@ class FollowOutput {
     static_cast<void>(CloseFile(fd));  // nothing was written
   }
 
-  TextOutput out_;
+  void Put(std::string_view text) {
+    constexpr std::size_t kEnough = 64 * 1024;
+    buffer_.append(text);
+    if (buffer_.size() >= kEnough) Flush();
+  }
+  // No more than a pipe that takes anything takes at once.
+  void WriteSome() {
+    pollfd ready[] = {{STDOUT_FILENO, POLLOUT, 0}, {stop_.Fd(), POLLIN, 0}};
+    if (poll(ready, 2, -1) < 0) return;
+    if (ready[0].revents == 0) {
+      has_ended_ = ready[1].revents != 0;
+      return;
+    }
+    const std::size_t some = std::min<std::size_t>(buffer_.size(), PIPE_BUF);
+    const ssize_t written = WriteFile(STDOUT_FILENO, buffer_.data(), some);
+    if (written >= 0) {
+      buffer_.erase(0, static_cast<std::size_t>(written));
+    } else if (errno != EAGAIN) {
+      has_ended_ = true;
+      has_failed_ = errno != EPIPE;
+      if (has_failed_) Say(fmt::format("standard output: {}", TextOfErrno()));
+    }
+  }
+
+  const StopSignal& stop_;
+  std::string buffer_;
   std::string printed_;  // behind what was noted
+  bool has_ended_ = false;
+  bool has_failed_ = false;
 };
 
 // ---- Records ---------------------------------------------------------------------
@@ -211,12 +252,12 @@ class Follower {
       : options_(options), base_(RingBaseOf(options.store).value_or(options.store)) {}
 
   int Run() {
-    if (!MayBeFollowed() || !out_.Open() || !LoadTheCursor()) return kExitFailure;
+    if (!MayBeFollowed() || !LoadTheCursor()) return kExitFailure;
     if (options_.reading.time_zone == kRecordedZone) UseTimeZone("UTC");
     Begin();
     if (!WaitForStore() || (!stop_.Requested() && !GoToBeginning()))
       return out_.Finish(kExitFailure);
-    while (!stop_.Requested()) {
+    while (!stop_.Requested() && !out_.HasEnded()) {
       if (!TakeNew()) return out_.Finish(kExitFailure);
       Pause();
     }
@@ -290,12 +331,19 @@ class Follower {
   // Everything in front of what is to be printed is read, too: what is known of time and
   // place comes from there.
   bool GoToBeginning() {
+    if (options_.reading.time_zone == kRecordedZone) UseTimeZone(ZoneToBeginWith());
     if (cursor_) return GoToCursor();
     if (!begins_at_start_) {
       source_->TakeAll();
       ReadMuted();
     }
     return Save();
+  }
+
+  // The first one told; the sink goes on with those that are told later.
+  std::string ZoneToBeginWith() const {
+    const std::string zone = RecordedZone(*source_);
+    return !zone.empty() && UseTimeZone(zone) ? zone : "UTC";
   }
 
   void ReadMuted() {
@@ -371,7 +419,7 @@ class Follower {
       }
     }
     decoder_->Run();
-    return out_.Flush() && Save();
+    return out_.Flush() ? Save() : !out_.HasFailed();
   }
 
   // Behind the lines: a run that is killed between the two finds them in its output.
@@ -393,7 +441,7 @@ class Follower {
   const FollowOptions& options_;
   const std::string base_;
   const StopSignal stop_;
-  FollowOutput out_;
+  FollowOutput out_{stop_};
   std::optional<FollowCursor> cursor_;
   std::unique_ptr<FollowSource> source_;
   std::unique_ptr<FollowSink> sink_;

@@ -299,7 +299,7 @@ void SayWhyPartial(const Reading& reading, const StateAt& state, const std::stri
   const std::string why =
       !state.why_not.empty() ? asked + ": " + state.why_not
       : state.table.Lost().empty()
-          ? "whether all is known is unknown: no full state was recorded since a gap"
+          ? "not all is known: no full state was recorded since the gap in front of it"
           : "something that was known got lost in a gap, and was not told again";
   Say(fmt::format("{}: {}", reading.recording.name, why));
 }
@@ -334,7 +334,7 @@ int State(const StateOptions& options) {
 }
 
 std::function<int()> AddOptions(CLI::App& parser) {
-  static const std::string footer = std::string(kBeforeReading) + kReadingFooter + kBehindReading;
+  const std::string footer = std::string(kBeforeReading) + kReadingFooter + kBehindReading;
   const auto options = std::make_shared<StateOptions>();
   AddPaths(parser, options->reading);
   AddTime(parser, "--at", options->at, "The instant");

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "records/decoder.h"
+#include "tools/common/progress.h"
 
 namespace vmr::tool {
 
@@ -65,14 +66,21 @@ class Describer {
 
 void Read(records::Source& source, StateTable& table) {
   records::Decoder decoder(source, table);
-  while (!table.IsDone() && decoder.Step()) continue;
+  ProgressLine progress([&source](unsigned long) {
+    return fmt::format("reading: {:.0f} %", source.Progress() * 100);
+  });
+  while (!table.IsDone() && decoder.Step()) progress.Step();
   table.Finish();
 }
 
 bool ReadTimeAxis(const records::Source& source, TimeAxis& line) {
   const std::unique_ptr<records::Source> fork = source.Fork();
   if (fork == nullptr) return false;
-  records::Decoder(*fork, line).Run();
+  records::Decoder decoder(*fork, line);
+  ProgressLine progress([&fork](unsigned long) {
+    return fmt::format("looking for the time: {:.0f} %", fork->Progress() * 100);
+  });
+  while (decoder.Step()) progress.Step();
   return true;
 }
 

@@ -4,7 +4,6 @@
 
 namespace vmr::tool {
 
-using records::FieldPlace;
 using records::KindId;
 using records::KindUse;
 using records::Order;
@@ -92,8 +91,8 @@ void StateTable::TakeDoubtful(const Record& record) {
 }
 
 void StateTable::TakeLate(const Record& record, const Instant& at) {
-  constexpr unsigned int kLatest_ticks = 255;
-  if (at.run != until_.run || at.line_tick - until_.line_tick > kLatest_ticks) takes_late_ = false;
+  constexpr unsigned int kLatestTicks = 255;
+  if (at.run != until_.run || at.line_tick - until_.line_tick > kLatestTicks) takes_late_ = false;
   if (!takes_late_ || is_in_gap_ || record.kind->use != KindUse::kState) return;
   if (record.adjusted_by == 0 || at.line_tick - record.adjusted_by > until_.line_tick) return;
   const auto held = entries_.find(KeyOf(record));

@@ -12,8 +12,8 @@ using records::TimeQuality;
 namespace {
 
 // Times are good to a second: what is no farther away is the same.
-constexpr std::uint64_t kNear_ticks = 2;
-constexpr std::int64_t kNear_us = kNear_ticks * kTick_us;
+constexpr std::uint64_t kNearTicks = 2;
+constexpr std::int64_t kNear_us = kNearTicks * kTick_us;
 
 bool IsKnown(const Time& time) { return time.quality != TimeQuality::kUnknown; }
 
@@ -22,8 +22,8 @@ bool IsIn(const Instant& at, std::optional<int> run) { return !run || at.run == 
 // Of one place found twice, where two reckonings of time meet, the first is enough.
 void AddMoment(const Instant& at, std::vector<Moment>& found) {
   const bool is_known = std::any_of(found.begin(), found.end(), [&at](const Moment& moment) {
-    return moment.at.run == at.run && moment.at.line_tick + kNear_ticks >= at.line_tick &&
-           at.line_tick + kNear_ticks >= moment.at.line_tick;
+    return moment.at.run == at.run && moment.at.line_tick + kNearTicks >= at.line_tick &&
+           at.line_tick + kNearTicks >= moment.at.line_tick;
   });
   if (!is_known) found.push_back({Presence::kThere, at, std::nullopt, std::nullopt});
 }
