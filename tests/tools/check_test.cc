@@ -68,7 +68,7 @@ TEST_F(CheckTest, ARecordingIsSound) {
   EXPECT_EQ(checked.err, "");
   EXPECT_THAT(checked.out, StartsWith("s: 6 packets with "));
   EXPECT_THAT(checked.out,
-              HasSubstr(" items in 1 clusters, ticks 9 (2024-05-01 10:00:00 UTC) to "));
+              HasSubstr(" items in 1 clusters, ticks 9 (2024-05-01 10:00:00+00:00) to "));
   EXPECT_THAT(checked.out, HasSubstr("s_1.mtd: 1 clusters good, 32767 never written, 0 damaged\n"));
   EXPECT_THAT(checked.out, HasSubstr("\nnormal: s_"));
   EXPECT_THAT(checked.out, HasSubstr(": lacks the latest packets, as it may between two turns"));
@@ -468,7 +468,7 @@ TEST_F(CheckTest, TimesAreGivenWhereTheRecordingTellsThem) {
   // 1714557600 is 2024-05-01T10:00:00Z, at tick 410.
   PutInBoth(4, ClusterOf(410, FullPacket(410, B("03 A0 12 32 66"))));
   Damage(1, 5);
-  EXPECT_THAT(Check().out, HasSubstr("; ticks 510 (2024-05-01 10:00:50 UTC) to 560 "));
+  EXPECT_THAT(Check().out, HasSubstr("; ticks 510 (2024-05-01 10:00:50+00:00) to 560 "));
   const json finding = CheckJson()["findings"][0];
   EXPECT_EQ(finding["first_time"], "2024-05-01T10:00:50Z");
   EXPECT_EQ(finding["last_time"], "2024-05-01T10:01:15Z");

@@ -190,26 +190,26 @@ TEST_F(ExtractTest, DamageInsideTheRangeIsPartial) {
   RecordBookmarks();
   // A byte that begins no packet, in both files, with the cluster's CRC right:
   // what a recorder of another making might have left.
-  for (const char* name : {"s_1.mtd", "s_2.mtd"}) {
-    std::fstream file(Path(name), std::ios::in | std::ios::out | std::ios::binary);
-    std::string cluster(4096, '\0');
-    file.read(cluster.data(), 4096);
-    const std::size_t size = static_cast<unsigned char>(cluster[5]) |
-                             static_cast<std::size_t>(static_cast<unsigned char>(cluster[6])) << 8;
-    // The last bookmark but a few: its packet's header.
-    const std::size_t at = cluster.rfind(std::string("\x81", 1), size - 200);
-    ASSERT_NE(at, std::string::npos);
-    cluster[at] = '\x7F';
-    unsigned char crc = 0xFF;
-    for (std::size_t i = 1; i < size; ++i) {
-      crc ^= static_cast<unsigned char>(cluster[i]);
-      for (int bit = 0; bit < 8; ++bit)
-        crc = static_cast<unsigned char>((crc & 0x80) != 0 ? crc << 1 ^ 0x07 : crc << 1);
-    }
-    cluster[0] = static_cast<char>(crc);
-    file.seekp(0);
-    file.write(cluster.data(), 4096);
+  std::fstream first(Path("s_1.mtd"), std::ios::in | std::ios::out | std::ios::binary);
+  std::string cluster(4096, '\0');
+  first.read(cluster.data(), 4096);
+  const std::size_t size = static_cast<unsigned char>(cluster[5]) |
+                           static_cast<std::size_t>(static_cast<unsigned char>(cluster[6])) << 8;
+  // The last bookmark but a few: its packet's header.
+  const std::size_t at = cluster.rfind(std::string("\x81", 1), size - 200);
+  ASSERT_NE(at, std::string::npos);
+  cluster[at] = '\x7F';
+  unsigned char crc = 0xFF;
+  for (std::size_t i = 1; i < size; ++i) {
+    crc ^= static_cast<unsigned char>(cluster[i]);
+    for (int bit = 0; bit < 8; ++bit)
+      crc = static_cast<unsigned char>((crc & 0x80) != 0 ? crc << 1 ^ 0x07 : crc << 1);
   }
+  cluster[0] = static_cast<char>(crc);
+  std::fstream second(Path("s_2.mtd"), std::ios::in | std::ios::out | std::ios::binary);
+  for (std::fstream* const file : {&first, &second}) file->seekp(0).write(cluster.data(), 4096);
+  first.close();
+  second.close();
   const Finished cut = Cut("101", "990");
   EXPECT_EQ(cut.exit_code, 3);
   EXPECT_THAT(cut.err, HasSubstr("vmr: s: something is lost between ticks "));
@@ -329,7 +329,7 @@ TEST_F(ExtractTest, ASignalLeavesNoFileBehind) {
   // At ever later moments, until it has ended before the signal came.
   bool ended = false;
   for (int delay_us = 0; !ended; delay_us += 500) {
-    RunningProgram program(folder, {"extract", "s", "cut", "--from", "1", "--to", "900"});
+    RunningProgram program(folder, {"extract", "s", "cut", "--from", "10", "--to", "900"});
     usleep(static_cast<useconds_t>(delay_us));
     program.Signal(SIGTERM);
     ended = program.Finish().exit_code == 0;
