@@ -65,7 +65,7 @@ bool RingSource::OpenFiles() {
 bool RingSource::FindSpan() {
   FirstTicksOfBest ticks(*this);
   const LastPosition found = SearchLastPosition(ticks, kClusterCount);
-  if (!found.Found()) return false;
+  if (!found.Found()) return FindSpanInAll();
   const unsigned int first_st = FirstTick(0), last_st = FirstTick(kClusterCount - 1);
   one_lap_ = last_st == kNeverWrittenSt;
   if (first_st == kNeverWrittenSt && one_lap_) return true;  // empty
@@ -73,12 +73,45 @@ bool RingSource::FindSpan() {
   // Continuations alone have filled what no tick tells yet.
   for (int i = 0; i < kClusterCount && FirstTick(NextCluster(span_.newest)) == kPartialWrapSt; ++i)
     span_.newest = NextCluster(span_.newest);
-  span_.has_wrapped = !one_lap_ && FirstTick(NextCluster(span_.newest)) != kNeverWrittenSt;
-  span_.oldest = span_.has_wrapped ? NextCluster(span_.newest) : 0;
+  SetSpan(!one_lap_ && FirstTick(NextCluster(span_.newest)) != kNeverWrittenSt);
+  return true;
+}
+
+// A cluster that the search needs is bad in both files. All the others tell where the
+// recording ends: in front of what was never written, or where ticks drop most.
+bool RingSource::FindSpanInAll() {
+  unsigned int before = kNeverWrittenSt, widest_drop = 0;
+  int last_told = -1, drop = -1, end = -1;
+  for (int cluster = 0; cluster < kClusterCount; ++cluster) {
+    const Best best = BestInTurn(cluster);
+    if (best.image == nullptr) continue;
+    const unsigned int st = ClusterSt(best.image);
+    if (st == kNeverWrittenSt && end < 0) end = last_told;
+    if (!TellsTick(st) || !PacketsAreSound(best.image)) continue;
+    if (last_told >= 0 && st < before && before - st > widest_drop) {
+      widest_drop = before - st;
+      drop = last_told;
+    }
+    before = st;
+    last_told = cluster;
+  }
+  if (last_told < 0) return false;
+  one_lap_ = end >= 0 && drop < 0;
+  span_.newest = drop >= 0 ? drop : end >= 0 ? end : last_told;
+  searched_all_ = true;
+  // What is bad behind it may have been recorded.
+  while (drop < 0 && span_.newest + 1 < kClusterCount && BestAt(span_.newest + 1).image == nullptr)
+    ++span_.newest;
+  SetSpan(drop >= 0);
+  return true;
+}
+
+void RingSource::SetSpan(bool has_wrapped) {
+  span_.has_wrapped = has_wrapped;
+  span_.oldest = has_wrapped ? NextCluster(span_.newest) : 0;
   newest_st_ = FirstTick(span_.newest);
   behind_newest_st_ = FirstTick(NextCluster(span_.newest));
   StartAt(span_.oldest);
-  return true;
 }
 
 void RingSource::StartAt(int cluster) {

@@ -22,7 +22,7 @@ struct RingSpan {
 enum class RingProblem {
   kNone,
   kNoFile,         // neither file can be opened
-  kNoEnd,          // where the recording ends cannot be found in either file
+  kNoEnd,          // no cluster of either file tells a tick
   kTwoRecordings,  // the files are not of one recording
 };
 
@@ -42,6 +42,9 @@ class RingSource final : public Source {
   double Progress() const override;
 
   const RingSpan& Span() const { return span_; }
+  // Where it ends was told by all its clusters: one that a recorder's search needs is bad in
+  // both files, so that a recorder would begin the store anew.
+  bool SearchedAll() const { return searched_all_; }
   // From now on only what stands in `cluster` and behind it is handed out.
   void StartAt(int cluster);
   // First tick of the better copy; kNeverWrittenSt, kPartialWrapSt and kUnreadableSt as in
@@ -62,6 +65,8 @@ class RingSource final : public Source {
   RingSource(std::string path1, std::string path2);
   bool OpenFiles();
   bool FindSpan();
+  bool FindSpanInAll();
+  void SetSpan(bool has_wrapped);
   Best BestOf(const unsigned char* image1, const unsigned char* image2) const;
   Best BestAt(int cluster);
   Best BestInTurn(int cluster);
@@ -78,6 +83,7 @@ class RingSource final : public Source {
   unsigned int behind_newest_st_ = kNeverWrittenSt;  // when it was opened
   unsigned int newest_st_ = kNeverWrittenSt;
   bool one_lap_ = false;  // no file has wrapped
+  bool searched_all_ = false;
 
   int next_ = 0;        // cluster
   int left_ = 0;        // clusters, `next_` included

@@ -209,6 +209,39 @@ TEST_F(RingSourceTest, RingWhoseEndCannotBeFoundIsRefused) {
   EXPECT_EQ(problem_, RingProblem::kNoEnd);
 }
 
+// A recorder's search reads the first cluster, the last one, and some between them.
+TEST_F(RingSourceTest, ClusterOfTheSearchThatIsBadInBothIsAGapLikeAnyOther) {
+  for (int bad = 0; bad < 5; ++bad) {
+    PutEmptyPair();
+    std::vector<std::string> expected;
+    for (int c = 0; c < 5; ++c) {
+      const Bytes image = Marked(static_cast<unsigned int>(10 * c));
+      PutInBoth(static_cast<std::size_t>(c), c == bad ? Spoilt(image) : image);
+    }
+    const Lines lines = ReadAll();
+    EXPECT_THAT(lines.lines, testing::Contains(testing::EndsWith("lost clusters")).Times(1)) << bad;
+    int bookmarks = 0;
+    for (const std::string& line : lines.lines) bookmarks += line.find("bookmark") != line.npos;
+    EXPECT_EQ(bookmarks, 4) << bad;
+  }
+}
+
+TEST_F(RingSourceTest, EndOfAWrappedRingIsFoundThoughTheSearchCannotRead) {
+  PutWrapped(99);
+  for (const std::size_t bad : {std::size_t{0}, test::kRingClusters - 1, test::kRingClusters / 2})
+    PutInBoth(bad, Spoilt(Marked(5)));
+  const std::unique_ptr<RingSource> source = Open();
+  ASSERT_NE(source, nullptr);
+  EXPECT_TRUE(source->SearchedAll());
+  EXPECT_EQ(source->Span().newest, 99);
+  EXPECT_TRUE(source->Span().has_wrapped);
+  const Lines lines = ReadAll();
+  EXPECT_EQ(lines.lines.front(), "gap -..1000 overwritten");
+  EXPECT_EQ(lines.lines.back(), "33767 bookmark");
+  // The last cluster and the first one stand beside each other.
+  EXPECT_THAT(lines.gaps, SizeIs(3));
+}
+
 TEST_F(RingSourceTest, WhatARecorderWritesOverMeanwhileIsAGap) {
   PutWrapped(99);
   const std::unique_ptr<RingSource> source = Open();

@@ -18,8 +18,6 @@ namespace vmr::tool {
 
 namespace {
 
-constexpr const char* kAside = ".CORRUPT";
-
 bool Exists(const std::string& path) {
   struct stat status {};
   return FileOps::Current().Stat(path.c_str(), &status) == 0;
@@ -27,7 +25,7 @@ bool Exists(const std::string& path) {
 
 // A store whose files were both set aside, or what is left of them.
 std::optional<StoreFiles> FindSetAside(const std::string& base) {
-  StoreFiles files{base, RingFileName(base, 1) + kAside, RingFileName(base, 2) + kAside, false};
+  StoreFiles files{base, RingFileName(base, 1) + kSetAsideEnding, RingFileName(base, 2) + kSetAsideEnding, false};
   const bool first = Exists(files.path1), second = Exists(files.path2);
   if (!first && !second) return std::nullopt;
   // A recorder sets one aside: the other was removed, or is there under its own name.
@@ -114,7 +112,7 @@ bool IsOneRecording(const RingSurvey& survey, const std::string& name) {
 void SayWhatWasSetAside(const std::string& base, const std::vector<std::string>& given,
                         const char* command) {
   for (const int number : kFileNumbers) {
-    const std::string path = RingFileName(base, number) + kAside;
+    const std::string path = RingFileName(base, number) + kSetAsideEnding;
     struct stat status {};
     const auto same = [&path](const std::string& file) { return SameFile(path, file); };
     if (FileOps::Current().Stat(path.c_str(), &status) != 0 ||

@@ -15,6 +15,9 @@ bool SameFile(const std::string& a, const std::string& b);
 // `path` is one of the ring's two files, or of what recovery leaves beside them.
 bool BelongsToRing(const std::string& path, const std::string& base);
 
+// What a recorder adds to the name of a file that it sets aside.
+inline constexpr const char* kSetAsideEnding = ".CORRUPT";
+
 enum class PathKind { kDetect, kRing, kFlat };
 
 struct Recording {

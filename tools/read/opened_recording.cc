@@ -3,6 +3,9 @@
 #include <errno.h>
 #include <fmt/format.h>
 
+#include <filesystem>
+#include <utility>
+
 #include "backends/cluster_format.h"
 #include "backends/file_io.h"
 #include "records/flat_source.h"
@@ -22,21 +25,45 @@ std::string WhyNoRing(const std::string& base, RingProblem problem) {
       return fmt::format("{}: neither file of the store can be opened: {}", base, TextOfErrno());
     case RingProblem::kNoEnd:
       return fmt::format(
-          "{0}: where the recording ends cannot be found; `vmr recover {0} OUT` saves what can be "
-          "read",
+          "{0}: no cluster of it can be read in either file; `vmr recover {0} OUT` saves single "
+          "packets, if there are any",
           base);
     default:
-      return fmt::format("{0}: its files are of two recordings; look at each by itself: {1}, {2}",
-                         base, RingFileName(base, 1), RingFileName(base, 2));
+      return fmt::format(
+          "{}: its files are of two recordings; move {} or {} elsewhere and look at each by itself",
+          base, RingFileName(base, 1), RingFileName(base, 2));
   }
 }
 
 void OpenRing(const std::string& path1, const std::string& path2, OpenedRecording& opened) {
   RingProblem problem{};
   errno = 0;
-  opened.source = RingSource::Open(path1, path2, problem);
+  auto ring = RingSource::Open(path1, path2, problem);
   opened.is_store = true;
-  if (opened.source == nullptr) opened.error = WhyNoRing(opened.name, problem);
+  if (ring == nullptr) {
+    opened.error = WhyNoRing(opened.name, problem);
+    return;
+  }
+  if (ring->SearchedAll())
+    opened.remark = fmt::format(
+        "{0}: a cluster that recorders look for its end in is bad in both files; record no more "
+        "into "
+        "it, `vmr recover {0} OUT` makes a sound store of what is good",
+        opened.name);
+  opened.source = std::move(ring);
+}
+
+// A store that a recorder has set aside, or what is left of it.
+bool OpenSetAside(const std::string& base, OpenedRecording& opened) {
+  const std::string path1 = RingFileName(base, 1) + kSetAsideEnding;
+  const std::string path2 = RingFileName(base, 2) + kSetAsideEnding;
+  std::error_code error;
+  if (!std::filesystem::exists(path1, error) && !std::filesystem::exists(path2, error))
+    return false;
+  opened.error.clear();
+  opened.remark = fmt::format("{}: reading the files that a recorder has set aside", base);
+  OpenRing(path1, path2, opened);
+  return true;
 }
 
 void OpenFlat(const std::string& path, OpenedRecording& opened) {
@@ -61,7 +88,10 @@ OpenedRecording OpenRecording(const std::string& path, PathKind kind) {
   opened.name = recording.error.empty() ? recording.path : path;
   opened.error = recording.error;
   opened.remark = recording.remark;
-  if (!opened.error.empty()) return opened;
+  if (!opened.error.empty()) {
+    if (kind != PathKind::kFlat) OpenSetAside(path, opened);
+    return opened;
+  }
   if (recording.ring)
     OpenRing(RingFileName(recording.path, 1), RingFileName(recording.path, 2), opened);
   else
