@@ -15,8 +15,6 @@ namespace {
 constexpr std::int64_t kSecond_us = 1000000;
 // Whole seconds are recorded, and a clock one second off counts as right.
 constexpr std::int64_t kToleratedStep_us = kSecond_us;
-// A lower tick that is at most so far ahead did not go back: 32 bits have run out.
-constexpr unsigned int kTicksADay = 24 * 60 * 60 * 2;
 
 constexpr std::int32_t kTTsPerMinute = 10000;
 constexpr std::int32_t kMinutesPerDegree = 60;
@@ -25,7 +23,7 @@ constexpr std::int32_t kHalfCircleTTs = 180 * kMinutesPerDegree * kTTsPerMinute;
 constexpr std::size_t kLongestPacket = sizeof(DICTIONARY_T) + kPacketCrcBytes;
 
 bool BeginsNewRun(unsigned int tick, unsigned int last_tick) {
-  return last_tick != kNoTick && tick < last_tick && tick - last_tick > kTicksADay;
+  return last_tick != kNoTick && TicksWentBack(tick, last_tick);
 }
 
 // The packet at `packet`, when a header of items stands there, it ends within `available`
@@ -289,20 +287,22 @@ void Decoder::EmitItems(const Packet& packet) {
   sink_.OnPacket({packet.bytes, packet.size, packet.place, group_.tick, packet.crc_right});
   unsigned char adjust = 0;
   std::size_t at = HeadBytes(packet.bytes);
+  Record record{};  // one for all: clearing it takes longer than decoding an item
+  record.packet_tick = group_.tick;
+  record.crc_right = packet.crc_right;
   const std::size_t rest = ForEachItem(
       packet.bytes, packet.size, [&](const unsigned char* item, std::size_t item_bytes) {
         const Shape* const shape = FindShape(item[0]);
         if (shape == nullptr) return false;
-        Record record{};
         record.kind = &KindOf(shape->kind);
         record.shape = shape;
         record.item = item;
         record.item_bytes = item_bytes;
-        record.packet_tick = group_.tick;
         record.adjusted_by =
             shape->kind == KindId::kTickAdjust ? static_cast<unsigned char>(0) : adjust;
         record.place = Moved(packet.place, at);
-        record.crc_right = packet.crc_right;
+        record.time = {};
+        record.position = {};
         Emit(record);
         adjust = shape->kind == KindId::kTickAdjust ? item[1] : static_cast<unsigned char>(0);
         at += item_bytes;
@@ -329,8 +329,8 @@ void Decoder::Emit(Record& record) {
   const Position before = position_;
   if (kind == KindId::kPosition) FollowPosition(record);
   record.repeats = Repeats(record, before);
-  if (record.kind->use == KindUse::kState && (!record.repeats || kind != KindId::kLiveStream))
-    known_.Remember(record);
+  const bool is_followed = record.kind->use == KindUse::kState && kind != KindId::kPosition;
+  if (is_followed && (!record.repeats || kind != KindId::kLiveStream)) known_.Remember(record);
   sink_.OnRecord(record);
 }
 
@@ -518,7 +518,10 @@ void Decoder::BeginGap(const Gap& gap) {
     anchor_is_sure_ = false;
     return;
   }
-  // One after the other without a tick between them are one.
+  // One after the other without a tick between them are one. Of a packet with a wrong CRC
+  // that is the reason for all that is wrong in it.
+  if (gap.reason == GapReason::kWrongCrc && gap_->reason == GapReason::kUnknownItems)
+    gap_->reason = gap.reason;
   gap_->bytes += gap.bytes;
   gap_->clusters += gap.clusters;
 }

@@ -438,27 +438,23 @@ constexpr Shape kShapes[] = {
     TextShape(TAG_TEST, K::kTest),
 };
 
-constexpr unsigned char kNoShape = 0xFF;
-static_assert(std::size(kShapes) < kNoShape);
-
-constexpr std::array<unsigned char, 256> IndexByTag() {
-  std::array<unsigned char, 256> index{};
-  for (auto& entry : index) entry = kNoShape;
-  for (std::size_t i = 0; i < std::size(kShapes); ++i)
-    for (unsigned int tag = kShapes[i].first_tag; tag <= kShapes[i].last_tag; ++tag)
-      index[tag] = static_cast<unsigned char>(i);
-  return index;
+constexpr std::array<const Shape*, 256> ShapesByTag() {
+  std::array<const Shape*, 256> by_tag{};
+  for (const Shape& shape : kShapes)
+    for (unsigned int tag = shape.first_tag; tag <= shape.last_tag; ++tag) by_tag[tag] = &shape;
+  return by_tag;
 }
-constexpr std::array<unsigned char, 256> kIndexByTag = IndexByTag();
+constexpr std::array<const Shape*, 256> kShapesByTag = ShapesByTag();
 
 }  // namespace
+
+const KindRow* const kKindRows = kKinds;
+const Shape* const* const kShapeOfTag = kShapesByTag.data();
 
 const KindTable& Kinds() {
   static constexpr KindTable kTable{kKinds, std::size(kKinds)};
   return kTable;
 }
-
-const KindRow& KindOf(KindId id) { return kKinds[static_cast<std::size_t>(id)]; }
 
 const KindRow* FindKind(const char* name) {
   for (const KindRow& kind : kKinds)
@@ -469,11 +465,6 @@ const KindRow* FindKind(const char* name) {
 const ShapeTable& Shapes() {
   static constexpr ShapeTable kTable{kShapes, std::size(kShapes)};
   return kTable;
-}
-
-const Shape* FindShape(unsigned char tag) {
-  const unsigned char index = kIndexByTag[tag];
-  return index == kNoShape ? nullptr : &kShapes[index];
 }
 
 }  // namespace vmr::records

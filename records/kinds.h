@@ -101,7 +101,8 @@ struct KindTable {
   const KindRow* end() const { return rows + count; }
 };
 const KindTable& Kinds();
-const KindRow& KindOf(KindId id);
+extern const KindRow* const kKindRows;
+inline const KindRow& KindOf(KindId id) { return kKindRows[static_cast<std::size_t>(id)]; }
 // Null for a name that no kind has.
 const KindRow* FindKind(const char* name);
 
@@ -146,8 +147,9 @@ struct ShapeTable {
   const Shape* end() const { return shapes + count; }
 };
 const ShapeTable& Shapes();
-// Null for a number that is no tag.
-const Shape* FindShape(unsigned char tag);
+// By tag; null for a number that is no tag.
+extern const Shape* const* const kShapeOfTag;
+inline const Shape* FindShape(unsigned char tag) { return kShapeOfTag[tag]; }
 
 }  // namespace vmr::records
 

@@ -6,10 +6,18 @@
 namespace vmr::records {
 namespace {
 
-// FNV-1a.
-std::uint32_t HashOf(const unsigned char* bytes, std::size_t size) {
-  std::uint32_t hash = 2166136261U;
-  for (std::size_t i = 0; i < size; ++i) hash = (hash ^ bytes[i]) * 16777619U;
+// Eight bytes at a time; the last ones overlap. Of nothing but this process's own memory.
+std::uint64_t HashOf(const unsigned char* bytes, std::size_t size) {
+  constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15;
+  std::uint64_t hash = size;
+  const auto mix = [&](std::size_t at) {
+    std::uint64_t eight;
+    std::memcpy(&eight, bytes + at, sizeof(eight));
+    hash = (hash ^ eight) * kMultiplier;
+    hash ^= hash >> 29;
+  };
+  for (std::size_t at = 0; at + 8 < size; at += 8) mix(at);
+  mix(size - 8);
   return hash;
 }
 
@@ -23,7 +31,7 @@ std::size_t KnownItems::SlotIndex(const Record& record) {
   std::size_t key = 0;
   for (std::size_t i = 0; i < record.kind->key_fields; ++i) {
     if (record.shape->fields[i].order == Order::kComputed) continue;
-    key = key * 8 + static_cast<std::size_t>(ValueOf(record, i).number);
+    key = key * 8 + static_cast<std::size_t>(NumberOf(record, i));
   }
   return static_cast<std::size_t>(record.kind->id) * kKeys + key % kKeys;
 }
@@ -31,7 +39,7 @@ std::size_t KnownItems::SlotIndex(const Record& record) {
 bool KnownItems::Agrees(const Record& record) const {
   const Slot& slot = slots_[SlotIndex(record)];
   if (slot.generation != generation_) return true;
-  if (slot.size == record.item_bytes) return slot.hash == HashOf(record.item, record.item_bytes);
+  if (slot.size == record.item_bytes) return SameItem(slot, record);
   // Items of two shapes, such as a radar's target alone and its whole reading: whatever
   // both say must be the same.
   Record before = record;
@@ -46,11 +54,17 @@ bool KnownItems::Agrees(const Record& record) const {
   return true;
 }
 
+// What does not fit the head has a hash beside it.
+bool KnownItems::SameItem(const Slot& slot, const Record& record) {
+  return std::memcmp(slot.head, record.item, std::min(record.item_bytes, kHeadBytes)) == 0 &&
+         (record.item_bytes <= kHeadBytes || slot.hash == HashOf(record.item, record.item_bytes));
+}
+
 void KnownItems::Remember(const Record& record) {
   Slot& slot = slots_[SlotIndex(record)];
   slot.generation = generation_;
   slot.size = static_cast<unsigned char>(record.item_bytes);
-  slot.hash = HashOf(record.item, record.item_bytes);
+  if (record.item_bytes > kHeadBytes) slot.hash = HashOf(record.item, record.item_bytes);
   std::memcpy(slot.head, record.item, std::min(record.item_bytes, kHeadBytes));
 }
 

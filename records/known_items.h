@@ -23,10 +23,11 @@ class KnownItems {
   static constexpr std::size_t kHeadBytes = 12;
   struct Slot {
     std::uint32_t generation = 0;
-    std::uint32_t hash = 0;
+    std::uint64_t hash = 0;  // of an item that is longer than the head
     unsigned char size = 0;
     unsigned char head[kHeadBytes] = {};
   };
+  static bool SameItem(const Slot& slot, const Record& record);
   static std::size_t SlotIndex(const Record& record);
 
   std::unique_ptr<Slot[]> slots_;

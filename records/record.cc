@@ -80,6 +80,10 @@ const char* TextOf(GapReason reason) {
   return kTexts[static_cast<std::size_t>(reason)];
 }
 
+std::int64_t NumberOf(const Record& record, std::size_t index) {
+  return NumberOf(record.shape->fields[index], record.kind->fields[index].type, record.item);
+}
+
 Value ValueOf(const Record& record, std::size_t index) {
   const FieldPlace& place = record.shape->fields[index];
   Value value;

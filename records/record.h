@@ -80,7 +80,9 @@ struct Value {
 };
 
 // The value of the record's field `index`, below kind->field_count.
-Value ValueOf(const Record& record, std::size_t index);
+[[nodiscard]] Value ValueOf(const Record& record, std::size_t index);
+// Its number alone, of a field that the item itself carries as one.
+[[nodiscard]] std::int64_t NumberOf(const Record& record, std::size_t index);
 inline double DegreesOf(std::int64_t tts) { return static_cast<double>(tts) / kTTsPerDegree; }
 
 // Part of the recording is not there, or cannot be trusted. What was known before does not

@@ -72,6 +72,14 @@ inline constexpr unsigned char kCrcInitial = 0xFF;
 inline constexpr unsigned int kNoTick = 0xFFFFFFFF;
 inline constexpr unsigned int kContinuationTick = 0xFFFFFFFE;
 
+inline constexpr unsigned int kTicksADay = 24 * 60 * 60 * 2;
+
+// Whether `tick` comes before `highest` as ticks are counted. A lower number that is at
+// most a day ahead of it does not: 32 bits of ticks have run out.
+inline bool TicksWentBack(unsigned int tick, unsigned int highest) {
+  return tick < highest && tick - highest > kTicksADay;
+}
+
 // First bytes of a flat metadata file: "f]S1".
 inline constexpr unsigned char kFlatFileMagic[4] = {0x66, 0x5D, 0x53, 0x31};
 

@@ -4,6 +4,7 @@
 #include "host/wall_clock.h"
 #include "store/data_store.h"
 #include "store/log_source.h"
+#include "store/stream_format.h"
 
 namespace vmr {
 namespace {
@@ -15,19 +16,11 @@ constexpr unsigned int kTicksBetweenClockChecks = 3;
 constexpr unsigned int kTicksBetweenDumps = 7201;  // just over an hour
 constexpr long long kToleratedClockError_s = 1;
 
-constexpr unsigned int kTicksADay = 24 * 60 * 60 * 2;
-
 // Wall-clock seconds at `tick` when they were `base_time` at `base_tick`.
 // Wraps as a signed 32-bit number.
 std::int32_t TimeAtTick(const TimeMirror& base, unsigned int tick) {
   const std::uint32_t elapsed_s = (tick - base.base_tick) >> 1;
   return static_cast<std::int32_t>(elapsed_s + static_cast<std::uint32_t>(base.base_time));
-}
-
-// Whether `tick` comes before `highest` in the host's count. A lower number that
-// is at most a day ahead of it does not: 32 bits of ticks have run out.
-bool IsBefore(unsigned int tick, unsigned int highest) {
-  return tick < highest && tick - highest > kTicksADay;
 }
 
 void CheckWallClock(DataStore& store, TimeMirror& time, unsigned int sysTick,
@@ -49,7 +42,7 @@ void CheckWallClock(DataStore& store, TimeMirror& time, unsigned int sysTick,
 // difference says so: every such tick would write the whole state again. The hour
 // counts from the lowest of them, until they are back where they were.
 bool IsDumpDue(DumpSchedule& dumps, unsigned int sysTick) {
-  if (!IsBefore(sysTick, dumps.highest_tick)) {
+  if (!TicksWentBack(sysTick, dumps.highest_tick)) {
     dumps.highest_tick = sysTick;
     dumps.lowest_tick_since = kNoTick;
     return sysTick - dumps.full_state_tick > kTicksBetweenDumps;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "records/record.h"
 #include "store/stream_format.h"
 #include "tools/common/iso_time.h"
 
@@ -12,7 +13,7 @@ namespace vmr::tool {
 // The last tick that can be recorded: the two above stand for a continuation
 // packet and for no tick.
 inline constexpr unsigned int kLastTick = kContinuationTick - 1;
-inline constexpr std::int64_t kMicrosecondsPerTick = kMicrosecondsPerSecond / 2;
+inline constexpr std::int64_t kMicrosecondsPerTick = records::kTick_us;
 
 // Rounded down, not towards 0. `by` is more than 0.
 inline std::int64_t FloorDivide(std::int64_t value, std::int64_t by) {

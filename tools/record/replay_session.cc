@@ -15,7 +15,6 @@ namespace {
 // No item waits longer than this for others of its packet.
 constexpr unsigned int kMaxTicksToFlush = 65535;
 
-constexpr unsigned int kTicksADay = 2 * 24 * 60 * 60;
 constexpr unsigned int kMostTicksRun = kTicksADay;
 constexpr unsigned int kMostTicksAhead = 400 * kTicksADay;
 
