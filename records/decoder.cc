@@ -38,6 +38,26 @@ bool IsGapMark(const unsigned char* packet, std::size_t bytes) {
   return bytes == kGapMark.size() && std::equal(kGapMark.begin(), kGapMark.end(), packet);
 }
 
+// How much a gap of the reason loses: an item, a packet, packets that nobody has counted,
+// clusters.
+int Loss(GapReason reason) {
+  switch (reason) {
+    case GapReason::kUnknownItems:
+      return 0;
+    case GapReason::kWrongCrc:
+      return 1;
+    case GapReason::kNoPackets:
+    case GapReason::kCutShort:
+    case GapReason::kMarked:
+      return 2;
+    case GapReason::kLostClusters:
+    case GapReason::kOvertaken:
+    case GapReason::kOverwritten:
+      return 3;
+  }
+  return 0;
+}
+
 bool BeginsPacket(unsigned char byte) { return byte >= HEADER_1 && byte <= HEADER_NULL; }
 
 std::size_t HeadBytes(const unsigned char* packet) {
@@ -518,10 +538,8 @@ void Decoder::BeginGap(const Gap& gap) {
     anchor_is_sure_ = false;
     return;
   }
-  // One after the other without a tick between them are one. Of a packet with a wrong CRC
-  // that is the reason for all that is wrong in it.
-  if (gap.reason == GapReason::kWrongCrc && gap_->reason == GapReason::kUnknownItems)
-    gap_->reason = gap.reason;
+  // One after the other without a tick between them are one; what most is lost by names it.
+  if (Loss(gap.reason) > Loss(gap_->reason)) gap_->reason = gap.reason;
   gap_->bytes += gap.bytes;
   gap_->clusters += gap.clusters;
 }

@@ -190,10 +190,7 @@ void RangeCut::Begin() {
   if (known_before_held_) known_ = *known_before_held_;
   Put(unit_.head);
   WriteState();
-  // A packet with a wrong CRC shows the gap by itself, and would be lost behind a mark.
-  const bool shows_itself = !held_.empty() && !held_.front().crc_right;
-  if (gap_before_ && !shows_itself) MarkGap(*gap_before_);
-  if (gap_before_ && shows_itself) facts_.gaps.push_back(*gap_before_);
+  if (gap_before_) MarkGap(*gap_before_);
   for (const Held& held : held_)
     CopyPacket(reinterpret_cast<const unsigned char*>(held.bytes.data()), held.bytes.size(),
                kNoTick, held.crc_right);
