@@ -162,7 +162,7 @@ def write_decoded(corpus, drive, packets):
     late = packets[middle:middle + 24]
     write(corpus, "decoder", drive, b"\1" + b"".join(near_dump))
     write(corpus, "decoder", f"{drive}-late", b"\0" + b"".join(late))
-    write(corpus, "decoder", f"{drive}-mark", b"\0" + late[0] + b"\x82\0\0" + b"".join(late[1:5]))
+    write(corpus, "decoder", f"{drive}-mark", b"\0" + late[0] + b"\x82\0\xff" + b"".join(late[1:5]))
     write(corpus, "decoder", f"{drive}-clusters", b"\3" + parts(late))
     write(corpus, "decoder", f"{drive}-lost", b"\3" + parts(late, lost=(1, 2)))
     first = tick_of(late[0], 0) & ~0xFF

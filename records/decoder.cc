@@ -161,7 +161,7 @@ std::size_t Decoder::TakePacket(const Stretch& stretch, std::size_t at) {
   const std::size_t size = WholePacketBytes(bytes, available);
   if (size == 0 && FindPacketShape(bytes[0]) != nullptr && !stretch.is_whole) return 0;
   if (size == 0) return TakeDamage(stretch, at);
-  if (source_.IsFlat() && IsGapMark(bytes, size)) return TakeGapMark(stretch, at);
+  if (IsGapMark(bytes, size)) return TakeGapMark(stretch, at);
   const bool right = PacketEndIsRight(bytes, size);
   // A wrong CRC is a flipped bit where the packets go on behind it; else no packet stands
   // here at all.

@@ -18,9 +18,10 @@ namespace vmr::records {
 // begins so and stands with the state. No recorded text can: a state holds none.
 inline constexpr std::string_view kCompletedLabel = "State completed by vmr";
 
-// In the place of what was lost before an extract was made: a continuation without items,
-// and a CRC that is never right for one. A unit's reader finds nothing in it.
-inline constexpr std::array<unsigned char, 3> kGapMark = {0x82, 0x00, 0x00};
+// In the place of what was lost before an extract was made, or a store recovered: a
+// continuation without items, which no recorder writes. A unit's reader finds nothing in it.
+// Its CRC is that of no bytes.
+inline constexpr std::array<unsigned char, 3> kGapMark = {0x82, 0x00, 0xFF};
 
 // Hands each record of a source to a sink, and each gap, clock step and new run, in the
 // order in which they were recorded.

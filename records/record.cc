@@ -76,7 +76,7 @@ const char* TextOf(GapReason reason) {
                                            "no packets",
                                            "unknown item",
                                            "cut short at the end",
-                                           "lost before it was extracted"};
+                                           "lost before it was copied"};
   return kTexts[static_cast<std::size_t>(reason)];
 }
 

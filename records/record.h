@@ -95,7 +95,7 @@ enum class GapReason : unsigned char {
   kNoPackets,     // bytes in a packet's place that begin none
   kUnknownItems,  // the rest of a packet, behind an item of no known kind
   kCutShort,      // the file ends within a packet
-  kMarked,        // an extract says that something was lost before it was made
+  kMarked,        // an extract or a recovered store says that something was lost before it was made
 };
 const char* TextOf(GapReason reason);
 

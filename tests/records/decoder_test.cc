@@ -173,12 +173,17 @@ TEST(Positions, OfAStateWhoseLabelHasAWrongCrcAreUnverified) {
 
 TEST(GapMarks, AreGapsInAFlatFile) {
   EXPECT_THAT(
-      Decode({{Hdr1(10, "56") + B("82 00 00") + Hdr2(20, "56") + Hdr1(300, "56")}}, true).lines,
-      ElementsAre("10 bookmark", "gap 10..- lost before it was extracted", "- bookmark",
+      Decode({{Hdr1(10, "56") + B("82 00 FF") + Hdr2(20, "56") + Hdr1(300, "56")}}, true).lines,
+      ElementsAre("10 bookmark", "gap 10..- lost before it was copied", "- bookmark",
                   "300 bookmark"));
 }
 
-TEST(GapMarks, AreWrongPacketsInAStore) {
+TEST(GapMarks, AreGapsInAStore) {
+  EXPECT_THAT(DecodedLines(Hdr1(10, "56") + B("82 00 FF") + Hdr2(20, "56")),
+              ElementsAre("10 bookmark", "gap 10..- lost before it was copied", "- bookmark"));
+}
+
+TEST(GapMarks, WithAWrongCrcArePacketsLikeOthers) {
   EXPECT_THAT(DecodedLines(Hdr1(10, "56") + B("82 00 00") + Hdr2(20, "56")),
               ElementsAre("10 bookmark", "gap 10..20 wrong packet CRC", "20 bookmark"));
 }

@@ -132,7 +132,7 @@ TEST_F(CompletedExtract, GoesOnBehindALostClusterAndShowsTheGap) {
   const std::string lines = Run({"export", "cut"}).out;
   EXPECT_THAT(
       lines,
-      HasSubstr("{\"kind\":\"gap\",\"reason\":\"lost before it was extracted\",\"from_tick\":160,"
+      HasSubstr("{\"kind\":\"gap\",\"reason\":\"lost before it was copied\",\"from_tick\":160,"
                 "\"to_tick\":310,"));
   EXPECT_THAT(lines, HasSubstr("vmr: gap, ticks 160 to 310: lost clusters"));
   // Behind it a way leads nowhere until the position is told whole.

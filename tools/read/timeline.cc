@@ -77,8 +77,10 @@ std::string WhatIsMissing(const Gap& gap) {
       return bytes("damage where packets should be");
     case GapReason::kUnknownItems:
       return bytes("the rest of a packet, of an unknown kind");
-    default:
+    case GapReason::kCutShort:
       return bytes("the file ends within a packet");
+    default:
+      return "something was lost before this was copied out";
   }
 }
 

@@ -38,6 +38,8 @@ constexpr FlatFindingKind kWrongCrc = {"wrong_crc", Severity::kLost, "a packet w
 constexpr FlatFindingKind kNoPackets = {"no_packets", Severity::kLost, "bytes that are no packet"};
 constexpr FlatFindingKind kCutShort = {"cut_short", Severity::kLost,
                                        "the file ends within a packet"};
+constexpr FlatFindingKind kLostBefore = {"lost_before", Severity::kLost,
+                                         "something was lost before this was copied out"};
 // The CRC of their packet may be wrong, too: what cannot be decoded is unknown.
 constexpr FlatFindingKind kUndecodableItems = {"undecodable_items", Severity::kLost,
                                                "items that no reader decodes"};
@@ -49,6 +51,7 @@ constexpr FlatFindingKind kBehindTheEnd = {
 const FlatFindingKind& KindOfGap(GapReason reason) {
   if (reason == GapReason::kWrongCrc) return kWrongCrc;
   if (reason == GapReason::kUnknownItems) return kUndecodableItems;
+  if (reason == GapReason::kMarked) return kLostBefore;
   return reason == GapReason::kCutShort ? kCutShort : kNoPackets;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "backends/cluster_format.h"
+#include "records/decoder.h"
 #include "store/bytes.h"
 #include "store/packet_format.h"
 #include "tools/common/console.h"
@@ -35,7 +36,7 @@ SalvagedCluster Salvaged(RingSurvey& source, int cluster, int file) {
   const unsigned int first = std::min(FirstTickOf(source, cluster, copy), kHighestSearchable);
   const bool ends_known = copy.content.last_tick < kContinuationTick;
   const unsigned int last = ends_known ? copy.content.last_tick : first;
-  return {&source, file, cluster, first, std::max(first, last)};
+  return {&source, false, file, cluster, first, std::max(first, last)};
 }
 
 bool ComesBefore(const SalvagedCluster& a, const SalvagedCluster& b) {
@@ -45,15 +46,33 @@ bool ComesBefore(const SalvagedCluster& a, const SalvagedCluster& b) {
 // Takes the sound packets of a cluster, one behind the other.
 class PacketCollector final : public ContentSink {
  public:
-  PacketCollector(unsigned char* image, TagCounts& counts) : image_(image), counts_(counts) {}
+  // Of the packets from `begin` to `end`.
+  PacketCollector(const unsigned char* begin, const unsigned char* end, unsigned char* image,
+                  TagCounts& counts)
+      : behind_(begin), end_(end), image_(image), counts_(counts) {}
   int Size() const { return size_; }
   void OnPacket(const unsigned char* packet, std::size_t bytes, unsigned int /*tick*/) override {
-    std::memcpy(image_ + size_, packet, bytes);
-    size_ += static_cast<int>(bytes);
+    MarkLoss(packet);
+    Append(packet, bytes);
+    behind_ = packet + bytes;
+  }
+  // What stood in front of `next`, behind the last packet, is left out: a mark says so. There
+  // is room for it unless almost nothing is.
+  void MarkLoss(const unsigned char* next) {
+    const bool fits = size_ + (end_ - next) + static_cast<long>(records::kGapMark.size()) <=
+                      kClusterBytes;
+    if (next != behind_ && fits) Append(records::kGapMark.data(), records::kGapMark.size());
   }
   void OnItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
 
  private:
+  void Append(const unsigned char* bytes, std::size_t count) {
+    std::memcpy(image_ + size_, bytes, count);
+    size_ += static_cast<int>(count);
+  }
+
+  const unsigned char* behind_;  // the last packet
+  const unsigned char* end_;
   unsigned char* image_;
   TagCounts& counts_;
   int size_ = kClusterHeaderBytes;
@@ -64,16 +83,19 @@ void Finish(unsigned char* image, unsigned int st, int size) {
   SealCluster(image, size);
 }
 
-// A packet without items: all it says is its tick.
-void MakeBearing(unsigned int tick, unsigned char* image) {
-  unsigned char* const packet = image + kClusterHeaderBytes;
+// A packet without items: all it says is its tick. In front of it the mark of a loss, if
+// there is one.
+void MakeBearing(unsigned int tick, bool marks_loss, unsigned char* image) {
+  unsigned char* packet = image + kClusterHeaderBytes;
+  if (marks_loss)
+    packet = std::copy(records::kGapMark.begin(), records::kGapMark.end(), packet);
   packet[0] = HEADER_1;
   PutLe32(packet + 1, tick);
   packet[kHeader1Bytes - 1] = 0;
   constexpr std::size_t kBytes = kHeader1Bytes + kPacketCrcBytes;
   const auto covered = static_cast<unsigned int>(PacketCrcSpan(packet, kBytes));
   packet[kHeader1Bytes] = Crc8(packet, covered, kCrcInitial);
-  Finish(image, tick, kClusterHeaderBytes + static_cast<int>(kBytes));
+  Finish(image, tick, static_cast<int>(packet + kBytes - image));
 }
 
 }  // namespace
@@ -191,23 +213,28 @@ void RingSalvage::Arrange() {
   clusters_.erase(clusters_.begin(), clusters_.begin() + too_old_);
 }
 
-// Where a gap makes packets take a wrong tick from those before it, a packet that
-// tells the right one goes between.
+// Where something is lost, or a gap makes packets take a wrong tick from those before it, a
+// packet that tells the right one goes between.
 void RingSalvage::AddBearings() {
   std::vector<SalvagedCluster> with_bearings;
   for (const SalvagedCluster& cluster : clusters_) {
-    if (!with_bearings.empty() && NeedsBearing(with_bearings.back(), cluster))
-      with_bearings.push_back({nullptr, 0, 0, cluster.first_tick, cluster.first_tick});
+    const bool is_lost = !with_bearings.empty() && !Follows(with_bearings.back(), cluster);
+    if (is_lost || (!with_bearings.empty() && NeedsBearing(with_bearings.back(), cluster)))
+      with_bearings.push_back({nullptr, is_lost, 0, 0, cluster.first_tick, cluster.first_tick});
     with_bearings.push_back(cluster);
   }
   clusters_ = std::move(with_bearings);
 }
 
+// In the ring that both are of.
+bool RingSalvage::Follows(const SalvagedCluster& before, const SalvagedCluster& cluster) {
+  return NextCluster(before.cluster) == cluster.cluster;
+}
+
 bool RingSalvage::NeedsBearing(const SalvagedCluster& before, const SalvagedCluster& cluster) {
   const unsigned char kind = FactsOf(cluster).content.first_kind;
   if (kind == HEADER_2) return NeedsWholeTick(cluster.first_tick, before.last_tick);
-  const bool follows =
-      before.source == cluster.source && NextCluster(before.cluster) == cluster.cluster;
+  const bool follows = before.source == cluster.source && Follows(before, cluster);
   return kind == HEADER_CONT && !follows;
 }
 
@@ -223,7 +250,7 @@ bool RingSalvage::MakeImage(const SalvagedCluster& from, unsigned char* image, T
                             unsigned long& packets) {
   std::memset(image, 0, kClusterBytes);
   if (from.source == nullptr) {
-    MakeBearing(from.first_tick, image);
+    MakeBearing(from.first_tick, from.is_behind_loss, image);
     return true;
   }
   const CopyFacts& facts = FactsOf(from);
@@ -231,8 +258,10 @@ bool RingSalvage::MakeImage(const SalvagedCluster& from, unsigned char* image, T
   if (from.source->File(from.file).Read(from.cluster, original) != facts.state ||
       ClusterSize(original) < facts.used_bytes || ClusterSt(original) != facts.first_tick)
     return false;
-  PacketCollector collector(image, counts);
+  const unsigned char* const end = original + facts.used_bytes;
+  PacketCollector collector(original + kClusterHeaderBytes, end, image, counts);
   const ClusterContent content = WalkCluster(original, facts.used_bytes, &collector);
+  collector.MarkLoss(end);
   packets += content.packets;
   Finish(image, from.first_tick, collector.Size());
   return content.packets > 0;

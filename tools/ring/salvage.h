@@ -15,7 +15,8 @@ using TagCounts = std::array<unsigned long, 256>;
 
 // One cluster of the new ring.
 struct SalvagedCluster {
-  RingSurvey* source = nullptr;  // null: it only gives the tick of what follows
+  RingSurvey* source = nullptr;  // null: it only gives the tick of what follows,
+  bool is_behind_loss = false;   // ... and marks that something is lost in front of that
   int file = 0;                  // which of the two in it
   int cluster = 0;
   unsigned int first_tick = 0;
@@ -66,6 +67,7 @@ class RingSalvage {
   bool IsDuplicate(const SalvagedCluster& added);
   bool Overlaps(const SalvagedCluster& added, const std::vector<unsigned int>& latest) const;
   void AddBearings();
+  static bool Follows(const SalvagedCluster& before, const SalvagedCluster& cluster);
   static bool NeedsBearing(const SalvagedCluster& before, const SalvagedCluster& cluster);
 
   RingSurvey& store_;
