@@ -4,7 +4,7 @@ fresh folder and in their order, and compares what they print with what it shows
 
 Commands stand in its ```console blocks behind "$ ", and go on behind "> "; the lines
 below one are its output, standard error with it. A line "..." stands for any lines,
-" ..." at a line's end for its rest. A command that fails must say so itself
+"..." in a line for any part of it. A command that fails must say so itself
 ("; echo $?").
 """
 import os
@@ -35,9 +35,7 @@ def commands(document):
 def line_pattern(line):
     if line == ANYTHING:
         return r"(?:[^\n]*\n)*?"
-    if line.endswith(" " + ANYTHING):
-        return re.escape(line[: -len(ANYTHING)]) + r"[^\n]*\n"
-    return re.escape(line) + r"\n"
+    return r"[^\n]*".join(re.escape(part) for part in line.split(ANYTHING)) + r"\n"
 
 
 def matches(shown, printed):
@@ -54,22 +52,28 @@ def make_home(folder, vmr):
     return dict(os.environ, PATH=path, TZ="UTC", LC_ALL="C.UTF-8")
 
 
+def complaint(command, lines, environment, folder):
+    """What is wrong with what the command prints; None: nothing."""
+    result = subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=folder,
+                            env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    printed = result.stdout.decode(errors="backslashreplace").replace("\r\n", "\n")
+    if result.returncode != 0:
+        return f"$ {command}\nends with {result.returncode}:\n{printed}"
+    if matches(lines, printed):
+        return None
+    return "\n".join([f"$ {command}", "is shown with:", *lines, "and prints:", printed])
+
+
 def check(vmr, path):
     shown = commands(pathlib.Path(path).read_text())
     if not shown:
         sys.exit(f"{path} shows no commands")
-    with tempfile.TemporaryDirectory() as name:
-        environment = make_home(pathlib.Path(name), vmr)
-        for command, lines in shown:
-            result = subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=name,
-                                    env=environment, stdout=subprocess.PIPE,
-                                    stderr=subprocess.STDOUT)
-            printed = result.stdout.decode(errors="backslashreplace")
-            if result.returncode != 0:
-                sys.exit(f"{command}\nends with {result.returncode}:\n{printed}")
-            if not matches(lines, printed):
-                sys.exit(f"{command}\n{path} shows:\n" + "\n".join(lines) +
-                         f"\nand it prints:\n{printed}")
+    with tempfile.TemporaryDirectory() as folder:
+        environment = make_home(pathlib.Path(folder), vmr)
+        complaints = [complaint(*pair, environment, folder) for pair in shown]
+    complaints = [text for text in complaints if text]
+    if complaints:
+        sys.exit(f"{path}:\n" + "\n".join(complaints))
     print(f"{path}: {len(shown)} commands print what it shows")
 
 
