@@ -84,7 +84,9 @@ vmr_add_package(development libvmr-dev libdevel
   docs/architecture.md docs/format.md docs/integrating.md)
 if(TARGET vmr_tool)
   vmr_add_package(tool vmr utils "Vehicle Metadata Recorder: the program vmr"
-    docs/check.md docs/events.md docs/events.schema.json docs/reliability.md)
+    docs/check.md docs/cookbook.md docs/events.md docs/events.schema.json docs/reliability.md)
+  file(GLOB schemas CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/schema/*)
+  install(FILES ${schemas} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vmr/schema COMPONENT tool)
   vmr_install_gzipped(docs/vmr.1 vmr.1.gz ${CMAKE_INSTALL_MANDIR}/man1 tool)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/vmr.bash-completion RENAME vmr
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)

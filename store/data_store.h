@@ -91,9 +91,9 @@ class DataStore {
   // Each compares with what was last reported and records a change; what has no
   // state (texts, buttons, bookmarks) and the MAC address is recorded every time.
   // `write`: a recorder passes true; with false only the state moves. `tick` or `systemTick`:
-  // when it happened, 0 for now. `tag`, where it is not the event itself: what the
-  // viewer prints as the item's. A null text counts as an empty one wherever it
-  // is to be recorded.
+  // when it happened, 0: at the current tick. `tag`, where it is not the event itself:
+  // what the viewer prints as the item's. A null text counts as an empty one wherever
+  // it is to be recorded.
 
   // Who and what the unit is. While the configuration is valid and `write` is set,
   // changes are written; a serial number and a version are only held, and written
