@@ -18,6 +18,12 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
+// What comes in the place of what is lost: a mark, and a packet without items that tells the
+// tick of what follows.
+Bytes LossBefore(std::uint32_t tick) {
+  return ClusterOf(tick, B("82 00 FF") + FullPacket(tick, {}));
+}
+
 class RecoverTest : public RingImageTest {
  protected:
   RecoverTest() { host::SetLogLevel(1); }
@@ -104,7 +110,7 @@ TEST_F(RecoverTest, TheCopyWithMorePacketsCounts) {
   ExpectSound(9, 960);
 }
 
-TEST_F(RecoverTest, WhatIsLostIsCountedAndTheRestMovesUp) {
+TEST_F(RecoverTest, WhatIsLostIsCountedAndMarked) {
   MakeRingOfBookmarks(1000);
   Damage(1, 4);
   Damage(2, 4);
@@ -117,8 +123,15 @@ TEST_F(RecoverTest, WhatIsLostIsCountedAndTheRestMovesUp) {
               EndsWith("\nBookmark                        1998           2\n"
                        "lost: at least these, which the damaged clusters still show\n"));
   EXPECT_EQ(Get(2, 3, "new"), TwoBookmarks(3));
-  EXPECT_EQ(Get(2, 4, "new"), TwoBookmarks(5));
-  ExpectSound(998, 99960);
+  EXPECT_EQ(Get(2, 4, "new"), LossBefore(510));
+  EXPECT_EQ(Get(2, 5, "new"), TwoBookmarks(5));
+  ExpectSound(999, 99960);
+  // Who reads the new store is told, and knows nothing behind it that was told before.
+  EXPECT_THAT(
+      Run({"export", "new"}).out,
+      HasSubstr("{\"kind\":\"gap\",\"reason\":\"lost before it was copied\",\"from_tick\":360,"
+                "\"to_tick\":510,"));
+  EXPECT_EQ(Run({"export", "new"}).exit_code, 3);
   EXPECT_EQ(ViewNew().size(), 1998U);
 }
 
@@ -132,8 +145,8 @@ TEST_F(RecoverTest, AWrappedRingIsPutInOrderFromCluster0On) {
   const Finished recovered = Recover();
   EXPECT_EQ(recovered.exit_code, 3);
   EXPECT_EQ(Get(1, 0, "new"), TwoBookmarks(100));
-  EXPECT_EQ(Get(1, kRingClusters - 3, "new"), TwoBookmarks(99 + kRingClusters));
-  ExpectSound(kRingClusters - 3, 100 * (99 + kRingClusters) + 60);
+  EXPECT_EQ(Get(1, kRingClusters - 1, "new"), TwoBookmarks(99 + kRingClusters));
+  ExpectSound(kRingClusters - 1, 100 * (99 + kRingClusters) + 60);
 }
 
 TEST_F(RecoverTest, AFullRingStaysFull) {
@@ -177,9 +190,10 @@ TEST_F(RecoverTest, UnsoundPacketsAreLeftOut) {
   const Finished recovered = Recover();
   EXPECT_EQ(recovered.exit_code, 3);
   EXPECT_THAT(recovered.out, HasSubstr("\nlost: clusters 4 to 5: unsound packets in every good "));
-  EXPECT_EQ(Get(1, 4, "new"), ClusterOf(410, sound + ShortPacket(450, B("36"))));
-  EXPECT_EQ(Get(1, 5, "new"), TwoBookmarks(6));
-  ExpectSound(8, 960);
+  EXPECT_EQ(Get(1, 4, "new"), ClusterOf(410, sound + B("82 00 FF") + ShortPacket(450, B("36"))));
+  EXPECT_EQ(Get(1, 5, "new"), LossBefore(510));
+  EXPECT_EQ(Get(1, 6, "new"), TwoBookmarks(6));
+  ExpectSound(9, 960);
 }
 
 // Cluster n begins at tick 64 n; where the upper bits of the tick change, with
@@ -198,7 +212,7 @@ TEST_F(RecoverTest, PacketsBehindAGapKeepTheirTicks) {
   // its place comes a packet without items that tells it.
   PutInBoth(4, Bytes(kImageBytes, 0));
   EXPECT_EQ(Recover({"--force"}).exit_code, 3);
-  EXPECT_EQ(Get(1, 4, "new"), ClusterOf(320, WithCrc(B("80 40 01 00 00 00"))));
+  EXPECT_EQ(Get(1, 4, "new"), ClusterOf(320, B("82 00 FF") + WithCrc(B("80 40 01 00 00 00"))));
   EXPECT_EQ(Get(1, 5, "new"), MostlyShortPackets(5));
   const std::string listing = Run({"view", "--listing", "new"}).out;
   EXPECT_THAT(listing, HasSubstr("(hdr2)   320 ("));
@@ -213,7 +227,7 @@ TEST_F(RecoverTest, AContinuationBehindAGapIsNotJoinedToWhatWasBefore) {
   EXPECT_EQ(Get(1, 5, "new"), Get(1, 5)) << "what it continues is there";
   PutInBoth(4, Bytes(kImageBytes, 0));
   EXPECT_EQ(Recover({"--force"}).exit_code, 3);
-  EXPECT_EQ(Get(1, 4, "new"), ClusterOf(560, FullPacket(560, {})));
+  EXPECT_EQ(Get(1, 4, "new"), LossBefore(560));
   ExpectSound(9, 960);
 }
 
@@ -269,8 +283,10 @@ TEST_F(RecoverTest, AnOlderRecordingSetAsideComesBeforeTheStore) {
   WriteFile(Path("more"), "");
   EXPECT_EQ(Recover({"--corrupt", "s_1.mtd.CORRUPT"}).exit_code, 0);
   EXPECT_EQ(Get(1, 4, "new"), TwoBookmarks(4));
-  EXPECT_EQ(Get(1, 5, "new"), TwoBookmarks(100));
-  ExpectSound(9, 100 * 104 + 60);
+  // Nothing tells what was between the two.
+  EXPECT_EQ(Get(1, 5, "new"), LossBefore(10010));
+  EXPECT_EQ(Get(1, 6, "new"), TwoBookmarks(100));
+  ExpectSound(10, 100 * 104 + 60);
 }
 
 TEST_F(RecoverTest, TicksThatTheStoreHasOtherPacketsOfAreLeftOut) {

@@ -99,8 +99,8 @@ class Recovery {
     if (!out.Open()) return false;
     for (const SalvagedCluster& cluster : salvage_.Clusters()) {
       unsigned char image[kClusterBytes];
-      if (!RingSalvage::MakeImage(cluster, image, recovered_, packets_)) continue;
-      if (cluster.source != nullptr) ++clusters_;
+      const bool holds_packets = RingSalvage::MakeImage(cluster, image, recovered_, packets_);
+      if (holds_packets && cluster.source != nullptr) ++clusters_;
       if (!out.Add(image)) return false;
     }
     return out.Complete() && IsSoundRing(out) && out.Publish();

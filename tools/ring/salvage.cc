@@ -59,8 +59,8 @@ class PacketCollector final : public ContentSink {
   // What stood in front of `next`, behind the last packet, is left out: a mark says so. There
   // is room for it unless almost nothing is.
   void MarkLoss(const unsigned char* next) {
-    const bool fits = size_ + (end_ - next) + static_cast<long>(records::kGapMark.size()) <=
-                      kClusterBytes;
+    const bool fits =
+        size_ + (end_ - next) + static_cast<long>(records::kGapMark.size()) <= kClusterBytes;
     if (next != behind_ && fits) Append(records::kGapMark.data(), records::kGapMark.size());
   }
   void OnItem(const unsigned char* item, unsigned int /*tick*/) override { ++counts_[item[0]]; }
@@ -87,8 +87,7 @@ void Finish(unsigned char* image, unsigned int st, int size) {
 // there is one.
 void MakeBearing(unsigned int tick, bool marks_loss, unsigned char* image) {
   unsigned char* packet = image + kClusterHeaderBytes;
-  if (marks_loss)
-    packet = std::copy(records::kGapMark.begin(), records::kGapMark.end(), packet);
+  if (marks_loss) packet = std::copy(records::kGapMark.begin(), records::kGapMark.end(), packet);
   packet[0] = HEADER_1;
   PutLe32(packet + 1, tick);
   packet[kHeader1Bytes - 1] = 0;
@@ -256,14 +255,19 @@ bool RingSalvage::MakeImage(const SalvagedCluster& from, unsigned char* image, T
   const CopyFacts& facts = FactsOf(from);
   unsigned char original[kClusterBytes];
   if (from.source->File(from.file).Read(from.cluster, original) != facts.state ||
-      ClusterSize(original) < facts.used_bytes || ClusterSt(original) != facts.first_tick)
+      ClusterSize(original) < facts.used_bytes || ClusterSt(original) != facts.first_tick) {
+    MakeBearing(from.first_tick, true, image);
     return false;
+  }
   const unsigned char* const end = original + facts.used_bytes;
   PacketCollector collector(original + kClusterHeaderBytes, end, image, counts);
   const ClusterContent content = WalkCluster(original, facts.used_bytes, &collector);
   collector.MarkLoss(end);
   packets += content.packets;
-  Finish(image, from.first_tick, collector.Size());
+  if (content.packets == 0)
+    MakeBearing(from.first_tick, true, image);
+  else
+    Finish(image, from.first_tick, collector.Size());
   return content.packets > 0;
 }
 

@@ -55,8 +55,9 @@ class RingSalvage {
   // How many clusters between two ticks were taken from beside the store.
   int Regained(unsigned int after_tick, unsigned int before_tick) const;
 
-  // Makes the cluster's image, without what is unsound in it, and adds up its
-  // items. False when there is nothing left of it, or it has changed meanwhile.
+  // Makes the cluster's image, with a mark in the place of what is unsound in it, and adds up
+  // its items. False when there is nothing left of it, or it has changed meanwhile: then the
+  // image is a mark alone.
   static bool MakeImage(const SalvagedCluster& from, unsigned char* image, TagCounts& counts,
                         unsigned long& packets);
 
