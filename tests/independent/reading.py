@@ -37,7 +37,7 @@ def key_and_value(tag, body, position):
         return "position", position[:2]
     if 0x34 <= tag <= 0x4B:
         return ("input", tag // 2), tag % 2
-    if tag in (0x51, 0x54, 0x55):
+    if tag in (0x51, 0x54, 0x55, LIVE_STREAM):
         return (tag, body[0] >> 4), body
     if tag in (0x09, 0x18, 0x50, 0x58, 0x60, 0x70, 0x90, 0xE0):
         return (tag, body[0]), body
