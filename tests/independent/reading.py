@@ -300,6 +300,16 @@ def flat_stretches(path):
     return [Stretch(None, decoder.flat_stream(path), False)]
 
 
+def is_sound_packet(data):
+    """Whether a packet of items with a right CRC stands at the beginning."""
+    head = {0x80: 6, 0x81: 3, 0x82: 2}.get(data[0])
+    if head is None or len(data) < head:
+        return False
+    size = head + data[head - 1]
+    covered = data[1] if head == 2 else size
+    return size < len(data) and decoder.crc8(data[:covered]) == data[size]
+
+
 def packet_places(payload):
     """(offset, head bytes, bytes) of each packet of items."""
     at, found = 0, []
