@@ -13,16 +13,13 @@ import sys
 import tempfile
 
 import decoder
+import extracts
 import reading
 import rings
 import sessions
 
 TICKS = 40000  # of the recording that the oldest end is of
 OLDEST_TICKS = 2 * 60 * 60 * 2
-PAST_END = 20
-NO_STATE = {0x03, 0x1A, 0x20, 0x21, 0x56, 0xC0, 0xF1}  # framing and events
-RADAR = range(0x61, 0x6F)
-COVERT_ON = 0x3A
 
 
 def check(good, what):
@@ -60,41 +57,6 @@ def make_ring(vmr, base, rng):
     return kept
 
 
-def known_at(records, tick):
-    """By what it is of, what the records tell last in front of a tick."""
-    known = {}
-    for record in records:
-        if record.tick is not None and record.tick >= tick:
-            break
-        if record.tag in NO_STATE or record.tag in RADAR:
-            continue
-        key, value = reading.key_and_value(record.tag, record.body, record.position)
-        if record.position is not None and record.position[2] != reading.KNOWN:
-            known.pop(key, None)
-        elif record.tag == reading.LIVE_STREAM and record.repeats:
-            known.setdefault(key, value)  # a full state may lag behind the reports
-        else:
-            known[key] = value
-    return known
-
-
-def split(path):
-    """(records of an extract's state, the others)"""
-    stretches = reading.flat_stretches(path)
-    records, gaps = reading.read(stretches, True)
-    check(gaps == 0, f"{gaps} gaps in an extract")
-    packets = list(decoder.packets(stretches[0].payload))
-    heads = [n for n, packet in enumerate(packets) if packet.kind != 0x82]
-    state_packets = packets[: heads[1] if len(heads) > 1 else len(packets)]
-    count = sum(len(list(decoder.items(packet))) for packet in state_packets)
-    return records[:count], records[count:]
-
-
-def as_told(records):
-    return [(r.tick, r.event_tick, r.tag, r.body, r.position and r.position[2],
-             r.position and r.position[2] and r.position[:2]) for r in records]
-
-
 def check_extract(vmr, base, records, start, end):
     """How many states it begins with."""
     out = base + ".vmd"
@@ -102,20 +64,9 @@ def check_extract(vmr, base, records, start, end):
                            str(end)], capture_output=True, text=True)
     what = f"extract {start} to {end}"
     check(done.returncode == 0, f"{what} ends with {done.returncode}: {done.stdout}{done.stderr}")
-    state, copied = split(out)
-    wanted = [r for r in records if r.tick is not None and start <= r.tick <= end + PAST_END]
-    for ours, theirs in zip(as_told(copied), as_told(wanted)):
-        check(ours == theirs, f"{what}: it says {ours}, the store {theirs}")
-    check(len(copied) == len(wanted), f"{what}: {len(copied)} records, the store has {len(wanted)}")
-    stated, known = known_at(state, start + 1), known_at(records, start)
-    check(stated == known, f"{what}: stated and not recorded {sorted_difference(stated, known)}, "
-                           f"recorded and not stated {sorted_difference(known, stated)}")
-    return len(stated)
-
-
-def sorted_difference(some, others):
-    return sorted((str(key), value) for key, value in some.items()
-                  if key not in others or others[key] != value)
+    stated, problem = extracts.compare(out, records, [], start, end)
+    check(problem is None, f"{what}: {problem}")
+    return stated
 
 
 def main():

@@ -152,7 +152,7 @@ class Reader:
         self.is_flat = is_flat
         self.follower = Follower()
         self.records = []
-        self.gaps = 0
+        self.gaps = []  # how many records stand in front of each
         self.tick, self.has_upper, self.has_header = None, False, False
         self.headers = 0
         self.group = None
@@ -173,7 +173,7 @@ class Reader:
 
     def begin_gap(self):
         self.finish_group()
-        self.gaps += 1
+        self.gaps.append(len(self.records))
         self.follower.forget()
 
     def lose_tick(self):
@@ -244,7 +244,7 @@ class Reader:
 
 
 def read(stretches, is_flat):
-    """(records, number of gaps)"""
+    """(records, how many of them stand in front of each gap)"""
     reader = Reader(is_flat)
     for stretch in stretches:
         reader.take_stretch(stretch)

@@ -13,6 +13,7 @@ import sys
 import tempfile
 
 import decoder
+import extracts
 import reading
 import sessions
 
@@ -159,6 +160,26 @@ class Bench:
         broken, kept, _ = lose(rng, pairs, [rng.choice(sorted(amid or {0, newest}))])
         self.write(broken)
         self.check_refused_and_recovered(broken, kept)
+
+    def cut_around_gaps(self, rng, pairs, _):
+        """Extracts whose start or range is behind, in front of or around a lost cluster."""
+        harmless = sorted({*range(len(pairs))} - looked_at(len(pairs) - 1))
+        if not harmless:
+            return
+        broken, _, _ = lose(rng, pairs, [rng.choice(harmless)])
+        self.write(broken)
+        records, gaps = reading.read(reading.ring_stretches(broken), False)
+        ticks = [record.tick for record in records if record.tick is not None]
+        for _ in range(5):
+            start = rng.choice(ticks) - rng.randrange(2)
+            end = max(start, min(start + rng.choice([10, 1000, 30000]), ticks[-1]))
+            done = subprocess.run([self.vmr, "extract", self.base, self.flat, "--force", "--from",
+                                   str(start), "--to", str(end)], capture_output=True, text=True)
+            what = f"extract {start} to {end}"
+            check(done.returncode in (0, 3), f"{what} ends with {done.returncode}: {done.stderr}")
+            _, problem = extracts.compare(self.flat, records, gaps, start, end)
+            check(problem is None, f"{what}: {problem}, gaps {[ticks_of(records, g) for g in gaps]}")
+            self.counts["cuts around gaps"] += 1
 
     def check_kept(self, kept, found):
         check([record[1:] for record in bytes_of(found)] == [record[1:] for record in bytes_of(kept)],
@@ -330,6 +351,10 @@ def agrees_with_line(ours, line):
     return all(abs(a - b) < 1e-7 for a, b in zip(shown, told)) and "position" not in line
 
 
+def ticks_of(records, number):
+    return [record.tick for record in records[max(0, number - 1) : number + 1]]
+
+
 def bytes_of(records):
     return [(record.tick, record.tag, record.body) for record in records]
 
@@ -362,6 +387,7 @@ STEPS = {
     "one_file": {},
     "broken_in_one": {"last packets lost": 1},
     "broken_in_both": {"stores with lost clusters": 1, "positions unknown": 1},
+    "cut_around_gaps": {"cuts around gaps": 10},
     "flipped": {"marked": 10},
     "flipped_framing": {"framing flips": 10},
     "recovered": {"stores recovered": 5},
