@@ -125,7 +125,7 @@ class Group:
         tags = {item.tag for items, _, _ in self.packets for item in items}
         size = sum(len(raw) for _, raw, _ in self.packets)
         items, raw, right = self.packets[0]
-        texts = [item.body[1:] if item.tag == 0x20 else b"" for item in [*items[:2], *items[:1]][:2]]
+        texts = [item.body[1:] if item.tag == 0x20 else b"" for item in items[:2]] + [b"", b""]
         if is_first and is_flat and right and self.is_clean:
             self.is_label = re.fullmatch(rb"Range \d+ to \d+", texts[0]) is not None
             self.is_replayed = self.is_label and not texts[1].startswith(b"State completed by vmr")

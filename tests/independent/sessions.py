@@ -80,8 +80,8 @@ class Drive:
 
     def stream_quality(self):
         return {"event": "stream_quality",
-                "streams": [{"format": self.rng.randrange(16), "camera_port": self.rng.randrange(10),
-                             "split": self.flag()} for _ in range(4)]}
+                "streams": [{"format": self.rng.randrange(16), "split": self.flag(),
+                             "camera_port": self.rng.randrange(10)} for _ in range(4)]}
 
     def microphone(self):
         return {"event": "microphone", "microphone": self.rng.randrange(4), "present": self.flag(),

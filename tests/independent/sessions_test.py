@@ -49,8 +49,8 @@ class Bench:
         for _ in range(rng.choice([1, 1, 2])):
             with open(self.input, "w", encoding="utf-8") as file:
                 file.write(sessions.text_of(sessions.session(rng)))
-            done = subprocess.run([self.vmr, "record", self.base, "--replay", "--input", self.input],
-                                  capture_output=True, text=True)
+            done = subprocess.run([self.vmr, "record", self.base, "--replay", "--input",
+                                   self.input], capture_output=True, text=True)
             check(done.returncode == 0, f"record ends with {done.returncode}: {done.stderr}")
             check(", 0 lines skipped" in done.stderr, f"record: {done.stderr}")
         return reading.first_lap(self.base)
@@ -178,11 +178,13 @@ class Bench:
             what = f"extract {start} to {end}"
             check(done.returncode in (0, 3), f"{what} ends with {done.returncode}: {done.stderr}")
             _, problem = extracts.compare(self.flat, records, gaps, start, end)
-            check(problem is None, f"{what}: {problem}, gaps {[ticks_of(records, g) for g in gaps]}")
+            around = [ticks_of(records, gap) for gap in gaps]
+            check(problem is None, f"{what}: {problem}, gaps {around}")
             self.counts["cuts around gaps"] += 1
 
     def check_kept(self, kept, found):
-        check([record[1:] for record in bytes_of(found)] == [record[1:] for record in bytes_of(kept)],
+        ours, theirs = ([record[1:] for record in bytes_of(all_)] for all_ in (found, kept))
+        check(ours == theirs,
               f"{len(found)} records, {len(kept)} in whole clusters")
 
     def check_refused_and_recovered(self, broken, kept):
