@@ -23,11 +23,18 @@ class Damaged(Exception):
     """The bytes are no recording; the message says where."""
 
 
+def crc_of_byte(crc):
+    for _ in range(8):
+        crc = ((crc << 1) ^ 0x07) & 0xFF if crc & 0x80 else crc << 1
+    return crc
+
+
+CRC_TABLE = [crc_of_byte(byte) for byte in range(256)]
+
+
 def crc8(data, crc=0xFF):
     for byte in data:
-        crc ^= byte
-        for _ in range(8):
-            crc = ((crc << 1) ^ 0x07) & 0xFF if crc & 0x80 else crc << 1
+        crc = CRC_TABLE[crc ^ byte]
     return crc
 
 
@@ -67,7 +74,6 @@ def documented_items():
         for tag in range(tags[0], tags[1] + 1) if between == " .." else tags:
             found[tag] = int(size), text != ""
     found[0x04] = found[0x11]  # written with the configuration, and no reader's
-    del found[0x19]  # reserved: no store writes it
     return found
 
 
@@ -75,7 +81,18 @@ FORMAT = pathlib.Path(__file__).resolve().parent.parent.parent / "docs" / "forma
 ITEMS = documented_items()
 
 
+RESERVED = 0x19  # no store writes it; a reader skips it
+
+
 def items(packet):
+    """As a store writes them: reserved ones are damage."""
+    for item in read_items(packet):
+        if item.tag == RESERVED:
+            raise Damaged(f"tick {packet.tick}: illegal tag {item.tag:#x}")
+        yield item
+
+
+def read_items(packet):
     at = 0
     while at < len(packet.items):
         tag = packet.items[at]
