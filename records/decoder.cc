@@ -222,8 +222,13 @@ void Decoder::Add(const Packet& packet) {
   DoubtTick(packet);
 }
 
-// What a packet with a wrong CRC has told of ticks holds for its own records at most.
+// What a packet with a wrong CRC has told of ticks holds for its own records at most. Where
+// its items do not end with it, its length may be what is wrong, and it may have swallowed a
+// header.
 void Decoder::DoubtTick(const Packet& packet) {
+  const auto any = [](const unsigned char*, std::size_t) { return true; };
+  const bool is_dictionary = packet.bytes[0] == HEADER_DICTIONARY;
+  if (is_dictionary || ForEachItem(packet.bytes, packet.size, any) != 0) return LoseTick();
   if (packet.bytes[0] == HEADER_1) has_upper_bits_ = false;
   if (packet.bytes[0] == HEADER_1 || packet.bytes[0] == HEADER_2) needs_header_ = true;
 }

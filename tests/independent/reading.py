@@ -28,7 +28,7 @@ INPUTS = [*range(0x34, 0x48, 2), 0x4A]
 LIVE_STREAM = 0xB0
 END_OF_CONFIGURATION = 0x1A
 ADJUST = 0x21
-GAP_MARK = b"\x82\x00\x00"  # what an extract has in the place of what was lost
+GAP_MARK = b"\x82\x00\xFF"  # what an extract, or a recovered store, has in the place of what was lost
 
 
 def key_and_value(tag, body, position):
@@ -211,6 +211,8 @@ class Reader:
         if not right and kind != 0x82:
             self.has_header = False
             self.has_upper = self.has_upper and kind == 0x81
+        if not right and not whole:  # its length may be wrong: it may have swallowed a header
+            self.lose_tick()
 
     def take_stretch(self, stretch):
         if stretch.gap:
@@ -235,7 +237,7 @@ class Reader:
             if at + size > len(payload):
                 self.begin_gap()  # cut short
                 return
-            if self.is_flat and payload[at : at + size] == GAP_MARK:
+            if payload[at : at + size] == GAP_MARK:
                 self.begin_gap()
                 self.lose_tick()
             else:

@@ -205,6 +205,15 @@ TEST(Ticks, OfAHeaderWithAWrongCrcDoNotHoldForItsContinuations) {
                           "- serial_number text='abcd'", "15 bookmark"));
 }
 
+// A flipped length: the packet swallows the one behind it, which told the tick's upper bits.
+TEST(Ticks, BehindAPacketThatMayHaveSwallowedAHeaderAreUnknown) {
+  EXPECT_THAT(DecodedLines(Hdr1(7824, "56") + B("81 94 09 56 44 80 6A 1F 00 00 01 56 2C") +
+                           Hdr2(0x6C, "56") + Hdr1(8050, "56")),
+              ElementsAre("7824 bookmark", "7828 bookmark (wrong CRC)",
+                          "7828 input input='ignition' on=1 (wrong CRC)",
+                          "gap 7824..- wrong packet CRC", "- bookmark", "8050 bookmark"));
+}
+
 TEST(Ticks, BehindAFullHeaderWithAWrongCrcAreUnknownUntilTheNextOne) {
   Bytes flipped = Hdr1(300, "56");
   flipped.back() ^= 1;

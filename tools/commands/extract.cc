@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "backends/data_store_flat.h"
 #include "backends/file_io.h"
 #include "host/watchdog.h"
 #include "reader/metadata_reader.h"
@@ -249,23 +251,30 @@ class BufferedFile {
   bool good_ = true;
 };
 
+// A flat file's beginning, as the library writes it.
+std::string FlatFileHead() {
+  constexpr int kRoom = 1024;
+  std::vector<unsigned char> bytes(kRoom);
+  DataStoreFlatMessage store(bytes.data(), kRoom, true);
+  if (store.Open() == 0) return {};
+  const auto size = static_cast<std::size_t>(store.BytesWritten());
+  store.Close();
+  return {reinterpret_cast<const char*>(bytes.data()), size};
+}
+
 // What a unit would write at the start. It is not told of the start's own events, which are
-// copied behind it. Without a full state to begin with a unit writes what it is set to:
-// nothing of that counts as recorded.
-std::optional<UnitExtract> UnitsState(const std::string& base, const ExtractOptions& options,
+// copied behind it. Nothing counts as recorded of what a unit writes without a full state to
+// begin with; and where it can read nothing at all, it writes none.
+std::optional<UnitExtract> UnitsState(const ExtractOptions& options, const std::string& base,
                                       const TickRange& range) {
   OutputFile unit(options.out, true);
   if (!unit.Open()) return std::nullopt;
-  const QuietLog quiet;  // nobody has asked for this file
   const unsigned int before = range.first - (range.first > 0 ? 1 : 0);
+  const QuietLog quiet;  // nobody has asked for this file
   ExtractionReport report;
-  if (!ExtractAsUnit(base, {before, before}, unit, report) && !report.wrote_everything) {
-    Say(fmt::format("{}: cannot be written whole; is there room for it?", options.out));
-    return std::nullopt;
-  }
-  auto state = ReadUnitExtract(unit.Descriptor());
-  if (!state) Say(fmt::format("{}: a unit's extract of it cannot be read", base));
-  return state;
+  static_cast<void>(ExtractAsUnit(base, {before, before}, unit, report));
+  if (auto state = ReadUnitExtract(unit.Descriptor())) return state;
+  return UnitExtract{FlatFileHead(), {}};
 }
 
 int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
@@ -273,7 +282,7 @@ int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
   const std::string& base = recording.name;
   OutputFile out(options.out, options.force);
   if (!out.Open()) return kExitFailure;
-  const std::optional<UnitExtract> unit = UnitsState(base, options, facts.extracted);
+  const std::optional<UnitExtract> unit = UnitsState(options, base, facts.extracted);
   if (!unit) return kExitFailure;
   const unsigned int end = WidenedEnd(facts.extracted.last);
   BufferedFile file(out.Descriptor());
