@@ -88,6 +88,10 @@ bool IsBefore(const Place& a, const Place& b) {
   return a.cluster != b.cluster ? a.cluster < b.cluster : a.offset < b.offset;
 }
 
+bool EndsWith(std::string_view text, std::string_view ending) {
+  return text.size() >= ending.size() && text.substr(text.size() - ending.size()) == ending;
+}
+
 // "Range 1000 to 2000", the label of an extract.
 bool IsRangeLabel(std::string_view text) {
   constexpr std::string_view kBefore = "Range ", kBetween = " to ";
@@ -428,8 +432,10 @@ void Decoder::TakeLabel() {
   if (!packet.crc_right) is_replayed_state_ = true;  // for all that anybody can tell
   if (!packet.crc_right || packet.bytes[0] == HEADER_CONT) return;
   is_labelled_ = IsRangeLabel(LogText(0));
-  is_replayed_state_ =
-      is_labelled_ && LogText(1).substr(0, kCompletedLabel.size()) != kCompletedLabel;
+  const std::string_view completed = LogText(1);
+  const bool is_completed = completed.substr(0, kCompletedLabel.size()) == kCompletedLabel;
+  is_replayed_state_ = is_labelled_ && !is_completed;
+  is_clock_estimated_ = is_labelled_ && is_completed && EndsWith(completed, kEstimatedClock);
 }
 
 // Of the group's item `number`; empty when that is no log.
@@ -527,7 +533,7 @@ void Decoder::TakeTime(Record& record) {
     }
   }
   anchor_ = Anchor{record.tick, told_us};
-  anchor_is_sure_ = true;
+  anchor_is_sure_ = !is_labelled_ || !is_clock_estimated_;
   next_.reset();
   has_looked_ = false;
 }

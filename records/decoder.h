@@ -17,6 +17,8 @@ namespace vmr::records {
 // An extract whose state the program has checked and completed says so in a log item that
 // begins so and stands with the state. No recorded text can: a state holds none.
 inline constexpr std::string_view kCompletedLabel = "State completed by vmr";
+// The same log item ends so where the state's time is reckoned across a gap, or backwards.
+inline constexpr std::string_view kEstimatedClock = "; its time is an estimate";
 
 // In the place of what was lost before an extract was made, or a store recovered: a
 // continuation without items, which no recorder writes. A unit's reader finds nothing in it.
@@ -132,8 +134,9 @@ class Decoder {
   Position position_;
   bool has_met_header_ = false;
   bool first_group_ = true;
-  bool is_labelled_ = false;        // the group at hand is the state that an extract begins with
-  bool is_replayed_state_ = false;  // it is as a unit made it
+  bool is_labelled_ = false;         // the group at hand is the state that an extract begins with
+  bool is_clock_estimated_ = false;  // ... and the time that it tells is an estimate
+  bool is_replayed_state_ = false;   // it is as a unit made it
 
   KnownItems known_;
   std::optional<Gap> gap_;

@@ -53,6 +53,16 @@ void AddLost(std::vector<std::string>& missing, const ExtractionFacts& facts) {
                                   TextOf(gap.reason)));
 }
 
+// A gap that ends inside the range is told as one of its own.
+void AddGapBefore(std::vector<std::string>& missing, const ExtractionFacts& facts) {
+  const auto& gap = facts.cut->gap_before;
+  if (!gap || !facts.cut->gaps.empty() || gap->to_tick == kNoTick) return;
+  missing.push_back(fmt::format(
+      "something is lost in front of the range, up to tick {}{}: the state holds only what was "
+      "told behind that",
+      gap->to_tick, TimeNote(facts, gap->to_tick)));
+}
+
 void AddBeginning(std::vector<std::string>& missing, const ExtractionFacts& facts) {
   const unsigned int begins = facts.cut->recording_begins;
   if (begins == kNoTick || facts.begins_at_first || begins <= facts.asked.first) return;
@@ -111,6 +121,7 @@ std::vector<std::string> WhatIsMissing(const ExtractionFacts& facts) {
   std::vector<std::string> missing;
   if (facts.cut) {
     AddLost(missing, facts);
+    AddGapBefore(missing, facts);
     AddBeginning(missing, facts);
   }
   if (report.packets == 0) {

@@ -20,6 +20,7 @@ using records::KindId;
 using records::KindUse;
 using records::PacketFound;
 using records::Record;
+using records::TimeQuality;
 
 namespace {
 
@@ -157,9 +158,10 @@ void RangeCut::Hold(const PacketFound& packet) {
 void RangeCut::OnRecord(const Record& record) {
   if (has_begun_) return;
   known_.Take(record);
-  if (record.tick == kNoTick || record.time.quality == records::TimeQuality::kUnknown ||
-      record.time.quality == records::TimeQuality::kEstimated)
-    return;
+  if (record.kind->id == KindId::kConfigurationEnd && record.repeats) facts_.gap_before.reset();
+  const TimeQuality quality = record.time.quality;
+  if (record.tick == kNoTick || quality == TimeQuality::kUnknown) return;
+  time_is_sure_ = quality != TimeQuality::kEstimated;
   time_ = record.time;
   time_tick_ = record.tick;
 }
@@ -174,7 +176,8 @@ void RangeCut::OnGap(const Gap& gap) {
     known_before_held_ = known_;  // the packet is held, and may be of the range
   else
     held_.clear();
-  time_tick_ = kNoTick;
+  time_is_sure_ = false;
+  if (gap.reason != GapReason::kOverwritten) facts_.gap_before = gap;
 }
 
 void RangeCut::OnNewRun(int /*run*/, unsigned int /*tick*/) {
@@ -214,9 +217,9 @@ std::vector<std::string> RangeCut::TimeItems() const {
 }
 
 std::string RangeCut::CompletedText() const {
-  return fmt::format("{}: {} kept, {} corrected, {} added, {} not recorded and left out",
+  return fmt::format("{}: {} kept, {} corrected, {} added, {} not recorded and left out{}",
                      records::kCompletedLabel, facts_.kept, facts_.corrected, facts_.added,
-                     facts_.removed);
+                     facts_.removed, time_is_sure_ ? "" : records::kEstimatedClock);
 }
 
 // What is recorded of what the unit's state says.

@@ -53,7 +53,9 @@ struct CutFacts {
   unsigned int next_tick = kNoTick;         // the first one behind the range
   unsigned int recording_begins = kNoTick;  // the first tick of all
   std::vector<records::Gap> gaps;           // in the range
-  bool ticks_begin_anew = false;            // then nothing was written: ticks name no one place
+  // The last one in front of the range; what was told before it is not in the state.
+  std::optional<records::Gap> gap_before;
+  bool ticks_begin_anew = false;  // then nothing was written: ticks name no one place
 };
 
 // Takes a recording's records and writes the extract: head, label, a full state of nothing
@@ -115,9 +117,9 @@ class RangeCut final : public records::Sink {
   bool has_ended_ = false;
 
   ItemsInForce known_;
-  records::Time time_;  // at `time_tick_`, the last one known to be right
+  records::Time time_;  // at `time_tick_`
   unsigned int time_tick_ = kNoTick;
-  std::vector<std::string> zone_items_;
+  bool time_is_sure_ = false;
 
   // In front of the range, behind the last packet of a known tick: they may belong to it.
   std::vector<Held> held_;
