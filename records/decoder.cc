@@ -161,6 +161,11 @@ std::size_t Decoder::Walk(const Stretch& stretch) {
 std::size_t Decoder::TakePacket(const Stretch& stretch, std::size_t at) {
   const unsigned char* const bytes = stretch.bytes + at;
   const std::size_t available = stretch.size - at;
+  if (damage_ && !IsSoundPacket(bytes, available)) return TakeDamage(stretch, at);
+  if (damage_) {
+    damage_->reason = GapReason::kNoPackets;
+    EndDamage();
+  }
   if (bytes[0] == HEADER_NULL) return 1;
   const std::size_t size = WholePacketBytes(bytes, available);
   if (size == 0 && FindPacketShape(bytes[0]) != nullptr && !stretch.is_whole) return 0;
@@ -169,27 +174,35 @@ std::size_t Decoder::TakePacket(const Stretch& stretch, std::size_t at) {
   const bool right = PacketEndIsRight(bytes, size);
   // A wrong CRC is a flipped bit where the packets go on behind it; else no packet stands
   // here at all.
-  if (!right && (size < available ? !BeginsPacket(bytes[size]) : !stretch.is_whole))
-    return TakeDamage(stretch, at);
+  if (!right && size == available && !stretch.is_whole) return 0;
+  if (!right && size < available && !BeginsPacket(bytes[size])) return TakeDamage(stretch, at);
   Add({bytes, size, Moved(stretch.place, at), right});
   return size;
 }
 
-// Up to the next sound packet.
+// Up to the next sound packet, which may stand in a stretch that is still to come.
 std::size_t Decoder::TakeDamage(const Stretch& stretch, std::size_t at) {
+  if (!damage_) {
+    Flush();
+    damage_ = Gap(BeginsPacket(stretch.bytes[at]) ? GapReason::kCutShort : GapReason::kNoPackets);
+    damage_->place = Moved(stretch.place, at);
+  }
   std::size_t end = at + 1;
   while (end < stretch.size && !IsSoundPacket(stretch.bytes + end, stretch.size - end)) ++end;
   // The last bytes may begin a packet that the next stretch ends.
-  if (end == stretch.size && !stretch.is_whole)
-    end = std::max(at + 1, stretch.size - std::min(stretch.size, kLongestPacket));
-  Flush();
-  const bool is_cut = end == stretch.size && stretch.is_whole && BeginsPacket(stretch.bytes[at]);
-  Gap gap{is_cut ? GapReason::kCutShort : GapReason::kNoPackets};
-  gap.place = Moved(stretch.place, at);
-  gap.bytes = static_cast<std::int64_t>(end - at);
-  BeginGap(gap);
-  LoseTick();
+  const bool goes_on = end == stretch.size && !stretch.is_whole;
+  if (goes_on) end = std::max(at + 1, stretch.size - std::min(stretch.size, kLongestPacket));
+  damage_->bytes += static_cast<std::int64_t>(end - at);
+  if (goes_on) return end - at;
+  if (end < stretch.size) damage_->reason = GapReason::kNoPackets;
+  EndDamage();
   return end - at;
+}
+
+void Decoder::EndDamage() {
+  BeginGap(*damage_);
+  damage_.reset();
+  LoseTick();
 }
 
 std::size_t Decoder::TakeGapMark(const Stretch& stretch, std::size_t at) {
@@ -358,7 +371,8 @@ void Decoder::Emit(Record& record) {
   const Position before = position_;
   if (kind == KindId::kPosition) FollowPosition(record);
   record.repeats = Repeats(record, before);
-  const bool is_followed = record.kind->use == KindUse::kState && kind != KindId::kPosition;
+  const bool is_followed =
+      record.kind->use == KindUse::kState && kind != KindId::kPosition && !looks_for_time_;
   if (is_followed && (!record.repeats || kind != KindId::kLiveStream)) known_.Remember(record);
   sink_.OnRecord(record);
 }

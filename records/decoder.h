@@ -76,6 +76,7 @@ class Decoder {
   std::size_t Walk(const Stretch& stretch);
   std::size_t TakePacket(const Stretch& stretch, std::size_t at);
   std::size_t TakeDamage(const Stretch& stretch, std::size_t at);
+  void EndDamage();
   std::size_t TakeGapMark(const Stretch& stretch, std::size_t at);
   void BeginStretch(const Stretch& stretch);
   void Add(const Packet& packet);
@@ -140,6 +141,7 @@ class Decoder {
 
   KnownItems known_;
   std::optional<Gap> gap_;
+  std::optional<Gap> damage_;  // that goes on at the end of a stretch
 };
 
 }  // namespace vmr::records

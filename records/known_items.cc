@@ -23,8 +23,6 @@ std::uint64_t HashOf(const unsigned char* bytes, std::size_t size) {
 
 }  // namespace
 
-KnownItems::KnownItems() : slots_(std::make_unique<Slot[]>(kKindCount * kKeys)) {}
-
 // Keys are small numbers: ports, positions, sensors, settings. Those of a microphone's
 // stream number and of what is told of it share a byte.
 std::size_t KnownItems::SlotIndex(const Record& record) {
@@ -37,6 +35,7 @@ std::size_t KnownItems::SlotIndex(const Record& record) {
 }
 
 bool KnownItems::Agrees(const Record& record) const {
+  if (slots_ == nullptr) return true;
   const Slot& slot = slots_[SlotIndex(record)];
   if (slot.generation != generation_) return true;
   if (slot.size == record.item_bytes) return SameItem(slot, record);
@@ -61,6 +60,7 @@ bool KnownItems::SameItem(const Slot& slot, const Record& record) {
 }
 
 void KnownItems::Remember(const Record& record) {
+  if (slots_ == nullptr) slots_ = std::make_unique<Slot[]>(kKindCount * kKeys);
   Slot& slot = slots_[SlotIndex(record)];
   slot.generation = generation_;
   slot.size = static_cast<unsigned char>(record.item_bytes);

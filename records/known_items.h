@@ -11,8 +11,6 @@ namespace vmr::records {
 
 class KnownItems {
  public:
-  KnownItems();
-
   // True unless the record says something else than is known of the same thing.
   bool Agrees(const Record& record) const;
   void Remember(const Record& record);
@@ -30,7 +28,7 @@ class KnownItems {
   static bool SameItem(const Slot& slot, const Record& record);
   static std::size_t SlotIndex(const Record& record);
 
-  std::unique_ptr<Slot[]> slots_;
+  std::unique_ptr<Slot[]> slots_;  // null: nothing was ever remembered
   std::uint32_t generation_ = 1;
 };
 
