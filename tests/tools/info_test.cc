@@ -46,9 +46,9 @@ TEST_F(Info, SaysWhichUnitFromWhenToWhenAndHowMuch) {
   const Finished info = Run({"info", "s"});
   EXPECT_EQ(info.exit_code, 0);
   EXPECT_EQ(info.err, "");
-  EXPECT_THAT(info.out, HasSubstr("Serial number VMR-000123\n"));
-  EXPECT_THAT(info.out, HasSubstr("Officer       J. Larsen (first told about 2019-06-19 16:3"));
-  EXPECT_THAT(info.out, HasSubstr("\n              M. Okafor (first told 2019-06-19 16:35:0"));
+  EXPECT_THAT(info.out, HasSubstr("Serial number \"VMR-000123\"\n"));
+  EXPECT_THAT(info.out, HasSubstr("Officer       \"J. Larsen\" (first told about 2019-06-19 16:3"));
+  EXPECT_THAT(info.out, HasSubstr("\n              \"M. Okafor\" (first told 2019-06-19 16:35:0"));
   EXPECT_THAT(info.out, HasSubstr("\nRecorded      10 min"));
   EXPECT_THAT(info.out, HasSubstr("\nTime zone     America/Chicago\n"));
   EXPECT_THAT(info.out, HasSubstr("\nGaps          none\n"));
@@ -141,6 +141,18 @@ TEST_F(Info, WhatCannotBeReadIsAFailureAndTheRestIsReadAllTheSame) {
   EXPECT_EQ(info.exit_code, 1);
   EXPECT_THAT(info.err, HasSubstr("vmr: nowhere: "));
   EXPECT_THAT(info.out, HasSubstr("Recording     s\n"));
+}
+
+TEST_F(Info, RecordedTextsCannotBeTakenForWhatItSaysItself) {
+  Replay(R"in({"event":"vehicle","vehicle_id":"not told","tick":10}
+{"event":"officer","name":"Kim (first told 2019-01-01, tick 1)","badge_id":"\\x1B","tick":20}
+)in");
+  const std::string info = Run({"info", "s"}).out;
+  EXPECT_THAT(info, HasSubstr("\"not told\" (first told "));
+  EXPECT_THAT(info, HasSubstr("\"Kim (first told 2019-01-01, tick 1)\" (first told "));
+  EXPECT_THAT(info, HasSubstr(R"("\\x1B" (first told )"));
+  EXPECT_THAT(info, HasSubstr("Department    \"\"\n"));
+  EXPECT_THAT(Run({"view", "s"}).out, HasSubstr("Department    \"\"\n"));
 }
 
 TEST_F(Info, RecordedTextsAreEscaped) {

@@ -131,7 +131,7 @@ TEST_F(View, NamesAndUnitsAreWhatTheRecordingTells) {
 )");
   const std::string out = ViewOf({"s"});
   for (const char* phrase :
-       {"  microphone 2 (Cabin) on", "  camera 0 (Front) on\n", "  emergency lights on\n",
+       {"  microphone 2 (\"Cabin\") on", "  camera 0 (\"Front\") on\n", "  emergency lights on\n",
         "  record button long pressed\n", "temperature inlet 31 degrees"})
     EXPECT_THAT(out, HasSubstr(phrase));
 }
@@ -275,8 +275,8 @@ TEST_F(View, SettingsAreOneLineUnlessAskedFor) {
       LineWith(folded, "settings told"),
       HasSubstr("items; among them: GPS available; vehicle \"Car 7\"; officer \"J. Larsen\""));
   EXPECT_THAT(folded, Not(HasSubstr("start on siren")));
-  EXPECT_THAT(ViewOf({"s", "--dumps"}), HasSubstr("setting \"start on siren\" is 0"));
-  EXPECT_THAT(ViewOf({"s", "--kind", "policy"}), HasSubstr("setting \"start on siren\" is 0"));
+  EXPECT_THAT(ViewOf({"s", "--dumps"}), HasSubstr("setting start on siren = 0"));
+  EXPECT_THAT(ViewOf({"s", "--kind", "policy"}), HasSubstr("setting start on siren = 0"));
 }
 
 TEST_F(View, AFullStateIsOneLineWithWhatHasChanged) {
