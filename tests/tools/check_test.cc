@@ -463,6 +463,23 @@ TEST_F(CheckTest, ContinuationsThatBeginTheFirstOrTheLastClusterAreSound) {
   }
 }
 
+TEST_F(CheckTest, TimesAreOfTheRecordedZoneOrTheOneAskedFor) {
+  WriteFile(Path("config"), R"({"system_info":{"time_zone_index":"America/Chicago"}})");
+  WriteFile(Path("input"),
+            "{\"event\":\"bookmark\",\"tick\":9,\"time\":\"2024-05-01T10:00:00Z\"}\n"
+            "{\"event\":\"bookmark\",\"tick\":99}\n");
+  ASSERT_EQ(Run({"record", "s", "--replay", "--config", "config", "--input", "input"}).exit_code,
+            0);
+  ASSERT_EQ(Run({"extract", "s", "cut", "--from", "20", "--to", "99"}).exit_code, 0);
+  const Finished both = Run({"check", "s", "cut"});
+  EXPECT_EQ(both.err, "");
+  EXPECT_THAT(both.out, HasSubstr("ticks 9 (2024-05-01 05:00:00-05:00) to "));
+  EXPECT_THAT(both.out, HasSubstr("ticks 20 (2024-05-01 05:00:0"));
+  EXPECT_THAT(Run({"check", "s", "--time-zone", "Europe/Berlin"}).out,
+              HasSubstr("ticks 9 (2024-05-01 12:00:00+02:00) to "));
+  EXPECT_EQ(Run({"check", "s", "--time-zone", "Nowhere"}).exit_code, 2);
+}
+
 TEST_F(CheckTest, TimesAreGivenWhereTheRecordingTellsThem) {
   MakeRingOfBookmarks(10);
   // 1714557600 is 2024-05-01T10:00:00Z, at tick 410.

@@ -113,7 +113,7 @@ TEST_F(CompletedExtract, SaysAtItsStartHowMuchOfTheStateWasCorrected) {
   const std::string log = "State completed by vmr: ";
   const std::string lines = Run({"export", "cut", "--kind", "log"}).out;
   EXPECT_THAT(lines, HasSubstr(log));
-  EXPECT_THAT(cut.out, HasSubstr("state:   as recorded up to there; of the unit's own values "));
+  EXPECT_THAT(cut.out, HasSubstr("state:   as recorded up to there: "));
 }
 
 TEST_F(CompletedExtract, GoesOnBehindALostClusterAndShowsTheGap) {

@@ -41,12 +41,12 @@ TEST_F(DiffTest, TwoRecordingsAreComparedAtTheirEnds) {
   EXPECT_EQ(diff.exit_code, 0);
   EXPECT_EQ(diff.err, "");
   EXPECT_THAT(diff.out, StartsWith("--- a: tick 100"));
-  EXPECT_THAT(
-      diff.out,
-      AllOf(HasSubstr("\n+++ b: tick 100"), HasSubstr("\n- vehicle: Car 7\n+ vehicle: Car 8\n"),
-            HasSubstr("\n- policy start on siren: yes\n+ policy start on siren: no\n"),
-            HasSubstr("\n- policy pre event time: 30\n+ policy pre event time: 0\n"),
-            Not(HasSubstr("officer")), Not(HasSubstr("input"))));
+  EXPECT_THAT(diff.out,
+              AllOf(HasSubstr("\n+++ b: tick 100"),
+                    HasSubstr("\n- vehicle: \"Car 7\"\n+ vehicle: \"Car 8\"\n"),
+                    HasSubstr("\n- policy start on siren: yes\n+ policy start on siren: no\n"),
+                    HasSubstr("\n- policy pre event time: 30\n+ policy pre event time: 0\n"),
+                    Not(HasSubstr("officer")), Not(HasSubstr("input"))));
   EXPECT_EQ(Run({"diff", "a", "b", "--exit-code"}).exit_code, 5);
 }
 
@@ -63,8 +63,8 @@ TEST_F(DiffTest, TwoTimesOfOneRecordingAreCompared) {
   const Finished diff = Run({"diff", "a", "--at", "150", "--and", "250"});
   EXPECT_EQ(diff.exit_code, 0);
   EXPECT_THAT(diff.out,
-              AllOf(HasSubstr("\n- officer: (empty)\n+ officer: J. Larsen\n"),
-                    HasSubstr("\n- badge: (empty)\n+ badge: 4711\n"), Not(HasSubstr("vehicle"))));
+              AllOf(HasSubstr("\n- officer: \"\"\n+ officer: \"J. Larsen\"\n"),
+                    HasSubstr("\n- badge: \"\"\n+ badge: \"4711\"\n"), Not(HasSubstr("vehicle"))));
   const Finished at = Run({"diff", "a", "b", "--at", "150", "--kind", "vehicle,policy"});
   EXPECT_THAT(at.out, AllOf(HasSubstr("Car 8"), Not(HasSubstr("siren"))));
 }
@@ -77,7 +77,7 @@ TEST_F(DiffTest, WhatIsUnknownOnOneSideIsNoDifferenceForSure) {
   const Finished outside = Run({"diff", "a", "--at", "150", "--and", "5000000"});
   EXPECT_EQ(outside.exit_code, 3);
   EXPECT_THAT(outside.err, StartsWith("vmr: a: the recording ends before, at tick 100"));
-  EXPECT_THAT(outside.out, HasSubstr("\n- vehicle: Car 7\n+ vehicle: (unknown)\n"));
+  EXPECT_THAT(outside.out, HasSubstr("\n- vehicle: \"Car 7\"\n+ vehicle: (unknown)\n"));
 }
 
 TEST_F(DiffTest, JsonHasBothRecords) {
@@ -94,10 +94,24 @@ TEST_F(DiffTest, JsonHasBothRecords) {
   EXPECT_EQ(diff["differences"][1]["old"], nullptr);
 }
 
+TEST_F(DiffTest, ARecordedTextCannotSayThatSomethingIsUnknown) {
+  Record("a", R"in({"event":"vehicle","vehicle_id":"(unknown)","tick":100}
+{"event":"officer","name":"\\x1B","badge_id":"\u001b","tick":200}
+)in");
+  Record("b", kSecond);
+  const Finished diff = Run({"diff", "a", "b", "--kind", "vehicle,officer,badge"});
+  EXPECT_THAT(diff.out, HasSubstr("\n- vehicle: \"(unknown)\"\n+ vehicle: \"Car 8\"\n"));
+  EXPECT_THAT(diff.out, HasSubstr(R"(- officer: "\\x1B")"));
+  EXPECT_THAT(diff.out, HasSubstr(R"(- badge: "\x1B")"));
+}
+
 TEST_F(DiffTest, WrongUsageIsTold) {
   RecordBoth();
   EXPECT_EQ(Run({"diff", "a"}).exit_code, 2);
   EXPECT_EQ(Run({"diff", "a", "--at", "5"}).exit_code, 2);
+  const Finished date = Run({"diff", "a", "--at", "5", "--and", "2024-05-01"});
+  EXPECT_EQ(date.exit_code, 2);
+  EXPECT_THAT(date.err, HasSubstr("say --and 2024-05-01T00:00 for its beginning"));
   EXPECT_EQ(Run({"diff", "a", "b", "--and", "5"}).exit_code, 2);
   EXPECT_EQ(Run({"diff", "a", "b", "a"}).exit_code, 2);
   EXPECT_EQ(Run({"diff", "a", "nothing"}).exit_code, 1);

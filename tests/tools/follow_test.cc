@@ -122,11 +122,11 @@ TEST_F(FollowTest, PrintsWhatIsRecordedFromNowOn) {
   Following following(folder, {"s", "--cursor-file", "cursor"});
   ASSERT_TRUE(WaitForFile("cursor"));
   Replay(Log(2) + Log(3));
-  for (int n = 0; n < 600 && !HasLine("log: n3"); ++n) Sleep_ms(50);
+  for (int n = 0; n < 600 && !HasLine("log: \"n3\""); ++n) Sleep_ms(50);
   EXPECT_EQ(following.End(SIGINT), 0);
   const std::string lines = ReadFile(Path("lines"));
-  EXPECT_THAT(lines, HasSubstr("  log: n2\n"));
-  EXPECT_THAT(lines, HasSubstr("  log: n3\n"));
+  EXPECT_THAT(lines, HasSubstr("  log: \"n2\"\n"));
+  EXPECT_THAT(lines, HasSubstr("  log: \"n3\"\n"));
   EXPECT_THAT(lines, testing::Not(HasSubstr("n1")));
   EXPECT_EQ(Messages(), "");
 }

@@ -46,9 +46,9 @@ TEST_F(Info, SaysWhichUnitFromWhenToWhenAndHowMuch) {
   const Finished info = Run({"info", "s"});
   EXPECT_EQ(info.exit_code, 0);
   EXPECT_EQ(info.err, "");
-  EXPECT_THAT(info.out, HasSubstr("Serial number VMR-000123\n"));
-  EXPECT_THAT(info.out, HasSubstr("Officer       J. Larsen (first told about 2019-06-19 16:3"));
-  EXPECT_THAT(info.out, HasSubstr("\n              M. Okafor (first told 2019-06-19 16:35:0"));
+  EXPECT_THAT(info.out, HasSubstr("Serial number \"VMR-000123\"\n"));
+  EXPECT_THAT(info.out, HasSubstr("Officer       \"J. Larsen\" (first told about 2019-06-19 16:3"));
+  EXPECT_THAT(info.out, HasSubstr("\n              \"M. Okafor\" (first told 2019-06-19 16:35:0"));
   EXPECT_THAT(info.out, HasSubstr("\nRecorded      10 min"));
   EXPECT_THAT(info.out, HasSubstr("\nTime zone     America/Chicago\n"));
   EXPECT_THAT(info.out, HasSubstr("\nGaps          none\n"));
@@ -112,9 +112,11 @@ TEST_F(Info, AFullRingIsSampledAndSaysWhatWasNotLookedAt) {
   const Finished info = Run({"info", "s"});
   EXPECT_EQ(info.exit_code, 0) << info.err;
   EXPECT_THAT(info.out, HasSubstr("store, 32768 of 32768 clusters in use\n"));
-  EXPECT_THAT(info.out, HasSubstr("s_1.mtd: sound, in 512 of 32768 clusters looked at\n"));
+  EXPECT_THAT(
+      info.out,
+      HasSubstr("s_1.mtd: sound in the 512 of 32768 clusters compared; --full compares all\n"));
   EXPECT_THAT(info.out, HasSubstr("Unit's starts not looked at; --full counts them\n"));
-  EXPECT_THAT(info.out, HasSubstr("of 32768 clusters looked at; --full looks at all\n"));
+  EXPECT_THAT(info.out, HasSubstr("of 32768 clusters read; --full reads all\n"));
   EXPECT_THAT(info.out, HasSubstr("~66000"));
   const nlohmann::json sampled = Json({"s"});
   EXPECT_EQ(sampled["complete"], false);
@@ -125,6 +127,30 @@ TEST_F(Info, AFullRingIsSampledAndSaysWhatWasNotLookedAt) {
   const nlohmann::json full = Json({"s", "--full"});
   EXPECT_EQ(full["complete"], true);
   EXPECT_EQ(full["counts"]["bookmark"], 2 * 32768);
+}
+
+TEST_F(Info, OfWhatIsRareInAFullRingItSaysFew) {
+  MakeRing(kRingClusters, [](int cluster) {
+    const auto tick = static_cast<unsigned int>(10 + 100 * cluster);
+    const bool has_vehicle = cluster == 0 || cluster == kRingClusters / 2;
+    return ClusterOf(tick, FullPacket(tick, has_vehicle ? B("07 02 43 37") : B("56")));
+  });
+  EXPECT_THAT(Run({"info", "s"}).out, testing::ContainsRegex("\n  vehicle  +few\n"));
+  const nlohmann::json sampled = Json({"s"});
+  EXPECT_TRUE(sampled["counts"].contains("vehicle"));
+  EXPECT_TRUE(sampled["counts"]["vehicle"].is_null());
+  EXPECT_FALSE(sampled["counts"].contains("officer"));
+  EXPECT_THAT(Run({"info", "s", "--full"}).out, testing::ContainsRegex("\n  vehicle  +2\n"));
+}
+
+TEST_F(Info, WhatWasOverwrittenIsNoGapThatSettingsWouldBeToldBehind) {
+  MakeRingOfBookmarks(kRingClusters);
+  constexpr unsigned int kNext = 100 * kRingClusters + 10;
+  PutInBoth(0, ClusterOf(kNext, FullPacket(kNext, B("56"))));
+  const std::string text = Run({"info", "s", "--full"}).out;
+  EXPECT_THAT(text, HasSubstr("; what came before was overwritten\n"));
+  EXPECT_THAT(text, HasSubstr("\nGaps          none\n"));
+  EXPECT_THAT(text, HasSubstr("\nSettings      none told\n"));
 }
 
 TEST_F(Info, DamageBetweenTheSamplesIsFoundByFull) {
@@ -141,6 +167,18 @@ TEST_F(Info, WhatCannotBeReadIsAFailureAndTheRestIsReadAllTheSame) {
   EXPECT_EQ(info.exit_code, 1);
   EXPECT_THAT(info.err, HasSubstr("vmr: nowhere: "));
   EXPECT_THAT(info.out, HasSubstr("Recording     s\n"));
+}
+
+TEST_F(Info, RecordedTextsCannotBeTakenForWhatItSaysItself) {
+  Replay(R"in({"event":"vehicle","vehicle_id":"not told","tick":10}
+{"event":"officer","name":"Kim (first told 2019-01-01, tick 1)","badge_id":"\\x1B","tick":20}
+)in");
+  const std::string info = Run({"info", "s"}).out;
+  EXPECT_THAT(info, HasSubstr("\"not told\" (first told "));
+  EXPECT_THAT(info, HasSubstr("\"Kim (first told 2019-01-01, tick 1)\" (first told "));
+  EXPECT_THAT(info, HasSubstr(R"("\\x1B" (first told )"));
+  EXPECT_THAT(info, HasSubstr("Department    \"\"\n"));
+  EXPECT_THAT(Run({"view", "s"}).out, HasSubstr("Department    \"\"\n"));
 }
 
 TEST_F(Info, RecordedTextsAreEscaped) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/records/decoded.h"
+#include "tools/read/phrase.h"
 #include "tools/read/state_words.h"
 
 namespace vmr::tool {
@@ -238,11 +239,13 @@ TEST_F(StateAtTest, ARecordingWithoutTicksSaysSo) {
   EXPECT_FALSE(complete_);
 }
 
-TEST(EscapedWords, NothingMovesACursorOrTurnsTheText) {
-  EXPECT_EQ(EscapedWords("a\x1b[2J\n\x7f"), "a\\x1B[2J\\x0A\\x7F");
-  EXPECT_EQ(EscapedWords("J\xC3\xB8rgen \xC2\x9B"), "J\xC3\xB8rgen \\xC2\\x9B");
-  EXPECT_EQ(EscapedWords("\xE2\x80\xAEx\xE2\x80\xA8"), "\\xE2\\x80\\xAEx\\xE2\\x80\\xA8");
-  EXPECT_EQ(EscapedWords("\xFF\xC0\x80\xED\xA0\x80"), "\\xFF\\xC0\\x80\\xED\\xA0\\x80");
+TEST(EscapedText, NothingMovesACursorOrTurnsTheTextOrHides) {
+  EXPECT_EQ(EscapedText("a\x1b[2J\n\x7f"), "a\\x1B[2J\\x0A\\x7F");
+  EXPECT_EQ(EscapedText("\\x1B"), "\\\\x1B");
+  EXPECT_EQ(EscapedText("J\xC3\xB8rgen \xC2\x9B"), "J\xC3\xB8rgen \\u009B");
+  EXPECT_EQ(EscapedText("\xE2\x80\xAEx\xE2\x80\xA8"), "\\u202Ex\\u2028");
+  EXPECT_EQ(EscapedText("\xF3\xA0\x81\x81"), "\\U000E0041");
+  EXPECT_EQ(EscapedText("\xFF\xC0\x80\xED\xA0\x80"), "\\xFF\\xC0\\x80\\xED\\xA0\\x80");
 }
 
 }  // namespace

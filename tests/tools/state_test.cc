@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 #include <set>
+#include <sstream>
 
 #include "tests/tools/ring_images.h"
 
@@ -41,11 +42,11 @@ TEST_F(StateTest, SaysTheValueItsAgeAndWhereItStands) {
   EXPECT_EQ(state.err, "");
   EXPECT_THAT(state.out, testing::MatchesRegex(
                              "s: tick 120, 2024-05-01 10:01:0[0-9]\\+00:00\n\nin force:\n"
-                             "  input siren  on  [89]\\.[05] s  since tick 10[0-4], 2024-05-01 "
+                             "  input siren  on  [89](\\.5)? s  since tick 10[0-4], 2024-05-01 "
                              "10:00:5[0-9]\\+00:00; file [12] cluster 0 offset [0-9]+\n\n"
                              "unknown:\n  input: emergency lights, brake, covert, auxiliary "
-                             "input, door, system power, accident detect, ignition, recording, "
-                             "docked\n"));
+                             "input, door, system power,\n      accident detect, ignition, "
+                             "recording, docked\n"));
 }
 
 TEST_F(StateTest, ATimeIsTakenInTheZoneAskedFor) {
@@ -61,10 +62,44 @@ TEST_F(StateTest, ATimeIsTakenInTheZoneAskedFor) {
 TEST_F(StateTest, RecordedTextCannotForgeALine) {
   RecordSiren();
   const std::string text = State("180", {"--kind", "officer"}).out;
-  EXPECT_THAT(text, HasSubstr("J\\x1B[2J\\xE2\\x80\\xAE"));
+  EXPECT_THAT(text, HasSubstr(R"(officer  "J\x1B[2J\u202E"  )"));
   EXPECT_THAT(text, Not(HasSubstr("\x1b")));
   const json state = json::parse(State("180", {"--kind", "officer", "--format", "json"}).out);
   EXPECT_EQ(state["state"][0]["text"], "J\x1b[2J\xE2\x80\xAE");
+}
+
+TEST_F(StateTest, WhatIsTooLongForItsColumnHasTheRestBelowIt) {
+  const std::string name = "J\xC3\xB8rgen " + std::string(60, 'x');
+  Replay(Event(100, R"("officer","name":")" + name + R"(","badge_id":"J\u00f8")") +
+         Event(200, R"("vehicle","vehicle_id":"Car 7")") + Event(1000, R"("bookmark")"));
+  std::istringstream lines(State("300", {"--kind", "officer,badge,vehicle"}).out);
+  std::vector<std::string> rows;
+  for (std::string line; std::getline(lines, line);) rows.push_back(line);
+  ASSERT_EQ(rows.size(), 7U);
+  EXPECT_EQ(rows[3], "  officer  \"" + name + "\"");
+  const std::size_t since = rows[4].find("since tick");
+  EXPECT_EQ(rows[4].find_first_not_of(' '), std::string("  officer  ").size() + 40 + 2);
+  EXPECT_EQ(rows[5].find("since tick"), since + 1) << "a letter of two bytes";
+  EXPECT_EQ(rows[6].find("since tick"), since);
+}
+
+TEST_F(StateTest, TheListOfWhatIsUnknownStaysShort) {
+  MakeRing(1, TwoBookmarks);
+  const std::string all = State("10").out;
+  EXPECT_THAT(all, testing::ContainsRegex("\n  policy: [0-9]+ in all; --kind policy names them\n"));
+  std::istringstream lines(all);
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 90U) << line;
+  EXPECT_THAT(State("10", {"--kind", "policy"}).out, HasSubstr("start on siren,"));
+}
+
+TEST_F(StateTest, ASkippedTimeLiesBetweenWhatTheClockShowedBeforeAndBehindTheStep) {
+  Replay(
+      "{\"event\":\"bookmark\",\"tick\":10,\"time\":\"2024-05-01T09:30:00Z\"}\n"
+      "{\"event\":\"bookmark\",\"tick\":100,\"time\":\"2024-05-01T09:40:00Z\"}\n" +
+      Event(300, R"("bookmark")"));
+  EXPECT_THAT(State("2024-05-01T09:35").err,
+              testing::ContainsRegex("between tick 10[0-9], 2024-05-01 09:30:4[0-9].00:00 and "
+                                     "tick 10[0-9], 2024-05-01 09:40:0"));
 }
 
 TEST_F(StateTest, OutsideOfTheRecordingItSaysWhereThatIs) {
@@ -74,9 +109,10 @@ TEST_F(StateTest, OutsideOfTheRecordingItSaysWhereThatIs) {
   EXPECT_THAT(before.err, StartsWith("vmr: s: 2: the recording begins later, at tick 10, "));
   EXPECT_THAT(before.out, AllOf(HasSubstr("unknown:\n"), Not(HasSubstr("in force"))));
   EXPECT_EQ(State("0").exit_code, 3);
-  const Finished behind = State("2030-01-01");
+  const Finished behind = State("2030-01-01T00:00");
   EXPECT_EQ(behind.exit_code, 3);
-  EXPECT_THAT(behind.err, StartsWith("vmr: s: 2030-01-01: the recording ends before, at tick 100"));
+  EXPECT_THAT(behind.err,
+              StartsWith("vmr: s: 2030-01-01T00:00: the recording ends before, at tick 100"));
   EXPECT_EQ(State("now").exit_code, 0);
   EXPECT_EQ(State("4294967295").exit_code, 0);
   EXPECT_THAT(State("now", {"--kind", "input"}).out, HasSubstr("input siren  off"));
@@ -85,6 +121,9 @@ TEST_F(StateTest, OutsideOfTheRecordingItSaysWhereThatIs) {
 TEST_F(StateTest, WrongUsageIsTold) {
   EXPECT_EQ(Run({"state", "s"}).exit_code, 2);
   EXPECT_EQ(State("yesterday").exit_code, 2);
+  const Finished date = State("2019-06-19");
+  EXPECT_EQ(date.exit_code, 2);
+  EXPECT_THAT(date.err, HasSubstr("say --at 2019-06-19T00:00 for its beginning"));
   EXPECT_EQ(State("5", {"--kind", "sirens"}).exit_code, 2);
   EXPECT_EQ(State("5", {"--run", "-1"}).exit_code, 2);
   EXPECT_EQ(State("5", {"--format", "xml"}).exit_code, 2);

@@ -89,12 +89,12 @@ TEST_F(View, AVehicleThatDrivesSouthGoesSouth) {
 TEST_F(View, TheHeadingSaysWhichUnitFromWhenToWhenInWhoseTime) {
   Record("s", Fix("41.65889", "-93.49940", 10) + Fix("41.65989", "-93.49940", 40));
   EXPECT_THAT(ViewOf({"s"}), StartsWith("Recording     s\n"
-                                        "Serial number VMR-000123\n"
+                                        "Serial number \"VMR-000123\"\n"
                                         "MAC address   02:00:5E:10:00:01\n"
-                                        "Vehicle       Car 7\n"
-                                        "Department    (empty)\n"
-                                        "Officer       J. Larsen (as first told)\n"
-                                        "Badge         4711 (as first told)\n"
+                                        "Vehicle       \"Car 7\"\n"
+                                        "Department    \"\"\n"
+                                        "Officer       \"J. Larsen\" (as first told)\n"
+                                        "Badge         \"4711\" (as first told)\n"
                                         "From          about 2019-06-19 16:33:"));
   EXPECT_THAT(ViewOf({"s"}),
               HasSubstr("\n---- Wednesday 2019-06-19, UTC-05:00 (America/Chicago) ----\n"));
@@ -131,7 +131,7 @@ TEST_F(View, NamesAndUnitsAreWhatTheRecordingTells) {
 )");
   const std::string out = ViewOf({"s"});
   for (const char* phrase :
-       {"  microphone 2 (Cabin) on", "  camera 0 (Front) on\n", "  emergency lights on\n",
+       {"  microphone 2 (\"Cabin\") on", "  camera 0 (\"Front\") on\n", "  emergency lights on\n",
         "  record button long pressed\n", "temperature inlet 31 degrees"})
     EXPECT_THAT(out, HasSubstr(phrase));
 }
@@ -275,8 +275,8 @@ TEST_F(View, SettingsAreOneLineUnlessAskedFor) {
       LineWith(folded, "settings told"),
       HasSubstr("items; among them: GPS available; vehicle \"Car 7\"; officer \"J. Larsen\""));
   EXPECT_THAT(folded, Not(HasSubstr("start on siren")));
-  EXPECT_THAT(ViewOf({"s", "--dumps"}), HasSubstr("setting \"start on siren\" is 0"));
-  EXPECT_THAT(ViewOf({"s", "--kind", "policy"}), HasSubstr("setting \"start on siren\" is 0"));
+  EXPECT_THAT(ViewOf({"s", "--dumps"}), HasSubstr("setting start on siren = 0"));
+  EXPECT_THAT(ViewOf({"s", "--kind", "policy"}), HasSubstr("setting start on siren = 0"));
 }
 
 TEST_F(View, AFullStateIsOneLineWithWhatHasChanged) {

@@ -11,6 +11,7 @@
 
 #include "backends/file_io.h"
 #include "tools/commands/command.h"
+#include "tools/commands/reading_options.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
 #include "tools/common/store_path.h"
@@ -30,7 +31,9 @@ an extract, a file that a recorder set aside, or a folder of these. Of a store
 every cluster of both files is read and compared with its twin, and so are the
 packets and items in it and the order of ticks; of a flat file every packet. Each
 finding is a line: which file, where, which ticks and times, and whether there is
-a good copy. "normal" lines are no damage.
+a good copy. "normal" lines are no damage. Times are those of the recorded time
+zone, with their offset, or of the one that --time-zone names (America/Chicago, UTC,
+local: this machine's); UTC where none is recorded, and always in JSON.
 
 Examples:
   vmr check trips/car7                  what there is to say, as text
@@ -63,7 +66,9 @@ std::function<int()> AddOptions(CLI::App& parser) {
           "--format", [options](const std::string& format) { options->json = IsJson(format); },
           "text (the default) or json")
       ->type_name("FORMAT");
+  AddTimeZone(parser, options->time_zone);
   parser.final_callback([options] {
+    CheckTimeZone(options->time_zone);
     for (const std::string& path : options->paths)
       if (path.empty()) RefuseUsage("PATH is empty");
   });
@@ -73,7 +78,8 @@ std::function<int()> AddOptions(CLI::App& parser) {
 // What there is to look at, and what is said of it.
 class Checks {
  public:
-  explicit Checks(const CheckOptions& options) : as_json_(options.json) {}
+  explicit Checks(const CheckOptions& options)
+      : time_zone_(options.time_zone), as_json_(options.json) {}
 
   void Add(const std::string& path) {
     std::error_code error;
@@ -114,10 +120,20 @@ class Checks {
     const Recording recording = FindRecording(path, PathKind::kDetect);
     const bool is_store = recording.error.empty() && recording.ring;
     if (!names_.insert(is_store ? recording.path : path).second) return;
+    UseZoneOf(path);
     if (recording.error.empty() && !recording.ring && LooksFlat(path))
       CheckFlat(path);
     else
       CheckStore(path);
+  }
+
+  // What cannot be read tells none.
+  void UseZoneOf(const std::string& path) const {
+    const OpenedRecording recording = OpenRecording(path, PathKind::kDetect);
+    if (recording.source != nullptr || time_zone_ != kRecordedZone)
+      UseZone(time_zone_, recording);
+    else
+      UseTimeZone("UTC");
   }
 
   void CheckFlat(const std::string& path) {
@@ -160,6 +176,7 @@ class Checks {
     if (gravity(exit_code) > gravity(exit_code_)) exit_code_ = exit_code;
   }
 
+  std::string time_zone_;
   bool as_json_;
   bool is_one_ = true;
   bool has_told_ = false;

@@ -5,11 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "tools/read/reading.h"
+
 namespace vmr::tool {
 
 struct CheckOptions {
   std::vector<std::string> paths;  // stores, files, folders of them
   bool json = false;
+  std::string time_zone = kRecordedZone;
 };
 
 // Prints the reports on standard output. Returns the program's exit code, of several

@@ -7,10 +7,12 @@
 #include <string>
 #include <utility>
 
+#include "tools/commands/asked_instant.h"
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
 #include "tools/common/text_output.h"
+#include "tools/read/phrase.h"
 #include "tools/read/state_at.h"
 #include "tools/read/state_json.h"
 #include "tools/read/state_words.h"
@@ -26,14 +28,15 @@ constexpr const char* kBeforeReading =
     R"(Compares what is in force in A and in B, both at T or else at their ends; or in one
 recording at two times, --at and --and. Compared are policies, identity, versions, and
 the names, formats and units of devices, or what --kind asks for. Prints "- old" and
-"+ new", or "no difference"; what nothing tells on one side is unknown there.
+"+ new", or "no difference"; what nothing tells on one side is unknown there. Recorded
+texts stand in quotes. T is an instant: a date alone is none.
 
 )";
 constexpr const char* kBehindReading = R"(
 
 Examples:
   vmr diff trips/car7 trips/car8
-  vmr diff trips/car7 --at 2019-06-19 --and 2019-06-20 --kind policy
+  vmr diff trips/car7 --at 2019-06-19T16:40 --and now --kind policy
   vmr diff before.vmd after.vmd --exit-code > /dev/null || echo changed
 
 Exit codes: 0 compared, whether there are differences or not, 1 a recording could not
@@ -76,7 +79,7 @@ struct Difference {
 
 std::string WhereOf(const Side& side) {
   const StateAt& state = *side.state;
-  std::string where = EscapedWords(side.name) + ": ";
+  std::string where = EscapedText(side.name) + ": ";
   where += state.at ? InstantText(*state.at, state.time, state.at->run > 0) : side.asked;
   return state.why_not.empty() ? where : where + ": " + state.why_not;
 }
@@ -243,6 +246,8 @@ void CheckUsage(DiffOptions& options) {
   if (paths == 1 && (!options.at || !options.and_at))
     RefuseUsage("of one recording two times are compared: --at and --and");
   if (paths == 2 && options.and_at) RefuseUsage("--and is for two times of one recording");
+  CheckInstant("--at", options.at);
+  CheckInstant("--and", options.and_at);
   CheckReadingUsage(options.reading);
 }
 

@@ -26,11 +26,20 @@ std::string RangeText(const ExtractionFacts& facts, const TickRange& range) {
                      TimeNote(facts, range.last));
 }
 
+// Whatever a unit makes of them, they are what the recording tells.
 std::string CutStateText(const CutFacts& cut) {
-  return fmt::format(
-      "as recorded up to there; of the unit's own values {} kept, {} corrected, {} not recorded "
-      "and left out; {} added",
-      cut.kept, cut.corrected, cut.removed, cut.added);
+  std::vector<std::string> unlike;
+  const auto add = [&unlike](std::uint64_t count, const char* what) {
+    if (count > 0) unlike.push_back(fmt::format(what, count));
+  };
+  add(cut.corrected, "written {} of them otherwise");
+  add(cut.removed, "written {} more that nothing recorded tells");
+  add(cut.added, "left {} of them out");
+  std::string unit = unlike.empty() ? "written the same" : unlike.front();
+  for (std::size_t i = 1; i < unlike.size(); ++i)
+    unit += (i + 1 < unlike.size() ? ", " : " and ") + unlike[i];
+  return fmt::format("as recorded up to there: {} values; a unit would have {}",
+                     cut.kept + cut.corrected + cut.added, unit);
 }
 
 std::string StateText(const ExtractionFacts& facts) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <string>
 
 #include "backends/cluster_format.h"
@@ -29,7 +30,9 @@ constexpr const char* kHelp = "Tells which unit, from when to when, how much, an
 constexpr const char* kFooter =
     R"(Of a large store the beginning, the end and 512 clusters in between are looked at, in
 less than half a second: what follows from them is said to be "about", and what
-does not is said to be not looked at. --full looks at everything.
+does not is said to be not looked at; of a kind of record that is too rare there for
+an estimate it says "few" (null in JSON). --full looks at everything. Recorded texts
+stand in quotes.
 
 The settings' digest is the SHA-256 of a line "NUMBER=VALUE" for each setting, in
 the order of their numbers (docs/format.md), as they are at the end: two units with
@@ -93,12 +96,25 @@ std::uint64_t Rounded(std::uint64_t count) {
   return (count + unit / 2) / unit * unit;
 }
 
-// Of a kind, of the whole recording; where not all was looked at, what the clusters chosen
-// at equal distances make likely.
-std::uint64_t CountOf(const Overview& overview, std::size_t kind) {
-  if (overview.complete) return overview.tally.counts[kind];
-  return Rounded(overview.sampled[kind] * static_cast<std::uint64_t>(overview.clusters) /
+// Of the whole recording, what the clusters chosen at equal distances make likely.
+std::uint64_t Likely(const Overview& overview, std::uint64_t sampled) {
+  return Rounded(sampled * static_cast<std::uint64_t>(overview.clusters) /
                  static_cast<std::uint64_t>(std::max(overview.clusters_sampled, 1)));
+}
+
+// Of a kind that was met, in the whole recording. Nothing where not all was looked at and the
+// chosen clusters have too few of it for an estimate.
+std::optional<std::uint64_t> CountOf(const Overview& overview, std::size_t kind) {
+  constexpr std::uint64_t kFewestSampled = 20;
+  if (overview.complete) return overview.tally.counts[kind];
+  if (overview.sampled[kind] < kFewestSampled) return std::nullopt;
+  return Likely(overview, overview.sampled[kind]);
+}
+
+std::uint64_t CountOfAll(const Overview& overview) {
+  const Tally::Counts& counts = overview.complete ? overview.tally.counts : overview.sampled;
+  const std::uint64_t all = std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
+  return overview.complete ? all : Likely(overview, all);
 }
 
 // ---- Text ------------------------------------------------------------------------
@@ -139,7 +155,7 @@ std::string GapRows(const Overview& overview) {
   const std::uint64_t losses = Losses(overview);
   std::string text = losses == 0 ? "none" : fmt::format("{}; `vmr view` shows them", losses);
   if (!overview.complete)
-    text = fmt::format("{} in the {} of {} clusters looked at; --full looks at all",
+    text = fmt::format("{} in the {} of {} clusters read; --full reads all",
                        losses == 0 ? "none" : fmt::format("{}", losses), overview.clusters_looked,
                        overview.clusters);
   return Row("Gaps", text);
@@ -154,8 +170,8 @@ std::string HealthText(const FileHealth& file, const Overview& overview) {
                         Counted(file.lacking, "cluster"));
   if (text.empty()) text = "sound";
   if (overview.complete) return text;
-  return fmt::format("{}, in {} of {} clusters looked at", text, overview.files_looked,
-                     overview.clusters);
+  return fmt::format("{} in the {} of {} clusters compared; --full compares all", text,
+                     overview.files_looked, overview.clusters);
 }
 
 std::string StoreRows(const Overview& overview) {
@@ -183,7 +199,11 @@ bool KnowsSettings(const Overview& overview) {
 
 std::string NoneTold(const Overview& overview) {
   if (!overview.complete) return "none told at the end; --full looks further back";
-  return overview.tally.gaps.empty() ? "none told" : "none told behind the last gap";
+  const bool has_gaps = Losses(overview) > 0, has_runs = overview.tally.runs > 1;
+  return has_gaps && has_runs ? "none told at the end"
+         : has_gaps           ? "none told behind the last gap"
+         : has_runs           ? "none told since ticks began anew"
+                              : "none told";
 }
 
 std::string SettingRows(const Overview& overview) {
@@ -205,23 +225,22 @@ std::string CountRows(const Overview& overview) {
   const auto recorded_us = RecordedMicroseconds(overview);
   const std::string_view about = overview.complete ? "" : "about ";
   constexpr std::uint64_t kFewest = 10;  // for a rate
-  std::uint64_t all = 0;
   std::string rows;
   for (const records::KindRow& kind : records::Kinds()) {
-    const std::uint64_t count = CountOf(overview, static_cast<std::size_t>(kind.id));
-    all += count;
-    if (count == 0) continue;
+    const auto index = static_cast<std::size_t>(kind.id);
+    if (overview.tally.counts[index] == 0) continue;
+    const auto count = CountOf(overview, index);
     const double hours =
         static_cast<double>(recorded_us.value_or(0)) / (3600.0 * kMicrosecondsPerSecond);
     const std::string rate =
-        hours > 0 && count >= kFewest
-            ? fmt::format("{:>12.1f} an hour", static_cast<double>(count) / hours)
+        hours > 0 && count && *count >= kFewest
+            ? fmt::format("{:>12.1f} an hour", static_cast<double>(*count) / hours)
             : "";
     rows += fmt::format("  {:<20}{:>12}{}\n", kind.name,
-                        fmt::format("{}{}", overview.complete ? "" : "~", count), rate);
+                        count ? fmt::format("{}{}", overview.complete ? "" : "~", *count) : "few",
+                        rate);
   }
-  std::string text =
-      Row("Records", fmt::format("{}{}", about, overview.complete ? all : Rounded(all)));
+  std::string text = Row("Records", fmt::format("{}{}", about, CountOfAll(overview)));
   if (overview.tally.wrong_crc > 0)
     text += Row("", fmt::format("and {} in packets with a wrong CRC", overview.tally.wrong_crc));
   return text + rows;
@@ -327,13 +346,16 @@ Json SettingsJson(const Overview& overview) {
 
 Json CountsJson(const Overview& overview) {
   Json all = Json::object();
-  for (const records::KindRow& kind : records::Kinds())
-    if (const std::uint64_t count = CountOf(overview, static_cast<std::size_t>(kind.id)); count > 0)
-      all[kind.name] = count;
+  for (const records::KindRow& kind : records::Kinds()) {
+    const auto index = static_cast<std::size_t>(kind.id);
+    if (overview.tally.counts[index] == 0) continue;
+    const auto count = CountOf(overview, index);
+    all[kind.name] = count ? Json(*count) : Json();
+  }
   return all;
 }
 
-// What was not looked at is null.
+// What was not looked at is null, and so is the count of what is too rare for an estimate.
 std::string InfoJson(const Reading& reading, const Overview& overview) {
   const Tally& tally = overview.tally;
   const auto recorded_us = RecordedMicroseconds(overview);

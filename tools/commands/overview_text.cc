@@ -27,7 +27,7 @@ constexpr std::size_t kMostTold = 8;
 
 std::string TextOfUnit(KindId kind, const std::string& text) {
   if (kind == KindId::kMac) return MacText(text);
-  return text.empty() ? "(empty)" : EscapedText(text);
+  return QuotedText(text);
 }
 
 std::string AllTold(const IdentityRow& row, const std::vector<ToldText>& told, Told which) {

@@ -2,15 +2,18 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <memory>
 #include <string>
 
+#include "tools/commands/asked_instant.h"
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
 #include "tools/common/text_output.h"
 #include "tools/read/json_line.h"
+#include "tools/read/phrase.h"
 #include "tools/read/state_at.h"
 #include "tools/read/state_json.h"
 #include "tools/read/state_words.h"
@@ -30,7 +33,11 @@ has been so, and where that is said. What nothing tells is listed as unknown. Be
 a gap everything is unknown until it is told again. What only a full state says,
 which a unit writes once an hour, holds since an unknown time, at least since then.
 A unit may take two seconds to record a change. What happens at a moment and is over
-(bookmarks, buttons, logs) is not in force, and not shown.
+(bookmarks, buttons, logs) is not in force, and not shown. Recorded texts stand in
+quotes. T is an instant: a date alone is none.
+  full state    all that a unit knows, written at once; a unit does so every hour
+  run           as far as ticks go on. Where they begin anew, another run begins: a
+                tick may be in several, and --run N says in which
 
 )";
 constexpr const char* kBehindReading = R"(
@@ -38,7 +45,7 @@ constexpr const char* kBehindReading = R"(
 T of 4294967295, or "now", is the end of a recording that ends before.
 
 Examples:
-  vmr state trips/car7 --at 2019-06-19T16:33
+  vmr state trips/car7 --at 2019-06-19T16:51
   vmr state trips/car7 --at 2082 --kind input,position
   vmr state stop.vmd --at 2082 --format json | jq '.state[] | select(.kind == "input")'
 
@@ -102,6 +109,11 @@ struct Answer {
 
 // ---- Text ------------------------------------------------------------------------
 
+// On a terminal, where a letter is not a byte; no more than 1000.
+std::size_t WidthOf(const std::string& text) {
+  return 1000 + text.size() - fmt::formatted_size("{:<1000}", text);
+}
+
 class StateText {
  public:
   StateText(const Answer& answer, TextOutput& out) : answer_(answer), out_(out) {}
@@ -114,13 +126,12 @@ class StateText {
   }
 
  private:
-  struct Row {
-    std::string subject, value, age, where;
-  };
+  enum Column : std::size_t { kSubject, kValue, kAge, kWhere, kColumns };
+  using Row = std::array<std::string, kColumns>;
 
   void Heading() {
     const StateAt& state = answer_.state;
-    std::string line = EscapedWords(answer_.reading.recording.name) + ": ";
+    std::string line = EscapedText(answer_.reading.recording.name) + ": ";
     if (state.at) {
       line += InstantText(*state.at, state.time, state.at->run > 0);
       if (state.time.quality == TimeQuality::kEstimated) line += " (estimated)";
@@ -150,7 +161,7 @@ class StateText {
     for (const auto& [key, entry] : answer_.state.table.Doubtful()) {
       if (!answer_.Wants(key.first)) continue;
       rows.push_back(RowOf(entry));
-      rows.back().age.clear();
+      rows.back()[kAge].clear();
     }
     Table("doubtful, from a packet whose CRC is wrong:", rows);
   }
@@ -164,10 +175,10 @@ class StateText {
   std::string AgeText(const StateEntry& entry, const Record& record) const {
     const auto age = answer_.AgeOf(record);
     if (!age) return "age unknown";
-    std::string text = (entry.since_unknown ? "at least " : "") + DurationWords(*age);
+    std::string text = (entry.since_unknown ? "at least " : "") + DurationText(*age);
     if (const auto by_clock = answer_.AgeByClock(record))
-      text += fmt::format(" ({}{} by the clock)", *by_clock < 0 ? "-" : "",
-                          DurationWords(std::llabs(*by_clock)));
+      text +=
+          fmt::format(" ({}{} by the clock)", *by_clock < 0 ? "-" : "", DurationText(*by_clock));
     return text;
   }
 
@@ -188,33 +199,67 @@ class StateText {
   void Table(const char* heading, const std::vector<Row>& rows) {
     if (rows.empty()) return;
     out_.Write(fmt::format("\n{}\n", heading));
-    static constexpr std::size_t kWidest = 40;
-    std::size_t subject = 0, value = 0, age = 0;
-    const auto widen = [](std::size_t& width, const std::string& text) {
-      width = std::max(width, std::min(text.size(), kWidest));
-    };
+    std::array<std::size_t, kWhere> widths{};
     for (const Row& row : rows)
-      widen(subject, row.subject), widen(value, row.value), widen(age, row.age);
-    for (const Row& row : rows)
-      out_.Write(fmt::format("  {:<{}}  {:<{}}  {:<{}}  {}\n", row.subject, subject, row.value,
-                             value, row.age, age, row.where));
+      for (std::size_t i = 0; i < widths.size(); ++i)
+        widths[i] = std::max(widths[i], std::min(WidthOf(row[i]), kWidest[i]));
+    for (const Row& row : rows) out_.Write(InColumns(row, widths));
   }
 
-  // A line for each kind.
+  // What is wider than its column has the rest of the row below it.
+  template <typename Widths>
+  static std::string InColumns(const Row& row, const Widths& widths) {
+    std::string text;
+    std::size_t column = kIndent, written = 0;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      if (written + kIndent > column) text += '\n', written = 0;
+      text.append(column - written, ' ');
+      text += row[i];
+      written = column + WidthOf(row[i]);
+      if (i < widths.size()) column += widths[i] + kIndent;
+    }
+    return text + '\n';
+  }
+
+  // Each kind begins a line.
   void Unknown() {
     const std::vector<StateTable::Key> unknown = answer_.Unknown();
     if (unknown.empty()) return;
     out_.Write("\nunknown:\n");
     for (std::size_t i = 0; i < unknown.size();) {
       const KindId kind = unknown[i].first;
-      std::string keys;
-      for (; i < unknown.size() && unknown[i].first == kind; ++i) {
-        const std::string words = KeyWords(unknown[i]);
-        if (!words.empty()) keys += (keys.empty() ? ": " : ", ") + words;
-      }
-      out_.Write("  " + KindWords(records::KindOf(kind)) + keys + "\n");
+      std::vector<std::string> names;
+      for (; i < unknown.size() && unknown[i].first == kind; ++i)
+        if (const std::string words = KeyWords(unknown[i]); !words.empty()) names.push_back(words);
+      out_.Write(UnknownText(kind, names));
     }
   }
+
+  // Of very many, which would hide what else is unknown, their number, unless just they are
+  // asked for.
+  std::string UnknownText(KindId kind, const std::vector<std::string>& names) const {
+    const std::string name = KindWords(records::KindOf(kind));
+    if (names.empty()) return fmt::format("  {}\n", name);
+    if (names.size() > kMostNames && answer_.options.reading.kinds.empty())
+      return fmt::format("  {}: {} in all; --kind {} names them\n", name, names.size(),
+                         records::KindOf(kind).name);
+    std::string text, line = fmt::format("  {}:", name);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const std::string more = names[i] + (i + 1 < names.size() ? "," : "");
+      if (line.size() + 1 + more.size() > kWidestLine) {
+        text += line + '\n';
+        line = "     ";
+      }
+      line += ' ' + more;
+    }
+    return text + line + '\n';
+  }
+
+  static constexpr std::size_t kIndent = 2;  // and so much between columns
+  // Recorded texts may be of any length.
+  static constexpr std::size_t kWidest[kWhere] = {60, 40, 60};
+  static constexpr std::size_t kWidestLine = 90;
+  static constexpr std::size_t kMostNames = 20;
 
   const Answer& answer_;
   TextOutput& out_;
@@ -349,6 +394,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
   parser.footer(footer);
   parser.final_callback([options] {
     if (!options->at) RefuseUsage("--at is required");
+    CheckInstant("--at", options->at);
     CheckReadingUsage(options->reading);
     options->reading.from = options->at;
   });

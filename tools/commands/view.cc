@@ -25,10 +25,11 @@ constexpr const char* kFooter =
   ~          in front of a time: reckoned, no time was recorded so early
   --:--:--   the time is not known
   !          the packet's CRC is wrong: what the line says may not be true
-  ----       a gap, a clock that was set, another day, another run of the unit
-A full state, which a unit repeats every hour, is one line. Behind a gap nothing
-is known until it is recorded again. Recorded texts stand in quotes, and what
-could move a cursor or hide something is escaped: \x1B, \u202E.
+  ----       a gap, a clock that was set, another day, another run of the unit:
+             its ticks begin anew
+A full state, all that a unit knows and repeats every hour, is one line. Behind a
+gap nothing is known until it is recorded again. Recorded texts stand in quotes,
+and what could move a cursor or hide something is escaped: \x1B, \u202E.
 
 --listing prints the library's own text instead, packet by packet, of one PATH and
 a range of ticks, behind which it prints one tick more.

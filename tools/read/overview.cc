@@ -241,6 +241,8 @@ void SampleStore(const Source& source, const Clusters& clusters, Files& files, O
   gaps.insert(gaps.end(), end.gaps.begin(), end.gaps.end());
   std::vector<records::ClockStep>& steps = overview.tally.steps;
   steps.insert(steps.end(), end.steps.begin(), end.steps.end());
+  for (std::size_t kind = 0; kind < records::kKindCount; ++kind)
+    overview.tally.counts[kind] += spread.counts[kind] + end.counts[kind];
   overview.tally.wrong_crc += spread.wrong_crc + end.wrong_crc;
   TakeEnd(end, overview);
 }

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <iterator>
@@ -35,7 +34,7 @@ std::string Escaped(std::string_view text, bool also_quotes) {
     if (!character.is_utf8 || (hidden && code < 0x80))
       escaped += fmt::format("\\x{:02X}", code);
     else if (hidden)
-      escaped += fmt::format("\\u{:04X}", code);
+      escaped += fmt::format(code <= 0xFFFF ? "\\u{:04X}" : "\\U{:08X}", code);
     else if (code == '\\' || (also_quotes && code == '"'))
       escaped += '\\', escaped += character.bytes;
     else
@@ -45,14 +44,6 @@ std::string Escaped(std::string_view text, bool also_quotes) {
   return escaped;
 }
 
-// Letters, digits and the like, which cannot be taken for the end of a name.
-bool IsPlainName(std::string_view name) {
-  return std::all_of(name.begin(), name.end(), [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == ' ' ||
-           c == '-' || c == '_' || c == '.' || c == '/' || c == '#';
-  });
-}
-
 // Every microphone's name is recorded with this in front of it.
 constexpr std::string_view kMicrophoneMark = "$$";
 
@@ -60,7 +51,7 @@ std::string AsName(std::string_view text) {
   if (text.substr(0, kMicrophoneMark.size()) == kMicrophoneMark)
     text.remove_prefix(kMicrophoneMark.size());
   if (text.empty()) return {};
-  return fmt::format(" ({})", IsPlainName(text) ? std::string(text) : QuotedText(text));
+  return fmt::format(" ({})", QuotedText(text));
 }
 
 // ---- Fields ----------------------------------------------------------------------
@@ -115,9 +106,8 @@ std::string VersionPhrase(const Phrases&, const Record& record) {
 
 std::string PolicyPhrase(const Phrases&, const Record& record) {
   const Value policy = Field(record, 0);
-  const std::string name = policy.word != nullptr ? fmt::format("\"{}\"", policy.word)
-                                                  : fmt::format("{}", policy.number);
-  return fmt::format("setting {} is {}", name, Field(record, 1).number);
+  const std::string name = policy.word != nullptr ? policy.word : fmt::format("{}", policy.number);
+  return fmt::format("setting {} = {}", name, Field(record, 1).number);
 }
 
 std::string InputPhrase(const Phrases&, const Record& record) {

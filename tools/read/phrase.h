@@ -15,10 +15,12 @@ namespace vmr::tool {
 
 // What somebody has recorded, fit for a terminal and for a line of its own: control
 // characters, also those of Unicode that change the direction of writing, end a line or are
-// not to be seen, and bytes that are no UTF-8 become "\x1B", "\u202E" or the like, and a
-// backslash two.
+// not to be seen, and bytes that are no UTF-8 become "\x1B", "\u202E", "\U000E0041" or the
+// like, and a backslash two.
 std::string EscapedText(std::string_view text);
 // The same between double quotes, and one in the text escaped: the text cannot seem to end.
+// Whatever is recorded is printed so, and nothing else stands in double quotes: what somebody
+// recorded cannot be taken for what the program says.
 std::string QuotedText(std::string_view text);
 
 // "3 min 20 s", "1 day 2 h 5 min", "0.5 s"; of the magnitude.
@@ -33,7 +35,7 @@ std::string Counted(std::uint64_t count, std::string_view thing);
 // Turns records into words with the names and units that the recording tells by itself:
 //
 //   siren on
-//   microphone 2 (Cabin) on
+//   microphone 2 ("Cabin") on
 //   GPS speed 34 mph
 //   radar 1: target 74, locked 74, fastest not present
 //   position 41.65889 N 93.49940 W
@@ -49,7 +51,7 @@ class Phrases {
   // Never empty.
   std::string Of(const records::Record& record) const;
 
-  // " (Cabin)"; empty when nothing tells the name, or it is empty.
+  // " ("Cabin")"; empty when nothing tells the name, or it is empty.
   std::string NameOf(records::KindId kind, std::int64_t number) const;
   // " mph"; empty when the device's units are not told.
   std::string UnitsOf(records::KindId kind, std::int64_t device) const;

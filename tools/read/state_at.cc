@@ -15,18 +15,13 @@ class Describer {
  public:
   explicit Describer(const TimeAxis& line) : line_(line) {}
 
-  std::string Of(const Instant& at) const {
-    return InstantText(at, line_.TimeOf(at), line_.HasRuns());
-  }
-  std::string Of(const std::optional<Instant>& at) const { return at ? Of(*at) : "?"; }
-
   // What is there instead of the moment.
   std::string WhyNot(const Moment& moment) const {
     switch (moment.presence) {
       case Presence::kBefore:
-        return "the recording begins later, at " + Of(moment.behind);
+        return "the recording begins later, at " + Behind(moment);
       case Presence::kBehind:
-        return "the recording ends before, at " + Of(moment.before);
+        return "the recording ends before, at " + Before(moment);
       case Presence::kInGap:
         return Between("lies in a gap", moment);
       case Presence::kSkipped:
@@ -50,8 +45,12 @@ class Describer {
 
  private:
   std::string Between(const char* what, const Moment& moment, const char* between = " ") const {
-    return fmt::format("it {}{}between {} and {}", what, between, Of(moment.before),
-                       Of(moment.behind));
+    return fmt::format("it {}{}between {} and {}", what, between, Before(moment), Behind(moment));
+  }
+  std::string Before(const Moment& moment) const { return Of(moment.before, moment.before_time); }
+  std::string Behind(const Moment& moment) const { return Of(moment.behind, moment.behind_time); }
+  std::string Of(const std::optional<Instant>& at, const records::Time& time) const {
+    return at ? InstantText(*at, time, line_.HasRuns()) : "?";
   }
   std::string Choice(const Instant& at, bool name_tick) const {
     std::string text = name_tick ? fmt::format(" {}", at.Tick()) : "";

@@ -3,10 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdlib>
 
 #include "store/policy.h"
+#include "tools/read/phrase.h"
 
 namespace vmr::tool {
 
@@ -20,44 +19,6 @@ using records::Value;
 
 namespace {
 
-constexpr std::int64_t kSecond_us = 1000000;
-
-// ---- Texts -----------------------------------------------------------------------
-
-// A character of UTF-8 at the beginning of `text`, and how many bytes it has; none: 0.
-struct Character {
-  char32_t code = 0;
-  std::size_t bytes = 0;
-};
-Character CharacterAt(std::string_view text) {
-  const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) return {first, 1};
-  const std::size_t bytes = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC2 ? 2 : 0;
-  if (bytes == 0 || first > 0xF4 || text.size() < bytes) return {};
-  char32_t code = first & (0xFFU >> (bytes + 1));
-  for (std::size_t i = 1; i < bytes; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return {};
-    code = code << 6 | (byte(i) & 0x3FU);
-  }
-  constexpr std::array<char32_t, 5> kLeast = {0, 0, 0x80, 0x800, 0x10000};
-  const bool is_surrogate = code >= 0xD800 && code < 0xE000;
-  return code < kLeast[bytes] || is_surrogate || code > 0x10FFFF ? Character{}
-                                                                 : Character{code, bytes};
-}
-
-// Moves a cursor, ends a line, or turns the direction of what follows.
-bool IsControl(char32_t code) {
-  struct Span {
-    char32_t first, last;
-  };
-  constexpr Span kControls[] = {{0, 0x1F},        {0x7F, 0x9F},     {0x61C, 0x61C},
-                                {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069},
-                                {0xFEFF, 0xFEFF}};
-  return std::any_of(std::begin(kControls), std::end(kControls),
-                     [code](const Span& span) { return code >= span.first && code <= span.last; });
-}
-
 std::string Plain(std::string_view name) {
   std::string words(name);
   std::replace(words.begin(), words.end(), '_', ' ');
@@ -65,13 +26,6 @@ std::string Plain(std::string_view name) {
 }
 
 // ---- Values ----------------------------------------------------------------------
-
-std::string MacWords(std::string_view bytes) {
-  std::string words;
-  for (const char byte : bytes)
-    words += fmt::format("{}{:02x}", words.empty() ? "" : ":", static_cast<unsigned char>(byte));
-  return words;
-}
 
 // Seven digits are an inch.
 std::string DegreesWords(std::int64_t tts) {
@@ -95,9 +49,9 @@ std::string FieldWords(const Value& value) {
     case FieldType::kFlag:
       return value.number != 0 ? "yes" : "no";
     case FieldType::kText:
-      return value.text.empty() ? "(empty)" : EscapedWords(value.text);
+      return QuotedText(value.text);
     case FieldType::kMac:
-      return MacWords(value.text);
+      return MacText(value.text);
     case FieldType::kAddress:
       return AddressWords(value.number);
     case FieldType::kTime:
@@ -233,22 +187,6 @@ std::vector<StateTable::Key> WordKeys(const KindRow& kind, std::int64_t first) {
 
 // ---- Words -----------------------------------------------------------------------
 
-std::string EscapedWords(std::string_view text) {
-  std::string escaped;
-  while (!text.empty()) {
-    const Character character = CharacterAt(text);
-    const std::size_t bytes = std::max<std::size_t>(character.bytes, 1);
-    if (character.bytes > 0 && !IsControl(character.code)) {
-      escaped += text.substr(0, bytes);
-    } else {
-      for (std::size_t i = 0; i < bytes; ++i)
-        escaped += fmt::format("\\x{:02X}", static_cast<unsigned char>(text[i]));
-    }
-    text.remove_prefix(bytes);
-  }
-  return escaped;
-}
-
 std::string KindWords(const KindRow& kind) { return Plain(kind.name); }
 
 std::string SubjectWords(const Record& record) {
@@ -291,15 +229,6 @@ std::string RecordWords(const Record& record) {
     values.push_back(records::ValueOf(record, i));
   const std::string told = ValuesWords(record, values);
   return SubjectWords(record) + (told.empty() ? "" : ": " + told);
-}
-
-std::string DurationWords(std::int64_t us) {
-  const std::int64_t seconds = us / kSecond_us;
-  if (seconds < 60) return fmt::format("{}.{} s", seconds, us / (kSecond_us / 10) % 10);
-  if (seconds < 3600) return fmt::format("{} min {:02} s", seconds / 60, seconds % 60);
-  const std::int64_t hours = seconds / 3600;
-  if (hours < 24) return fmt::format("{} h {:02} min", hours, seconds / 60 % 60);
-  return fmt::format("{} d {:02} h", hours / 24, hours % 24);
 }
 
 std::string PlaceWords(const records::Place& place) {

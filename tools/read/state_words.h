@@ -4,16 +4,11 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tools/read/state_table.h"
 
 namespace vmr::tool {
-
-// Recorded text, fit for a terminal and for a line: control characters of all kinds, those
-// that turn the direction of writing included, and bytes that are no UTF-8 become "\x1B".
-std::string EscapedWords(std::string_view text);
 
 // "input", "time zone"
 std::string KindWords(const records::KindRow& kind);
@@ -23,13 +18,11 @@ std::string KeyWords(const StateTable::Key& key);
 // Both: "input siren", "speed device 1".
 std::string SubjectWords(const records::Record& record);
 std::string SubjectWords(const StateTable::Key& key);
-// "on", "Smith", "unknown", "target 61, lock 0"
+// "on", "unknown", "target 61, lock 0"; a recorded text in quotes.
 std::string ValueWords(const StateEntry& entry);
 // All of a record: "input siren: on"; of an event its fields.
 std::string RecordWords(const records::Record& record);
 
-// "7.5 s", "3 min 20 s", "2 h 05 min", "3 d 04 h"
-std::string DurationWords(std::int64_t us);
 // "file 1 cluster 3 offset 12345", or "offset 12345" in a flat file.
 std::string PlaceWords(const records::Place& place);
 

@@ -25,7 +25,7 @@ void AddMoment(const Instant& at, std::vector<Moment>& found) {
     return moment.at.run == at.run && moment.at.line_tick + kNearTicks >= at.line_tick &&
            at.line_tick + kNearTicks >= moment.at.line_tick;
   });
-  if (!is_known) found.push_back({Presence::kThere, at, std::nullopt, std::nullopt});
+  if (!is_known) found.push_back({Presence::kThere, at, std::nullopt, std::nullopt, {}, {}});
 }
 
 }  // namespace
@@ -53,6 +53,21 @@ std::int64_t TimeAxis::TimeIn(const Piece& piece, const Instant& at) {
          static_cast<std::int64_t>(at.line_tick - piece.first.line_tick) * kTick_us;
 }
 
+Time TimeAxis::TimeAt(const Piece& piece, const Instant& at) {
+  if (!IsKnown(piece.at_first)) return {};
+  return {TimeIn(piece, at), piece.at_first.quality};
+}
+
+void TimeAxis::SetBefore(Moment& moment, const Piece& piece) {
+  moment.before = piece.last;
+  moment.before_time = TimeAt(piece, piece.last);
+}
+
+void TimeAxis::SetBehind(Moment& moment, const Piece& piece) {
+  moment.behind = piece.first;
+  moment.behind_time = TimeAt(piece, piece.first);
+}
+
 bool TimeAxis::GoesOn(const Piece& piece, const Instant& at, const Time& time) const {
   if (at.run != piece.first.run || time.quality != piece.at_first.quality) return false;
   return !IsKnown(time) || time.us == TimeIn(piece, at);
@@ -75,15 +90,14 @@ Instant TimeAxis::EndOf(std::size_t piece) const {
 Time TimeAxis::TimeOf(const Instant& at) const {
   for (std::size_t i = pieces_.size(); i-- > 0;) {
     if (at < pieces_[i].first) continue;
-    if (!IsKnown(pieces_[i].at_first) || !(at < EndOf(i))) return {};
-    return {TimeIn(pieces_[i], at), pieces_[i].at_first.quality};
+    return at < EndOf(i) ? TimeAt(pieces_[i], at) : Time{};
   }
   return {};
 }
 
 Moment TimeAxis::End() const {
   if (pieces_.empty()) return {};
-  return {Presence::kThere, pieces_.back().last, std::nullopt, std::nullopt};
+  return {Presence::kThere, pieces_.back().last, std::nullopt, std::nullopt, {}, {}};
 }
 
 std::vector<Moment> TimeAxis::Find(const TimePoint& point, std::optional<int> run) const {
@@ -100,7 +114,7 @@ std::vector<Moment> TimeAxis::FindTick(unsigned int tick, std::optional<int> run
     for (std::uint64_t lap = begin.line_tick >> 32; lap <= end.line_tick >> 32; ++lap) {
       const Instant at{begin.run, lap << 32 | tick};
       if (!(at < begin) && !(end < at))
-        found.push_back({Presence::kThere, at, std::nullopt, std::nullopt});
+        found.push_back({Presence::kThere, at, std::nullopt, std::nullopt, {}, {}});
     }
   }
   if (found.empty()) found.push_back(WhyNoTick(tick, run));
@@ -111,8 +125,8 @@ Moment TimeAxis::WhyNoTick(unsigned int tick, std::optional<int> run) const {
   Moment moment;
   for (const Piece& piece : pieces_) {
     if (!IsIn(piece.first, run)) continue;
-    if (piece.last.Tick() < tick) moment.before = piece.last;
-    if (piece.first.Tick() > tick && !moment.behind) moment.behind = piece.first;
+    if (piece.last.Tick() < tick) SetBefore(moment, piece);
+    if (piece.first.Tick() > tick && !moment.behind) SetBehind(moment, piece);
   }
   moment.presence = moment.before && moment.behind ? Presence::kBetweenRuns
                     : moment.before                ? Presence::kBehind
@@ -159,13 +173,13 @@ Moment TimeAxis::WhyNoTime(std::int64_t us, std::optional<int> run) const {
       moment.presence = in_gap    ? Presence::kInGap
                         : new_run ? Presence::kBetweenRuns
                                   : Presence::kSkipped;
-      moment.before = pieces_[*last].last;
-      moment.behind = piece.first;
+      SetBefore(moment, pieces_[*last]);
+      SetBehind(moment, piece);
       return moment;
     }
     last = i;
-    if (us < piece.at_first.us && !moment.behind) moment.behind = piece.first;
-    if (us >= piece.at_first.us) moment.before = piece.last;
+    if (us < piece.at_first.us && !moment.behind) SetBehind(moment, piece);
+    if (us >= piece.at_first.us) SetBefore(moment, piece);
   }
   if (!last) return {};
   moment.presence = moment.before ? Presence::kBehind : Presence::kBefore;

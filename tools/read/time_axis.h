@@ -28,6 +28,9 @@ struct Moment {
   Instant at;                     // of kThere
   std::optional<Instant> before;  // the last tick in front of what is not there
   std::optional<Instant> behind;  // the first one behind it
+  // Then. Where the clock was set, `before` and `behind` may be one tick.
+  records::Time before_time;
+  records::Time behind_time;
 };
 
 // Takes a whole recording; then it can be asked.
@@ -57,6 +60,9 @@ class TimeAxis final : public records::Sink {
   // The first tick behind it that is not its own.
   Instant EndOf(std::size_t piece) const;
   bool IsGapBetween(std::size_t piece, std::size_t next) const;
+  static records::Time TimeAt(const Piece& piece, const Instant& at);
+  static void SetBefore(Moment& moment, const Piece& piece);
+  static void SetBehind(Moment& moment, const Piece& piece);
   static std::int64_t TimeIn(const Piece& piece, const Instant& at);
   std::vector<Moment> FindTick(unsigned int tick, std::optional<int> run) const;
   std::vector<Moment> FindTime(std::int64_t us, std::optional<int> run) const;
