@@ -10,6 +10,7 @@
 #include "backends/file_io.h"
 #include "records/flat_source.h"
 #include "records/ring_source.h"
+#include "tools/common/flat_file.h"
 
 namespace vmr::tool {
 namespace {
@@ -35,6 +36,10 @@ std::string WhyNoRing(const std::string& base, RingProblem problem) {
   }
 }
 
+void AddRemark(const std::string& remark, OpenedRecording& opened) {
+  opened.remark += (opened.remark.empty() ? "" : "; ") + remark;
+}
+
 void OpenRing(const std::string& path1, const std::string& path2, OpenedRecording& opened) {
   RingProblem problem{};
   errno = 0;
@@ -44,12 +49,7 @@ void OpenRing(const std::string& path1, const std::string& path2, OpenedRecordin
     opened.error = WhyNoRing(opened.name, problem);
     return;
   }
-  if (ring->SearchedAll())
-    opened.remark = fmt::format(
-        "{0}: a cluster that recorders look for its end in is bad in both files; record no more "
-        "into "
-        "it, `vmr recover {0} OUT` makes a sound store of what is good",
-        opened.name);
+  if (ring->SearchedAll()) AddRemark(RemarkOnSearchedAll(opened.name), opened);
   opened.source = std::move(ring);
 }
 
@@ -76,11 +76,21 @@ void OpenFlat(const std::string& path, OpenedRecording& opened) {
   }
   // Without the magic it can only be one file of a ring.
   OpenRing(path, "", opened);
-  if (opened.source == nullptr)
+  if (opened.source == nullptr && LookWhetherFlat(path) == FlatLook::kDamaged)
+    opened.error = fmt::format(
+        "{0}: a flat file whose first bytes are damaged, so that no reader opens it", path);
+  else if (opened.source == nullptr)
     opened.error = fmt::format("{}: is neither a flat metadata file nor a file of a store", path);
 }
 
 }  // namespace
+
+std::string RemarkOnSearchedAll(const std::string& store) {
+  return fmt::format(
+      "{0}: a cluster that recorders look for its end in is bad in both files; record no more into "
+      "it, `vmr recover {0} OUT` makes a sound store of what is good",
+      store);
+}
 
 OpenedRecording OpenRecording(const std::string& path, PathKind kind) {
   OpenedRecording opened;
