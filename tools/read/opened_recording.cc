@@ -1,6 +1,7 @@
 #include "tools/read/opened_recording.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <filesystem>
@@ -20,10 +21,22 @@ using records::FlatSource;
 using records::RingProblem;
 using records::RingSource;
 
-std::string WhyNoRing(const std::string& base, RingProblem problem) {
+// Of the files that are there; else that there are none.
+int WhyNotOpened(const std::string& path1, const std::string& path2) {
+  for (const std::string& path : {path1, path2}) {
+    const int fd = OpenFile(path, O_RDONLY | O_NONBLOCK);
+    if (!IsOpenDescriptor(fd) && errno != ENOENT) return errno;
+    if (IsOpenDescriptor(fd)) static_cast<void>(CloseFile(fd));  // nothing was written
+  }
+  return ENOENT;
+}
+
+std::string WhyNoRing(const std::string& base, const std::string& path1, const std::string& path2,
+                      RingProblem problem) {
   switch (problem) {
     case RingProblem::kNoFile:
-      return fmt::format("{}: neither file of the store can be opened: {}", base, TextOfErrno());
+      return fmt::format("{}: neither file of the store can be opened: {}", base,
+                         TextOfErrno(WhyNotOpened(path1, path2)));
     case RingProblem::kNoEnd:
       return fmt::format(
           "{0}: no cluster of it can be read in either file; `vmr recover {0} OUT` saves single "
@@ -42,11 +55,10 @@ void AddRemark(const std::string& remark, OpenedRecording& opened) {
 
 void OpenRing(const std::string& path1, const std::string& path2, OpenedRecording& opened) {
   RingProblem problem{};
-  errno = 0;
   auto ring = RingSource::Open(path1, path2, problem);
   opened.is_store = true;
   if (ring == nullptr) {
-    opened.error = WhyNoRing(opened.name, problem);
+    opened.error = WhyNoRing(opened.name, path1, path2, problem);
     return;
   }
   if (ring->SearchedAll()) AddRemark(RemarkOnSearchedAll(opened.name), opened);
