@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "store/bytes.h"
 #include "store/packet_format.h"
@@ -153,6 +154,7 @@ std::size_t Decoder::Walk(const Stretch& stretch) {
     const std::size_t bytes = TakePacket(stretch, at);
     if (bytes == 0) break;
     at += bytes;
+    if (std::exchange(waits_, false)) break;
   }
   return stopped_ ? stretch.size : at;
 }
@@ -193,6 +195,7 @@ std::size_t Decoder::TakeDamage(const Stretch& stretch, std::size_t at) {
   const bool goes_on = end == stretch.size && !stretch.is_whole;
   if (goes_on) end = std::max(at + 1, stretch.size - std::min(stretch.size, kLongestPacket));
   damage_->bytes += static_cast<std::int64_t>(end - at);
+  waits_ = goes_on;
   if (goes_on) return end - at;
   if (end < stretch.size) damage_->reason = GapReason::kNoPackets;
   EndDamage();

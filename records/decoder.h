@@ -142,6 +142,7 @@ class Decoder {
   KnownItems known_;
   std::optional<Gap> gap_;
   std::optional<Gap> damage_;  // that goes on at the end of a stretch
+  bool waits_ = false;         // for the next stretch
 };
 
 }  // namespace vmr::records

@@ -1,4 +1,6 @@
 // What `vmr export` writes, byte by byte, of recordings that are put together here.
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -253,6 +255,55 @@ TEST_F(ExportTest, AFolderWithOneTableThatIsThereIsLeftAsItWas) {
   EXPECT_TRUE(LeftNothingBehind());
 }
 
+TEST_F(ExportTest, AFolderAppearsWithAllTablesOrNotAtAll) {
+  RecordOne("56");
+  const auto left = [this] {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+      names.push_back(entry.path().filename().string());
+    return names;
+  };
+  EXPECT_EQ(Run({"export", "nothing", "--format", "csv", "-o", "d/e"}).exit_code, 1);
+  EXPECT_THAT(left(), testing::Not(testing::Contains("d")));
+  // No table may become longer than 32 KiB.
+  std::vector<Bytes> packets;
+  for (unsigned int tick = 1; tick < 5000; ++tick) packets.push_back(Hdr1(tick, "56 56 56"));
+  Record("r", packets);
+  const std::string command = "cd '" + folder + "' && ulimit -f 32 && trap '' XFSZ && '" +
+                              VMR_PROGRAM + "' export r --format csv -o d/e 2> err";
+  EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+  EXPECT_EQ(ReadFile(Path("err")), "vmr: d/e/bookmark.csv: File too large\n");
+  EXPECT_THAT(left(), testing::Not(testing::Contains("d")));
+  EXPECT_TRUE(LeftNothingBehind());
+  EXPECT_EQ(Export({"--format", "csv", "-o", "d/e/"}).exit_code, 0);
+  EXPECT_TRUE(LeftNothingBehind());
+}
+
+TEST_F(ExportTest, AFolderThatIsThereGetsAllTablesOrNone) {
+  std::filesystem::create_directory(Path("d"));
+  std::vector<Bytes> packets;
+  for (unsigned int tick = 1; tick < 5000; ++tick) packets.push_back(Hdr1(tick, "36"));
+  Record("r", packets);
+  const std::string command = "cd '" + folder + "' && ulimit -f 32 && trap '' XFSZ && '" +
+                              VMR_PROGRAM + "' export r --format csv -o d 2> err";
+  EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+  EXPECT_TRUE(std::filesystem::is_empty(Path("d")));
+}
+
+TEST_F(ExportTest, ASignalLeavesNoFolderBehind) {
+  // Four million records take a while.
+  std::string hundred;
+  for (int n = 0; n < 100; ++n) hundred += "56 ";
+  Record("r", std::vector<Bytes>(40000, Hdr1(1, hundred)));
+  RunningProgram program(folder, {"export", "r", "--format", "csv", "-o", "d"});
+  for (int n = 0; n < 60000 && LeftNothingBehind(); ++n) usleep(1000);
+  ASSERT_FALSE(LeftNothingBehind());
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Finish().exit_code, -1);
+  EXPECT_FALSE(std::filesystem::exists(Path("d")));
+  EXPECT_TRUE(LeftNothingBehind());
+}
+
 // ---- GPX -------------------------------------------------------------------------
 
 TEST_F(ExportTest, AWayHasPlacesTimesAndSpeedsInMetresPerSecond) {
@@ -314,6 +365,18 @@ TEST_F(ExportTest, PositionsThatAreNotSureSaySo) {
   ASSERT_EQ(way.size(), 6U);
   EXPECT_THAT(way[1], HasSubstr("<cmt>unverified, time estimated</cmt>"));
   EXPECT_THAT(way[4], HasSubstr("<cmt>packet CRC wrong, time estimated</cmt>"));
+}
+
+TEST_F(ExportTest, ARepeatedPositionIsNoPointWhereAnotherFollowsAtItsTick) {
+  // The state that an extract begins with, and what was copied of the same tick.
+  const std::string state = Log("Range 100 to 200") + kTime + "91 02 25 31 00 00 91 00 00 00 1A";
+  Record("r", {Hdr1(100, state), Hdr1(100, kMelbourne), Hdr1(102, "92 10 10")});
+  const std::vector<std::string> way = Gpx();
+  ASSERT_EQ(way.size(), 4U);
+  EXPECT_THAT(way[1], AllOf(HasSubstr("lat=\"-37.8333333\""), HasSubstr("22:13:20.000Z")));
+  EXPECT_THAT(way[2], HasSubstr("22:13:21.000Z"));
+  Record("r", {Hdr1(100, state), Hdr1(102, kMelbourne)});
+  EXPECT_EQ(Gpx().size(), 4U) << "alone it is one";
 }
 
 TEST_F(ExportTest, AHundredAndEightyDegreesEastAreWestInGpx) {
@@ -410,6 +473,25 @@ TEST_F(ExportTest, AGapIsASubtitleAndWhatItMadeUnknownIsNotShown) {
                           "00:00:04.000 --> 00:00:05.000", testing::_, "siren on", "* siren on"));
 }
 
+TEST_F(ExportTest, BehindAGapASubtitleHasTheTimeThatIsReckonedBackwards) {
+  Record("r", {Hdr1(100, std::string(kTime) + "36"), B("00 00"), Hdr1(106, "56"),
+               Hdr1(110, "03 05 F1 53 65"), Hdr1(112, "56")});
+  const std::vector<std::string> cues = Cues({"--video-start", "100"});
+  EXPECT_THAT(cues, testing::Contains("~2023-11-14 22:13:23+00:00"));
+  EXPECT_THAT(cues, testing::Contains("~2023-11-14 22:13:24+00:00"));
+  EXPECT_THAT(cues, testing::Contains("2023-11-14 22:13:26+00:00"));
+  EXPECT_THAT(cues, testing::Not(testing::Contains(StartsWith("tick "))));
+}
+
+TEST_F(ExportTest, WhoDrivesWhatIsAmongTheChanges) {
+  Record("r",
+         {Hdr1(100, kTime), Hdr1(101, Officer("Ana") + TextItem("08", "4711") +
+                                          TextItem("07", "Car 7") + TextItem("06", "County"))});
+  EXPECT_THAT(Cues({"--video-start", "100"}),
+              testing::IsSupersetOf(
+                  {"* officer: Ana", "* badge: 4711", "* vehicle: Car 7", "* department: County"}));
+}
+
 TEST_F(ExportTest, TicksThatLeapMakeOneSubtitleInsteadOfMillions) {
   Record("r", {Hdr1(100, "36"), Hdr1(4294960100U, "56")});
   EXPECT_THAT(Cues({"--video-start", "100"}),
@@ -455,6 +537,50 @@ TEST_F(ExportTest, SubtitlesSayWhatTheVideoHasBeyondThem) {
   EXPECT_EQ(early.out, "WEBVTT\n\n");
 }
 
+TEST_F(ExportTest, AVideoThatBeginsLongBeforeTheRecordingIsSaidTo) {
+  // The recording's clock leaps over the video's beginning, or newer packets stand there.
+  Record("r", {Hdr1(100, kTime), Hdr1(104, kAnHourLater), Hdr1(108, "56")});
+  const Finished leapt = Export({"--format", "vtt", "--video-start", "2023-11-14T22:14:00Z"});
+  EXPECT_EQ(leapt.exit_code, 3);
+  EXPECT_EQ(leapt.err, "vmr: r: begins 3562 s behind --video-start\n");
+  EXPECT_THAT(leapt.out, Not(HasSubstr("00:00:00.000")));
+  Record("r", {Hdr1(100, "56"), Hdr1(104, kTime)});
+  EXPECT_EQ(Export({"--format", "vtt", "--video-start", "2023-11-14T11:13:20Z"}).exit_code, 3);
+}
+
+// ---- Ranges --------------------------------------------------------------------------
+
+TEST_F(ExportTest, ARangeOutsideOfTheRecordingIsSaidTo) {
+  Record("r", {Hdr1(100, kTime), Hdr1(104, kMelbourne), Hdr1(110, "56")});
+  const std::string ends =
+      ": it begins at tick 100 (2023-11-14 22:13:20+00:00) and ends at tick "
+      "110 (2023-11-14 22:13:25+00:00)\n";
+  for (const Arguments& range :
+       {Arguments{"--from", "2019-06-20", "--to", "2019-06-21"}, Arguments{"--to", "2019-06-20"},
+        Arguments{"--from", "2024-01-01"}, Arguments{"--from", "now"}, Arguments{"--from", "111"},
+        Arguments{"--to", "99"}, Arguments{"--from", "200", "--to", "300"},
+        Arguments{"--from", "200", "--format", "gpx"},
+        Arguments{"--from", "200", "--format", "geojson"}}) {
+    const Finished outside = Export(range);
+    EXPECT_EQ(outside.exit_code, 3) << range[1];
+    EXPECT_EQ(outside.err, "vmr: r: nothing of what was asked for is recorded in it" + ends);
+  }
+  for (const Arguments& range :
+       {Arguments{"--from", "2023-11-14"}, Arguments{"--to", "now"}, Arguments{"--from", "110"},
+        Arguments{"--from", "105", "--to", "106"}, Arguments{"--to", "2023-11-14"}}) {
+    const Finished inside = Export(range);
+    EXPECT_EQ(inside.exit_code, 0) << range[1];
+    EXPECT_EQ(inside.err, "");
+  }
+}
+
+TEST_F(ExportTest, NothingOfARangeIsInARecordingOfNothing) {
+  Record("r", {});
+  const Finished nothing = Export({"--from", "2019-06-20"});
+  EXPECT_EQ(nothing.exit_code, 3);
+  EXPECT_EQ(nothing.err, "vmr: r: nothing of what was asked for is recorded in it\n");
+}
+
 // ---- All -------------------------------------------------------------------------
 
 TEST_F(ExportTest, OptionsThatDoNotGoTogetherAreWrongUsage) {
@@ -468,6 +594,14 @@ TEST_F(ExportTest, OptionsThatDoNotGoTogetherAreWrongUsage) {
     EXPECT_EQ(refused.exit_code, 2) << refused.err;
     EXPECT_EQ(refused.out, "");
   }
+  const Finished siren = Export({"--kind", "siren"});
+  EXPECT_EQ(siren.exit_code, 2);
+  EXPECT_THAT(siren.err, StartsWith("vmr: --kind siren: no kind of record; siren is an input: "
+                                    "--kind input\n"));
+  EXPECT_THAT(Export({"--time-zone", ""}).err, StartsWith("vmr: --time-zone is empty\n"));
+  for (const char* const run : {"-1", "99999999999", "one"})
+    EXPECT_THAT(Run({"state", "r", "--at", "1", "--run", run}).err,
+                StartsWith("vmr: --run " + std::string(run) + ": no number of a run; 0 is"));
   const Finished two = Run({"export", "r", "r", "--format", "vtt", "--video-start", "1"});
   EXPECT_EQ(two.exit_code, 2);
   EXPECT_EQ(two.err, "vmr: 2 recordings: a video has subtitles of one; name it\n");

@@ -195,6 +195,18 @@ TEST_F(FollowTest, AStoreMayYetHaveToCome) {
   EXPECT_EQ(Followed(), recorded);
 }
 
+TEST_F(FollowTest, AStoreThatARecorderWouldBeginAnewIsFollowedWithARemark) {
+  MakeRingOfBookmarks(20);
+  Damage(1, 0);
+  Damage(2, 0);
+  Following following(folder, {"s", "--from-start", "--format", "jsonl"});
+  ASSERT_TRUE(WaitForLines(38));
+  EXPECT_EQ(following.End(SIGTERM), 3) << "a cluster is lost";
+  EXPECT_THAT(Messages(), testing::StartsWith("vmr: s: a cluster that recorders look for its end "
+                                              "in is bad in both files; record no more into it"));
+  EXPECT_THAT(Run({"view", "s"}).err, testing::StartsWith(Messages()));
+}
+
 TEST_F(FollowTest, KilledAgainAndAgainItPrintsEveryRecordOnce) {
   RunningProgram recorder(folder, {"record", "s", "--input", "-"});
   ASSERT_TRUE(WaitForFile("s_2.mtd"));

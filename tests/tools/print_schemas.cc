@@ -16,7 +16,7 @@ using Json = nlohmann::ordered_json;
 using namespace vmr::records;
 
 // Of docs/schema/README.md, which says what each version brought.
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 
 constexpr const char* kTimePattern =
     "^-?[0-9]{4,}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z$";
@@ -157,7 +157,7 @@ Object SchemaOfGap() {
   Object object;
   AddHead(vmr::tool::kGapKind, object);
   Json reasons = Json::array();
-  for (int reason = 0; reason <= static_cast<int>(GapReason::kCutShort); ++reason)
+  for (int reason = 0; reason <= static_cast<int>(GapReason::kMarked); ++reason)
     reasons.push_back(TextOf(static_cast<GapReason>(reason)));
   object.Add("reason", {{"enum", reasons}});
   object.Add("from_tick", TickSchema(), "the last one told in front of it");

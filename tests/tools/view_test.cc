@@ -207,7 +207,9 @@ TEST_F(View, OneFileIsEnough) {
   std::filesystem::remove(Path("s_2.mtd"));
   const Finished view = Run({"view", "s"});
   EXPECT_EQ(view.exit_code, 0);
-  EXPECT_THAT(view.err, StartsWith("vmr: s_2.mtd: missing; reading s_1.mtd alone\n"));
+  EXPECT_THAT(view.err,
+              StartsWith("vmr: s_2.mtd: missing; reading s_1.mtd alone, and the newest packet may "
+                         "stand in the missing file alone\n"));
   EXPECT_THAT(view.out, HasSubstr("siren on"));
 }
 
@@ -309,6 +311,55 @@ TEST_F(View, SeveralRecordingsHaveAHeadingEach) {
   EXPECT_THAT(out, StartsWith("Recording     t\n"));
   EXPECT_THAT(out, HasSubstr("\n\nRecording     s\n"));
   EXPECT_EQ(Run({"view", "t", "nowhere", "s"}).exit_code, 1);
+}
+
+TEST_F(View, WhatCannotBeReadInAFolderIsToldAndTheRestIsShown) {
+  Record("s", "{\"event\":\"bookmark\",\"tick\":50}\n");
+  Run({"extract", "s", "cut", "--from", "40", "--to", "60"});
+  std::string bytes = ReadFile(Path("cut"));
+  std::filesystem::create_directories(Path("all/deeper"));
+  for (const char* const name : {"flat", "locked", "deeper/flat", ".hidden"})
+    WriteFile(Path(std::string("all/") + name), bytes);
+  bytes[0] = '?';
+  WriteFile(Path("all/damaged"), bytes);
+  WriteFile(Path("all/notes"), "nothing of ours");
+  WriteFile(Path("all/t_1.mtd"), "");
+  for (const char* const locked : {"all/locked", "all/t_1.mtd"})
+    std::filesystem::permissions(Path(locked), std::filesystem::perms::none);
+  for (const char* const command : {"view", "info", "export"}) {
+    const Finished read = RunUnprivileged({command, "all"});
+    EXPECT_EQ(read.exit_code, 1) << command;
+    EXPECT_THAT(read.err, HasSubstr("vmr: all/damaged: a flat file whose first bytes are damaged"));
+    EXPECT_THAT(read.err, HasSubstr("vmr: all/locked: Permission denied\n"));
+    EXPECT_THAT(read.err, HasSubstr("vmr: all/t: neither file of the store can be opened: "
+                                    "Permission denied\n"));
+    EXPECT_EQ(std::count(read.err.begin(), read.err.end(), '\n'), 3) << read.err;
+    EXPECT_THAT(read.out, HasSubstr("all/flat"));
+    EXPECT_THAT(read.out, Not(HasSubstr("deeper")));
+  }
+  const Finished checked = RunUnprivileged({"check", "all"});
+  EXPECT_EQ(checked.exit_code, 1);
+  EXPECT_THAT(checked.err, HasSubstr("vmr: all/locked: Permission denied\n"));
+}
+
+TEST_F(View, AFolderWithoutRecordingsSaysSo) {
+  std::filesystem::create_directories(Path("none/deeper"));
+  WriteFile(Path("none/deeper/flat"), "f]S1");
+  for (const char* const command : {"view", "info", "export"}) {
+    const Finished read = Run({command, "none"});
+    EXPECT_EQ(read.exit_code, 1);
+    EXPECT_EQ(read.err, "vmr: none: neither stores nor flat files in it\n");
+    EXPECT_EQ(read.out, "");
+  }
+}
+
+TEST_F(View, AStoreInAFolderThatWasSetAsideIsShown) {
+  std::filesystem::create_directory(Path("all"));
+  Record("all/s", "{\"event\":\"bookmark\",\"tick\":50}\n");
+  std::filesystem::rename(Path("all/s_1.mtd"), Path("all/s_1.mtd.CORRUPT"));
+  std::filesystem::rename(Path("all/s_2.mtd"), Path("all/s_2.mtd.CORRUPT"));
+  EXPECT_THAT(Run({"view", "all"}).out, HasSubstr("bookmark"));
+  EXPECT_THAT(Run({"check", "all"}).out, StartsWith("all/s: "));
 }
 
 TEST_F(View, ARangeInWhichNothingWasRecordedSaysSo) {

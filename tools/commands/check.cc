@@ -14,6 +14,8 @@
 #include "tools/commands/reading_options.h"
 #include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
+#include "tools/common/flat_file.h"
+#include "tools/common/folder.h"
 #include "tools/common/store_path.h"
 #include "tools/ring/flat_check.h"
 #include "tools/ring/report.h"
@@ -101,18 +103,9 @@ class Checks {
 
   void AddFolder(const std::string& folder) {
     ExpectSeveral();
-    std::set<std::string> paths;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-      const std::string path = entry->path();
-      const std::string name = entry->path().filename();
-      if (name.empty() || name[0] == '.' || !entry->is_regular_file(error)) continue;
-      if (RingBaseOf(path) || LooksFlat(path)) paths.insert(path);
-    }
-    if (error) return Fail(fmt::format("{}: {}", folder, error.message()));
-    if (paths.empty()) return Fail(fmt::format("{}: neither stores nor flat files in it", folder));
-    for (const std::string& path : paths) AddOne(path);
+    const Folder found = LookInto(folder);
+    if (!found.error.empty()) return Fail(found.error);
+    for (const std::string& path : found.recordings) AddOne(path);
   }
 
   // A store that is named by both of its files is looked at once.
@@ -134,6 +127,10 @@ class Checks {
       UseZone(time_zone_, recording);
     else
       UseTimeZone("UTC");
+  }
+  static bool LooksFlat(const std::string& path) {
+    const FlatLook look = LookWhetherFlat(path);
+    return look == FlatLook::kFlat || look == FlatLook::kDamaged;
   }
 
   void CheckFlat(const std::string& path) {

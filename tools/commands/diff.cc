@@ -257,10 +257,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
   AddPaths(parser, options->reading);
   AddTime(parser, "--at", options->at, "When; else at the end of each");
   AddTime(parser, "--and", options->and_at, "Of one recording: the other time");
-  parser
-      .add_option("--run", options->run, "Of ticks or times that several runs have: which, from 0")
-      ->type_name("N")
-      ->check(CLI::NonNegativeNumber);
+  AddRun(parser, options->run, "Of ticks or times that several runs have: which, from 0");
   AddTimeZone(parser, options->reading.time_zone);
   AddKinds(parser, options->reading);
   AddFormat(parser, {"text", "json"}, options->format);

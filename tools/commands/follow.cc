@@ -22,6 +22,7 @@
 #include "tools/read/follow_cursor.h"
 #include "tools/read/follow_source.h"
 #include "tools/read/json_line.h"
+#include "tools/read/opened_recording.h"
 #include "tools/read/state_words.h"
 #include "tools/record/stop_signal.h"
 
@@ -307,7 +308,10 @@ class Follower {
     int without_end = 0;
     while (!stop_.Requested()) {
       const Look look = source_->LookAgain();
-      if (look == Look::kGoesOn) return true;
+      if (look == Look::kGoesOn) {
+        if (source_->SearchedAll()) Say(RemarkOnSearchedAll(base_));
+        return true;
+      }
       if (look == Look::kTwoRecordings || (look == Look::kNoEnd && ++without_end > kMostWithoutEnd))
         return Refuse(WhyNot(look));
       // All of a store that comes now is new.
@@ -399,6 +403,16 @@ class Follower {
                     base_));
   }
 
+  // Once it has lasted longer than a recorder's work on a cluster.
+  void SayInVain(Look look) {
+    constexpr int kPatience = 6;  // looks
+    if (++looks_in_vain_ != kPatience) return;
+    if (look == Look::kNotThere)
+      Say(fmt::format("{}: is not there any more; waiting for it", base_));
+    else
+      Say(fmt::format("{}; waiting for it to change", WhyNot(look)));
+  }
+
   // Prints what is new. False when it cannot go on.
   bool TakeNew() {
     if (is_first_) {
@@ -415,8 +429,10 @@ class Follower {
         Begin();
         if (source_->LookAgain() != Look::kGoesOn) return true;
       } else if (look != Look::kGoesOn) {
+        SayInVain(look);
         return true;  // maybe the next time
       }
+      looks_in_vain_ = 0;
     }
     decoder_->Run();
     return out_.Flush() ? Save() : !out_.HasFailed();
@@ -449,6 +465,7 @@ class Follower {
   unsigned long lost_before_ = 0;  // of recordings that were begun anew
   bool begins_at_start_ = options_.from_start;
   bool is_first_ = true;
+  int looks_in_vain_ = 0;
   RingPlace saved_;
   bool is_saved_ = false;
 };

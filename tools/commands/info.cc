@@ -274,7 +274,7 @@ Json TimeJson(const records::Time& time) {
   return std::string(text.data(), text.size());
 }
 
-Json MomentJson(const Moment& moment) {
+Json MomentJson(const Met& moment) {
   return {{"tick", TickJson(moment.tick)},
           {"time", TimeJson(moment.time)},
           {"time_quality", TextOf(moment.time.quality)}};

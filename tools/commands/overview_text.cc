@@ -48,7 +48,7 @@ std::string Row(std::string_view label, std::string_view value) {
   return fmt::format("{:<14}{}\n", label, value);
 }
 
-std::string MomentText(const Moment& moment) {
+std::string MomentText(const Met& moment) {
   if (moment.tick == kNoTick) return "unknown";
   if (moment.time.quality == TimeQuality::kUnknown)
     return fmt::format("unknown time, tick {}", moment.tick);

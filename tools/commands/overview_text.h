@@ -13,7 +13,7 @@ namespace vmr::tool {
 // "Vehicle       Car 7", with a line feed.
 std::string Row(std::string_view label, std::string_view value);
 // "2019-06-19 16:33:57-05:00, tick 3", "about" where the time is estimated.
-std::string MomentText(const Moment& moment);
+std::string MomentText(const Met& moment);
 enum class Told : unsigned char {
   kFirst,  // the first text of each kind
   kAll,    // every text and where it was told first

@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
+#include <limits>
 
 #include "tools/commands/command.h"
+#include "tools/common/numbers.h"
 
 namespace vmr::tool {
 namespace {
@@ -18,6 +21,16 @@ TypedTime TimeOf(const char* name, const std::string& text) {
   return *typed;
 }
 
+// The kind whose records are of something called `word`; null: none.
+const records::KindRow* KindOfOne(const std::string& word) {
+  constexpr std::int64_t kMostWords = 256;
+  for (const records::KindRow& kind : records::Kinds())
+    for (std::int64_t n = 0; kind.fields[0].word != nullptr && n < kMostWords; ++n)
+      if (const char* const known = kind.fields[0].word(n); known != nullptr && word == known)
+        return &kind;
+  return nullptr;
+}
+
 bool IsTickAt(const std::optional<TypedTime>& time, unsigned int tick) {
   return time && time->kind == TypedTime::Kind::kTick && time->tick == tick;
 }
@@ -27,6 +40,11 @@ bool IsTickAt(const std::optional<TypedTime>& time, unsigned int tick) {
 records::KindId KindNamed(const std::string& name) {
   const records::KindRow* const row = records::FindKind(name.c_str());
   if (row != nullptr) return row->id;
+  if (const records::KindRow* const kind = KindOfOne(name)) {
+    const bool has_vowel = std::strchr("aeiou", kind->name[0]) != nullptr;
+    RefuseUsage(fmt::format("--kind {0}: no kind of record; {0} is {1} {2}: --kind {2}", name,
+                            has_vowel ? "an" : "a", kind->name));
+  }
   std::string known;
   for (const records::KindRow& kind : records::Kinds()) known += std::string(" ") + kind.name;
   RefuseUsage(fmt::format("--kind {}: no kind of record; there are:{}", name, known));
@@ -52,6 +70,21 @@ void AddRange(CLI::App& parser, ReadingOptions& options) {
 void AddTimeZone(CLI::App& parser, std::string& time_zone) {
   parser.add_option("--time-zone", time_zone, "Whose local times: recorded (the default)")
       ->type_name("ZONE");
+}
+
+void AddRun(CLI::App& parser, std::optional<int>& run, const char* help) {
+  constexpr unsigned int kHighest = std::numeric_limits<int>::max();
+  parser
+      .add_option_function<std::string>(
+          "--run",
+          [&run](const std::string& text) {
+            const auto number = ParseNumber(text, kHighest);
+            if (!number)
+              RefuseUsage(fmt::format("--run {}: no number of a run; 0 is the first one", text));
+            run = static_cast<int>(*number);
+          },
+          help)
+      ->type_name("N");
 }
 
 void AddKinds(CLI::App& parser, ReadingOptions& options) {
@@ -90,6 +123,7 @@ void AddFormat(CLI::App& parser, const std::vector<std::string>& formats, std::s
 }
 
 void CheckTimeZone(const std::string& time_zone) {
+  if (time_zone.empty()) RefuseUsage("--time-zone is empty");
   if (time_zone != kRecordedZone && !UseTimeZone(time_zone))
     RefuseUsage(
         fmt::format("--time-zone {}: not known here; recorded, local, UTC, or a name such as "

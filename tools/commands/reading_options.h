@@ -11,7 +11,7 @@ namespace vmr::tool {
 // What the footers of these commands say of PATH and T.
 inline constexpr const char* kReadingFooter =
     R"(PATH is the base path of a store, either of its two files, a flat metadata file,
-a single file of a store, or a folder: all recordings in it.
+a single file of a store, or a folder: all recordings in it, but not in folders of it.
 
 T is a tick (half seconds, counted on over all runs of a store) or a time:
 2019-06-19T21:33:57Z, 2019-06-19T16:33-05:00, @1560979977 (seconds since 1970),
@@ -26,6 +26,7 @@ void AddPaths(CLI::App& parser, ReadingOptions& options);
 void AddRange(CLI::App& parser, ReadingOptions& options);
 CLI::Option* AddTime(CLI::App& parser, const char* name, std::optional<TypedTime>& time,
                      const char* help);
+void AddRun(CLI::App& parser, std::optional<int>& run, const char* help);
 void AddTimeZone(CLI::App& parser, std::string& time_zone);
 void AddKinds(CLI::App& parser, ReadingOptions& options);
 void AddOutput(CLI::App& parser, ReadingOptions& options);

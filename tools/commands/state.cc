@@ -383,10 +383,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
   const auto options = std::make_shared<StateOptions>();
   AddPaths(parser, options->reading);
   AddTime(parser, "--at", options->at, "The instant");
-  parser
-      .add_option("--run", options->run, "Of a tick or time that several runs have: which, from 0")
-      ->type_name("N")
-      ->check(CLI::NonNegativeNumber);
+  AddRun(parser, options->run, "Of a tick or time that several runs have: which, from 0");
   AddTimeZone(parser, options->reading.time_zone);
   AddKinds(parser, options->reading);
   AddFormat(parser, {"text", "json"}, options->format);

@@ -3,14 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
-#include <fstream>
 
 #include "backends/cluster_format.h"
+#include "backends/file_io.h"
 #include "host/file_ops.h"
 #include "records/cluster_reader.h"
-#include "store/stream_format.h"
 #include "tools/common/console.h"
+#include "tools/common/flat_file.h"
 #include "tools/common/ring_opening.h"
 #include "tools/common/store_path.h"
 
@@ -25,7 +24,8 @@ bool Exists(const std::string& path) {
 
 // A store whose files were both set aside, or what is left of them.
 std::optional<StoreFiles> FindSetAside(const std::string& base) {
-  StoreFiles files{base, RingFileName(base, 1) + kSetAsideEnding, RingFileName(base, 2) + kSetAsideEnding, false};
+  StoreFiles files{base, RingFileName(base, 1) + kSetAsideEnding,
+                   RingFileName(base, 2) + kSetAsideEnding, false};
   const bool first = Exists(files.path1), second = Exists(files.path2);
   if (!first && !second) return std::nullopt;
   // A recorder sets one aside: the other was removed, or is there under its own name.
@@ -48,13 +48,6 @@ bool LooksLikeRingFile(const std::string& path) {
   return false;
 }
 
-bool BeginsAsFlatFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  char magic[sizeof(kFlatFileMagic)] = {};
-  file.read(magic, sizeof(magic));
-  return file.gcount() == sizeof(magic) && std::memcmp(magic, kFlatFileMagic, sizeof(magic)) == 0;
-}
-
 }  // namespace
 
 std::optional<StoreFiles> FilesToSurvey(const std::string& store) {
@@ -67,8 +60,10 @@ std::optional<StoreFiles> FilesToSurvey(const std::string& store) {
     Say(recording.error);
     return std::nullopt;
   }
-  if (BeginsAsFlatFile(store)) {
-    Say(fmt::format("{}: is a flat file, not a store", store));
+  const FlatLook look = LookWhetherFlat(store);
+  if (look != FlatLook::kOther) {
+    Say(fmt::format("{}: {}", store,
+                    look == FlatLook::kUnreadable ? TextOfErrno() : "is a flat file, not a store"));
     return std::nullopt;
   }
   if (LooksLikeRingFile(store)) return StoreFiles{store, store, "", false};

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iterator>
 #include <random>
+#include <utility>
 
 #include "backends/file_io.h"
 #include "host/file_ops.h"
@@ -27,6 +28,8 @@ const char* volatile files_in_the_making[OutputFile::kMostAtOnce] = {};
 void RemoveAndEnd(int signal_number) {
   for (const char* const path : files_in_the_making)
     if (path != nullptr) unlink(path);
+  for (const char* const path : files_in_the_making)
+    if (path != nullptr) rmdir(path);  // of a file it fails
   signal(signal_number, SIG_DFL);
   raise(signal_number);
 }
@@ -64,38 +67,31 @@ void KeepOnSignal(const std::string& path) {
   HandleEndingSignals();
 }
 
-// Holds the ending signals back while it lives.
-class HeldSignals {
- public:
-  HeldSignals() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int number : kEndingSignals) sigaddset(&ending, number);
-    sigprocmask(SIG_BLOCK, &ending, &before_);
-  }
-  ~HeldSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  HeldSignals(const HeldSignals&) = delete;
-  HeldSignals& operator=(const HeldSignals&) = delete;
-
- private:
-  sigset_t before_;
-};
-
-// Makes an empty file named `prefix` and six characters that are free there; -1 and
-// errno when none can be made.
-int MakeFile(const std::string& prefix, std::string& path) {
+// What `make` makes under a name of `prefix` and six characters that is free; its result is
+// negative, with errno, when nothing can be made.
+template <typename Make>
+int MakeUnderFreeName(const std::string& prefix, std::string& path, Make make) {
   constexpr char kCharacters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
   constexpr int kAttempts = 100;
-  constexpr mode_t kOwnersOnly = 0600;
   std::random_device random;
-  int fd = -1;
-  for (int attempt = 0; attempt < kAttempts && fd < 0; ++attempt) {
+  int made = -1;
+  for (int attempt = 0; attempt < kAttempts && made < 0; ++attempt) {
     path = prefix;
     for (int n = 0; n < 6; ++n) path += kCharacters[random() % (sizeof(kCharacters) - 1)];
-    fd = OpenFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, kOwnersOnly);
-    if (fd < 0 && errno != EEXIST) return -1;
+    made = make(path.c_str());
+    if (made < 0 && errno != EEXIST) return -1;
   }
-  return fd;
+  return made;
+}
+
+int MakeFile(const char* path) {
+  constexpr mode_t kOwnersOnly = 0600;
+  return OpenFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, kOwnersOnly);
+}
+
+int MakeFolder(const char* path) {
+  constexpr mode_t kUsual = 0777;
+  return mkdir(path, kUsual);
 }
 
 }  // namespace
@@ -108,7 +104,7 @@ OutputFile::~OutputFile() {
 }
 
 bool OutputFile::Fail(const std::string& what) const {
-  Say(fmt::format("{}: {}", path_, what));
+  Say(fmt::format("{}: {}", shown_.empty() ? path_ : shown_, what));
   return false;
 }
 
@@ -127,17 +123,20 @@ bool OutputFile::Open() {
   const auto folder = std::filesystem::path(path_).parent_path();
   const std::string prefix = folder / fmt::format(".vmr-{}-", purpose_);
   std::string made;
-  fd_ = MakeFile(prefix, made);
+  fd_ = MakeUnderFreeName(prefix, made, MakeFile);
   if (fd_ < 0) return Fail(fmt::format("cannot create a file beside it: {}", TextOfErrno()));
   temporary_ = made;
   RemoveOnSignal(temporary_);
   return true;
 }
 
+bool OutputFile::Settle() {
+  const bool synced = SyncAndClose(std::exchange(fd_, -1));
+  return synced || Fail(TextOfErrno());
+}
+
 bool OutputFile::Publish() {
-  const bool synced = SyncAndClose(fd_);
-  fd_ = -1;
-  if (!synced) return Fail(TextOfErrno());
+  if (fd_ >= 0 && !Settle()) return false;
   if (!Rename()) return Fail(errno == EEXIST ? "exists; --force replaces it" : TextOfErrno());
   KeepOnSignal(temporary_);
   temporary_.clear();
@@ -160,5 +159,73 @@ bool OutputFile::Rename() const {
   return (replace_ ? files.Rename(temporary_.c_str(), path_.c_str())
                    : files.RenameNew(temporary_.c_str(), path_.c_str())) == 0;
 }
+
+// ---- Folders ---------------------------------------------------------------------
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// "d" of "d/", too.
+fs::path WithoutSlash(const fs::path& path) {
+  return path.has_filename() ? path : path.parent_path();
+}
+
+fs::path NearestFolder(fs::path path) {
+  std::error_code error;
+  while (!path.empty() && !fs::exists(path, error)) path = path.parent_path();
+  return path;
+}
+
+}  // namespace
+
+OutputFolder::OutputFolder(std::string path) : path_(WithoutSlash(path)) {}
+
+OutputFolder::~OutputFolder() {
+  if (temporary_.empty()) return;
+  KeepOnSignal(temporary_);
+  std::error_code ignored;  // nobody is left to tell
+  fs::remove_all(temporary_, ignored);
+}
+
+bool OutputFolder::Fail(const std::string& what) const {
+  Say(fmt::format("{}: {}", path_, what));
+  return false;
+}
+
+bool OutputFolder::Open() {
+  const HeldSignals held;
+  std::string made;
+  const fs::path beside = NearestFolder(fs::path(path_).parent_path());
+  if (MakeUnderFreeName((beside / ".vmr-out-").string(), made, MakeFolder) < 0)
+    return Fail(TextOfErrno());
+  temporary_ = made;
+  RemoveOnSignal(temporary_);
+  return true;
+}
+
+bool OutputFolder::Publish() {
+  const HeldSignals held;
+  std::error_code error;
+  const fs::path above = fs::path(path_).parent_path();
+  if (!above.empty()) fs::create_directories(above, error);
+  if (error) return Fail(error.message());
+  if (FileOps::Current().RenameNew(temporary_.c_str(), path_.c_str()) != 0)
+    return Fail(TextOfErrno());
+  KeepOnSignal(temporary_);
+  temporary_.clear();
+  // Without this only the name could get lost in a power cut.
+  static_cast<void>(SyncDirectoryOf(path_));
+  return true;
+}
+
+HeldSignals::HeldSignals() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int number : kEndingSignals) sigaddset(&ending, number);
+  sigprocmask(SIG_BLOCK, &ending, &before_);
+}
+
+HeldSignals::~HeldSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
 
 }  // namespace vmr::tool

@@ -34,9 +34,10 @@ std::optional<Recording> FindRing(const std::string& base) {
   if (!first && !second) return std::nullopt;
   Recording recording{true, base, {}, {}};
   if (!first || !second)
-    recording.remark =
-        fmt::format("{}: missing; reading {} alone", RingFileName(base, first ? 2 : 1),
-                    RingFileName(base, first ? 1 : 2));
+    recording.remark = fmt::format(
+        "{}: missing; reading {} alone, and the newest packet may stand in the missing "
+        "file alone",
+        RingFileName(base, first ? 2 : 1), RingFileName(base, first ? 1 : 2));
   return recording;
 }
 

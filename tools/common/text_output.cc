@@ -12,14 +12,15 @@ namespace vmr::tool {
 
 TextOutput::~TextOutput() = default;
 
-bool TextOutput::Open(const std::string& path, bool replace) {
-  path_ = path == "-" ? "" : path;
-  if (path_.empty()) {
+bool TextOutput::Open(const std::string& path, bool replace, const std::string& shown) {
+  path_ = shown.empty() ? path : shown;
+  if (path.empty() || path == "-") {
+    path_.clear();
     signal(SIGPIPE, SIG_IGN);  // the write that fails tells
     fd_ = STDOUT_FILENO;
     return true;
   }
-  file_ = std::make_unique<OutputFile>(path_, replace, "out");
+  file_ = std::make_unique<OutputFile>(path, replace, "out", shown);
   if (!file_->Open()) return false;
   fd_ = file_->Descriptor();
   return true;
@@ -42,11 +43,17 @@ bool TextOutput::Flush() {
   return written || Fail(error);
 }
 
+bool TextOutput::Settle() {
+  if (settled_) return true;
+  settled_ = Flush() && (file_ == nullptr || (file_->TakeUsualMode() && file_->Settle()));
+  return settled_;
+}
+
 int TextOutput::Finish(int exit_code) {
-  if (!Flush()) return kExitFailure;
+  if (!settled_ && !Flush()) return kExitFailure;
   const bool failed = exit_code == kExitFailure || exit_code == kExitUsage;
   if (file_ == nullptr || (failed && !wrote_any_)) return exit_code;
-  return file_->TakeUsualMode() && file_->Publish() ? exit_code : kExitFailure;
+  return Settle() && file_->Publish() ? exit_code : kExitFailure;
 }
 
 }  // namespace vmr::tool

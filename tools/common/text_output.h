@@ -23,14 +23,16 @@ class TextOutput {
   TextOutput& operator=(const TextOutput&) = delete;
 
   // An empty path and "-" stand for standard output. `replace`: see OutputFile. False after
-  // saying why not.
-  bool Open(const std::string& path, bool replace);
+  // saying why not. `shown` is what messages call it, where that is another name.
+  bool Open(const std::string& path, bool replace, const std::string& shown = "");
   void Write(std::string_view text) {
     buffer_.append(text);
     if (buffer_.size() >= kEnough) Flush();
   }
   // Hands on what was written until now.
   bool Flush();
+  // The same, and makes a file's content durable; nothing is written from then on.
+  bool Settle();
   // The command's end: publishes the file, unless the command has failed before it wrote
   // anything. `exit_code`, or kExitFailure after saying that
   // not all could be written.
@@ -41,12 +43,13 @@ class TextOutput {
 
   bool Fail(int error);
 
-  std::string path_;
+  std::string path_;  // as messages call it
   std::unique_ptr<OutputFile> file_;
   int fd_ = -1;
   std::string buffer_;
   bool wrote_any_ = false;
   bool failed_ = false;
+  bool settled_ = false;
 };
 
 }  // namespace vmr::tool

@@ -3,9 +3,11 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <memory>
 
 #include "backends/file_io.h"
 #include "tools/common/console.h"
+#include "tools/common/output_file.h"
 #include "tools/common/text_output.h"
 #include "tools/read/csv_table.h"
 #include "tools/read/exporter.h"
@@ -60,8 +62,10 @@ class CsvExporter final : public Exporter {
                            fs::is_directory(out, error);
     if (!is_folder) return OpenTable(*options_.tables.begin(), out);
     if (!MakeFolder(out)) return false;
+    const fs::path into = folder_ ? folder_->TemporaryPath() : out;
     for (const std::string& table : CsvTables())
-      if (options_.Wants(table) && !OpenTable(table, fs::path(out) / (table + ".csv")))
+      if (options_.Wants(table) &&
+          !OpenTable(table, into / (table + ".csv"), fs::path(out) / (table + ".csv")))
         return false;
     return true;
   }
@@ -72,21 +76,31 @@ class CsvExporter final : public Exporter {
     return ReadRange(reading, options_.reading.kinds, rows).complete ? kExitSuccess : kExitPartial;
   }
 
+  // All tables or none.
   int Finish(int exit_code) override {
-    for (auto& [table, out] : outputs_) exit_code = Gravest(exit_code, out.Finish(exit_code));
-    return exit_code;
+    if (!has_headers_) return exit_code;  // nothing could be read
+    for (auto& [table, out] : outputs_)
+      if (!out.Settle()) return kExitFailure;
+    const HeldSignals held;
+    for (auto& [table, out] : outputs_)
+      if (out.Finish(kExitSuccess) != kExitSuccess) return kExitFailure;
+    return folder_ == nullptr || folder_->Publish() ? exit_code : kExitFailure;
   }
 
  private:
-  bool MakeFolder(const std::string& folder) const {
+  // A new one appears when it is complete.
+  bool MakeFolder(const std::string& path) {
     std::error_code error;
-    fs::create_directories(folder, error);
-    if (!error && fs::is_directory(folder, error)) return true;
-    Say(fmt::format("{}: {}", folder, error ? error.message() : "is no folder"));
-    return false;
+    if (fs::is_directory(path, error)) return true;
+    if (fs::exists(path, error)) {
+      Say(fmt::format("{}: is no folder", path));
+      return false;
+    }
+    folder_ = std::make_unique<OutputFolder>(path);
+    return folder_->Open();
   }
 
-  bool OpenTable(const std::string& table, const std::string& path) {
+  bool OpenTable(const std::string& table, const std::string& path, const std::string& shown = "") {
     TextOutput& out = outputs_[table];
     if (table == kGapKind)
       tables_.gaps = &out;
@@ -94,7 +108,7 @@ class CsvExporter final : public Exporter {
       tables_.steps = &out;
     else
       tables_.kinds[static_cast<std::size_t>(records::FindKind(table.c_str())->id)] = &out;
-    return out.Open(path, options_.reading.force);
+    return out.Open(path, options_.reading.force, shown);
   }
 
   void WriteHeaders(bool has_recording) {
@@ -107,6 +121,7 @@ class CsvExporter final : public Exporter {
   }
 
   const ExportOptions& options_;
+  std::unique_ptr<OutputFolder> folder_;  // outlives what is in it
   std::map<std::string, TextOutput> outputs_;
   Tables tables_;
   bool has_headers_ = false;

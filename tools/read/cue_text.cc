@@ -49,8 +49,11 @@ std::optional<std::string> ChangeOf(const Record& record) {
     case KindId::kLog:
       return "log: " + VisibleText(ValueOf(record, 0).text);
     case KindId::kOfficer:
+    case KindId::kBadge:
+    case KindId::kVehicle:
+    case KindId::kDepartment:
       if (ValueOf(record, 0).text.empty()) return std::nullopt;
-      return "officer: " + VisibleText(ValueOf(record, 0).text);
+      return fmt::format("{}: {}", record.kind->name, VisibleText(ValueOf(record, 0).text));
     case KindId::kGpsState:
       return ValueOf(record, 0).number != 0 ? "GPS available" : "GPS not available";
     default:

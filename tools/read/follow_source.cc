@@ -69,6 +69,7 @@ FollowSource::Look FollowSource::LookAgain() {
   if (ring == nullptr) return LookOf(problem);
   newest_ = ring->Span().newest;
   has_wrapped_ = ring->Span().has_wrapped;
+  searched_all_ = ring->SearchedAll();
   if (reached_.cluster >= 0) {
     if (newest_ < 0 || (!has_wrapped_ && reached_.cluster > newest_)) return Look::kOther;
     ring->StartAt(reached_.cluster);

@@ -56,6 +56,8 @@ class FollowSource final : public records::Source {
   void StopAt(std::optional<RingPlace> place) { stop_ = place; }
   // Until the next look, nothing is held back.
   void TakeAll() { takes_all_ = true; }
+  // At the last look its end was told by all its clusters; see RingSource.
+  bool SearchedAll() const { return searched_all_; }
   // Up to where everything was handed out.
   const RingPlace& Reached() const { return reached_; }
 
@@ -74,6 +76,7 @@ class FollowSource final : public records::Source {
   std::unique_ptr<records::Source> ring_;  // as it was at the last look
   int newest_ = -1;                        // cluster, then
   bool has_wrapped_ = false;
+  bool searched_all_ = false;
 
   records::Stretch current_;  // a cluster's packets
   std::size_t done_ = 0;      // bytes of them

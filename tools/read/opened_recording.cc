@@ -1,6 +1,7 @@
 #include "tools/read/opened_recording.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <filesystem>
@@ -10,6 +11,7 @@
 #include "backends/file_io.h"
 #include "records/flat_source.h"
 #include "records/ring_source.h"
+#include "tools/common/flat_file.h"
 
 namespace vmr::tool {
 namespace {
@@ -19,10 +21,22 @@ using records::FlatSource;
 using records::RingProblem;
 using records::RingSource;
 
-std::string WhyNoRing(const std::string& base, RingProblem problem) {
+// Of the files that are there; else that there are none.
+int WhyNotOpened(const std::string& path1, const std::string& path2) {
+  for (const std::string& path : {path1, path2}) {
+    const int fd = OpenFile(path, O_RDONLY | O_NONBLOCK);
+    if (!IsOpenDescriptor(fd) && errno != ENOENT) return errno;
+    if (IsOpenDescriptor(fd)) static_cast<void>(CloseFile(fd));  // nothing was written
+  }
+  return ENOENT;
+}
+
+std::string WhyNoRing(const std::string& base, const std::string& path1, const std::string& path2,
+                      RingProblem problem) {
   switch (problem) {
     case RingProblem::kNoFile:
-      return fmt::format("{}: neither file of the store can be opened: {}", base, TextOfErrno());
+      return fmt::format("{}: neither file of the store can be opened: {}", base,
+                         TextOfErrno(WhyNotOpened(path1, path2)));
     case RingProblem::kNoEnd:
       return fmt::format(
           "{0}: no cluster of it can be read in either file; `vmr recover {0} OUT` saves single "
@@ -35,21 +49,19 @@ std::string WhyNoRing(const std::string& base, RingProblem problem) {
   }
 }
 
+void AddRemark(const std::string& remark, OpenedRecording& opened) {
+  opened.remark += (opened.remark.empty() ? "" : "; ") + remark;
+}
+
 void OpenRing(const std::string& path1, const std::string& path2, OpenedRecording& opened) {
   RingProblem problem{};
-  errno = 0;
   auto ring = RingSource::Open(path1, path2, problem);
   opened.is_store = true;
   if (ring == nullptr) {
-    opened.error = WhyNoRing(opened.name, problem);
+    opened.error = WhyNoRing(opened.name, path1, path2, problem);
     return;
   }
-  if (ring->SearchedAll())
-    opened.remark = fmt::format(
-        "{0}: a cluster that recorders look for its end in is bad in both files; record no more "
-        "into "
-        "it, `vmr recover {0} OUT` makes a sound store of what is good",
-        opened.name);
+  if (ring->SearchedAll()) AddRemark(RemarkOnSearchedAll(opened.name), opened);
   opened.source = std::move(ring);
 }
 
@@ -76,11 +88,21 @@ void OpenFlat(const std::string& path, OpenedRecording& opened) {
   }
   // Without the magic it can only be one file of a ring.
   OpenRing(path, "", opened);
-  if (opened.source == nullptr)
+  if (opened.source == nullptr && LookWhetherFlat(path) == FlatLook::kDamaged)
+    opened.error = fmt::format(
+        "{0}: a flat file whose first bytes are damaged, so that no reader opens it", path);
+  else if (opened.source == nullptr)
     opened.error = fmt::format("{}: is neither a flat metadata file nor a file of a store", path);
 }
 
 }  // namespace
+
+std::string RemarkOnSearchedAll(const std::string& store) {
+  return fmt::format(
+      "{0}: a cluster that recorders look for its end in is bad in both files; record no more into "
+      "it, `vmr recover {0} OUT` makes a sound store of what is good",
+      store);
+}
 
 OpenedRecording OpenRecording(const std::string& path, PathKind kind) {
   OpenedRecording opened;

@@ -22,6 +22,9 @@ struct OpenedRecording {
 // Nothing is changed on disk. Two recordings in one store are refused.
 OpenedRecording OpenRecording(const std::string& path, PathKind kind);
 
+// What to say of a store whose end was told by all its clusters (RingSource::SearchedAll).
+std::string RemarkOnSearchedAll(const std::string& store);
+
 }  // namespace vmr::tool
 
 #endif  // VMR_TOOLS_READ_OPENED_RECORDING_H_

@@ -18,7 +18,7 @@
 namespace vmr::tool {
 
 // A moment of a recording.
-struct Moment {
+struct Met {
   unsigned int tick = kNoTick;
   records::Time time;
 };
@@ -26,7 +26,7 @@ struct Moment {
 // A text that the recording tells, and where it did so first.
 struct ToldText {
   std::string text;  // as recorded, escaped nowhere
-  Moment at;
+  Met at;
 };
 
 // Follows records and adds them up. Packets with a wrong CRC are counted and say nothing.
@@ -44,7 +44,7 @@ class Tally final : public records::Sink {
   Counts counts{};
   std::uint64_t records = 0;
   std::uint64_t wrong_crc = 0;
-  Moment first, last;        // with a tick
+  Met first, last;           // with a tick
   std::uint64_t ticks = 0;   // from the first to the last one of each run
   std::uint64_t runs = 0;    // of ticks
   std::uint64_t starts = 0;  // of the unit, where it recorded one
@@ -86,7 +86,7 @@ struct FileHealth {
 struct Overview {
   Tally tally;               // of what was looked at
   bool complete = true;      // all of it was
-  Moment first, last;        // of the recording
+  Met first, last;           // of the recording
   int clusters = 0;          // of a store, that hold the recording
   int clusters_looked = 0;   // at by the tally
   bool overwritten = false;  // newer packets stand in place of the beginning

@@ -46,15 +46,26 @@ Side SideOf(const Range& range, unsigned int tick, const Time& time) {
 }
 
 void RangeFilter::Note(Side side, unsigned int tick, const Time& time) {
+  saw_inside_ |= side == Side::kInside;
+  saw_unknown_ |= side == Side::kUnknown;
   saw_before_ |= side == Side::kBefore;
   saw_behind_ |= side == Side::kBehind;
   if (range_.from) saw_at_from_ = saw_at_from_ || IsAt(tick, time, *range_.from);
   if (range_.to) saw_at_to_ = saw_at_to_ || IsAt(tick, time, *range_.to);
 }
 
+void RangeFilter::NoteEnds(unsigned int tick, const Time& time) {
+  if (tick == kNoTick) return;
+  last_ = {tick, time};
+  if (first_.tick == kNoTick) first_ = last_;
+}
+
 void RangeFilter::OnRecord(const Record& record) {
   const Side side = SideOf(range_, record.tick, record.time);
-  if (record.crc_right) Note(side, record.tick, record.time);
+  if (record.crc_right) {
+    Note(side, record.tick, record.time);
+    NoteEnds(record.tick, record.time);
+  }
   if (!kinds_.empty() && kinds_.count(record.kind->id) == 0) return;
   if (side == Side::kUnknown) ++unplaced_;
   if (side != Side::kInside) return;

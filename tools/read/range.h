@@ -49,9 +49,24 @@ class RangeFilter final : public records::Sink {
   }
   // The range reaches back into what was written over.
   bool ReachesOverwritten() const { return overwritten_ && BeginsBefore(); }
+  // All of the range lies before the first record or behind the last one, loose ends or not.
+  bool IsOutside() const {
+    return (range_.from || range_.to) && !saw_inside_ && !saw_unknown_ && !saw_at_from_ &&
+           !saw_at_to_ && !(saw_before_ && saw_behind_);
+  }
+  // The same, and what was recorded then was written over.
+  bool IsOverwritten() const { return IsOutside() && overwritten_ && saw_behind_; }
+  // The recording's ends, as far as a record with a right CRC tells them.
+  struct End {
+    unsigned int tick = kNoTick;
+    records::Time time;
+  };
+  const End& First() const { return first_; }
+  const End& Last() const { return last_; }
 
  private:
   void Note(Side side, unsigned int tick, const records::Time& time);
+  void NoteEnds(unsigned int tick, const records::Time& time);
 
   const Range& range_;
   std::set<records::KindId> kinds_;
@@ -60,6 +75,10 @@ class RangeFilter final : public records::Sink {
   unsigned long gaps_ = 0;
   unsigned long wrong_crc_ = 0;
   unsigned long unplaced_ = 0;
+  End first_;
+  End last_;
+  bool saw_inside_ = false;
+  bool saw_unknown_ = false;
   bool saw_before_ = false;
   bool saw_behind_ = false;
   bool saw_at_from_ = false;

@@ -3,44 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 
-#include "backends/cluster_format.h"
 #include "records/decoder.h"
-#include "store/stream_format.h"
 #include "tools/common/console.h"
+#include "tools/common/folder.h"
 #include "tools/common/progress.h"
 
 namespace vmr::tool {
 namespace {
-
-namespace fs = std::filesystem;
-
-// ---- Folders ---------------------------------------------------------------------
-
-bool IsFlatFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::array<char, sizeof(kFlatFileMagic)> head{};
-  return file.read(head.data(), head.size()) &&
-         std::memcmp(head.data(), kFlatFileMagic, head.size()) == 0;
-}
-
-void AddRecordingsIn(const std::string& folder, std::set<std::string>& found) {
-  std::error_code error;
-  fs::recursive_directory_iterator at(folder, fs::directory_options::skip_permission_denied, error);
-  for (; !error && at != fs::recursive_directory_iterator(); at.increment(error)) {
-    std::error_code ignored;
-    if (!at->is_regular_file(ignored)) continue;
-    if (const auto base = RingBaseOf(at->path().string()))
-      found.insert(*base);
-    else if (IsFlatFile(at->path()))
-      found.insert(at->path().string());
-  }
-  if (error) Say(fmt::format("{}: {}", folder, error.message()));
-}
 
 // ---- Zones -----------------------------------------------------------------------
 
@@ -145,35 +116,64 @@ bool OutputIsElsewhere(const std::string& out, const std::vector<std::string>& p
   return true;
 }
 
+struct Expanded {
+  std::vector<std::string> paths;
+  int exit_code = kExitSuccess;
+};
+
+// Every recording in the folders among `paths`, and the other paths as they are. Says in which
+// there is none.
+Expanded ExpandFolders(const std::vector<std::string>& paths) {
+  Expanded expanded;
+  for (const std::string& path : paths) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error)) {
+      expanded.paths.push_back(path);
+      continue;
+    }
+    const Folder found = LookInto(path);
+    expanded.paths.insert(expanded.paths.end(), found.recordings.begin(), found.recordings.end());
+    if (found.error.empty()) continue;
+    Say(found.error);
+    expanded.exit_code = kExitFailure;
+  }
+  return expanded;
+}
+
+std::string EndText(const RangeFilter::End& end) {
+  if (end.time.quality == records::TimeQuality::kUnknown) return fmt::format("tick {}", end.tick);
+  return fmt::format("tick {} ({}{})", end.tick,
+                     end.time.quality == records::TimeQuality::kEstimated ? "about " : "",
+                     LocalTimeText(end.time.us));
+}
+
+std::string WhyNothing(const RangeFilter& filter) {
+  if (filter.First().tick == kNoTick) return "nothing of what was asked for is recorded in it";
+  return fmt::format("{}: it begins at {} and ends at {}",
+                     filter.IsOverwritten() ? "what was asked for was written over by newer packets"
+                                            : "nothing of what was asked for is recorded in it",
+                     EndText(filter.First()), EndText(filter.Last()));
+}
+
 // What is missing of what was asked for, a line each.
 void SayWhatIsMissing(const std::string& name, const RangeFilter& filter) {
   const auto say = [&name](const std::string& what) { Say(fmt::format("{}: {}", name, what)); };
   if (filter.Gaps() > 0)
     say(fmt::format("{} gap{}: something of it is lost or damaged", filter.Gaps(),
                     filter.Gaps() == 1 ? "" : "s"));
-  if (filter.ReachesOverwritten())
+  if (filter.IsOutside())
+    say(WhyNothing(filter));
+  else if (filter.ReachesOverwritten())
     say("what --from asks for was written over by newer packets");
   else if (filter.BeginsBefore())
     say("begins behind --from");
-  if (filter.EndsBehind()) say("ends before --to");
+  if (filter.EndsBehind() && !filter.IsOutside()) say("ends before --to");
   if (filter.Unplaced() > 0)
     say(fmt::format("{} record{} left out: whether they lie in the range is unknown",
                     filter.Unplaced(), filter.Unplaced() == 1 ? " was" : "s were"));
 }
 
 }  // namespace
-
-std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths) {
-  std::vector<std::string> expanded;
-  for (const std::string& path : paths) {
-    std::error_code error;
-    std::set<std::string> found;
-    if (fs::is_directory(path, error)) AddRecordingsIn(path, found);
-    if (found.empty()) found.insert(path);
-    expanded.insert(expanded.end(), found.begin(), found.end());
-  }
-  return expanded;
-}
 
 std::string RecordedZone(const records::Source& source) {
   constexpr int kMostStretches = 4096;
@@ -206,9 +206,9 @@ int Gravest(int a, int b) {
 }
 
 int ForEachReading(const ReadingOptions& options, const std::function<int(Reading&)>& read) {
-  const std::vector<std::string> paths = ExpandFolders(options.paths);
+  const auto [paths, folders_exit_code] = ExpandFolders(options.paths);
   if (!OutputIsElsewhere(options.out, paths, options.path_kind)) return kExitFailure;
-  int exit_code = kExitSuccess;
+  int exit_code = folders_exit_code;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     Reading reading;
     reading.index = i;
@@ -231,8 +231,8 @@ ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, 
   }
   SayWhatIsMissing(reading.recording.name, filter);
   const bool complete = filter.Gaps() == 0 && filter.WrongCrc() == 0 && filter.Unplaced() == 0 &&
-                        !filter.BeginsBefore() && !filter.EndsBehind();
-  return {filter.Records(), complete};
+                        !filter.IsOutside() && !filter.BeginsBefore() && !filter.EndsBehind();
+  return {filter.Records(), complete, filter.IsOutside()};
 }
 
 ReadOutcome ReadThroughRange(Reading& reading, records::Sink& sink) {

@@ -42,12 +42,10 @@ struct Reading {
 };
 
 // Opens one recording after the other and hands it to `read`, which returns an exit code.
-// Folders stand for all recordings in them, in the order of their names. What cannot be
+// Folders stand for all recordings in them, in the order of their names; they are not looked
+// into deeper. What cannot be
 // read is said, and the others are read all the same. Returns the gravest exit code.
 int ForEachReading(const ReadingOptions& options, const std::function<int(Reading&)>& read);
-
-// Every recording in the folders among `paths`, and the other paths as they are.
-std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
 
 // The time zone that the recording tells first, looked for in its oldest part; empty: none.
 std::string RecordedZone(const records::Source& source);
@@ -62,6 +60,7 @@ std::string UseZone(const std::string& time_zone, const OpenedRecording& recordi
 struct ReadOutcome {
   unsigned long records = 0;
   bool complete = true;  // nothing of what was asked for is lost, unknown or outside
+  bool outside = false;  // all of it is, which was said
 };
 ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, records::Sink& sink,
                       records::Sink* watcher = nullptr, bool shows_progress = true);

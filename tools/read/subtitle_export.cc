@@ -108,6 +108,7 @@ class Cues final : public records::Sink {
   struct Clock {
     unsigned int tick = 0;
     std::int64_t us = 0;
+    bool is_estimated = false;
   };
 
   void Reach(unsigned int tick, const records::Time& time);
@@ -121,9 +122,14 @@ class Cues final : public records::Sink {
   bool IsLongSilence(unsigned int tick) const {
     return last_tick_ != kNoTick && tick > last_tick_ && tick - last_tick_ > kLongestSilenceTicks;
   }
+  bool IsRecordedUpTo(const records::Time& time) const;
   void EndAt(const TimePoint& to);
   void PutUnknown(std::int64_t to_second, const std::string& why);
   void PutUpTo(std::int64_t second);
+  void SetClock(unsigned int tick, const records::Time& time) {
+    if (time.quality == TimeQuality::kUnknown) return;
+    clock_ = Clock{tick, time.us, time.quality == TimeQuality::kEstimated};
+  }
   void Forget() {
     text_.Forget();
     clock_.reset();
@@ -146,6 +152,13 @@ class Cues final : public records::Sink {
   bool begins_anew_ = false;
 };
 
+// Whether the recording leads to what is known to be in front of the start, without a gap, and
+// without a clock that leapt over the start.
+bool Cues::IsRecordedUpTo(const records::Time& time) const {
+  if (start_.tick) return last_tick_ != kNoTick;
+  return clock_.has_value() && time.quality != TimeQuality::kStepped;
+}
+
 // True from the first record at or behind the video's start on.
 bool Cues::TakeAnchor(unsigned int tick, const records::Time& time) {
   if (second_) return true;
@@ -158,7 +171,7 @@ bool Cues::TakeAnchor(unsigned int tick, const records::Time& time) {
   }
   // What happened before is no change.
   static_cast<void>(text_.TakeLines());
-  first_second_ = last_tick_ != kNoTick ? 0 : VideoTimeMs(tick) / kSecond_ms;
+  first_second_ = IsRecordedUpTo(time) ? 0 : VideoTimeMs(tick) / kSecond_ms;
   second_ = first_second_;
   return true;
 }
@@ -173,9 +186,11 @@ void Cues::Reach(unsigned int tick, const records::Time& time) {
       Forget();
       PutUnknown(second, "nothing is recorded");
     }
+    // The first time that is told holds backwards, too, as far as ticks lead.
+    if (!clock_ && time.quality != TimeQuality::kUnknown) clock_ = Clock{tick, time.us, true};
     PutUpTo(second);
   }
-  if (time.quality != TimeQuality::kUnknown) clock_ = Clock{tick, time.us};
+  SetClock(tick, time);
 }
 
 void Cues::EndAt(const TimePoint& to) {
@@ -205,10 +220,12 @@ void Cues::PutUnknown(std::int64_t to_second, const std::string& why) {
   second_ = std::max(*second_, to_second);
 }
 
-// The local time, or the tick where none is known.
+// The local time, "~" in front of an estimated one, or the tick where none is known.
 std::string Cues::Heading() const {
   const std::int64_t ms = *second_ * kSecond_ms;
-  if (clock_) return LocalTimeText(clock_->us + (ms - VideoTimeMs(clock_->tick)) * 1000);
+  if (clock_)
+    return (clock_->is_estimated ? "~" : "") +
+           LocalTimeText(clock_->us + (ms - VideoTimeMs(clock_->tick)) * 1000);
   return fmt::format("tick {}", anchor_.tick + (ms - anchor_.ms) / kTick_ms);
 }
 
@@ -221,9 +238,12 @@ void Cues::OnGap(const Gap& gap) {
   if (had_begun && has_end && VideoTimeMs(gap.to_tick) / kSecond_ms > *second_) PutSecond();
   Forget();
   // The video may begin in the gap.
-  if (!had_begun && has_end && TakeAnchor(gap.to_tick, gap.to)) second_ = first_second_ = 0;
+  if (!had_begun && has_end && TakeAnchor(gap.to_tick, gap.to)) second_ = 0;
   if (!second_) return;
   const std::int64_t to = has_end ? VideoTimeMs(gap.to_tick) / kSecond_ms : *second_;
+  // A gap has been told as one; where newer packets stand the recording begins later.
+  if (!had_begun) first_second_ = gap.reason == records::GapReason::kOverwritten ? to : 0;
+  if (has_end) SetClock(gap.to_tick, gap.to);
   if (to <= *second_) return text_.Add(what);
   PutUnknown(to, what);
 }
@@ -253,9 +273,10 @@ class SubtitleExporter final : public Exporter {
     reading.range.from->is_loose = true;
     file_.Begin();
     Cues cues(*start, reading.range, options_.offset_ms, file_);
-    const bool complete = ReadThroughRange(reading, cues).complete;
+    const ReadOutcome outcome = ReadThroughRange(reading, cues);
     cues.End();
-    return SayWhatIsMissing(name, cues) && complete ? kExitSuccess : kExitPartial;
+    const bool has_all = !outcome.outside && SayWhatIsMissing(name, cues);
+    return has_all && outcome.complete ? kExitSuccess : kExitPartial;
   }
 
   int Finish(int exit_code) override { return out_.Finish(exit_code); }

@@ -34,11 +34,20 @@ TrackPoint PointOf(const Record& record) {
   return point;
 }
 
+// A position at the tick of one that a full state repeats from before.
+bool IsBetter(const Record& record, const TrackPoint& repeated) {
+  return record.kind->id == KindId::kPosition && record.tick == repeated.tick && !record.repeats &&
+         record.crc_right && record.position.quality != PositionQuality::kUnknown;
+}
+
 }  // namespace
 
 void Track::OnRecord(const Record& record) {
   const KindId kind = record.kind->id;
-  if (waiting_ && (record.tick != waiting_->tick || kind == KindId::kPosition)) PutWaiting();
+  if (waiting_ && waiting_repeats_ && IsBetter(record, *waiting_))
+    waiting_.reset();
+  else if (waiting_ && (record.tick != waiting_->tick || kind == KindId::kPosition))
+    PutWaiting();
   if (kind == KindId::kPosition) return TakePosition(record);
   if (!record.crc_right) return;
   if (kind == KindId::kSpeed) return TakeSpeed(record);
@@ -61,7 +70,10 @@ void Track::TakePosition(const Record& record) {
     return EndPiece();
   }
   if (!record.crc_right) return TakeWrong(point);
-  if (!record.repeats || !in_piece_) waiting_ = point;
+  if (!record.repeats || !in_piece_) {
+    waiting_ = point;
+    waiting_repeats_ = record.repeats;
+  }
   in_piece_ = true;
 }
 

@@ -32,7 +32,7 @@ class TrackSink {
 // Follows all of a recording and hands on the points that lie in the range. A piece ends at a
 // gap, a clock jump and a new run, and where the receiver delivers no position or its way
 // leads from nowhere. A position that a full state only repeats is a point where a piece
-// begins, else not.
+// begins and no other follows at its tick, else not.
 class Track final : public records::Sink {
  public:
   // Points without a time are left out when `needs_time`. `range` and `sink` must outlive it.
@@ -65,6 +65,7 @@ class Track final : public records::Sink {
   TrackSink& sink_;
   // The speed of a tick may stand behind its position.
   std::optional<TrackPoint> waiting_;
+  bool waiting_repeats_ = false;  // told by a full state alone
   std::optional<TrackPoint> last_;
   bool in_piece_ = false;
   std::optional<std::int64_t> speed_;  // of the GPS receiver, in its units

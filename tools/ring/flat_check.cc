@@ -13,8 +13,8 @@
 #include "records/decoder.h"
 #include "records/flat_source.h"
 #include "store/packet_format.h"
-#include "store/tag_catalogue.h"
 #include "tools/common/console.h"
+#include "tools/common/flat_file.h"
 #include "tools/common/iso_time.h"
 #include "tools/common/time_point.h"
 #include "tools/ring/findings.h"
@@ -53,19 +53,6 @@ const FlatFindingKind& KindOfGap(GapReason reason) {
   if (reason == GapReason::kUnknownItems) return kUndecodableItems;
   if (reason == GapReason::kMarked) return kLostBefore;
   return reason == GapReason::kCutShort ? kCutShort : kNoPackets;
-}
-
-// The dictionary packet that belongs behind the magic, by the catalogue.
-std::vector<unsigned char> OwnDictionary() {
-  std::vector<unsigned char> packet = {HEADER_DICTIONARY, 0};
-  for (const TagRow& row : Tags()) {
-    if (!row.listed) continue;
-    ++packet[1];
-    packet.push_back(row.tag);
-    packet.push_back(static_cast<unsigned char>((row.variable ? 0x80U : 0U) | row.size));
-  }
-  packet.push_back(0);
-  return packet;
 }
 
 // The first bytes of the file, as many as there are; all of it is read. False, and errno.
@@ -116,17 +103,6 @@ ordered_json TimeJson(const Time& time) {
 }
 
 }  // namespace
-
-bool LooksFlat(const std::string& path) {
-  std::vector<unsigned char> beginning;
-  std::int64_t bytes = 0;
-  if (!ReadThrough(path, beginning, bytes)) return false;
-  if (HasMagic(beginning)) return true;
-  const std::vector<unsigned char> dictionary = OwnDictionary();
-  return beginning.size() >= sizeof(kFlatFileMagic) + dictionary.size() &&
-         std::equal(dictionary.begin(), dictionary.end(),
-                    beginning.begin() + sizeof(kFlatFileMagic));
-}
 
 void FlatCheck::Add(const FlatFindingKind& kind, std::int64_t offset, std::size_t bytes) {
   FlatFinding finding{};

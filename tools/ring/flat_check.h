@@ -32,9 +32,6 @@ struct FlatFinding {
   records::Time to;
 };
 
-// The file is a flat one, be its first bytes damaged.
-bool LooksFlat(const std::string& path);
-
 // What the file holds and what is wrong with it. Every packet's CRC is looked at, where
 // its items begin and end, and the order of ticks.
 class FlatCheck final : public records::Sink {
