@@ -216,13 +216,26 @@ void RingSalvage::Arrange() {
 // packet that tells the right one goes between.
 void RingSalvage::AddBearings() {
   std::vector<SalvagedCluster> with_bearings;
-  for (const SalvagedCluster& cluster : clusters_) {
-    const bool is_lost = !with_bearings.empty() && !Follows(with_bearings.back(), cluster);
-    if (is_lost || (!with_bearings.empty() && NeedsBearing(with_bearings.back(), cluster)))
+  int place = -1;  // of the cluster in the ring that it was saved from; -1: of the first one
+  for (std::size_t i = 0; i < clusters_.size(); ++i) {
+    const SalvagedCluster& cluster = clusters_[i];
+    const bool is_lost = place >= 0 && !Fills(i, place);
+    if (is_lost || (place >= 0 && NeedsBearing(with_bearings.back(), cluster)))
       with_bearings.push_back({nullptr, is_lost, 0, 0, cluster.first_tick, cluster.first_tick});
     with_bearings.push_back(cluster);
+    place = NextCluster(place < 0 || is_lost ? cluster.cluster : place);
   }
   clusters_ = std::move(with_bearings);
+}
+
+// It is from there, or as many as are missing there come from elsewhere.
+bool RingSalvage::Fills(std::size_t index, int place) const {
+  constexpr std::size_t kMostFromElsewhere = 64;
+  for (std::size_t n = 0; n < kMostFromElsewhere && index + n < clusters_.size(); ++n) {
+    if (clusters_[index + n].cluster == place) return true;
+    place = NextCluster(place);
+  }
+  return false;
 }
 
 // In the ring that both are of.

@@ -68,6 +68,7 @@ class RingSalvage {
   bool IsDuplicate(const SalvagedCluster& added);
   bool Overlaps(const SalvagedCluster& added, const std::vector<unsigned int>& latest) const;
   void AddBearings();
+  bool Fills(std::size_t index, int place) const;
   static bool Follows(const SalvagedCluster& before, const SalvagedCluster& cluster);
   static bool NeedsBearing(const SalvagedCluster& before, const SalvagedCluster& cluster);
 
