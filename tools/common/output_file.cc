@@ -179,7 +179,7 @@ fs::path NearestFolder(fs::path path) {
 
 }  // namespace
 
-OutputFolder::OutputFolder(std::string path) : path_(WithoutSlash(path)) {}
+OutputFolder::OutputFolder(const std::string& path) : path_(WithoutSlash(path)) {}
 
 OutputFolder::~OutputFolder() {
   if (temporary_.empty()) return;

@@ -59,7 +59,7 @@ class OutputFile {
 // it is published or goes.
 class OutputFolder {
  public:
-  explicit OutputFolder(std::string path);
+  explicit OutputFolder(const std::string& path);
   ~OutputFolder();
   OutputFolder(const OutputFolder&) = delete;
   OutputFolder& operator=(const OutputFolder&) = delete;
