@@ -13,7 +13,6 @@
 namespace vmr::tool {
 namespace {
 
-using records::FieldPlace;
 using records::KindId;
 using records::Order;
 using records::Position;
