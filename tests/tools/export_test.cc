@@ -291,10 +291,10 @@ TEST_F(ExportTest, AFolderThatIsThereGetsAllTablesOrNone) {
 }
 
 TEST_F(ExportTest, ASignalLeavesNoFolderBehind) {
-  // Four million records take a while.
+  // Eight hundred thousand records take a while.
   std::string hundred;
   for (int n = 0; n < 100; ++n) hundred += "56 ";
-  Record("r", std::vector<Bytes>(40000, Hdr1(1, hundred)));
+  Record("r", std::vector<Bytes>(8000, Hdr1(1, hundred)));
   RunningProgram program(folder, {"export", "r", "--format", "csv", "-o", "d"});
   for (int n = 0; n < 60000 && LeftNothingBehind(); ++n) usleep(1000);
   ASSERT_FALSE(LeftNothingBehind());
