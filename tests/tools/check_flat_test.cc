@@ -77,7 +77,7 @@ TEST_F(CheckFlat, AFlippedBitIsNoticedWhereverACrcCoversIt) {
     at += head + length + 1;
   }
   for (std::size_t at = 0; at < whole.size(); ++at) {
-    if (!covered[at] || (at > 10 && at % 3 != 0)) continue;
+    if (!covered[at]) continue;
     std::string changed = whole;
     changed[at] = static_cast<char>(changed[at] ^ (1 << at % 8));
     WriteFile(Path("cut"), changed);

@@ -337,7 +337,7 @@ TEST_F(StateAsReported, At500RandomInstantsItIsWhatWasReported) {
         EXPECT_TRUE(expected.empty() || !model_.IsSettled(key, tick)) << key << " is missing";
         continue;
       }
-      ++compared;
+      compared += expected.empty() ? 0 : 1;
       EXPECT_TRUE(expected.empty() || IsAmong(expected, value->second)) << key << value->second;
     }
     if (HasFailure()) break;
@@ -385,7 +385,7 @@ TEST_F(StateAsReported, AroundGapsNothingIsSaidThatWasNotToldAgain) {
       const auto value = said.values.find(key);
       const std::vector<json> expected = model_.At(key, tick);
       if (value != said.values.end()) {
-        ++known;
+        known += expected.empty() ? 0 : 1;
         EXPECT_TRUE(expected.empty() || IsAmong(expected, value->second)) << key << value->second;
         // By a full state alone.
         EXPECT_TRUE(!full_state || ChangedSince(last->to, tick, key) ||
