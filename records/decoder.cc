@@ -21,8 +21,6 @@ constexpr std::int32_t kTTsPerMinute = 10000;
 constexpr std::int32_t kMinutesPerDegree = 60;
 constexpr std::int32_t kHalfCircleTTs = 180 * kMinutesPerDegree * kTTsPerMinute;
 
-constexpr std::size_t kLongestPacket = sizeof(DICTIONARY_T) + kPacketCrcBytes;
-
 bool BeginsNewRun(unsigned int tick, unsigned int last_tick) {
   return last_tick != kNoTick && TicksWentBack(tick, last_tick);
 }
@@ -33,6 +31,13 @@ bool IsSoundPacket(const unsigned char* packet, std::size_t available) {
   if (packet[0] == HEADER_DICTIONARY) return false;
   const std::size_t bytes = WholePacketBytes(packet, available);
   return bytes != 0 && PacketEndIsRight(packet, bytes);
+}
+
+// A packet of items may stand there, of which only the next stretch shows the end.
+bool IsCutOff(const unsigned char* packet, const Stretch& stretch) {
+  if (stretch.is_whole || packet[0] == HEADER_DICTIONARY) return false;
+  const auto available = static_cast<std::size_t>(stretch.bytes + stretch.size - packet);
+  return FindPacketShape(packet[0]) != nullptr && WholePacketBytes(packet, available) == 0;
 }
 
 bool IsGapMark(const unsigned char* packet, std::size_t bytes) {
@@ -116,29 +121,35 @@ bool IsRangeLabel(std::string_view text) {
 bool Decoder::Step() {
   Stretch stretch;
   const bool more = source_.Next(unused_, stretch);
+  if (more) at_stretch_ = stretch.gap ? Framing{kNoTick, last_tick_} : FramingNow();
+  at_stretch_.run = run_;
   if (stretch.gap) {
     Flush();
     BeginGap(*stretch.gap);
     LoseTick();
   }
   if (!more) {
+    if (damage_) EndDamage();
     Flush();
     EndGap();
     return false;
   }
-  BeginStretch(stretch);
   unused_ = stretch.size - Walk(stretch);
   KeepGroup();
   return true;
 }
 
-void Decoder::BeginStretch(const Stretch& stretch) {
-  if (!has_upper_bits_ && stretch.first_tick != kNoTick) {
-    tick_ = stretch.first_tick;
-    has_upper_bits_ = true;
-  }
-  stretch_tick_ = tick_;
-  stretch_has_upper_bits_ = has_upper_bits_;
+Decoder::Framing Decoder::FramingNow() const {
+  return {tick_, last_tick_, has_upper_bits_, needs_header_, damage_.has_value(), run_};
+}
+
+void Decoder::GoOnFrom(const Framing& framing) {
+  tick_ = framing.tick;
+  last_tick_ = framing.last_tick;
+  has_upper_bits_ = framing.has_upper_bits;
+  needs_header_ = framing.needs_header;
+  run_ = framing.run;
+  if (framing.in_damage) damage_ = Gap(GapReason::kNoPackets);
 }
 
 // What comes next has nothing in front of it that it goes on from.
@@ -149,12 +160,15 @@ void Decoder::LoseTick() {
 
 // Returns how many bytes are done with.
 std::size_t Decoder::Walk(const Stretch& stretch) {
+  if (!has_upper_bits_ && stretch.first_tick != kNoTick) {
+    tick_ = stretch.first_tick;
+    has_upper_bits_ = true;
+  }
   std::size_t at = 0;
   while (at < stretch.size && !stopped_) {
     const std::size_t bytes = TakePacket(stretch, at);
     if (bytes == 0) break;
     at += bytes;
-    if (std::exchange(waits_, false)) break;
   }
   return stopped_ ? stretch.size : at;
 }
@@ -163,6 +177,8 @@ std::size_t Decoder::Walk(const Stretch& stretch) {
 std::size_t Decoder::TakePacket(const Stretch& stretch, std::size_t at) {
   const unsigned char* const bytes = stretch.bytes + at;
   const std::size_t available = stretch.size - at;
+  here_ = Moved(stretch.place, at);
+  if (damage_ && IsCutOff(bytes, stretch)) return 0;
   if (damage_ && !IsSoundPacket(bytes, available)) return TakeDamage(stretch, at);
   if (damage_) {
     damage_->reason = GapReason::kNoPackets;
@@ -172,13 +188,13 @@ std::size_t Decoder::TakePacket(const Stretch& stretch, std::size_t at) {
   const std::size_t size = WholePacketBytes(bytes, available);
   if (size == 0 && FindPacketShape(bytes[0]) != nullptr && !stretch.is_whole) return 0;
   if (size == 0) return TakeDamage(stretch, at);
-  if (IsGapMark(bytes, size)) return TakeGapMark(stretch, at);
+  if (IsGapMark(bytes, size)) return TakeGapMark();
   const bool right = PacketEndIsRight(bytes, size);
   // A wrong CRC is a flipped bit where the packets go on behind it; else no packet stands
   // here at all.
   if (!right && size == available && !stretch.is_whole) return 0;
   if (!right && size < available && !BeginsPacket(bytes[size])) return TakeDamage(stretch, at);
-  Add({bytes, size, Moved(stretch.place, at), right});
+  Add({bytes, size, here_, right});
   return size;
 }
 
@@ -187,18 +203,16 @@ std::size_t Decoder::TakeDamage(const Stretch& stretch, std::size_t at) {
   if (!damage_) {
     Flush();
     damage_ = Gap(BeginsPacket(stretch.bytes[at]) ? GapReason::kCutShort : GapReason::kNoPackets);
-    damage_->place = Moved(stretch.place, at);
+    damage_->place = here_;
   }
+  const auto may_end_at = [&stretch](std::size_t end) {
+    const unsigned char* const bytes = stretch.bytes + end;
+    return IsSoundPacket(bytes, stretch.size - end) || IsCutOff(bytes, stretch);
+  };
   std::size_t end = at + 1;
-  while (end < stretch.size && !IsSoundPacket(stretch.bytes + end, stretch.size - end)) ++end;
-  // The last bytes may begin a packet that the next stretch ends.
-  const bool goes_on = end == stretch.size && !stretch.is_whole;
-  if (goes_on) end = std::max(at + 1, stretch.size - std::min(stretch.size, kLongestPacket));
+  while (end < stretch.size && !may_end_at(end)) ++end;
   damage_->bytes += static_cast<std::int64_t>(end - at);
-  waits_ = goes_on;
-  if (goes_on) return end - at;
-  if (end < stretch.size) damage_->reason = GapReason::kNoPackets;
-  EndDamage();
+  if (end == stretch.size && stretch.is_whole) EndDamage();
   return end - at;
 }
 
@@ -208,10 +222,10 @@ void Decoder::EndDamage() {
   LoseTick();
 }
 
-std::size_t Decoder::TakeGapMark(const Stretch& stretch, std::size_t at) {
+std::size_t Decoder::TakeGapMark() {
   Flush();
   Gap gap{GapReason::kMarked};
-  gap.place = Moved(stretch.place, at);
+  gap.place = here_;
   BeginGap(gap);
   LoseTick();
   return kGapMark.size();
@@ -473,24 +487,28 @@ std::string_view Decoder::LogText(std::size_t number) const {
 // Looks for the next time that is told, from the stretch at hand on.
 class Decoder::TimeFinder final : public Sink {
  public:
-  explicit TimeFinder(Place from) : from_(from) {}
+  TimeFinder(Place from, int run) : from_(from), run_(run) {}
 
   void OnRecord(const Record& record) override {
     if (record.kind->id != KindId::kTime || record.packet_tick == kNoTick || !record.crc_right)
       return;
+    if (record.run != run_) return;
     if (record.place.cluster == from_.cluster && IsBefore(record.place, from_)) return;
     const std::int64_t time_s = ValueOf(record, 0).number;
     if (time_s < 0) return;
     found = Anchor{record.packet_tick, time_s * kSecond_us};
     decoder->Stop();
   }
-  void OnNewRun(int /*run*/, unsigned int /*tick*/) override { decoder->Stop(); }
+  void OnNewRun(int run, unsigned int /*tick*/) override {
+    if (run > run_) decoder->Stop();
+  }
 
   Decoder* decoder = nullptr;
   std::optional<Anchor> found;
 
  private:
-  Place from_;
+  const Place from_;
+  const int run_;
 };
 
 void Decoder::LookForNextTime() {
@@ -499,12 +517,11 @@ void Decoder::LookForNextTime() {
   if (next_) return;
   const std::unique_ptr<Source> source = source_.Fork();
   if (source == nullptr) return;
-  TimeFinder finder(group_.count > 0 ? group_.packets[0].place : Place{});
+  TimeFinder finder(group_.count > 0 ? group_.packets[0].place : here_, run_);
   Decoder decoder(*source, finder);
   finder.decoder = &decoder;
   decoder.looks_for_time_ = true;
-  decoder.tick_ = stretch_tick_;
-  decoder.has_upper_bits_ = stretch_has_upper_bits_;
+  decoder.GoOnFrom(at_stretch_);
   decoder.Run();
   next_ = finder.found;
 }
@@ -512,7 +529,7 @@ void Decoder::LookForNextTime() {
 // Part of the group may stand in front of what the source can give again.
 std::optional<Decoder::Anchor> Decoder::TimeOfGroup() const {
   std::optional<Anchor> found;
-  for (std::size_t i = 0; i < group_.count && group_.tick != kNoTick; ++i) {
+  for (std::size_t i = 0; i < group_.count && group_.tick != kNoTick && !found; ++i) {
     const Packet& packet = group_.packets[i];
     if (!packet.crc_right) continue;
     ForEachItem(packet.bytes, packet.size, [&](const unsigned char* item, std::size_t) {

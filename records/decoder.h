@@ -70,6 +70,15 @@ class Decoder {
     unsigned int tick = 0;
     std::int64_t us = 0;
   };
+  // What of the packets so far tells how those behind them are read.
+  struct Framing {
+    unsigned int tick = kNoTick;       // of the packet at hand
+    unsigned int last_tick = kNoTick;  // the last one told
+    bool has_upper_bits = false;       // `tick` tells those of the next HEADER_2
+    bool needs_header = true;          // continuations have lost their packet
+    bool in_damage = false;            // that goes on
+    int run = 0;
+  };
   class TimeFinder;
 
   // Framing.
@@ -77,8 +86,9 @@ class Decoder {
   std::size_t TakePacket(const Stretch& stretch, std::size_t at);
   std::size_t TakeDamage(const Stretch& stretch, std::size_t at);
   void EndDamage();
-  std::size_t TakeGapMark(const Stretch& stretch, std::size_t at);
-  void BeginStretch(const Stretch& stretch);
+  std::size_t TakeGapMark();
+  Framing FramingNow() const;
+  void GoOnFrom(const Framing& framing);
   void Add(const Packet& packet);
   void SetTick(const Packet& packet);
   void DoubtTick(const Packet& packet);
@@ -119,13 +129,13 @@ class Decoder {
   std::vector<unsigned char> kept_;  // bytes of a group that goes on in the next stretch
   std::vector<unsigned char> kept_before_;
 
-  unsigned int tick_ = kNoTick;       // of the packet at hand
-  unsigned int last_tick_ = kNoTick;  // the last one told
-  bool has_upper_bits_ = false;       // tick_ tells those of the next HEADER_2
-  unsigned int stretch_tick_ = kNoTick;
-  bool stretch_has_upper_bits_ = false;
-  bool needs_header_ = true;  // continuations have lost their packet
+  unsigned int tick_ = kNoTick;  // for these see Framing
+  unsigned int last_tick_ = kNoTick;
+  bool has_upper_bits_ = false;
+  bool needs_header_ = true;
   int run_ = 0;
+  Framing at_stretch_;  // in front of the stretch at hand
+  Place here_;          // of the packet at hand
 
   std::optional<Anchor> anchor_;  // the last time told
   bool anchor_is_sure_ = false;   // nothing is missing behind it
@@ -141,8 +151,7 @@ class Decoder {
 
   KnownItems known_;
   std::optional<Gap> gap_;
-  std::optional<Gap> damage_;  // that goes on at the end of a stretch
-  bool waits_ = false;         // for the next stretch
+  std::optional<Gap> damage_;  // that goes on
 };
 
 }  // namespace vmr::records

@@ -269,6 +269,27 @@ TEST(Times, BehindAGapWithoutANextOneAreEstimated) {
               ElementsAre("1000 exact", "1100 estimated"));
 }
 
+// The stretch at hand is looked through from its beginning.
+TEST(Times, OfASecondRunInOneStretchComeFromTheNextOneToldInIt) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(500000, "56") + Hdr1(4, "56") + Hdr1(14, "03 64 00 00 00")}})),
+              ElementsAre("unknown", "950 estimated", "1000 exact"));
+}
+
+// The one in front of the damage is the last one told, not the next.
+TEST(Times, BehindDamageComeFromTheNextOneToldInTheSameStretch) {
+  Bytes flipped = Hdr1(14, "56");
+  flipped.back() ^= 1;
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(10, "03 64 00 00 00") + flipped + Hdr1(20, "56") +
+                               Hdr1(30, "03 C8 00 00 00")}})),
+              ElementsAre("1000 exact", "1020 estimated", "1950 estimated", "2000 stepped"));
+}
+
+// Short headers behind a lost cluster have the upper bits of its own first tick.
+TEST(Times, BehindALostClusterAreReckonedByItsOwnTicks) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(10, "56"), 10}, {Hdr2(20, "03 64 00 00 00"), 0x114, true}})),
+              ElementsAre("-330 estimated", "1000 exact"));
+}
+
 TEST(Times, OfAnotherRunTellNothingOfThisOne) {
   EXPECT_THAT(TimesOf(Decode({{Hdr1(500000, "56") + Hdr1(4, "03 64 00 00 00")}})),
               ElementsAre("unknown", "1000 exact"));
