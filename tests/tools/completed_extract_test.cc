@@ -207,5 +207,28 @@ TEST_F(CompletedExtract, IsRefusedWhereTicksBeginAnew) {
   EXPECT_EQ(ReadFile(Path("cut")), "");
 }
 
+// The range is over before they do, but comes up again.
+TEST_F(CompletedExtract, IsRefusedWhereTicksBeginAnewBehindTheRangeAndComeAcrossIt) {
+  MakeRing(1, [](int) {
+    return ClusterOf(10, FullPacket(10, B("56")) + FullPacket(900000, B("56")) +
+                             FullPacket(60, B("56")) + FullPacket(70, B("56")));
+  });
+  const Finished cut = Cut("8", "65");
+  EXPECT_EQ(cut.exit_code, 1);
+  EXPECT_THAT(cut.err, HasSubstr("s: its ticks begin anew"));
+  EXPECT_EQ(ReadFile(Path("cut")), "");
+  EXPECT_EQ(Cut("10", "15").exit_code, 0) << "nothing but the first run is there";
+}
+
+// 32 bits of ticks run out.
+TEST_F(CompletedExtract, IsRefusedWhereTicksGoOnFromZero) {
+  MakeRing(1, [](int) {
+    return ClusterOf(0xFFFFFF00, FullPacket(0xFFFFFF00, B("56")) + FullPacket(3, B("56")));
+  });
+  const Finished cut = Cut("1", "9");
+  EXPECT_EQ(cut.exit_code, 1);
+  EXPECT_THAT(cut.err, HasSubstr("s: its ticks begin anew"));
+}
+
 }  // namespace
 }  // namespace vmr::test

@@ -118,7 +118,7 @@ std::optional<UnitExtract> ReadUnitExtract(int fd) {
 void RangeCut::Run(records::Source& source, const std::function<void()>& step) {
   records::Decoder decoder(source, *this);
   decoder_ = &decoder;
-  while (!has_ended_ && decoder.Step()) step();
+  while (!facts_.ticks_begin_anew && decoder.Step()) step();
   if (!has_begun_ && !facts_.ticks_begin_anew) Begin();
 }
 
@@ -126,9 +126,16 @@ bool RangeCut::IsBehindRange(const PacketFound& packet) const {
   return packet.crc_right && packet.tick != kNoTick && packet.tick > range_.last;
 }
 
+// Ticks also begin anew where 32 bits of them have run out. What has begun behind the range
+// makes it ambiguous where it comes across it again.
 void RangeCut::OnPacket(const PacketFound& packet) {
-  if (has_ended_) return;
   const bool knows_tick = packet.crc_right && packet.tick != kNoTick;
+  if (has_ended_) {
+    if (knows_tick && packet.tick >= range_.first && packet.tick <= range_.last) RefuseTicks();
+    return;
+  }
+  if (knows_tick && highest_tick_ != kNoTick && packet.tick < highest_tick_) return RefuseTicks();
+  if (knows_tick) highest_tick_ = packet.tick;
   if (knows_tick && facts_.recording_begins == kNoTick) facts_.recording_begins = packet.tick;
   if (!has_begun_) {
     if (!knows_tick) return Hold(packet);
@@ -143,7 +150,6 @@ void RangeCut::OnPacket(const PacketFound& packet) {
   if (IsBehindRange(packet)) {
     facts_.next_tick = packet.tick;
     has_ended_ = true;
-    decoder_->Stop();
     return;
   }
   CopyPacket(packet.bytes, packet.size, packet.tick, packet.crc_right);
@@ -156,7 +162,7 @@ void RangeCut::Hold(const PacketFound& packet) {
 }
 
 void RangeCut::OnRecord(const Record& record) {
-  if (has_begun_) return;
+  if (has_begun_ || has_ended_) return;
   known_.Take(record);
   if (record.kind->id == KindId::kConfigurationEnd && record.repeats) facts_.gap_before.reset();
   const TimeQuality quality = record.time.quality;
@@ -181,6 +187,10 @@ void RangeCut::OnGap(const Gap& gap) {
 }
 
 void RangeCut::OnNewRun(int /*run*/, unsigned int /*tick*/) {
+  if (!has_ended_) RefuseTicks();
+}
+
+void RangeCut::RefuseTicks() {
   facts_.ticks_begin_anew = true;
   has_ended_ = true;
   decoder_->Stop();

@@ -55,7 +55,8 @@ struct CutFacts {
   std::vector<records::Gap> gaps;           // in the range
   // The last one in front of the range; what was told before it is not in the state.
   std::optional<records::Gap> gap_before;
-  bool ticks_begin_anew = false;  // then nothing was written: ticks name no one place
+  // So that the range is no one place, and what was written is of no use.
+  bool ticks_begin_anew = false;
 };
 
 // Takes a recording's records and writes the extract: head, label, a full state of nothing
@@ -71,7 +72,7 @@ class RangeCut final : public records::Sink {
   RangeCut(const CutRange& range, const UnitExtract& unit, Write write)
       : range_(range), unit_(unit), write_(std::move(write)) {}
 
-  // Reads the recording from its beginning, as far as it must.
+  // Reads the recording from its beginning to its end, or until a tick is no one place.
   void Run(records::Source& source, const std::function<void()>& step);
   const CutFacts& Facts() const { return facts_; }
 
@@ -96,6 +97,7 @@ class RangeCut final : public records::Sink {
 
   bool IsBehindRange(const records::PacketFound& packet) const;
   void Hold(const records::PacketFound& packet);
+  void RefuseTicks();
   void Begin();
   void WriteState();
   std::vector<std::string> StateItems();
@@ -115,6 +117,7 @@ class RangeCut final : public records::Sink {
   CutFacts facts_;
   bool has_begun_ = false;
   bool has_ended_ = false;
+  unsigned int highest_tick_ = kNoTick;  // up to the range's end
 
   ItemsInForce known_;
   records::Time time_;  // at `time_tick_`
