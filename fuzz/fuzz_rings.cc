@@ -26,7 +26,8 @@ Prediction PredictFor(const CowFiles& files) {
       return files.Exists(name) && files.ReadRaw(name, cluster, to);
     };
   };
-  return vmr::crash::Predict(image_of(vmr::crash::kFile1), image_of(vmr::crash::kFile2));
+  return vmr::crash::Predict(image_of(vmr::crash::kFile1), image_of(vmr::crash::kFile2),
+                             vmr::crash::Copying::kDoesNothing);
 }
 
 // No program copies files in memory, so an empty file stays empty here; the reference

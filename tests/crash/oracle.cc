@@ -145,7 +145,7 @@ bool Load(const std::array<ReadImage, 2>& image, const std::array<Position, 2>& 
 
 }  // namespace
 
-Prediction Predict(const ReadImage& file1, const ReadImage& file2) {
+Prediction Predict(const ReadImage& file1, const ReadImage& file2, Copying copying) {
   Prediction p;
   p.file = {Search(file1), Search(file2)};
   if (!p.file[0].found && !p.file[1].found) return p;
@@ -168,7 +168,7 @@ Prediction Predict(const ReadImage& file1, const ReadImage& file2) {
   const std::size_t writer = (Rank(a) == Rank(b) ? less : Rank(a) < Rank(b)) ? 1 : 0;
   p.fills_empty =
       Rank(a) + Rank(b) == 3 && (ends[writer].newest != 0 || ends[writer].oldest_st != kEmpty);
-  if (p.fills_empty) image[1 - writer] = image[writer];
+  if (p.fills_empty && copying == Copying::kWorks) image[1 - writer] = image[writer];
   p.outcome = Outcome::kFails;
   if (!Load(image, ends, writer, false, &p)) Load(image, ends, 1 - writer, true, &p);
   return p;

@@ -47,8 +47,11 @@ struct Prediction {
 
 // Where the search of one file alone ends.
 Position Search(const ReadImage& file);
+// Whether the program that fills a file without data is there.
+enum class Copying { kWorks, kDoesNothing };
 // Both files exist and are of the right size.
-Prediction Predict(const ReadImage& file1, const ReadImage& file2);
+Prediction Predict(const ReadImage& file1, const ReadImage& file2,
+                   Copying copying = Copying::kWorks);
 
 }  // namespace vmr::crash
 
