@@ -10,13 +10,18 @@ GAP_LOG = b"vmr: gap, "
 
 
 def known_at(records, gaps, tick):
-    """By what it is of, what the records tell last in front of a tick and behind every gap."""
-    known = {}
+    """By what it is of, what the records tell last in front of a tick and behind every gap. What no
+    tick is told of right in front of it may belong behind it: that is copied, and not stated."""
+    known, in_front = {}, None
     for number, record in enumerate(records):
         if number in gaps:
-            known = {}
-        if record.tick is not None and record.tick >= tick:
+            known, in_front = {}, None
+        if record.tick is None:
+            in_front = dict(known) if in_front is None else in_front
+        elif record.tick >= tick:
             break
+        else:
+            in_front = None
         if record.tag in NO_STATE or record.tag in RADAR:
             continue
         key, value = reading.key_and_value(record.tag, record.body, record.position)
@@ -26,7 +31,7 @@ def known_at(records, gaps, tick):
             known.setdefault(key, value)  # a full state may lag behind the reports
         else:
             known[key] = value
-    return known
+    return known if in_front is None else in_front
 
 
 def split(path):

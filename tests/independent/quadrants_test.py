@@ -20,7 +20,6 @@ import rings
 
 MPH = 0.44704  # metres per second
 TTS_PER_DEGREE = 600000  # ten-thousandths of a minute
-LAST_TICK = 4294967295
 PAST_END = 20  # ticks that an extract goes on past its range
 
 
@@ -156,8 +155,8 @@ class Drive:
         what = f"{self.name} {start} to {end}"
         out = self.base + ".vmd"
         run(self.vmr, "extract", self.base, out, "--force", "--from", str(start), "--to", str(end),
-            expected=(0, 3) if gaps or end > store[-1]["tick"] else (0,))
-        lines = export(self.vmr, out, expected=(0, 3) if gaps else (0,))
+            expected=(3,) if gaps or end > store[-1]["tick"] else (0,))
+        lines = export(self.vmr, out, expected=(3,) if gaps else (0,))
         state = list(itertools.takewhile(is_of_state, lines))
         check(gaps or all("position" not in line for line in lines if line["kind"] == "position"),
               f"{what}: unsure positions")
