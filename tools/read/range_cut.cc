@@ -281,6 +281,7 @@ void RangeCut::CopyPacket(const unsigned char* bytes, std::size_t size, unsigned
                           bool crc_right) {
   const bool is_known = crc_right && tick != kNoTick && TellsTick(bytes[0]);
   if (is_known && (!gap_text_.empty() || told_.After(bytes) != tick)) TellTick(tick);
+  if (tick == kNoTick && told_.After(bytes) != kNoTick) PutGapMark();
   Put({reinterpret_cast<const char*>(bytes), size});
   told_.Take(bytes, crc_right);
   Count(size, crc_right ? tick : kNoTick);
@@ -304,11 +305,16 @@ void RangeCut::MarkGap(const Gap& gap) {
   facts_.gaps.push_back(gap);
   const bool shows_itself = facts_.packets > 0 && (gap.reason == GapReason::kWrongCrc ||
                                                    gap.reason == GapReason::kUnknownItems);
+  if (gap.reason == GapReason::kWrongCrc) told_ = {};  // a reader may doubt the tick, too
   if (shows_itself) return;
-  Put({reinterpret_cast<const char*>(records::kGapMark.data()), records::kGapMark.size()});
-  told_ = {};
+  PutGapMark();
   gap_text_ = fmt::format("vmr: gap, ticks {} to {}: {}", TickText(gap.from_tick),
                           TickText(gap.to_tick), TextOf(gap.reason));
+}
+
+void RangeCut::PutGapMark() {
+  Put({reinterpret_cast<const char*>(records::kGapMark.data()), records::kGapMark.size()});
+  told_ = {};
 }
 
 void RangeCut::TellTick(unsigned int tick) {

@@ -107,6 +107,8 @@ class RangeCut final : public records::Sink {
   void CopyPacket(const unsigned char* bytes, std::size_t size, unsigned int tick, bool crc_right);
   void Count(std::size_t bytes, unsigned int tick);
   void MarkGap(const records::Gap& gap);
+  // So that what no tick is told of is given none by what is in front of it.
+  void PutGapMark();
   void TellTick(unsigned int tick);
   void Put(std::string_view bytes) { write_(bytes); }
 
