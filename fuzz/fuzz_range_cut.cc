@@ -13,8 +13,10 @@
 namespace {
 
 using vmr::fuzz::ClusterSource;
+using vmr::fuzz::Crcs;
 using vmr::fuzz::InputBytes;
 using vmr::fuzz::Part;
+using vmr::fuzz::PartsOf;
 using vmr::fuzz::Require;
 using vmr::fuzz::WindowSource;
 using namespace vmr::records;
@@ -55,22 +57,6 @@ class InRange final : public Sink {
   std::string text_;
 };
 
-std::vector<Part> PartsOf(InputBytes& input) {
-  constexpr std::size_t kMostParts = 16;
-  std::vector<Part> parts;
-  while (!input.AtEnd() && parts.size() < kMostParts) {
-    const std::uint16_t length = input.Le16();
-    Part part;
-    part.is_lost = (length & 0x8000) != 0;
-    part.first_tick = input.Le32();
-    const InputBytes::Span bytes = input.Take(length & 0xFFF);
-    part.bytes.assign(bytes.data, bytes.data + bytes.size);
-    if ((length & 0x4000) == 0) vmr::fuzz::RepairCrcs(part.bytes);
-    parts.push_back(std::move(part));
-  }
-  return parts;
-}
-
 void Compare(const std::vector<Part>& parts, const CutRange& range, const std::string& cut) {
   ClusterSource source(parts);
   InRange recorded(range, 0);
@@ -90,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   range.first = range.label_first = input.Le32();
   range.last = range.label_last = range.first + input.Le16();
   if (range.last < range.first || range.last > 0xFFFFFFF0) return 0;
-  const std::vector<Part> parts = PartsOf(input);
+  const std::vector<Part> parts = PartsOf(input, Crcs::kAsFlagged);
   ClusterSource source(parts);
   const UnitExtract unit;
   std::string cut;

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include "fuzz/input_bytes.h"
 #include "host/crc8.h"
 #include "records/source.h"
 #include "store/packet_format.h"
@@ -96,6 +98,28 @@ inline void RepairCrcs(std::vector<unsigned char>& bytes) {
     bytes[at + size - 1] = bytes[at] == HEADER_DICTIONARY ? 0 : Crc8(&bytes[at], span, kCrcInitial);
     at += size;
   }
+}
+
+// Of parts: right as far as they go, as they stand, or as each part's length has it.
+enum class Crcs { kRepaired, kAsTheyAre, kAsFlagged };
+
+// Up to 16 parts: of each two bytes of length and flags, four of its first tick, its bytes.
+inline std::vector<Part> PartsOf(InputBytes& input, Crcs crcs) {
+  constexpr std::size_t kMostParts = 16;
+  constexpr unsigned int kLost = 0x8000, kCrcsAsTheyAre = 0x4000, kLength = 0xFFF;
+  std::vector<Part> parts;
+  while (!input.AtEnd() && parts.size() < kMostParts) {
+    const std::uint16_t head = input.Le16();
+    Part part;
+    part.is_lost = (head & kLost) != 0;
+    part.first_tick = input.Le32();
+    const InputBytes::Span bytes = input.Take(head & kLength);
+    part.bytes.assign(bytes.data, bytes.data + bytes.size);
+    const bool flagged = crcs == Crcs::kAsFlagged && (head & kCrcsAsTheyAre) == 0;
+    if (crcs == Crcs::kRepaired || flagged) RepairCrcs(part.bytes);
+    parts.push_back(std::move(part));
+  }
+  return parts;
 }
 
 }  // namespace vmr::fuzz

@@ -25,18 +25,19 @@ std::uint64_t HashOf(const unsigned char* bytes, std::size_t size) {
 
 // Keys are small numbers: ports, positions, sensors, settings. Those of a microphone's
 // stream number and of what is told of it share a byte.
-std::size_t KnownItems::SlotIndex(const Record& record) {
+std::size_t KnownItems::KeyOf(const Record& record) {
   std::size_t key = 0;
   for (std::size_t i = 0; i < record.kind->key_fields; ++i) {
     if (record.shape->fields[i].order == Order::kComputed) continue;
     key = key * 8 + static_cast<std::size_t>(NumberOf(record, i));
   }
-  return static_cast<std::size_t>(record.kind->id) * kKeys + key % kKeys;
+  return key % kKeys;
 }
 
 bool KnownItems::Agrees(const Record& record) const {
-  if (slots_ == nullptr) return true;
-  const Slot& slot = slots_[SlotIndex(record)];
+  const auto& slots = slots_[static_cast<std::size_t>(record.kind->id)];
+  if (slots == nullptr) return true;
+  const Slot& slot = slots[KeyOf(record)];
   if (slot.generation != generation_) return true;
   if (slot.size == record.item_bytes) return SameItem(slot, record);
   // Items of two shapes, such as a radar's target alone and its whole reading: whatever
@@ -60,8 +61,9 @@ bool KnownItems::SameItem(const Slot& slot, const Record& record) {
 }
 
 void KnownItems::Remember(const Record& record) {
-  if (slots_ == nullptr) slots_ = std::make_unique<Slot[]>(kKindCount * kKeys);
-  Slot& slot = slots_[SlotIndex(record)];
+  auto& slots = slots_[static_cast<std::size_t>(record.kind->id)];
+  if (slots == nullptr) slots = std::make_unique<Slot[]>(kKeys);
+  Slot& slot = slots[KeyOf(record)];
   slot.generation = generation_;
   slot.size = static_cast<unsigned char>(record.item_bytes);
   if (record.item_bytes > kHeadBytes) slot.hash = HashOf(record.item, record.item_bytes);

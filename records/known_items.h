@@ -2,6 +2,7 @@
 #ifndef VMR_RECORDS_KNOWN_ITEMS_H_
 #define VMR_RECORDS_KNOWN_ITEMS_H_
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -26,9 +27,10 @@ class KnownItems {
     unsigned char head[kHeadBytes] = {};
   };
   static bool SameItem(const Slot& slot, const Record& record);
-  static std::size_t SlotIndex(const Record& record);
+  static std::size_t KeyOf(const Record& record);
 
-  std::unique_ptr<Slot[]> slots_;  // null: nothing was ever remembered
+  // By kind; null: nothing was ever remembered of it.
+  std::array<std::unique_ptr<Slot[]>, kKindCount> slots_;
   std::uint32_t generation_ = 1;
 };
 

@@ -20,7 +20,7 @@ char Plain(char c) {
 
 std::string Shown(const json& value) {
   std::string text = value.dump(-1, ' ', true, json::error_handler_t::replace);
-  if (text.size() > kShownValueBytes) text = text.substr(0, kShownValueBytes) + "...";
+  if (text.size() > kShownValueBytes) text.replace(kShownValueBytes, std::string::npos, "...");
   return text;
 }
 

@@ -153,9 +153,8 @@ class Clusters {
 
 std::unique_ptr<RingSource> ForkRing(const Source& source) {
   std::unique_ptr<Source> fork = source.Fork();
-  auto* const ring = dynamic_cast<RingSource*>(fork.get());
-  if (ring != nullptr) static_cast<void>(fork.release());
-  return std::unique_ptr<RingSource>(ring);
+  if (dynamic_cast<RingSource*>(fork.get()) == nullptr) return nullptr;
+  return std::unique_ptr<RingSource>(static_cast<RingSource*>(fork.release()));
 }
 
 void DecodeBeginning(const Source& source, Tally& tally) {
