@@ -172,9 +172,14 @@ bool RingSurvey::ReadCluster(int cluster, Pass pass) {
   Images images;
   ClusterFacts facts;
   CopyState states[2];
-  for (const int file : kFileNumbers)
-    states[file - 1] = pass == Pass::kFirst ? File(file).ReadInTurn(cluster, images.Of(file))
-                                            : File(file).Read(cluster, images.Of(file));
+  if (pass == Pass::kFirst) {
+    states[0] = File(1).ReadInTurn(cluster, images.Of(1));
+    const ClusterFile::Twin twin = {states[0], images.Of(1)};
+    states[1] = File(2).ReadInTurn(cluster, images.Of(2), &twin);
+  } else {
+    for (const int file : kFileNumbers)
+      states[file - 1] = File(file).Read(cluster, images.Of(file));
+  }
   facts.Copy(1) = FactsOf(states[0], images.Of(1));
   const bool same =
       states[0] == states[1] && std::memcmp(images.Of(1), images.Of(2), kClusterBytes) == 0;
