@@ -10,7 +10,9 @@
 #include "backends/data_store_null.h"
 #include "fuzz/fuzz_setup.h"
 #include "reader/metadata_reader.h"
+#include "tests/tools/parsed_lines.h"
 #include "tools/events/event_parser.h"
+#include "tools/events/gpsd_line.h"
 #include "tools/record/gps_tracker.h"
 #include "tools/record/input_format.h"
 #include "tools/record/line_reader.h"
@@ -129,6 +131,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   static_cast<void>(FormatOf({reinterpret_cast<const char*>(data), size}, size % 2 == 0));
   Session session;
-  for (const std::string_view line : lines) session.Take(ParseLine(line));
+  GpsdLineParser gpsd;
+  for (const std::string_view line : lines) {
+    const ParsedLine parsed = ParseLine(line);
+    if (const auto taken = gpsd.Parse(line))
+      Require(vmr::test::SameLine(*taken, parsed), "both parsers have the same of a line");
+    session.Take(parsed);
+  }
   return 0;
 }

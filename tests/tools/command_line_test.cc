@@ -51,6 +51,7 @@ TEST_F(CommandLine, WrongUsageExitsWithTwoAndSaysWhereHelpIs) {
                              {"record", "s", "--gpsd=host:port"},
                              {"record", "s", "--gpsd", "--replay"},
                              {"record", "s", "--input", "-", "--allow-jumps"},
+                             {"record", "s", "--input", "-", "--no-sync"},
                              {"view"},
                              {"view", "--listing", ""},
                              {"view", "--listing", "s", "--from", "x"},

@@ -47,6 +47,31 @@ TEST_F(ReplayTest, EveryKindOfEventIsViewedBack) {
                           "[Tag=auxillary input, TagNo=0x3D, State=off]"));
 }
 
+// That it is synced once is held_syncs_test.cc's to show.
+TEST_F(ReplayTest, WithoutSyncsTheSameIsRecorded) {
+  const std::string lines =
+      "{\"event\":\"bookmark\",\"time\":\"2024-05-01T10:00:00Z\"}\n"
+      "{\"event\":\"bookmark\",\"time\":\"2024-05-01T10:02:00Z\"}\n";
+  for (const char* store : {"s", "t"}) {
+    Arguments arguments = {"record", store, "--replay", "--input", "-"};
+    if (store[0] == 't') arguments.emplace_back("--no-sync");
+    EXPECT_EQ(Run(arguments, lines).exit_code, 0);
+  }
+  for (const char* file : {"_1.mtd", "_2.mtd"})
+    EXPECT_TRUE(ReadFile(Path(std::string("s") + file)) == ReadFile(Path(std::string("t") + file)))
+        << file;
+}
+
+TEST_F(ReplayTest, OnlyAReplayMayGoWithoutSyncs) {
+  const Finished live = Run({"record", "s", "--input", "-", "--no-sync"}, BookmarkAt(10));
+  EXPECT_EQ(live.exit_code, 2);
+  EXPECT_EQ(live.err,
+            "vmr: --no-sync is for --replay: a live recording is there once, and must outlive a "
+            "power cut\n"
+            "vmr: try: vmr record --help\n");
+  EXPECT_FALSE(std::filesystem::exists(Path("s_1.mtd")));
+}
+
 TEST_F(ReplayTest, LinesThatCannotBeUsedAreReportedCountedAndSkipped) {
   const std::string too_long(1024 * 1024 + 1, ' ');
   const Finished replay =

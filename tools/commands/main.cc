@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -58,10 +59,13 @@ struct Runnable {
   std::function<int()> run;
 };
 
-std::vector<Runnable> AddCommands(CLI::App& program) {
+// Options are given to the commands among `arguments` alone: those of all take longer to
+// make than the rest of the start.
+std::vector<Runnable> AddCommands(CLI::App& program, const std::vector<std::string>& arguments) {
   std::vector<Runnable> commands;
   for (const Command* const command : kCommands) {
     CLI::App* const parser = program.add_subcommand(command->name, command->help);
+    if (std::find(arguments.begin(), arguments.end(), command->name) == arguments.end()) continue;
     parser->footer(command->footer);
     commands.push_back({parser, command->add_options(*parser)});
   }
@@ -88,7 +92,8 @@ int Run(int argc, char** argv) {
   program.footer(kProgramFooter);
   program.set_version_flag("--version", "vmr " VMR_VERSION, "Print the version and exit");
   program.require_subcommand(0, 1);
-  const std::vector<Runnable> commands = AddCommands(program);
+  const std::vector<Runnable> commands =
+      AddCommands(program, {argv + std::min(argc, 1), argv + argc});
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

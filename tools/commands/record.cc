@@ -15,6 +15,7 @@
 #include "tools/common/console.h"
 #include "tools/common/store_path.h"
 #include "tools/record/gpsd_client.h"
+#include "tools/record/held_syncs.h"
 #include "tools/record/input.h"
 #include "tools/record/input_progress.h"
 #include "tools/record/live_session.h"
@@ -53,6 +54,13 @@ Examples:
 The configuration says who and what the unit is and how it is set; what it
 leaves out has defaults.
 
+Every packet is on the device before the next one is recorded. With --no-sync a
+replay does not wait for that: the files are synced once, when they are complete,
+and the exit code says whether that went well. A power cut or a crash of the
+system before may cost all that the replay recorded, and the oldest of what the
+store held, which it records over; what it leaves may be damaged in any place. To
+end the program alone costs nothing.
+
 SIGINT and SIGTERM end a recording in order, as the end of its input does:
 everything is reported off, all is written.
 
@@ -75,6 +83,7 @@ struct RecordOptions {
   std::string config;        // the configuration file; empty: none
   bool replay = false;       // the input's stamps are the clock
   bool allow_jumps = false;  // across more than 400 days at once
+  bool no_sync = false;      // until the end
   bool begin_anew = false;   // even if what the store holds is given up
 };
 
@@ -161,9 +170,14 @@ bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, L
 bool RunReplay(const RecordOptions& options, Recorder& recorder, Inputs& inputs,
                const LineCounts& counts, const StopSignal& stop) {
   InputProgress progress(inputs, counts);
+  std::optional<HeldSyncs> held;
+  if (options.no_sync) held.emplace();
   ReplaySession(recorder, inputs, stop, progress, options.allow_jumps).Run();
   CloseAll(inputs);
-  return true;
+  if (!held || !held->Failed()) return true;
+  Say(fmt::format("{}: what was recorded may not be on the device: {}", options.store,
+                  TextOfErrno(held->Error())));
+  return false;
 }
 
 // Until the inputs end or a signal comes.
@@ -215,6 +229,10 @@ void CheckUsage(const RecordOptions& options) {
     RefuseUsage("--replay cannot be combined with --gpsd: a live gpsd is not saved");
   if (options.allow_jumps && !options.replay)
     RefuseUsage("--allow-jumps is for --replay: live, this machine is the clock");
+  if (options.no_sync && !options.replay)
+    RefuseUsage(
+        "--no-sync is for --replay: a live recording is there once, and must outlive a "
+        "power cut");
   if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1)
     RefuseUsage("--input - was given twice");
 }
@@ -239,6 +257,9 @@ std::function<int()> AddOptions(CLI::App& parser) {
                   "Ticks and times of the input are the clock, not this machine's");
   parser.add_flag("--allow-jumps", options->allow_jumps,
                   "Follow the input of --replay across more than 400 days at once");
+  parser.add_flag("--no-sync", options->no_sync,
+                  "Sync what --replay records once, at its end; a power cut until then may cost "
+                  "all of it");
   parser.add_flag("--begin-anew", options->begin_anew,
                   "Record even if what the store holds is set aside or removed for it");
   parser.final_callback([options, gpsd] {

@@ -40,9 +40,8 @@ something is lost, 4 damage is left but nothing is lost. Success means that the
 store is sound now.
 Environment: VMR_LOG, what is logged; see vmr --help.)";
 
-// The account of the work, whether it was finished or not.
-bool Mend(const std::string& base, RingSurvey& survey) {
-  RingScrub scrub(base, survey);
+// Tells of the work, whether it was finished or not.
+bool Mend(RingScrub& scrub) {
   const bool done = scrub.Run();
   fmt::print("{}", scrub.Account().empty() && done ? "nothing to mend\n" : scrub.Account());
   return done;
@@ -67,8 +66,10 @@ int Scrub(const std::string& store) {
   survey.Read();
   // Neither recording is to be written over the other.
   if (!BothCouldBeRead(survey) || !IsOneRecording(survey, *base)) return kExitFailure;
-  if (!Mend(*base, survey) || !lock.After(*base)) return kExitFailure;
-  survey.Read();
+  RingScrub scrub(*base, survey);
+  if (!Mend(scrub) || !lock.After(*base)) return kExitFailure;
+  // What was found holds for files to which nobody has written since.
+  if (!scrub.Account().empty() || survey.IsBeingRecorded()) survey.Read();
   const std::vector<Finding> findings = FindAll(survey);
   const RingReport report(*base, survey, findings);
   fmt::print("{}", report.Text());

@@ -2,45 +2,37 @@
 
 #include <errno.h>
 #include <fmt/format.h>
-#include <openssl/evp.h>
+#include <nettle/sha2.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <vector>
 
 namespace vmr::tool {
 
 struct Sha256::Context {
-  EVP_MD_CTX* evp = EVP_MD_CTX_new();
-
-  Context() = default;
-  ~Context() { EVP_MD_CTX_free(evp); }
-  Context(const Context&) = delete;
-  Context& operator=(const Context&) = delete;
+  sha256_ctx state;
 };
 
-Sha256::Sha256() : context_(std::make_unique<Context>()) {
-  failed_ =
-      context_->evp == nullptr || EVP_DigestInit_ex(context_->evp, EVP_sha256(), nullptr) != 1;
-}
+Sha256::Sha256() : context_(std::make_unique<Context>()) { sha256_init(&context_->state); }
 
 Sha256::~Sha256() = default;
 
 void Sha256::Add(std::string_view bytes) {
-  if (!failed_) failed_ = EVP_DigestUpdate(context_->evp, bytes.data(), bytes.size()) != 1;
+  sha256_update(&context_->state, bytes.size(),
+                reinterpret_cast<const std::uint8_t*>(bytes.data()));
 }
 
-std::optional<std::string> Sha256::Digest() {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
-  unsigned int count = 0;
-  if (failed_ || EVP_DigestFinal_ex(context_->evp, bytes.data(), &count) != 1) return std::nullopt;
-  failed_ = true;
+std::string Sha256::Digest() {
+  std::array<std::uint8_t, SHA256_DIGEST_SIZE> bytes{};
+  sha256_digest(&context_->state, bytes.size(), bytes.data());
   std::string digits;
-  for (unsigned int i = 0; i < count; ++i) digits += fmt::format("{:02x}", bytes[i]);
+  for (const std::uint8_t byte : bytes) digits += fmt::format("{:02x}", byte);
   return digits;
 }
 
-std::optional<std::string> Sha256Of(std::string_view bytes) {
+std::string Sha256Of(std::string_view bytes) {
   Sha256 sha;
   sha.Add(bytes);
   return sha.Digest();

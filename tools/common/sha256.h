@@ -10,8 +10,6 @@
 namespace vmr::tool {
 
 // Takes bytes piece by piece.
-//
-// Errors   the library refused to reckon (a machine may forbid it): no digest.
 class Sha256 {
  public:
   Sha256();
@@ -21,15 +19,14 @@ class Sha256 {
 
   void Add(std::string_view bytes);
   // 64 hexadecimal digits, lower case, of all that was added; to be called once.
-  std::optional<std::string> Digest();
+  std::string Digest();
 
  private:
   struct Context;
   std::unique_ptr<Context> context_;
-  bool failed_ = false;
 };
 
-std::optional<std::string> Sha256Of(std::string_view bytes);
+std::string Sha256Of(std::string_view bytes);
 // Of what an open file holds, from its beginning on. Nothing, and errno or 0, when it cannot be
 // read to its end.
 std::optional<std::string> Sha256OfFile(int fd);

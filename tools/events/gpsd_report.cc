@@ -52,15 +52,25 @@ std::string WhyNoSpeed(const JsonFields& fields) {
   return fields.Has("speed") ? schema.WhyNot(fields.Value("speed"), "speed") : std::string();
 }
 
-GpsReport ParseTpv(const JsonFields& fields) {
+bool HasFix(int mode) { return mode >= kFirstModeWithFix; }
+
+GpsReport MakeGpsReport(const TpvFields& tpv) {
   GpsReport report;
-  report.has_fix = fields.Number<int>("mode") >= kFirstModeWithFix;
+  report.has_fix = HasFix(tpv.mode);
   if (!report.has_fix) return report;
-  if (fields.Has("lat") && fields.Has("lon"))
-    report.position = FixAt(fields.Real("lat"), fields.Real("lon"));
-  if (fields.Has("speed") && WhyNoSpeed(fields).empty())
-    report.speed_mph = MilesPerHour(fields.Real("speed"));
+  if (tpv.latitude && tpv.longitude) report.position = FixAt(*tpv.latitude, *tpv.longitude);
+  if (tpv.speed) report.speed_mph = MilesPerHour(*tpv.speed);
   return report;
+}
+
+GpsReport ParseTpv(const JsonFields& fields) {
+  TpvFields tpv;
+  tpv.mode = fields.Number<int>("mode");
+  if (!HasFix(tpv.mode)) return MakeGpsReport(tpv);
+  if (fields.Has("lat")) tpv.latitude = fields.Real("lat");
+  if (fields.Has("lon")) tpv.longitude = fields.Real("lon");
+  if (fields.Has("speed") && WhyNoSpeed(fields).empty()) tpv.speed = fields.Real("speed");
+  return MakeGpsReport(tpv);
 }
 
 }  // namespace vmr::tool

@@ -17,6 +17,18 @@ struct GpsReport {
   std::optional<unsigned short> speed_mph;  // only with a fix
 };
 
+// The values of a TPV report, as far as they are given and of use.
+struct TpvFields {
+  int mode = 0;
+  std::optional<double> latitude;   // degrees
+  std::optional<double> longitude;  // degrees
+  std::optional<double> speed;      // metres a second
+};
+GpsReport MakeGpsReport(const TpvFields& tpv);
+
+// Position and speed are known in this mode.
+bool HasFix(int mode);
+
 // A speed that is of no use counts as not given.
 GpsReport ParseTpv(const JsonFields& fields);
 // Why the report's speed is of no use; empty when it is, or there is none.

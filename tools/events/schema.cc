@@ -67,9 +67,13 @@ bool SchemaFile::CompileCheck(Schema& schema, const std::string& keyword, const 
       {"plain-text", Schema::Format::kPlainText},
       {"ipv4", Schema::Format::kIpv4},
       {"mac-address", Schema::Format::kMacAddress}};
+  static const std::map<std::string, Schema::Type> kTypes = {
+      {"boolean", Schema::Type::kBoolean}, {"number", Schema::Type::kNumber},
+      {"integer", Schema::Type::kInteger}, {"object", Schema::Type::kObject},
+      {"array", Schema::Type::kArray},     {"string", Schema::Type::kString}};
   Schema::Limits& limits = schema.limits_;
   if (keyword == "title") return schema.title_ = value, true;
-  if (keyword == "type") return schema.type_ = value, true;
+  if (keyword == "type") return schema.type_ = kTypes.at(value), true;
   if (keyword == "const") return schema.constant_ = json::parse(value.dump()), true;
   if (keyword == "x-number") return schema.word_number_ = value.get<std::int64_t>(), true;
   if (keyword == "minimum") return limits.lowest = value.get<double>(), true;

@@ -34,9 +34,16 @@ class Schema {
   // Parts of a schema; null when there is no such part.
   const Schema* Property(std::string_view name) const;
   const Schema* Items() const;
+  // What holds for a value that fits the condition, "if".
+  const Schema* Then() const { return then_; }
   // Of alternatives told apart by one field's value, the one that `object` is.
   const Schema* AlternativeFor(const nlohmann::json& object) const;
   std::vector<std::string> PropertyNames() const;
+  // `number` keeps within the limits, if there are some.
+  bool TakesNumber(double number) const {
+    return (!limits_.lowest || number >= *limits_.lowest) &&
+           (!limits_.highest || number <= *limits_.highest);
+  }
   // The number that a value stands for, as a word or by itself.
   std::int64_t NumberOf(const nlohmann::json& value) const;
 
@@ -44,6 +51,7 @@ class Schema {
   friend class SchemaFile;
   friend class SchemaCheck;
 
+  enum class Type { kAny, kBoolean, kNumber, kInteger, kObject, kArray, kString };
   enum class Format { kNone, kDateTime, kPlainText, kIpv4, kMacAddress };
   struct Limits {
     std::optional<double> lowest, highest;
@@ -54,12 +62,13 @@ class Schema {
   std::string Expected() const;
   std::string ExpectedWords() const;
   bool IsWord(const nlohmann::json& value) const;
+  bool IsOfType(const nlohmann::json& value) const;
   bool ScalarFits(const nlohmann::json& value) const;
   bool TextFits(const std::string& text) const;
 
   bool refuse_all_ = false;
   std::string title_;
-  std::string type_;  // empty: any
+  Type type_ = Type::kAny;
   std::optional<nlohmann::json> constant_;
   std::optional<std::int64_t> word_number_;
   Limits limits_;

@@ -40,11 +40,11 @@ std::string Schema::Expected() const {
   if (!Title().empty()) return Title();
   if (ref_ != nullptr) return ref_->Expected();
   if (!any_of_.empty()) return ExpectedWords();
-  if (type_ == "boolean") return "true or false";
-  if (type_ == "object") return "an object";
-  if (type_ == "string") return "a text";
-  if (type_ == "array") return "a list";
-  return fmt::format("a {}number from {} to {}", type_ == "integer" ? "whole " : "",
+  if (type_ == Type::kBoolean) return "true or false";
+  if (type_ == Type::kObject) return "an object";
+  if (type_ == Type::kString) return "a text";
+  if (type_ == Type::kArray) return "a list";
+  return fmt::format("a {}number from {} to {}", type_ == Type::kInteger ? "whole " : "",
                      limits_.lowest.value_or(0), limits_.highest.value_or(0));
 }
 
@@ -67,21 +67,32 @@ bool Schema::TextFits(const std::string& text) const {
   return false;
 }
 
+bool Schema::IsOfType(const json& value) const {
+  switch (type_) {
+    case Type::kAny:
+      return true;
+    case Type::kBoolean:
+      return value.is_boolean();
+    case Type::kNumber:
+      return value.is_number();
+    case Type::kInteger:
+      return WholeNumber(value).has_value();
+    case Type::kObject:
+      return value.is_object();
+    case Type::kArray:
+      return value.is_array();
+    case Type::kString:
+      return value.is_string();
+  }
+  return false;
+}
+
 bool Schema::ScalarFits(const json& value) const {
   if (refuse_all_) return false;
   if (word_number_) return IsWord(value);
   if (constant_) return value == *constant_;
-  if (type_ == "boolean" && !value.is_boolean()) return false;
-  if (type_ == "number" && !value.is_number()) return false;
-  if (type_ == "integer" && !WholeNumber(value)) return false;
-  if (type_ == "object" && !value.is_object()) return false;
-  if (type_ == "array" && !value.is_array()) return false;
-  if (type_ == "string" && !value.is_string()) return false;
-  if (value.is_number()) {
-    const double number = value.get<double>();
-    if (limits_.lowest && !(number >= *limits_.lowest)) return false;
-    if (limits_.highest && !(number <= *limits_.highest)) return false;
-  }
+  if (!IsOfType(value)) return false;
+  if (value.is_number() && !TakesNumber(value.get<double>())) return false;
   if (value.is_array()) {
     if (limits_.least_items && value.size() < *limits_.least_items) return false;
     if (limits_.most_items && value.size() > *limits_.most_items) return false;

@@ -33,7 +33,7 @@ std::optional<NumberedReport> Input::Next() {
       Skip(number, fmt::format("longer than {} bytes", kMaxLineBytes));
       continue;
     }
-    ParsedLine parsed = ParseLine(line, source_);
+    ParsedLine parsed = parser_.Parse(line, source_);
     if (auto* report = std::get_if<Report>(&parsed)) {
       if (!report->remark.empty()) Remark(LineRemarks::Kind::kUsedInPart, number, report->remark);
       return NumberedReport{std::move(*report), number};

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/events/event_parser.h"
+#include "tools/events/gpsd_line.h"
 #include "tools/record/input_format.h"
 #include "tools/record/line_reader.h"
 #include "tools/record/line_remarks.h"
@@ -70,6 +71,7 @@ class Input {
   LineCounts& counts_;
   LineRemarks remarks_;
   LineSource source_;
+  LineParser parser_;
   InputFormat format_ = InputFormat::kUnknown;
   unsigned long lines_ = 0;    // but for blank ones
   unsigned long skipped_ = 0;  // of these

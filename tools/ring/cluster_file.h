@@ -51,9 +51,14 @@ class ClusterFile {
   // again until two readings agree: a recorder may be writing it. After an
   // absent or unreadable one the image is zeros.
   CopyState Read(int cluster, unsigned char* image) const;
+  // A copy of the cluster in another file and what was found of it.
+  struct Twin {
+    CopyState state;
+    const unsigned char* image;
+  };
   // The same for one cluster after the other, many of which are read at once: a
-  // sound one may be a moment old.
-  CopyState ReadInTurn(int cluster, unsigned char* image);
+  // sound one may be a moment old. The bytes of a sound twin are not judged again.
+  CopyState ReadInTurn(int cluster, unsigned char* image, const Twin* twin = nullptr);
 
  private:
   static constexpr int kClustersAtOnce = 64;

@@ -83,6 +83,14 @@ void Finish(unsigned char* image, unsigned int st, int size) {
   SealCluster(image, size);
 }
 
+// What was collected is all that the original holds, which has a right CRC.
+bool IsAsItWas(const unsigned char* image, int size, unsigned int st,
+               const unsigned char* original) {
+  return ClusterSize(original) == size && ClusterSt(original) == st &&
+         std::memcmp(image + kClusterHeaderBytes, original + kClusterHeaderBytes,
+                     static_cast<std::size_t>(size - kClusterHeaderBytes)) == 0;
+}
+
 // A packet without items: all it says is its tick. In front of it the mark of a loss, if
 // there is one.
 void MakeBearing(unsigned int tick, bool marks_loss, unsigned char* image) {
@@ -279,6 +287,8 @@ bool RingSalvage::MakeImage(const SalvagedCluster& from, unsigned char* image, T
   packets += content.packets;
   if (content.packets == 0)
     MakeBearing(from.first_tick, true, image);
+  else if (IsAsItWas(image, collector.Size(), from.first_tick, original))
+    std::memcpy(image, original, kClusterHeaderBytes);
   else
     Finish(image, from.first_tick, collector.Size());
   return content.packets > 0;

@@ -137,13 +137,15 @@ unsigned int CopyFacts::LastTick() const {
 
 class RingSurvey::TimeSink final : public ContentSink {
  public:
-  explicit TimeSink(std::vector<TimeReading>& readings) : readings_(readings) {}
+  TimeSink(int cluster, std::vector<TimeReading>& readings)
+      : cluster_(cluster), readings_(readings) {}
   void OnItem(const unsigned char* item, unsigned int tick) override {
     if (item[0] == TAG_TIME && tick != kNoTick)
-      readings_.push_back({tick, static_cast<std::int32_t>(GetLe32(item + 1))});
+      readings_.push_back({cluster_, tick, static_cast<std::int32_t>(GetLe32(item + 1))});
   }
 
  private:
+  int cluster_;
   std::vector<TimeReading>& readings_;
 };
 
@@ -172,9 +174,14 @@ bool RingSurvey::ReadCluster(int cluster, Pass pass) {
   Images images;
   ClusterFacts facts;
   CopyState states[2];
-  for (const int file : kFileNumbers)
-    states[file - 1] = pass == Pass::kFirst ? File(file).ReadInTurn(cluster, images.Of(file))
-                                            : File(file).Read(cluster, images.Of(file));
+  if (pass == Pass::kFirst) {
+    states[0] = File(1).ReadInTurn(cluster, images.Of(1));
+    const ClusterFile::Twin twin = {states[0], images.Of(1)};
+    states[1] = File(2).ReadInTurn(cluster, images.Of(2), &twin);
+  } else {
+    for (const int file : kFileNumbers)
+      states[file - 1] = File(file).Read(cluster, images.Of(file));
+  }
   facts.Copy(1) = FactsOf(states[0], images.Of(1));
   const bool same =
       states[0] == states[1] && std::memcmp(images.Of(1), images.Of(2), kClusterBytes) == 0;
@@ -196,11 +203,18 @@ bool RingSurvey::ReadCluster(int cluster, Pass pass) {
 
 // From the image of the best copy.
 void RingSurvey::ReadTimes(int cluster, const unsigned char* image) {
-  times_.erase(cluster);
+  const auto before = [](const TimeReading& a, const TimeReading& b) {
+    return a.cluster < b.cluster;
+  };
+  const auto [from, to] =
+      std::equal_range(times_.begin(), times_.end(), TimeReading{cluster, 0, 0}, before);
+  const auto place = times_.erase(from, to);
   const ClusterFacts& facts = At(cluster);
   if (!facts.HoldsData() || !facts.Best().content.tags.test(TAG_TIME)) return;
-  TimeSink sink(times_[cluster]);
+  std::vector<TimeReading> readings;
+  TimeSink sink(cluster, readings);
   WalkCluster(image, facts.Best().used_bytes, &sink);
+  times_.insert(place, readings.begin(), readings.end());
 }
 
 // A copy that the file is too short for will not appear by reading it again.
@@ -425,13 +439,12 @@ bool RingSurvey::OnSearchPath(int cluster) const {
 void RingSurvey::BuildClock() {
   clock_ = RecordedClock();
   if (Empty() || is_of_two_) return;
-  int cluster = newest_;
-  do {
-    cluster = NextCluster(cluster);
-    const auto found = times_.find(cluster);
-    if (found == times_.end()) continue;
-    for (const TimeReading& reading : found->second) clock_.Add(reading.tick, reading.time_s);
-  } while (cluster != newest_);
+  const auto add = [this](const TimeReading& reading) { clock_.Add(reading.tick, reading.time_s); };
+  const auto oldest = std::partition_point(
+      times_.begin(), times_.end(),
+      [this](const TimeReading& reading) { return reading.cluster <= newest_; });
+  std::for_each(oldest, times_.end(), add);
+  std::for_each(times_.begin(), oldest, add);
 }
 
 }  // namespace vmr::tool

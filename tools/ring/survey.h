@@ -3,7 +3,7 @@
 #define VMR_TOOLS_RING_SURVEY_H_
 
 #include <array>
-#include <map>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -113,8 +113,9 @@ class RingSurvey {
 
  private:
   struct TimeReading {
+    int cluster;
     unsigned int tick;
-    std::int64_t time_s;
+    std::int32_t time_s;
   };
   class TimeSink;
 
@@ -141,7 +142,8 @@ class RingSurvey {
 
   std::array<ClusterFile, 2> files_;
   std::vector<ClusterFacts> clusters_;
-  std::map<int, std::vector<TimeReading>> times_;  // by cluster
+  // By cluster; a ring of idle hours has two in each.
+  std::deque<TimeReading> times_;
   std::vector<int> run_ends_;
   bool is_of_two_ = false;
   bool is_being_recorded_ = false;
