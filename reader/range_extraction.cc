@@ -13,14 +13,6 @@ namespace {
 constexpr char kLogSource[] = "MetadataReader.cc";
 constexpr char kOperation[] = "ReadToNewFile";
 
-constexpr unsigned int kEndOfAllTicks = 0xFFFFFFFF;
-// What follows a range by less than ten seconds is copied too.
-constexpr unsigned int kTicksPastEnd = 20;
-
-unsigned int Widened(unsigned int end) {
-  return end > kEndOfAllTicks - kTicksPastEnd ? kEndOfAllTicks : end + kTicksPastEnd;
-}
-
 // An unknown tick comes before every start and is past no end.
 bool IsBefore(unsigned int tick, unsigned int start) { return tick == kNoTick || tick < start; }
 bool IsPast(unsigned int tick, unsigned int end) { return tick != kNoTick && tick > end; }
@@ -55,7 +47,7 @@ class RangeExtraction {
         out_(out),
         room_(out, range),
         start_(range.start),
-        end_(Widened(range.end)),
+        end_(EndOfExtract(range.end)),
         watchdog_(watchdog) {}
 
   bool Run();

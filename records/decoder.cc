@@ -13,7 +13,6 @@
 namespace vmr::records {
 namespace {
 
-constexpr std::int64_t kSecond_us = 1000000;
 // Whole seconds are recorded, and a clock one second off counts as right.
 constexpr std::int64_t kToleratedStep_us = kSecond_us;
 

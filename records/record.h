@@ -26,7 +26,8 @@ struct Time {
   std::int64_t us = 0;
   TimeQuality quality = TimeQuality::kUnknown;
 };
-inline constexpr std::int64_t kTick_us = 500000;
+inline constexpr std::int64_t kSecond_us = 1000000;
+inline constexpr std::int64_t kTick_us = kSecond_us / 2;
 
 // Where something stands. In a ring: a cluster of one of its two files, and the offset in
 // the file. In a flat file: the offset alone.

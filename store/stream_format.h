@@ -72,6 +72,13 @@ inline constexpr unsigned char kCrcInitial = 0xFF;
 inline constexpr unsigned int kNoTick = 0xFFFFFFFF;
 inline constexpr unsigned int kContinuationTick = 0xFFFFFFFE;
 
+// An extract goes on past its end: what follows by less than ten seconds is copied too.
+inline unsigned int EndOfExtract(unsigned int last_tick) {
+  constexpr unsigned int kTicksPastEnd = 20;
+  constexpr unsigned int kEndOfAllTicks = 0xFFFFFFFF;
+  return last_tick > kEndOfAllTicks - kTicksPastEnd ? kEndOfAllTicks : last_tick + kTicksPastEnd;
+}
+
 inline constexpr unsigned int kTicksADay = 24 * 60 * 60 * 2;
 
 // Whether `tick` comes before `highest` as ticks are counted. A lower number that is at

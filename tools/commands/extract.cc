@@ -146,12 +146,6 @@ bool ReadClock(const OpenedRecording& recording, RecordedClock& clock) {
   return false;
 }
 
-// What follows a range by less than ten seconds is copied too.
-unsigned int WidenedEnd(unsigned int last) {
-  constexpr unsigned int kTicksPastEnd = 20;
-  return last > 0xFFFFFFFF - kTicksPastEnd ? 0xFFFFFFFF : last + kTicksPastEnd;
-}
-
 TickRange Widen(const TickRange& range, unsigned int margin_s) {
   const std::uint64_t margin = std::uint64_t{margin_s} * 2;
   return {static_cast<unsigned int>(range.first - std::min<std::uint64_t>(range.first, margin)),
@@ -284,7 +278,7 @@ int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
   if (!out.Open()) return kExitFailure;
   const std::optional<UnitExtract> unit = UnitsState(options, base, facts.extracted);
   if (!unit) return kExitFailure;
-  const unsigned int end = WidenedEnd(facts.extracted.last);
+  const unsigned int end = EndOfExtract(facts.extracted.last);
   BufferedFile file(out.Descriptor());
   RangeCut cut({facts.extracted.first, facts.extracted.last, facts.extracted.first, end}, *unit,
                [&file](std::string_view bytes) { file.Add(bytes); });

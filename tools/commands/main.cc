@@ -36,7 +36,8 @@ constexpr const char* kProgramFooter = R"(Examples:
   vmr record --help                                        how to record live
 
 Exit codes: 0 success, 1 failure, 2 wrong usage, 3 not all of what was asked for
-is there, 4 a store is damaged but nothing of it is lost.
+is there, 4 a store is damaged but nothing of it is lost, 5 two recordings differ
+(diff --exit-code).
 
 Environment: VMR_LOG is the sum of the levels logged to standard error:
   1 fatal, 2 errors, 4 warnings, 16 and 32 information, 64 trace,

@@ -62,7 +62,7 @@ bool SameFile(const std::string& a, const std::string& b) {
 
 bool BelongsToRing(const std::string& path, const std::string& base) {
   for (int number = 1; number <= 2; ++number)
-    for (const char* const ending : {"", ".tmp", ".CORRUPT"})
+    for (const char* const ending : {"", ".tmp", kSetAsideEnding})
       if (SameFile(path, RingFileName(base, number) + ending)) return true;
   return false;
 }

@@ -7,12 +7,12 @@ namespace {
 
 using records::FieldRow;
 using records::FieldType;
+using records::kSecond_us;
 using records::Record;
 using records::TimeQuality;
 using records::Value;
 
 constexpr std::int64_t kMillisecond_us = 1000;
-constexpr std::int64_t kSecond_us = 1000 * kMillisecond_us;
 
 // ---- Columns ---------------------------------------------------------------------
 

@@ -4,12 +4,12 @@ namespace vmr::tool {
 namespace {
 
 using records::FieldType;
+using records::kSecond_us;
 using records::Record;
 using records::TimeQuality;
 using records::Value;
 
 constexpr std::int64_t kMillisecond_us = 1000;
-constexpr std::int64_t kSecond_us = 1000 * kMillisecond_us;
 
 void AppendName(std::string_view name, LineBuffer& line) {
   Append(",\"", line);

@@ -14,13 +14,12 @@ namespace vmr::tool {
 namespace {
 
 using records::KindId;
+using records::kSecond_us;
 using records::Order;
 using records::Position;
 using records::PositionQuality;
 using records::Record;
 using records::Value;
-
-constexpr std::int64_t kSecond_us = 1000000;
 
 // ---- Texts -----------------------------------------------------------------------
 

@@ -8,10 +8,12 @@
 #include <iterator>
 
 namespace vmr::tool {
+
+using records::kSecond_us;
+
 namespace {
 
 constexpr std::int64_t kMillisecond_us = 1000;
-constexpr std::int64_t kSecond_us = 1000 * kMillisecond_us;
 constexpr std::int64_t kDay_s = 24 * 60 * 60;
 
 // The date of a day counted from 1970-01-01, in the Gregorian calendar. The year is counted

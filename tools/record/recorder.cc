@@ -7,6 +7,7 @@
 #include "host/default/host_control.h"
 #include "tools/common/console.h"
 #include "tools/common/ring_opening.h"
+#include "tools/common/store_path.h"
 
 namespace vmr::tool {
 namespace {
@@ -66,7 +67,7 @@ bool Recorder::RefuseToBeginAnew() const {
                   "what they hold aside, or remove it, and begin anew",
                   base_));
   const std::string first = RingFileName(base_, 1);
-  const std::string aside = first + ".CORRUPT";
+  const std::string aside = first + kSetAsideEnding;
   if (Exists(first) && Exists(aside))
     Say(fmt::format("{}: is of an earlier time, and would be replaced", aside));
   Say(
