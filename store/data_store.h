@@ -371,6 +371,10 @@ class DataStore {
   int prevCluster = -1;
 
  private:
+  // packet_assembly.cc
+  void AddEarlierItem(const unsigned char* data, unsigned int size, unsigned int eventTick,
+                      unsigned short slack);
+
   static constexpr int kAreaCount = 16;
   static constexpr unsigned int kAreaBytes = 256;  // of which 255 are used
 
