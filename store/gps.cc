@@ -100,24 +100,41 @@ void PrintPosition(const GpsMirror& gps) {
   std::fputs("]", stdout);
 }
 
+// Deliberate: no absolute value is taken. A negative `tts` leaves negative
+// degrees, minutes and fraction beside 'S' or 'E', so that turning the result
+// back into TTs gives the positive magnitude. Printed positions of existing
+// recordings depend on it.
+template <typename Number>
+void SetLocation(Location_t& location, Number tts, bool is_latitude) {
+  const Number whole_minutes = tts / kTTsPerMinute;
+  if (is_latitude)
+    location.hemisphere = tts >= 0 ? 'N' : 'S';
+  else
+    location.hemisphere = tts >= 0 ? 'W' : 'E';
+  location.fraction = static_cast<std::int32_t>(tts % kTTsPerMinute);
+  location.minutes = static_cast<std::uint16_t>(whole_minutes % kMinutesPerDegree);
+  location.degrees = static_cast<std::int32_t>(whole_minutes / kMinutesPerDegree);
+}
+
 // A damaged position may be near the end of the number range; 32 bits of the sum
 // are kept, as on the unit.
 std::int32_t Moved(const Location_t& from, std::int32_t delta) {
   return static_cast<std::int32_t>(static_cast<std::int64_t>(DataStore::LocToTTs(from)) + delta);
 }
 
-void StoreDelta(const DataStore& store, GpsMirror& gps, const char* name, const AxesTTs& delta,
-                e_Tag tag, bool log_if_unset) {
+void StoreDelta(const DataStore& store, GpsMirror& gps, e_Tag kind, const AxesTTs& delta, e_Tag tag,
+                bool log_if_unset) {
   if (!gps.gpsLocationSet) {
     if (log_if_unset) VMR_LOG(kLogError, "Requested to Store GPS but location not set");
-    if (store.Viewing()) std::printf("Tag %s received but Gps Location NOT set\n", name);
+    if (store.Viewing()) std::printf("Tag %s received but Gps Location NOT set\n", ItemName(kind));
     return;
   }
-  DataStore::TTsToLoc(gps.gpsLat, Moved(gps.gpsLat, delta.lat), true);
-  DataStore::TTsToLoc(gps.gpsLon, Moved(gps.gpsLon, delta.lon), false);
+  SetLocation(gps.gpsLat, Moved(gps.gpsLat, delta.lat), true);
+  SetLocation(gps.gpsLon, Moved(gps.gpsLon, delta.lon), false);
   gps.gpsDrift.Forget();
   if (!store.Viewing()) return;
-  std::printf("[Tag=%s, TagNo=0x%02X, DeltaLat=%d, DeltaLon=%d", name, tag, delta.lat, delta.lon);
+  PrintItemHead(kind, tag);
+  std::printf(", DeltaLat=%d, DeltaLon=%d", delta.lat, delta.lon);
   PrintPosition(gps);
 }
 
@@ -128,19 +145,8 @@ std::int32_t DataStore::LocToTTs(const Location_t& location) {
   return TTsOf(location.degrees, location.minutes, location.fraction, negative);
 }
 
-// Deliberate: no absolute value is taken. A negative `tts` leaves negative
-// degrees, minutes and fraction beside 'S' or 'E', so that turning the result
-// back into TTs gives the positive magnitude. Printed positions of existing
-// recordings depend on it.
 void DataStore::TTsToLoc(Location_t& location, long tts, bool isLatitude) {
-  const long whole_minutes = tts / kTTsPerMinute;
-  if (isLatitude)
-    location.hemisphere = tts >= 0 ? 'N' : 'S';
-  else
-    location.hemisphere = tts >= 0 ? 'W' : 'E';
-  location.fraction = static_cast<std::int32_t>(tts % kTTsPerMinute);
-  location.minutes = static_cast<std::uint16_t>(whole_minutes % kMinutesPerDegree);
-  location.degrees = static_cast<std::int32_t>(whole_minutes / kMinutesPerDegree);
+  SetLocation(location, tts, isLatitude);
 }
 
 // Of most fixes it is plain that the vehicle rests. They leave nothing to do, and no call
@@ -283,15 +289,15 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
 
 void DataStore::StoreGpsData(const BIN_GPS_REL8_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
-  StoreDelta(*this, mirror_.gps, ItemName(TAG_GPS_REL8),
-             {item->latitude_delta, item->longitude_delta}, tag, logIfUnset);
+  StoreDelta(*this, mirror_.gps, TAG_GPS_REL8, {item->latitude_delta, item->longitude_delta}, tag,
+             logIfUnset);
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL16_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
   const AxesTTs delta{static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
                       static_cast<std::int16_t>(GetLe16(item->longitude_delta))};
-  StoreDelta(*this, mirror_.gps, ItemName(TAG_GPS_REL16), delta, tag, logIfUnset);
+  StoreDelta(*this, mirror_.gps, TAG_GPS_REL16, delta, tag, logIfUnset);
 }
 
 void DecodeGpsDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
