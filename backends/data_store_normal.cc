@@ -136,9 +136,12 @@ void DataStoreNormal::AppendToCurrent(const unsigned char* data, int length, uns
   VMR_LOG(kLogEachItem,
           "add in " << length << " to get " << size + length << " into cluster " << currCluster);
   // A continuation that opened the cluster had no tick to give.
-  if (ClusterSt(cluster) == kNeverWrittenSt || ClusterSt(cluster) == kPartialWrapSt)
+  if (ClusterSt(cluster) == kNeverWrittenSt || ClusterSt(cluster) == kPartialWrapSt) {
     SetClusterSt(cluster, sysTick);
-  SealCluster(cluster, size + length);
+    curr_crc_.Forget();
+  }
+  SetClusterSize(cluster, size + length);
+  cluster[0] = curr_crc_.OfAppended(cluster, size);
 }
 
 // Writes the file whose turn it is. A file that could not take a write stays marked

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "backends/carried_crc.h"
 #include "backends/cluster_format.h"
 #include "backends/file_store.h"
 #include "backends/metadata_hdr_cache.h"
@@ -212,6 +213,7 @@ class DataStoreNormal : public DataStore {
   std::unique_ptr<unsigned char[]> curr_buffer_;   // the cluster being filled
   std::unique_ptr<unsigned char[]> prev_buffer_;   // the cluster closed last
   std::unique_ptr<unsigned char[]> check_buffer_;  // other copies, before one is rewritten
+  CarriedCrc curr_crc_;                            // of the cluster being filled
   MetadataHdrCache hdr_cache_{MetadataHdrCache::kDefaultCapacity};  // of the tick search
 };
 

@@ -93,6 +93,7 @@ int DataStoreNormal::Open() {
     return 0;
   }
   HealNextCluster();
+  curr_crc_.Learn();
   return 1;
 }
 

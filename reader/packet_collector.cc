@@ -11,6 +11,10 @@ namespace {
 constexpr char kLogSource[] = "MetadataReader.cc";
 constexpr char kOperation[] = "ReadNextSystemTick";
 constexpr const char* kHeaderNames[] = {"HEADER_1", "HEADER_2", "HEADER_CONT"};
+
+[[gnu::noinline, gnu::cold]] void LogIncomplete(std::size_t available, std::size_t packet_bytes) {
+  VMR_LOG(kLogTrace, kOperation << ": bytesleft " << available << " looking for " << packet_bytes);
+}
 }  // namespace
 
 void PacketCollector::StartAt(long position) {
@@ -47,9 +51,9 @@ int PacketCollector::CollectTick(DataStore& source, DataStore& buffer) {
   while (packet_count_ < kMaxPackets) {
     if (need_more || UnparsedBytes() == 0) {
       if (packet_count_ > 0 && !HasRoomForCluster(buffer)) break;
-      int bytes_read = 0;
-      if (!ReadMore(source, buffer, bytes_read)) return -1;
-      if (bytes_read == 0) break;
+      const std::size_t bytes_before = UnparsedBytes();
+      if (!ReadMore(source, buffer)) return -1;
+      if (UnparsedBytes() == bytes_before) break;
     }
     const Examined examined = ExaminePacket();
     if (examined == Examined::kTickComplete) break;
@@ -94,8 +98,9 @@ bool PacketCollector::HasRoomForCluster(const DataStore& buffer) {
          static_cast<std::size_t>(kClusterBytes);
 }
 
-bool PacketCollector::ReadMore(DataStore& source, const DataStore& buffer, int& bytes_read) {
+bool PacketCollector::ReadMore(DataStore& source, const DataStore& buffer) {
   MakeRoom();
+  int bytes_read = 0;
   const int room = buffer.WorkBufferSize() - static_cast<int>(buffered_bytes_);
   if (source.ReadDataIntoBuffer(next_position_, buffer_start_ + buffered_bytes_, room, bytes_read,
                                 next_position_) == 0)
@@ -127,8 +132,7 @@ PacketCollector::Examined PacketCollector::ExaminePacket() {
   const std::size_t available = UnparsedBytes();
   const std::size_t packet_bytes = PacketBytes(*shape, parse_position_, available);
   if (packet_bytes > available) {
-    VMR_LOG(kLogTrace,
-            kOperation << ": bytesleft " << available << " looking for " << packet_bytes);
+    LogIncomplete(available, packet_bytes);
     return Examined::kIncomplete;
   }
   TakeTick();
@@ -149,6 +153,13 @@ void PacketCollector::TakeTick() {
   const unsigned char header = *parse_position_;
   const bool untold = header == HEADER_2 && tick_ == kNoTick;
   tick_ = PacketTickIfKnown(parse_position_, tick_);
+  const bool out_of_sequence = header == HEADER_CONT && packet_count_ == 0;
+  if (untold || out_of_sequence || LogClient::Instance()->MayWant(kLogTrace))
+    LogPacket(header, untold, out_of_sequence);
+}
+
+// Apart from what most packets need, which is not to be said.
+void PacketCollector::LogPacket(unsigned char header, bool untold, bool out_of_sequence) const {
   if (untold)
     // Deliberate: only the tick is ignored; the packet is collected.
     VMR_LOG(kLogWarning,
@@ -159,7 +170,7 @@ void PacketCollector::TakeTick() {
   else
     VMR_LOG(kLogTrace, kOperation << ": Found " << kHeaderNames[header - HEADER_1]
                                   << " @ last read system tick " << tick_);
-  if (header == HEADER_CONT && packet_count_ == 0)
+  if (out_of_sequence)
     VMR_LOG(kLogWarning,
             kOperation << ": Possible out of sequence read of a CONTINUATION packet in source @ "
                           "last read system tick "

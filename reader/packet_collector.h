@@ -78,10 +78,12 @@ class PacketCollector {
 
   void MakeRoom();
   bool HasRoomForCluster(const DataStore& buffer);
-  bool ReadMore(DataStore& source, const DataStore& buffer, int& bytes_read);
+  [[gnu::noinline]] bool ReadMore(DataStore& source, const DataStore& buffer);
   Examined ExaminePacket();
-  void SkipByte();
+  [[gnu::noinline]] void SkipByte();
   void TakeTick();
+  [[gnu::noinline, gnu::cold]] void LogPacket(unsigned char header, bool untold,
+                                              bool out_of_sequence) const;
   void Collect(std::size_t packet_bytes);
 
   // The buffer.

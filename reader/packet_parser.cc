@@ -21,6 +21,19 @@ void Dump(const unsigned char* bytes, int count) {
   PacketParser::DebugPrint(bytes, count);
 }
 
+[[gnu::noinline, gnu::cold]] void LogBadHeader(unsigned char header, long position) {
+  if (header == HEADER_NULL)
+    VMR_LOG(kLogError, "Found NULL packet in processed data prior to " << position);
+  else
+    VMR_LOG(kLogError, "Found bad header (" << static_cast<int>(header)
+                                            << ") header in processed data prior to " << position);
+}
+
+// Of a packet of which `length` bytes are there, all of its head among them.
+std::size_t ItemBytes(const unsigned char* packet, int length, int head_bytes) {
+  return static_cast<std::size_t>(std::min<int>(packet[head_bytes - 1], length - head_bytes));
+}
+
 // How the viewer names a packet with items.
 const char* HeaderName(unsigned char header) {
   static constexpr const char* kNames[] = {"hdr1", "hdr2", "hdrCONT"};
@@ -78,58 +91,80 @@ bool PacketParser::ParseTick(DataStore& out, const PacketCollector& packets) {
 bool PacketParser::ParsePacket(DataStore& out, const unsigned char* packet, int length,
                                long position) {
   if (packet == nullptr || length < 1) return false;
-  const unsigned char header = packet[0];
-  if (header == HEADER_NULL) {
-    VMR_LOG(kLogError, "Found NULL packet in processed data prior to " << position);
-    return false;
-  }
-  const PacketShape* const shape = FindPacketShape(header);
+  const PacketShape* const shape = FindPacketShape(packet[0]);
   if (shape == nullptr || static_cast<std::size_t>(length) < shape->head_bytes) {
-    VMR_LOG(kLogError, "Found bad header (" << static_cast<int>(header)
-                                            << ") header in processed data prior to " << position);
+    LogBadHeader(packet[0], position);
     return false;
   }
   if (shape->has_items)
-    ParseItemPacket(out, packet, length);
+    ParseItemPacket(out, packet, length, static_cast<int>(shape->head_bytes));
   else if (out.Viewing())
     PrintDictionary(packet, length);
   return true;
 }
 
 // All of its head is there.
-void PacketParser::ParseItemPacket(DataStore& out, const unsigned char* packet, int length) {
-  const auto head_bytes = static_cast<int>(FindPacketShape(packet[0])->head_bytes);
-  const int counted = packet[head_bytes - 1];
+void PacketParser::ParseItemPacket(DataStore& out, const unsigned char* packet, int length,
+                                   int head_bytes) {
   const unsigned int tick_before = out.GetCurrentSystemTick();
   out.InitCurrentSystemTick(PacketTick(packet, tick_before));
+  if (out.ViewMode() == 0)
+    ParseItems(out, packet + head_bytes, ItemBytes(packet, length, head_bytes));
+  else
+    ShowItemPacket(out, packet, length, head_bytes, tick_before);
+}
+
+// Parses it with what frames it for the eye.
+void PacketParser::ShowItemPacket(DataStore& out, const unsigned char* packet, int length,
+                                  int head_bytes, unsigned int tick_before) {
+  const int counted = packet[head_bytes - 1];
   if (out.Viewing()) PrintHeaderLine(out, HeaderName(packet[0]), tick_before, counted);
   if (Dumping(out)) Dump(packet, head_bytes);
-  ParseItems(out, packet + head_bytes, std::min(counted, length - head_bytes));
+  const std::size_t item_bytes = ItemBytes(packet, length, head_bytes);
+  if (Dumping(out))
+    DumpItems(out, packet + head_bytes, item_bytes);
+  else
+    ParseItems(out, packet + head_bytes, item_bytes);
   if (out.Viewing()) std::putchar('\n');
 }
 
 // An illegal item ends its packet: nothing tells where the next one begins.
-void PacketParser::ParseItems(DataStore& out, const unsigned char* items, int count) {
+void PacketParser::ParseItems(DataStore& out, const unsigned char* items, std::size_t count) {
+  const TagCatalogue& tags = Tags();
   while (count > 0) {
-    const int item_bytes = ParseItem(out, items, static_cast<std::size_t>(count));
-    if (Dumping(out)) Dump(items, item_bytes);
-    if (item_bytes < 1) return;
+    const std::size_t item_bytes = ParseItemOf(tags.Find(items[0]), out, items, count);
+    if (item_bytes == 0) return;
     items += item_bytes;
     count -= item_bytes;
   }
 }
 
-// An item that claims to reach past its packet is as illegal as an unknown tag, and as
-// one that is written and that nobody decodes.
+void PacketParser::DumpItems(DataStore& out, const unsigned char* items, std::size_t count) {
+  while (count > 0) {
+    const int item_bytes = ParseItem(out, items, count);
+    Dump(items, item_bytes);
+    if (item_bytes < 1) return;
+    items += item_bytes;
+    count -= static_cast<std::size_t>(item_bytes);
+  }
+}
+
 int PacketParser::ParseItem(DataStore& out, const unsigned char* item, std::size_t available) {
-  const TagRow* const row = FindTag(item[0]);
+  const std::size_t length = ParseItemOf(FindTag(item[0]), out, item, available);
+  return length > 0 ? static_cast<int>(length) : -1;
+}
+
+// An item that claims to reach past its packet is as illegal as an unknown tag, and as
+// one that is written and that nobody decodes. 0 for these.
+inline std::size_t PacketParser::ParseItemOf(const TagRow* row, DataStore& out,
+                                             const unsigned char* item, std::size_t available) {
   const std::size_t length = ItemLength(row, item, available);
   if (length == 0 || row->decoder == nullptr) {
     if (out.Viewing()) std::printf("[Illegal payload tag 0x%02X] ", item[0]);
-    return -1;
+    return 0;
   }
   row->decoder(out, item, decoded_);
-  return static_cast<int>(length);
+  return length;
 }
 
 void PacketParser::DebugPrint(const unsigned char* bytes, int count) {

@@ -35,8 +35,13 @@ class PacketParser {
   static void DebugPrint(const unsigned char* bytes, int count);
 
  private:
-  void ParseItemPacket(DataStore& out, const unsigned char* packet, int length);
-  void ParseItems(DataStore& out, const unsigned char* items, int count);
+  void ParseItemPacket(DataStore& out, const unsigned char* packet, int length, int head_bytes);
+  [[gnu::noinline]] void ShowItemPacket(DataStore& out, const unsigned char* packet, int length,
+                                        int head_bytes, unsigned int tick_before);
+  std::size_t ParseItemOf(const TagRow* row, DataStore& out, const unsigned char* item,
+                          std::size_t available);
+  void ParseItems(DataStore& out, const unsigned char* items, std::size_t count);
+  void DumpItems(DataStore& out, const unsigned char* items, std::size_t count);
 
   DecodeResult decoded_;
 };

@@ -371,6 +371,14 @@ class DataStore {
   int prevCluster = -1;
 
  private:
+  // packet_assembly.cc
+  void AddEarlierItem(const unsigned char* data, unsigned int size, unsigned int eventTick,
+                      unsigned short slack);
+
+  // gps.cc. A fix of which it is not plain that the vehicle rests.
+  void TakeFix(const GpsStatusItem& item, AxesTTs tts, DriftArea::Verdict move,
+               unsigned int systemTick, bool write);
+
   static constexpr int kAreaCount = 16;
   static constexpr unsigned int kAreaBytes = 256;  // of which 255 are used
 

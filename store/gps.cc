@@ -1,8 +1,6 @@
 #include "store/gps.h"
 
-#include <cmath>
 #include <cstdio>
-#include <limits>
 
 #include "host/gps_util.h"
 #include "store/bytes.h"
@@ -20,100 +18,60 @@ constexpr unsigned short kPositionSlack = 1;
 constexpr unsigned short kStateSlack = 1;
 constexpr unsigned short kDescSlack = 4;
 
-constexpr long double kPi = 3.14159265358979323846264338327950288L;
-constexpr long double kEarthRadius_ft = 20905231.0L;
-constexpr long double kDriftLimit_ft = 20.0L;
-// More than the law of cosines is wrong at the limit: 0.000003 feet with 64 bits.
-constexpr long double kRounding_ft = 0.0001L;
-
 // Deliberate: symmetric, so that -128 and -32768 are never written.
 constexpr std::int64_t kMaxDelta8 = 127;
 constexpr std::int64_t kMaxDelta16 = 32767;
 
-constexpr int kMinutesPerDegree = 60;
+// All of it is kept modulo 2^32, which is what cutting an exact result to 32 bits gives.
+std::int32_t TTsOf(std::int32_t degrees, std::uint16_t minutes, std::int32_t fraction,
+                   bool negative) {
+  const auto signed_minutes = static_cast<std::int16_t>(minutes);
+  const std::uint32_t whole_minutes = static_cast<std::uint32_t>(degrees) * kMinutesPerDegree +
+                                      static_cast<std::uint32_t>(signed_minutes);
+  const std::uint32_t tts = whole_minutes * kTTsPerMinute + static_cast<std::uint32_t>(fraction);
+  return static_cast<std::int32_t>(negative ? 0 - tts : tts);
+}
 
-struct Position {
-  Location_t lat;
-  Location_t lon;
-};
+// As of the position that Hold makes of it.
+AxesTTs TTsOf(const GpsStatusItem& item) {
+  return {TTsOf(item.latitude_degrees, item.latitude_minutes, item.latitude_fraction,
+                item.latitude_is_north != 1),
+          TTsOf(item.longitude_degrees, item.longitude_minutes, item.longitude_fraction,
+                item.longitude_is_east == 1)};
+}
 
-Position PositionOf(const GpsStatusItem& item) {
-  Position at;
-  at.lat.hemisphere = item.latitude_is_north == 1 ? 'N' : 'S';
-  at.lat.degrees = item.latitude_degrees;
-  at.lat.minutes = item.latitude_minutes;
-  at.lat.fraction = item.latitude_fraction;
-  at.lon.hemisphere = item.longitude_is_east == 1 ? 'E' : 'W';
-  at.lon.degrees = item.longitude_degrees;
-  at.lon.minutes = item.longitude_minutes;
-  at.lon.fraction = item.longitude_fraction;
-  return at;
+void Hold(GpsMirror& gps, const GpsStatusItem& item, const AxesTTs& tts) {
+  gps.gpsLat = {item.latitude_is_north == 1 ? 'N' : 'S', item.latitude_degrees,
+                item.latitude_minutes, item.latitude_fraction};
+  gps.gpsLon = {item.longitude_is_east == 1 ? 'E' : 'W', item.longitude_degrees,
+                item.longitude_minutes, item.longitude_fraction};
+  gps.gpsDrift.MoveTo(tts);
+  gps.gpsLocationSet = true;
 }
 
 // Deliberate: degrees and hemisphere are not compared.
-bool SameWithinDegree(const Location_t& a, const Location_t& b) {
-  return a.minutes == b.minutes && a.fraction == b.fraction;
-}
-
-// A full circle is 216,000,000 TTs = 2 pi.
-long double Angle_rad(std::int64_t tts) {
-  const auto t = static_cast<long double>(tts);
-  return (t + t) * kPi / static_cast<long double>(kTTsPerCircle);
-}
-
-struct Angles {
-  long double lat;
-  long double lon;
-};
-
-// Spherical law of cosines (haversine's older sister: Sinnott, "Virtues of the
-// Haversine", Sky & Telescope 68, 1984, gives both). Extended precision carries
-// it over distances of a few feet, where double would not. No number for
-// identical positions that rounding has carried beyond acos's domain, which is
-// not asked then: a unit may trap invalid operations.
-long double Distance_ft(const Angles& from, const Angles& to) {
-  const long double cosine =
-      sinl(from.lat) * sinl(to.lat) + cosl(from.lat) * cosl(to.lat) * cosl(to.lon - from.lon);
-  if (fabsl(cosine) > 1.0L) return std::numeric_limits<long double>::quiet_NaN();
-  return kEarthRadius_ft * acosl(cosine);
-}
-
-struct AxesTTs {
-  std::int32_t lat;
-  std::int32_t lon;
-};
-
-long double HalfSineSquared(std::int32_t from_tts, std::int32_t to_tts) {
-  const long double sine = sinl(Angle_rad(static_cast<std::int64_t>(to_tts) - from_tts) / 2);
-  return sine * sine;
-}
-
-// Whether more than 20 feet lie between two positions, for those that rounding
-// keeps the law of cosines from telling apart: by the haversine, which is exact
-// there. A long double has 64 bits on a PC and 106 on the unit; without this,
-// their recordings of such a move would differ.
-bool IsBeyondDriftLimit(const AxesTTs& from, const AxesTTs& to) {
-  const long double limit = sinl(kDriftLimit_ft / kEarthRadius_ft / 2);
-  return HalfSineSquared(from.lat, to.lat) + cosl(Angle_rad(from.lat)) * cosl(Angle_rad(to.lat)) *
-                                                 HalfSineSquared(from.lon, to.lon) >
-         limit * limit;
-}
-
-// Whether the vehicle has moved more than 20 feet. A distance that is no number
-// is no movement.
-bool IsMovement(const AxesTTs& from_tts, const AxesTTs& to_tts) {
-  const Angles from{Angle_rad(from_tts.lat), Angle_rad(from_tts.lon)};
-  const Angles to{Angle_rad(to_tts.lat), Angle_rad(to_tts.lon)};
-  const long double distance_ft = Distance_ft(from, to);
-  VMR_LOG(kLogInfo, "distance from " << from.lat << "," << from.lon << " to " << to.lat << ","
-                                     << to.lon << " is " << distance_ft);
-  if (fabsl(distance_ft - kDriftLimit_ft) < kRounding_ft)
-    return IsBeyondDriftLimit(from_tts, to_tts);
-  return distance_ft > kDriftLimit_ft;
+bool IsSameWithinDegree(const GpsStatusItem& item, const GpsMirror& gps) {
+  return item.latitude_minutes == gps.gpsLat.minutes &&
+         item.latitude_fraction == gps.gpsLat.fraction &&
+         item.longitude_minutes == gps.gpsLon.minutes &&
+         item.longitude_fraction == gps.gpsLon.fraction;
 }
 
 bool Within(std::int64_t limit, std::int64_t a, std::int64_t b) {
   return a >= -limit && a <= limit && b >= -limit && b <= limit;
+}
+
+// To the position that is held now.
+void WriteMove(DataStore& store, const AxesTTs& from, const AxesTTs& to, unsigned int systemTick) {
+  const std::int64_t d_lat = static_cast<std::int64_t>(to.lat) - from.lat;
+  const std::int64_t d_lon = static_cast<std::int64_t>(to.lon) - from.lon;
+  if (Within(kMaxDelta8, d_lat, d_lon))
+    store.WriteDeltaGps8(static_cast<signed char>(d_lat), static_cast<signed char>(d_lon),
+                         systemTick);
+  else if (Within(kMaxDelta16, d_lat, d_lon))
+    store.WriteDeltaGps16(static_cast<short>(d_lat), static_cast<short>(d_lon), systemTick);
+  else
+    store.WriteLongGps(store.Mirror().gps.gpsLat, store.Mirror().gps.gpsLon, systemTick);
 }
 
 unsigned char QuadrantOf(const Location_t& lat, const Location_t& lon) {
@@ -142,44 +100,14 @@ void PrintPosition(const GpsMirror& gps) {
   std::fputs("]", stdout);
 }
 
-// A damaged position may be near the end of the number range; 32 bits of the sum
-// are kept, as on the unit.
-std::int32_t Moved(const Location_t& from, std::int32_t delta) {
-  return static_cast<std::int32_t>(static_cast<std::int64_t>(DataStore::LocToTTs(from)) + delta);
-}
-
-void StoreDelta(const DataStore& store, GpsMirror& gps, const char* name, const AxesTTs& delta,
-                e_Tag tag, bool log_if_unset) {
-  if (!gps.gpsLocationSet) {
-    if (log_if_unset) VMR_LOG(kLogError, "Requested to Store GPS but location not set");
-    if (store.Viewing()) std::printf("Tag %s received but Gps Location NOT set\n", name);
-    return;
-  }
-  DataStore::TTsToLoc(gps.gpsLat, Moved(gps.gpsLat, delta.lat), true);
-  DataStore::TTsToLoc(gps.gpsLon, Moved(gps.gpsLon, delta.lon), false);
-  if (!store.Viewing()) return;
-  std::printf("[Tag=%s, TagNo=0x%02X, DeltaLat=%d, DeltaLon=%d", name, tag, delta.lat, delta.lon);
-  PrintPosition(gps);
-}
-
-}  // namespace
-
-std::int32_t DataStore::LocToTTs(const Location_t& location) {
-  const auto minutes = static_cast<std::int16_t>(location.minutes);
-  const std::int64_t tts =
-      (minutes + static_cast<std::int64_t>(location.degrees) * kMinutesPerDegree) * kTTsPerMinute +
-      location.fraction;
-  const bool negative = location.hemisphere == 'S' || location.hemisphere == 'E';
-  return static_cast<std::int32_t>(negative ? -tts : tts);
-}
-
 // Deliberate: no absolute value is taken. A negative `tts` leaves negative
 // degrees, minutes and fraction beside 'S' or 'E', so that turning the result
 // back into TTs gives the positive magnitude. Printed positions of existing
 // recordings depend on it.
-void DataStore::TTsToLoc(Location_t& location, long tts, bool isLatitude) {
-  const long whole_minutes = tts / kTTsPerMinute;
-  if (isLatitude)
+template <typename Number>
+void SetLocation(Location_t& location, Number tts, bool is_latitude) {
+  const Number whole_minutes = tts / kTTsPerMinute;
+  if (is_latitude)
     location.hemisphere = tts >= 0 ? 'N' : 'S';
   else
     location.hemisphere = tts >= 0 ? 'W' : 'E';
@@ -188,39 +116,70 @@ void DataStore::TTsToLoc(Location_t& location, long tts, bool isLatitude) {
   location.degrees = static_cast<std::int32_t>(whole_minutes / kMinutesPerDegree);
 }
 
-void DataStore::ReportGps(const GpsStatusItem& item, unsigned int systemTick, bool write) {
-  GpsMirror& gps = mirror_.gps;
-  const Position now = PositionOf(item);
-  const auto hold = [&] {
-    gps.gpsLat = now.lat;
-    gps.gpsLon = now.lon;
-  };
-  if (!gps.gpsLocationSet) {
-    hold();
-    gps.gpsLocationSet = true;
-    if (write) WriteLongGps(gps.gpsLat, gps.gpsLon, systemTick);
-    return;
-  }
-  if (!write) {
-    hold();
-    return;
-  }
-  if (SameWithinDegree(now.lat, gps.gpsLat) && SameWithinDegree(now.lon, gps.gpsLon)) return;
+// A damaged position may be near the end of the number range; 32 bits of the sum
+// are kept, as on the unit.
+std::int32_t Moved(const Location_t& from, std::int32_t delta) {
+  return static_cast<std::int32_t>(static_cast<std::int64_t>(DataStore::LocToTTs(from)) + delta);
+}
 
-  const AxesTTs from{LocToTTs(gps.gpsLat), LocToTTs(gps.gpsLon)};
-  const AxesTTs to{LocToTTs(now.lat), LocToTTs(now.lon)};
+void StoreDelta(const DataStore& store, GpsMirror& gps, e_Tag kind, const AxesTTs& delta, e_Tag tag,
+                bool log_if_unset) {
+  if (!gps.gpsLocationSet) {
+    if (log_if_unset) VMR_LOG(kLogError, "Requested to Store GPS but location not set");
+    if (store.Viewing()) std::printf("Tag %s received but Gps Location NOT set\n", ItemName(kind));
+    return;
+  }
+  SetLocation(gps.gpsLat, Moved(gps.gpsLat, delta.lat), true);
+  SetLocation(gps.gpsLon, Moved(gps.gpsLon, delta.lon), false);
+  gps.gpsDrift.Forget();
+  if (!store.Viewing()) return;
+  PrintItemHead(kind, tag);
+  std::printf(", DeltaLat=%d, DeltaLon=%d", delta.lat, delta.lon);
+  PrintPosition(gps);
+}
+
+}  // namespace
+
+std::int32_t DataStore::LocToTTs(const Location_t& location) {
+  const bool negative = location.hemisphere == 'S' || location.hemisphere == 'E';
+  return TTsOf(location.degrees, location.minutes, location.fraction, negative);
+}
+
+void DataStore::TTsToLoc(Location_t& location, long tts, bool isLatitude) {
+  SetLocation(location, tts, isLatitude);
+}
+
+// Of most fixes it is plain that the vehicle rests. They leave nothing to do, and no call
+// is in their way.
+void DataStore::ReportGps(const GpsStatusItem& item, unsigned int systemTick, bool write) {
+  const GpsMirror& gps = mirror_.gps;
+  const AxesTTs to = TTsOf(item);
+  // For whoever may want the distance logged it is computed.
+  const DriftArea::Verdict verdict = LogClient::Instance()->MayWant(kLogInfo)
+                                         ? DriftArea::Verdict::kUnclear
+                                         : gps.gpsDrift.Judge(to);
   // Deliberate: the mirror keeps the last written position, so slow drift adds up
   // until it counts.
-  if (!IsMovement(from, to)) return;
-  const std::int64_t d_lat = static_cast<std::int64_t>(to.lat) - from.lat;
-  const std::int64_t d_lon = static_cast<std::int64_t>(to.lon) - from.lon;
-  if (Within(kMaxDelta8, d_lat, d_lon))
-    WriteDeltaGps8(static_cast<signed char>(d_lat), static_cast<signed char>(d_lon), systemTick);
-  else if (Within(kMaxDelta16, d_lat, d_lon))
-    WriteDeltaGps16(static_cast<short>(d_lat), static_cast<short>(d_lon), systemTick);
-  else
-    WriteLongGps(now.lat, now.lon, systemTick);
-  hold();
+  if (verdict == DriftArea::Verdict::kRests && gps.gpsLocationSet && write) return;
+  TakeFix(item, to, verdict, systemTick, write);
+}
+
+void DataStore::TakeFix(const GpsStatusItem& item, AxesTTs tts, DriftArea::Verdict move,
+                        unsigned int systemTick, bool write) {
+  GpsMirror& gps = mirror_.gps;
+  if (!gps.gpsLocationSet || !write) {
+    const bool first = !gps.gpsLocationSet;
+    Hold(gps, item, tts);
+    if (first && write) WriteLongGps(gps.gpsLat, gps.gpsLon, systemTick);
+    return;
+  }
+  if (IsSameWithinDegree(item, gps)) return;
+  const bool plain = move == DriftArea::Verdict::kMoves;
+  const AxesTTs from =
+      plain ? gps.gpsDrift.Centre() : AxesTTs{LocToTTs(gps.gpsLat), LocToTTs(gps.gpsLon)};
+  if (!plain && !IsMovement(from, tts)) return;
+  Hold(gps, item, tts);
+  WriteMove(*this, from, tts, systemTick);
 }
 
 void DataStore::ReportGpsState(bool available, bool write) {
@@ -320,6 +279,7 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
   gps.gpsLon.minutes = item->longitude_minutes;
   gps.gpsLon.fraction = GetLe16(item->longitude_fraction);
   gps.gpsLocationSet = true;
+  gps.gpsDrift.Forget();
   if (!Viewing()) return;
   const char* const quadrant_name = QuadrantName(item->quadrant);
   PrintItemHead(TAG_GPS_ABS, tag);
@@ -329,15 +289,15 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
 
 void DataStore::StoreGpsData(const BIN_GPS_REL8_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
-  StoreDelta(*this, mirror_.gps, ItemName(TAG_GPS_REL8),
-             {item->latitude_delta, item->longitude_delta}, tag, logIfUnset);
+  StoreDelta(*this, mirror_.gps, TAG_GPS_REL8, {item->latitude_delta, item->longitude_delta}, tag,
+             logIfUnset);
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_REL16_T* item, e_Tag tag, bool logIfUnset) {
   if (RefuseNull(item, "StoreGpsData")) return;
   const AxesTTs delta{static_cast<std::int16_t>(GetLe16(item->latitude_delta)),
                       static_cast<std::int16_t>(GetLe16(item->longitude_delta))};
-  StoreDelta(*this, mirror_.gps, ItemName(TAG_GPS_REL16), delta, tag, logIfUnset);
+  StoreDelta(*this, mirror_.gps, TAG_GPS_REL16, delta, tag, logIfUnset);
 }
 
 void DecodeGpsDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -7,23 +7,20 @@
 #include <cstdint>
 #include <string>
 
+#include "store/gps_movement.h"
 #include "store/stream_format.h"
 
 namespace vmr {
 
 // One axis of a position. As a number it is a signed count of TTs,
 // ten-thousandths of a minute of arc. Deliberate: north and west positive, south
-// and east negative, as every recording has it. A full circle is 216,000,000 TTs.
+// and east negative, as every recording has it.
 struct Location_t {
   char hemisphere = 0;        // 'N', 'S', 'E', 'W'; after decoding an absolute item its masked bits
   std::int32_t degrees = 0;   // negative beside 'S' and 'E' after decoding a delta
   std::uint16_t minutes = 0;  // taken as signed 16-bit, for the same reason
   std::int32_t fraction = 0;  // ten-thousandths of a minute, 0..9999 for a fix from the host
 };
-
-inline constexpr std::int32_t kTTsPerMinute = 10000;
-inline constexpr std::int32_t kTTsPerCircle = 360 * 60 * kTTsPerMinute;
-static_assert(kTTsPerCircle == 216000000);
 
 struct GPS_DESC_T {
   std::string desc;
@@ -104,6 +101,7 @@ struct GpsMirror {
   bool gpsAvailable = false;    // last reported state
   Location_t gpsLat;            // last written position; when reading, last decoded
   Location_t gpsLon;
+  DriftArea gpsDrift;  // around the last written position; around nothing once one was decoded
 };
 
 }  // namespace vmr

@@ -1,5 +1,6 @@
 #include "store/inputs.h"
 
+#include <array>
 #include <cstdio>
 
 #include "store/data_store.h"
@@ -8,7 +9,7 @@
 
 namespace vmr {
 
-const DiscreteInput kDiscreteInputs[kDiscreteInputCount] = {
+constexpr DiscreteInput kDiscreteInputs[kDiscreteInputCount] = {
     {0, TAG_EMERGENCY_LIGHTS_ON, TAG_EMERGENCY_LIGHTS_OFF},
     {1, TAG_SIREN_ON, TAG_SIREN_OFF},
     {2, TAG_BRAKE_ON, TAG_BRAKE_OFF},
@@ -22,13 +23,19 @@ const DiscreteInput kDiscreteInputs[kDiscreteInputCount] = {
     {10, TAG_DOCKED_ON, TAG_DOCKED_OFF},
 };
 
-const DiscreteInput* FindDiscreteInput(e_Tag tag) {
-  for (const DiscreteInput& input : kDiscreteInputs)
-    if (input.on_tag == tag || input.off_tag == tag) return &input;
-  return nullptr;
-}
-
 namespace {
+
+constexpr unsigned char kNoInput = 0xFF;
+
+// By tag: an input is reported whether it has changed or not.
+constexpr std::array<unsigned char, 256> IndexByTag() {
+  std::array<unsigned char, 256> index{};
+  for (auto& entry : index) entry = kNoInput;
+  for (unsigned char i = 0; i < kDiscreteInputCount; ++i)
+    index[kDiscreteInputs[i].on_tag] = index[kDiscreteInputs[i].off_tag] = i;
+  return index;
+}
+constexpr std::array<unsigned char, 256> kIndexByTag = IndexByTag();
 
 constexpr const char* kLogSource = kDataStoreLogSource;
 
@@ -56,6 +63,11 @@ const char* ActionName(int action) {
 }
 
 }  // namespace
+
+const DiscreteInput* FindDiscreteInput(e_Tag tag) {
+  const unsigned char index = kIndexByTag[tag];
+  return index == kNoInput ? nullptr : &kDiscreteInputs[index];
+}
 
 void DataStore::ReportStateData(e_Tag tag, bool write, unsigned int systemTick) {
   const DiscreteInput* const input = FindDiscreteInput(tag);

@@ -30,10 +30,6 @@ bool HasTag(unsigned char id) {
   return false;
 }
 
-bool RefuseNull(const void* argument, const char* operation) {
-  if (argument != nullptr) return false;
-  VMR_LOG(kLogError, "Null value passed to " << operation);
-  return true;
-}
+void LogNull(const char* operation) { VMR_LOG(kLogError, "Null value passed to " << operation); }
 
 }  // namespace vmr

@@ -17,8 +17,14 @@ void AddTextItem(DataStore& store, const unsigned char* head, std::size_t head_b
 // logged. The sum of tag and id would otherwise be another item's tag.
 [[nodiscard]] bool HasTag(unsigned char id);
 
+void LogNull(const char* operation);
+
 // Whether an argument is null; the operation then logs that and does nothing.
-[[nodiscard]] bool RefuseNull(const void* argument, const char* operation);
+[[nodiscard]] inline bool RefuseNull(const void* argument, const char* operation) {
+  if (argument != nullptr) return false;
+  LogNull(operation);
+  return true;
+}
 
 }  // namespace vmr
 

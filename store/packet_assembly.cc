@@ -13,6 +13,20 @@ namespace {
 
 constexpr const char* kLogSource = kDataStoreLogSource;
 
+[[gnu::noinline, gnu::cold]] void LogItem(unsigned int size, unsigned short slack) {
+  VMR_LOG(kLogEachItem, "Add to Current packet size (" << size << "), newSlack (" << slack << ")");
+}
+
+[[gnu::noinline, gnu::cold]] void LogEventTick(unsigned int event_tick,
+                                               unsigned int slack_start_tick) {
+  VMR_LOG(kLogEachItem,
+          "AddToCurrPacket, newTick " << event_tick << " lastSlackSt = " << slack_start_tick);
+}
+
+[[gnu::noinline, gnu::cold]] void LogDropped(unsigned int size) {
+  VMR_LOG(kLogError, "***************** Dropped " << size << " data bytes ********************");
+}
+
 // Lengths of one packet under construction, checked before it is built.
 bool FitsPacket(unsigned int length) {
   if (length <= kMaxPacketItemBytes) return true;
@@ -34,9 +48,11 @@ int CompletePacket(unsigned char* packet, const unsigned char* items, unsigned i
 
 }  // namespace
 
+// Every item passes the two functions below: what they say of it is said elsewhere, and
+// copying the item is the last thing that is done, so that they need no frame.
 void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
                                 unsigned short slack) {
-  VMR_LOG(kLogEachItem, "Add to Current packet size (" << size << "), newSlack (" << slack << ")");
+  if (LogClient::Instance()->MayWant(kLogEachItem)) LogItem(size, slack);
   // Deliberate: an item that is then dropped still shortens the slack.
   if (packet_slack_ == 0 || slack < packet_slack_) packet_slack_ = slack;
   // Deliberate: first fit. A small item may end up in front of a larger one that
@@ -44,31 +60,36 @@ void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
   for (int area = 0; area < kAreaCount; ++area) {
     if (size >= kAreaBytes - used_[area]) continue;
     if (data == nullptr) return;
-    if (size > 0) memcpy(areas_[area] + used_[area], data, size);
+    unsigned char* const at = areas_[area] + used_[area];
     used_[area] += size;
+    if (size > 0) memcpy(at, data, size);
     return;
   }
-  VMR_LOG(kLogError, "***************** Dropped " << size << " data bytes ********************");
+  LogDropped(size);
 }
 
 void DataStore::AddToCurrPacket(const unsigned char* data, unsigned int size,
                                 unsigned int eventTick, unsigned short slack) {
-  VMR_LOG(kLogEachItem,
-          "AddToCurrPacket, newTick " << eventTick << " lastSlackSt = " << slack_start_tick_);
+  if (LogClient::Instance()->MayWant(kLogEachItem)) LogEventTick(eventTick, slack_start_tick_);
+  if (eventTick != 0 && eventTick < slack_start_tick_)
+    AddEarlierItem(data, size, eventTick, slack);
+  else
+    AddToCurrPacket(data, size, slack);
+}
+
+// Of an event before the slack started.
+void DataStore::AddEarlierItem(const unsigned char* data, unsigned int size, unsigned int eventTick,
+                               unsigned short slack) {
   if (packet_slack_ == 0 || packet_slack_ > slack) packet_slack_ = slack;
   const unsigned int pending_slack = packet_slack_;
-
-  unsigned short item_slack = slack;
-  if (eventTick != 0 && eventTick < slack_start_tick_) {
-    if (slack_start_tick_ < pending_slack + eventTick) {
-      // Deliberate: modulo 65536; the ticks back below, modulo 256.
-      item_slack = static_cast<unsigned short>(pending_slack + eventTick - slack_start_tick_);
-    } else {
-      const unsigned int ticks_back = slack_start_tick_ - eventTick;
-      VMR_LOG(kLogEachItem, "AddToCurrPacket, Writing Tick adjustment of " << ticks_back);
-      WriteTickAdjust(static_cast<unsigned char>(ticks_back));
-      item_slack = 1;
-    }
+  unsigned short item_slack = 1;
+  if (slack_start_tick_ < pending_slack + eventTick) {
+    // Deliberate: modulo 65536; the ticks back below, modulo 256.
+    item_slack = static_cast<unsigned short>(pending_slack + eventTick - slack_start_tick_);
+  } else {
+    const unsigned int ticks_back = slack_start_tick_ - eventTick;
+    VMR_LOG(kLogEachItem, "AddToCurrPacket, Writing Tick adjustment of " << ticks_back);
+    WriteTickAdjust(static_cast<unsigned char>(ticks_back));
   }
   AddToCurrPacket(data, size, item_slack);
 }

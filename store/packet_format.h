@@ -29,9 +29,10 @@ inline constexpr PacketShape kPacketShapes[] = {
 
 // Null for a byte that begins none of them, HEADER_NULL among these.
 inline const PacketShape* FindPacketShape(unsigned char header) {
-  for (const PacketShape& shape : kPacketShapes)
-    if (shape.header == header) return &shape;
-  return nullptr;
+  static_assert(kPacketShapes[0].header == 0x80 && kPacketShapes[1].header == 0x81 &&
+                kPacketShapes[2].header == 0x82 && kPacketShapes[3].header == 0x83);
+  const unsigned int row = header - 0x80U;
+  return row < sizeof(kPacketShapes) / sizeof(kPacketShapes[0]) ? &kPacketShapes[row] : nullptr;
 }
 
 // The length that a packet of this shape claims, of which `available` bytes (at least 1)

@@ -135,7 +135,7 @@ void DataStore::CheckRadarConfig(bool write) {
 void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned short fastestSpeed,
                             unsigned short targetSpeed, e_RADAR_DIRECTION direction, bool write,
                             unsigned int systemTick, e_Tag tag) {
-  RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
+  RADAR_DESC_T* const entry = device_table::Find(mirror_.radar.radars, kRadarCount, id);
   if (entry == nullptr) {
     LogUnknownRadar(*this, id);
     return;
@@ -164,7 +164,7 @@ void DataStore::ReportRadar(unsigned char id, unsigned short lockSpeed, unsigned
 }
 
 void DataStore::ReportRadarState(unsigned char id, bool connected, bool write) {
-  RADAR_DESC_T* const entry = FindRadarDesc(mirror_.radar.radars, id);
+  RADAR_DESC_T* const entry = device_table::Find(mirror_.radar.radars, kRadarCount, id);
   if (entry == nullptr) {
     LogUnknownRadar(*this, id);
     // Deliberate: printed whether or not anybody views.

@@ -110,7 +110,7 @@ void DataStore::CheckSpeedConfig(bool write) {
 
 void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
                             unsigned int systemTick, e_Tag tag) {
-  SPEED_DESC_T* const entry = FindSpeedDesc(mirror_.speed.devices, id);
+  SPEED_DESC_T* const entry = device_table::Find(mirror_.speed.devices, kSpeedDeviceCount, id);
   if (entry == nullptr) {
     // Deliberate: the id is shown as one raw character, here and below.
     if (Type() == DATA_STORE_NORMAL)
@@ -140,7 +140,8 @@ void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
 }
 
 void DataStore::ReportValidSpeed(unsigned char id, bool valid) {
-  if (SPEED_DESC_T* const entry = FindSpeedDesc(mirror_.speed.devices, id)) entry->valid = valid;
+  if (SPEED_DESC_T* const entry = device_table::Find(mirror_.speed.devices, kSpeedDeviceCount, id))
+    entry->valid = valid;
 }
 
 void DataStore::WriteSpeedDesc(const SPEED_DESC_T& desc) {

@@ -144,7 +144,7 @@ constexpr TagRow kRows[] = {
     Unlisted(Text(TAG_TIME_ZONE_NAME, "time zone name", kStringHeadBytes, nullptr)),
 };
 
-constexpr unsigned char kNoRow = 0xFF;
+constexpr unsigned char kNoRow = TagCatalogue::kNoRow;
 static_assert(std::size(kRows) < kNoRow);
 
 constexpr std::array<unsigned char, 256> IndexByTag() {
@@ -157,22 +157,13 @@ constexpr std::array<unsigned char, 256> IndexByTag() {
 
 constexpr std::array<unsigned char, 256> kIndexByTag = IndexByTag();
 
-constexpr TagCatalogue kCatalogue{kRows, std::size(kRows)};
+constexpr TagCatalogue kCatalogue{kRows, std::size(kRows), kIndexByTag.data()};
 
 }  // namespace
 
 const TagCatalogue& Tags() { return kCatalogue; }
 
-const TagRow* FindTag(unsigned char tag) {
-  const unsigned char row = kIndexByTag[tag];
-  return row == kNoRow ? nullptr : &kRows[row];
-}
-
-std::size_t ItemLength(const TagRow* row, const unsigned char* item, std::size_t available) {
-  if (row == nullptr || row->size > available) return 0;
-  const std::size_t length = row->variable ? row->size + item[row->size - 1] : row->size;
-  return length > available ? 0 : length;
-}
+const TagRow* FindTag(unsigned char tag) { return kCatalogue.Find(tag); }
 
 const char* ItemName(e_Tag tag) { return FindTag(tag)->name; }
 

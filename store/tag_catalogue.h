@@ -35,8 +35,17 @@ struct TagRow {
 // The rows; those that are listed stand in the dictionary's order, which is not
 // the order of the tags.
 struct TagCatalogue {
+  static constexpr unsigned char kNoRow = 0xFF;
+
   const TagRow* rows;
   std::size_t count;
+  const unsigned char* row_by_tag;  // of 256 tags; kNoRow for a number that is none
+
+  // As FindTag; for whoever looks up one after another.
+  const TagRow* Find(unsigned char tag) const {
+    const unsigned char row = row_by_tag[tag];
+    return row == kNoRow ? nullptr : &rows[row];
+  }
 
   const TagRow* begin() const { return rows; }
   const TagRow* end() const { return rows + count; }
@@ -49,8 +58,12 @@ const TagCatalogue& Tags();
 // The whole length in bytes of the item at `item`, of which `available` bytes
 // (at least 1) may be looked at; 0 when the tag is illegal or the item does not
 // end within them.
-[[nodiscard]] std::size_t ItemLength(const TagRow* row, const unsigned char* item,
-                                     std::size_t available);
+[[nodiscard]] inline std::size_t ItemLength(const TagRow* row, const unsigned char* item,
+                                            std::size_t available) {
+  if (row == nullptr || row->size > available) return 0;
+  const std::size_t length = row->variable ? row->size + item[row->size - 1] : row->size;
+  return length > available ? 0 : length;
+}
 
 }  // namespace vmr
 

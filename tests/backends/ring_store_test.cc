@@ -102,6 +102,29 @@ TEST_F(RingStore, EveryPacketCostsOneWriteAndOneSyncInAlternatingFiles) {
                           "fsync /m/r_1.mtd", "write /m/r_2.mtd 4096@0", "fsync /m/r_2.mtd"));
 }
 
+// Lengths of all kinds, clusters that begin with continuations and get their tick later,
+// and a store that is closed and opened amid a cluster.
+TEST_F(RingStore, EveryClusterIsWrittenWithTheCrcOfItsBytes) {
+  OpenEmpty();
+  for (unsigned int n = 1; n <= 400; ++n) {
+    const std::size_t length = n % 7 == 0 ? 4089 - n : 8 + n * 31 % 254;
+    const unsigned int tick = n % 5 < 3 ? 0xFFFFFFFE : n;
+    ASSERT_EQ(WriteRaw(length, tick), 1);
+    const auto cluster = static_cast<std::size_t>(store_.CurrentCluster());
+    const std::string last_write = files_.Trace({FileOp::kWrite}).back();
+    const bool to_file1 = last_write.find(kFile1) != std::string::npos;
+    const Bytes image = files_.ReadBlock(to_file1 ? kFile1 : kFile2, cluster);
+    const std::size_t size = image[5] | static_cast<std::size_t>(image[6]) << 8;
+    ASSERT_GE(size, 7 + length);
+    ASSERT_EQ(image[0], ReferenceCrc(image, 1, size)) << "packet " << n;
+    if (n % 90 == 0) {
+      store_.Close();
+      Open();
+    }
+  }
+  EXPECT_GT(store_.CurrentCluster(), 50);
+}
+
 TEST_F(RingStore, AClosedClusterIsCaughtUpByTheFileThatMissedItsEnd) {
   OpenEmpty();
   ASSERT_EQ(WriteRaw(4000, 1), 1);  // file #2

@@ -44,7 +44,8 @@ inline auto FieldsOf(const TempInfo_t& sensor) {
 }
 
 inline auto FieldsOf(const GpsMirror& gps) {
-  const auto& [desc, configured, location_set, available, lat, lon] = gps;
+  // How far away a move is plain follows from the position.
+  [[maybe_unused]] const auto& [desc, configured, location_set, available, lat, lon, drift] = gps;
   return std::tie(desc, configured, location_set, available, lat, lon);
 }
 inline auto FieldsOf(const GPS_DESC_T& gps) {

@@ -242,6 +242,44 @@ TEST_F(Gps, TheLimitHoldsInEveryDirectionAndAtEveryLatitude) {
       }
 }
 
+// Of a move whose distance nobody wants logged it may be plain without computing it.
+TEST_F(Gps, TheLimitIsTheSameWhenTheDistanceIsNotLogged) {
+  const CapturedLog errors_only(kLogError);
+  for (const int lat : {-53500000, -500000, 0, 12000000, kHome.lat, 36000000, 45000000})
+    for (int step = 1; step < 120; ++step)
+      for (const Spot way : {Spot{step, 0}, {-step, 0}, {0, step}, {0, -step}, {-step, step}}) {
+        const Spot from = {lat, kHome.lon};
+        const Spot to = {from.lat + way.lat, from.lon + way.lon};
+        const bool far_enough = HaversineFeet(from, to) > 20.0L;
+        ASSERT_EQ(!WrittenForMove(from, to).empty(), far_enough)
+            << lat << " " << way.lat << "," << way.lon;
+      }
+}
+
+TEST_F(Gps, SlowDriftFromEachWrittenPositionCountsWhenTheDistanceIsNotLogged) {
+  const CapturedLog errors_only(kLogError);
+  HoldPosition(kHome);
+  int written = 0;
+  for (int drift = 1; drift <= 330; ++drift) {
+    Report({kHome.lat + drift, kHome.lon});
+    if (!Items().empty()) ++written;
+  }
+  EXPECT_EQ(written, 10) << "every 33 ten-thousandths of a minute";
+  EXPECT_EQ(Held(), (Spot{kHome.lat + 330, kHome.lon}));
+}
+
+// The position that was decoded counts, not the one that was written before.
+TEST_F(Gps, ADecodedPositionIsTheOneThatTheNextFixMovesFrom) {
+  const CapturedLog errors_only(kLogError);
+  HoldPosition(kHome);
+  Decode(B("91 01 2A 1E 28 0A 53 0A 4C 1D"));  // 100 ten-thousandths north of it
+  Report(kHome);
+  EXPECT_EQ(Items(), B("92 9C 00"));
+  Decode(B("92 64 00"));
+  Report({kHome.lat + 100, kHome.lon + 5});
+  EXPECT_THAT(Items(), IsEmpty());
+}
+
 // The northernmost latitude from which `move` is more than 20 feet.
 int LastLatitudeOver20Feet(Spot move) {
   int over = 0, under = 89 * 600000;
