@@ -6,6 +6,7 @@
 #include "backends/data_store_normal.h"
 #include "backends/data_store_null.h"
 #include "reader/metadata_reader.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -38,6 +39,7 @@ class Listing {
 };
 
 void Listing::Print(unsigned int start, unsigned int end, bool expanded) {
+  const ViewBatch batch;
   bool started = false;
   while (packets_.CollectTick(source_, out_) >= 1) {
     if (parser_.Decoded().end_of_stream_seen) return;
