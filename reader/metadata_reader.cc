@@ -3,6 +3,7 @@
 #include "reader/metadata_reader.h"
 
 #include "host/log.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -27,23 +28,28 @@ int MetadataReader::ReadNextSystemTick(DataStore& source, DataStore& buffer) {
 }
 
 int MetadataReader::ParseReadSystemTick(DataStore& out) {
+  const ViewBatch batch;
   return parser_.ParseTick(out, collector_) ? 1 : 0;
 }
 
 int MetadataReader::WriteReadSystemTick(DataStore& out) { return collector_.CopyTo(out) ? 1 : 0; }
 
 int MetadataReader::ParsePacket(DataStore& out, const unsigned char* packet, int length) {
+  const ViewBatch batch;
   return parser_.ParsePacket(out, packet, length, collector_.NextPosition()) ? 1 : 0;
 }
 
 int MetadataReader::ParseItem(DataStore& out, const unsigned char* item) {
   if (RefuseNull(item, "ParseItem")) return -1;
+  const ViewBatch batch;
   constexpr std::size_t kAllOfIt = 2 * kMaxPacketItemBytes;
   return parser_.ParseItem(out, item, kAllOfIt);
 }
 
 void MetadataReader::DebugPrint(const unsigned char* bytes, int count) {
-  if (!RefuseNull(bytes, "DebugPrint")) PacketParser::DebugPrint(bytes, count);
+  if (RefuseNull(bytes, "DebugPrint")) return;
+  const ViewBatch batch;
+  PacketParser::DebugPrint(bytes, count);
 }
 
 bool MetadataReader::OpenRing(DataStoreNormal& ring) const {

@@ -81,7 +81,8 @@ class MetadataReader {
   static void DebugPrint(const unsigned char* bytes, int count);
 
   // Prints the ring store or flat file at `path` between two ticks (0 and
-  // 0xFFFFFFFF for all of it) to standard output; `expanded` adds dumps. False
+  // 0xFFFFFFFF for all of it) to standard output; `expanded` adds dumps. What stands in
+  // front of the first is replayed, of a ring only as far as lines depend on it. False
   // only when it could not be opened.
   [[nodiscard]] bool ViewFile(const std::string& path, bool ringStore, unsigned int startSystemTick,
                               unsigned int endSystemTick, bool expanded);

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
+#include <string_view>
 
 #include "host/log.h"
-#include "host/wall_clock.h"
 #include "reader/packet_collector.h"
 #include "store/packet_format.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -17,7 +17,7 @@ constexpr char kLogSource[] = "MetadataReader.cc";
 bool Dumping(const DataStore& out) { return (out.ViewMode() & kViewDumps) != 0; }
 
 void Dump(const unsigned char* bytes, int count) {
-  std::putchar('\n');
+  PrintText('\n');
   PacketParser::DebugPrint(bytes, count);
 }
 
@@ -40,17 +40,10 @@ const char* HeaderName(unsigned char header) {
   return kNames[header - HEADER_1];
 }
 
-// Deliberate: `tick` is the one before this header, the date and time are those
-// of the new one.
-void PrintHeaderLine(const DataStore& out, const char* name, unsigned int tick, int item_bytes) {
-  std::tm local{};
-  if (!LocalTime(out.GetAdjustedTime(), &local)) {
-    std::printf("(%s) %5u (NULL localtime return) (%02d) ", name, tick, item_bytes);
-    return;
-  }
-  std::printf("(%s) %5u (%02d/%02d/%02d %02d:%02d:%02d) (%02d) ", name, tick, local.tm_mon + 1,
-              local.tm_mday, local.tm_year + 1900, local.tm_hour, local.tm_min, local.tm_sec,
-              item_bytes);
+void PrintHeaderLine(const char* name, unsigned int tick, std::string_view date, int item_bytes) {
+  PrintText('(', name, ") ", Wide5{tick}, " (",
+            date.empty() ? std::string_view("NULL localtime return") : date, ") (",
+            Dec2{item_bytes}, ") ");
 }
 
 void PrintDictionary(const unsigned char* packet, int length) {
@@ -58,25 +51,25 @@ void PrintDictionary(const unsigned char* packet, int length) {
   const PacketShape& shape = *FindPacketShape(HEADER_DICTIONARY);
   const auto head_bytes = static_cast<int>(shape.head_bytes);
   const auto entry_bytes = static_cast<int>(shape.bytes_per_count);
-  std::printf("hdrDICT (%02d) ", packet[1]);
+  PrintText("hdrDICT (", Dec2{packet[1]}, ") ");
   for (int i = 0; i < packet[1] && head_bytes + (i + 1) * entry_bytes <= length; ++i) {
     const unsigned char* const entry = packet + head_bytes + i * entry_bytes;
-    std::printf("%s0x%02X-%d%s", i == 0 ? "" : ",", entry[0], entry[1] & ~kVariable & 0xFF,
-                (entry[1] & kVariable) != 0 ? "V" : "");
+    PrintText(i == 0 ? "" : ",", "0x", Hex2{entry[0]}, '-', entry[1] & ~kVariable & 0xFF,
+              (entry[1] & kVariable) != 0 ? "V" : "");
   }
-  std::printf("\n\n");  // Deliberate: an empty line behind it
+  PrintText("\n\n");  // Deliberate: an empty line behind it
 }
 
 // One row of a dump; `print_cell` prints a byte two columns wide.
 template <typename PrintCell>
 void DumpRow(const char* label, const unsigned char* bytes, int count, PrintCell print_cell) {
   constexpr int kGroupBytes = 8;
-  std::fputs(label, stdout);
+  PrintText(label);
   for (int i = 0; i < count; ++i) {
-    if (i > 0) std::fputs(i % kGroupBytes == 0 ? "  " : " ", stdout);
+    if (i > 0) PrintText(i % kGroupBytes == 0 ? "  " : " ");
     print_cell(bytes[i]);
   }
-  std::putchar('\n');
+  PrintText('\n');
 }
 
 }  // namespace
@@ -118,14 +111,17 @@ void PacketParser::ParseItemPacket(DataStore& out, const unsigned char* packet, 
 void PacketParser::ShowItemPacket(DataStore& out, const unsigned char* packet, int length,
                                   int head_bytes, unsigned int tick_before) {
   const int counted = packet[head_bytes - 1];
-  if (out.Viewing()) PrintHeaderLine(out, HeaderName(packet[0]), tick_before, counted);
+  // Deliberate: the tick is the one before this header, the date and time are those
+  // of the new one.
+  if (out.Viewing())
+    PrintHeaderLine(HeaderName(packet[0]), tick_before, date_.Of(out.GetAdjustedTime()), counted);
   if (Dumping(out)) Dump(packet, head_bytes);
   const std::size_t item_bytes = ItemBytes(packet, length, head_bytes);
   if (Dumping(out))
     DumpItems(out, packet + head_bytes, item_bytes);
   else
     ParseItems(out, packet + head_bytes, item_bytes);
-  if (out.Viewing()) std::putchar('\n');
+  if (out.Viewing()) PrintText('\n');
 }
 
 // An illegal item ends its packet: nothing tells where the next one begins.
@@ -160,7 +156,7 @@ inline std::size_t PacketParser::ParseItemOf(const TagRow* row, DataStore& out,
                                              const unsigned char* item, std::size_t available) {
   const std::size_t length = ItemLength(row, item, available);
   if (length == 0 || row->decoder == nullptr) {
-    if (out.Viewing()) std::printf("[Illegal payload tag 0x%02X] ", item[0]);
+    if (out.Viewing()) PrintText("[Illegal payload tag 0x", Hex2{item[0]}, "] ");
     return 0;
   }
   row->decoder(out, item, decoded_);
@@ -168,12 +164,12 @@ inline std::size_t PacketParser::ParseItemOf(const TagRow* row, DataStore& out,
 }
 
 void PacketParser::DebugPrint(const unsigned char* bytes, int count) {
-  DumpRow("       hex:", bytes, count, [](unsigned char byte) { std::printf("%02X", byte); });
+  DumpRow("       hex:", bytes, count, [](unsigned char byte) { PrintText(Hex2{byte}); });
   DumpRow(" printable:", bytes, count, [](unsigned char byte) {
     if (std::isprint(byte) != 0)
-      std::printf("%c ", byte);
+      PrintText(static_cast<char>(byte), ' ');
     else
-      std::fputs("  ", stdout);
+      PrintText("  ");
   });
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "reader/date_text.h"
 #include "store/data_store.h"
 #include "store/tag_catalogue.h"
 
@@ -14,7 +15,7 @@ class PacketCollector;
 // Hands each item to the decoder of its kind, and prints what frames it when the store
 // is in view mode.
 //
-// Owns     what the items told beside changing the store.
+// Owns     what the items told beside changing the store, and the date printed last.
 // Threads  none.
 // Errors   nothing in a packet makes it read outside of it.
 class PacketParser {
@@ -44,6 +45,7 @@ class PacketParser {
   void DumpItems(DataStore& out, const unsigned char* items, std::size_t count);
 
   DecodeResult decoded_;
+  DateText date_;
 };
 
 }  // namespace vmr

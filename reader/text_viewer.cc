@@ -1,11 +1,15 @@
 // Printing a recording as text.
 #include <cstdio>
 #include <memory>
+#include <optional>
 
+#include "backends/cluster_format.h"
 #include "backends/data_store_flat.h"
 #include "backends/data_store_normal.h"
 #include "backends/data_store_null.h"
+#include "reader/listing_shortcut.h"
 #include "reader/metadata_reader.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -26,10 +30,12 @@ class Listing {
   Listing(PacketCollector& packets, PacketParser& parser, DataStore& source, DataStore& out)
       : packets_(packets), parser_(parser), source_(source), out_(out) {}
 
-  void Print(unsigned int start, unsigned int end, bool expanded);
+  // `shortcut` may be null.
+  void Print(unsigned int start, unsigned int end, bool expanded, ListingShortcut* shortcut);
 
  private:
   void PrintTick();
+  void TakeShortcut(ListingShortcut& shortcut);
 
   PacketCollector& packets_;
   PacketParser& parser_;
@@ -37,7 +43,9 @@ class Listing {
   DataStore& out_;
 };
 
-void Listing::Print(unsigned int start, unsigned int end, bool expanded) {
+void Listing::Print(unsigned int start, unsigned int end, bool expanded,
+                    ListingShortcut* shortcut) {
+  const ViewBatch batch;
   bool started = false;
   while (packets_.CollectTick(source_, out_) >= 1) {
     if (parser_.Decoded().end_of_stream_seen) return;
@@ -53,7 +61,18 @@ void Listing::Print(unsigned int start, unsigned int end, bool expanded) {
       out_.SetViewMode(0);
       return;
     }
+    if (!started && shortcut != nullptr) TakeShortcut(*shortcut);
   }
+}
+
+// Bytes that are no packets are none of a recorder's.
+void Listing::TakeShortcut(ListingShortcut& shortcut) {
+  if (packets_.SkippedBytes() > 0) return;
+  const auto place = shortcut.Find(packets_.NextPosition());
+  if (!place) return;
+  packets_.StartAt(static_cast<long>(place->cluster) * kClusterBytes);
+  packets_.SetTick(place->tick);
+  out_.InitCurrentSystemTick(place->tick);
 }
 
 void Listing::PrintTick() {
@@ -87,7 +106,11 @@ bool MetadataReader::ViewFile(const std::string& path, bool ringStore, unsigned 
     return false;
   }
   StartAt(source->InitialReadLocation());
-  Listing(collector_, parser_, *source, out).Print(startSystemTick, endSystemTick, expanded);
+  std::optional<ListingShortcut> shortcut;
+  if (ringStore && startSystemTick != kWholeFileStart)
+    shortcut.emplace(static_cast<DataStoreNormal&>(*source), out, startSystemTick);
+  Listing(collector_, parser_, *source, out)
+      .Print(startSystemTick, endSystemTick, expanded, shortcut ? &*shortcut : nullptr);
   static_cast<void>(source->Close());  // nothing was recorded
   static_cast<void>(out.Close());
   std::fflush(stdout);

@@ -1,13 +1,12 @@
 #include "store/cameras.h"
 
-#include <cstdio>
-
 #include "host/enum_to_string.h"
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/items.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -139,8 +138,9 @@ void DataStore::ReportCameraState(e_CameraPort port, e_CameraState state, bool w
   // Deliberate: no comma behind the port, nor behind the stream below.
   if (!Viewing()) return;
   PrintItemHead(TAG_CAMERA_STATE);
-  std::printf(", Port=%u-%s State=%d-%s]", static_cast<unsigned int>(port),
-              EnumToString::CameraPortToStr(static_cast<int>(port)), state, StateName(state));
+  PrintText(", Port=", static_cast<unsigned int>(port), '-',
+            EnumToString::CameraPortToStr(static_cast<int>(port)),
+            " State=", static_cast<int>(state), '-', StateName(state), ']');
 }
 
 void DataStore::ReportVideoStreamState(e_VideoStream stream, e_StreamState state, bool write,
@@ -156,8 +156,8 @@ void DataStore::ReportVideoStreamState(e_VideoStream stream, e_StreamState state
   }
   if (!Viewing()) return;
   PrintItemHead(TAG_VIDEO_STREAM_STATE);
-  std::printf(", Stream=%u State=%d-%s]", static_cast<unsigned int>(stream), state,
-              StateName(state));
+  PrintText(", Stream=", static_cast<unsigned int>(stream), " State=", static_cast<int>(state), '-',
+            StateName(state), ']');
 }
 
 void DataStore::ReportLvsState(e_VideoStream stream, unsigned char camera, bool quality, bool state,
@@ -171,13 +171,13 @@ void DataStore::ReportLvsState(e_VideoStream stream, unsigned char camera, bool 
   if (StoreFirstLvsDifference(mirror_.camera.live_streams[stream], now) && write)
     WriteLvsState(stream, camera, quality, state, address, port, tick);
   // Deliberate: the tag number in lower case.
-  if (Viewing())
-    std::printf(
-        "[Tag=%s, TagNo=0x%02x, Stream=%u, Camera=%d, Quality=%d-%s, State=%d-%s, "
-        "ip(addr=%u.%u.%u.%u, port=%d)]",
-        ItemName(TAG_LVS_STATE), TAG_LVS_STATE, static_cast<unsigned int>(stream), camera, quality,
-        quality ? "High" : "Low", state, state ? "Enabled" : "Disabled", address >> 24,
-        address >> 16 & 0xFF, address >> 8 & 0xFF, address & 0xFF, port);
+  if (!Viewing()) return;
+  PrintText("[Tag=", ItemName(TAG_LVS_STATE), ", TagNo=0x", LowerHex2{TAG_LVS_STATE},
+            ", Stream=", static_cast<unsigned int>(stream), ", Camera=", camera,
+            ", Quality=", quality, '-', quality ? "High" : "Low", ", State=", state, '-',
+            state ? "Enabled" : "Disabled");
+  PrintText(", ip(addr=", address >> 24, '.', address >> 16 & 0xFF, '.', address >> 8 & 0xFF, '.',
+            address & 0xFF, ", port=", port, ")]");
 }
 
 void DataStore::ReportStreamQualityItem(const VideoMgrStreamQualityItem& item, bool write) {
@@ -207,10 +207,10 @@ void DataStore::StoreVideoFormatData(const BIN_VIDEO_STREAM_FORMAT_T* item) {
   // Deliberate: no commas behind the stream and the format.
   if (!Viewing()) return;
   PrintItemHead(TAG_VIDEO_STREAM_FORMAT);
-  std::printf(", Stream=%u Format=%u-%s Camera=%u-%s]", stream,
-              static_cast<unsigned int>(format.format),
-              EnumToString::VideoFormatToStr(static_cast<int>(format.format)),
-              static_cast<unsigned int>(format.camera), StreamCameraToStr(format.camera));
+  PrintText(", Stream=", stream, " Format=", static_cast<unsigned int>(format.format), '-',
+            EnumToString::VideoFormatToStr(static_cast<int>(format.format)),
+            " Camera=", static_cast<unsigned int>(format.camera), '-',
+            StreamCameraToStr(format.camera), ']');
 }
 
 void DataStore::PrintCameraDesc(const BIN_CAMERA_DESC_T* item) {
@@ -221,7 +221,8 @@ void DataStore::PrintCameraDesc(const BIN_CAMERA_DESC_T* item) {
   }
   if (!Viewing()) return;
   PrintItemHead(TAG_CAMERA_DESC);
-  std::printf(", port=%d, name='%.*s']", item->port, item->length, item->name);
+  PrintText(", port=", item->port, ", name='",
+            std::string_view(item->name, strnlen(item->name, item->length)), "']");
 }
 
 void DecodeCameraDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

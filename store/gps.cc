@@ -1,13 +1,12 @@
 #include "store/gps.h"
 
-#include <cstdio>
-
 #include "host/gps_util.h"
 #include "store/bytes.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/items.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -82,22 +81,22 @@ unsigned char QuadrantOf(const Location_t& lat, const Location_t& lon) {
 const char* QuadrantName(unsigned char quadrant) {
   static constexpr const char* kNames[] = {"NE", "NW", "SE", "SW"};
   if (quadrant < 4) return kNames[quadrant];
-  std::printf("Invalid quad %d\n", quadrant);
+  PrintText("Invalid quad ", quadrant, '\n');
   return "INVALID";
 }
 
 void PrintAxis(const char* name, const Location_t& at) {
   // Minutes of a decoded southern or eastern position are negative.
-  std::printf(", %s=%c%02d:%02d.%02d", name, at.hemisphere, at.degrees,
-              static_cast<std::int16_t>(at.minutes),
-              GpsUtil::Instance()->CalcGpsSeconds(at.fraction));
+  PrintText(", ", name, '=', at.hemisphere, Dec2{at.degrees}, ':',
+            Dec2{static_cast<std::int16_t>(at.minutes)}, '.',
+            Dec2{GpsUtil::Instance()->CalcGpsSeconds(at.fraction)});
 }
 
 // The end that all three position lines have in common.
 void PrintPosition(const GpsMirror& gps) {
   PrintAxis("Lat", gps.gpsLat);
   PrintAxis("Lon", gps.gpsLon);
-  std::fputs("]", stdout);
+  PrintText(']');
 }
 
 // Deliberate: no absolute value is taken. A negative `tts` leaves negative
@@ -126,7 +125,7 @@ void StoreDelta(const DataStore& store, GpsMirror& gps, e_Tag kind, const AxesTT
                 bool log_if_unset) {
   if (!gps.gpsLocationSet) {
     if (log_if_unset) VMR_LOG(kLogError, "Requested to Store GPS but location not set");
-    if (store.Viewing()) std::printf("Tag %s received but Gps Location NOT set\n", ItemName(kind));
+    if (store.Viewing()) PrintText("Tag ", ItemName(kind), " received but Gps Location NOT set\n");
     return;
   }
   SetLocation(gps.gpsLat, Moved(gps.gpsLat, delta.lat), true);
@@ -134,7 +133,7 @@ void StoreDelta(const DataStore& store, GpsMirror& gps, e_Tag kind, const AxesTT
   gps.gpsDrift.Forget();
   if (!store.Viewing()) return;
   PrintItemHead(kind, tag);
-  std::printf(", DeltaLat=%d, DeltaLon=%d", delta.lat, delta.lon);
+  PrintText(", DeltaLat=", delta.lat, ", DeltaLon=", delta.lon);
   PrintPosition(gps);
 }
 
@@ -192,7 +191,7 @@ void DataStore::ReportGpsState(bool available, bool write) {
   }
   if (!Viewing()) return;
   PrintItemHead(TAG_GPS_STATE);
-  std::printf(", State=%d-%s]", available, available ? "available" : "unavailable");
+  PrintText(", State=", available, '-', available ? "available" : "unavailable", ']');
 }
 
 void DataStore::CheckGpsConfig(bool write) {
@@ -258,9 +257,7 @@ void DataStore::StoreGpsDesc(const BIN_GPS_DESC_T* item) {
   gps.gpsDesc.desc.resize(item->length);
   if (!Viewing()) return;
   PrintItemHead(TAG_GPS_DESC);
-  std::fputs(", Desc='", stdout);
-  std::fwrite(gps.gpsDesc.desc.data(), 1, gps.gpsDesc.desc.size(), stdout);
-  std::fputs("']", stdout);
+  PrintText(", Desc='", std::string_view(gps.gpsDesc.desc), "']");
 }
 
 void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
@@ -283,7 +280,7 @@ void DataStore::StoreGpsData(const BIN_GPS_ABS_T* item, e_Tag tag) {
   if (!Viewing()) return;
   const char* const quadrant_name = QuadrantName(item->quadrant);
   PrintItemHead(TAG_GPS_ABS, tag);
-  std::printf(", Quad=%d-%s", item->quadrant, quadrant_name);
+  PrintText(", Quad=", item->quadrant, '-', quadrant_name);
   PrintPosition(gps);
 }
 

@@ -1,6 +1,5 @@
 #include "store/identity.h"
 
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -9,6 +8,7 @@
 #include "store/decoders.h"
 #include "store/items.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -204,8 +204,8 @@ void DataStore::ReportMac(const unsigned char* mac, bool write) {
   if (write) WriteMac(mac, kMacSlack);
   if (!Viewing()) return;
   PrintItemHead(TAG_MAC);
-  std::printf(", mac %02X:%02X:%02X:%02X:%02X:%02X]", mac[0], mac[1], mac[2], mac[3], mac[4],
-              mac[5]);
+  PrintText(", mac ", Hex2{mac[0]}, ':', Hex2{mac[1]}, ':', Hex2{mac[2]}, ':', Hex2{mac[3]}, ':',
+            Hex2{mac[4]}, ':', Hex2{mac[5]}, ']');
 }
 
 // Deliberate: never writes. Versions enter a recording through the full dump.
@@ -218,7 +218,7 @@ void DataStore::ReportVersion(e_COMPONENT component, const char* text) {
   held = text == nullptr ? "" : text;
   if (!Viewing()) return;
   PrintItemHead(TAG_VERSION);
-  std::printf(", %s: %s]", kComponentNames[component], held.c_str());
+  PrintText(", ", kComponentNames[component], ": ", held.c_str(), ']');
 }
 
 // ---- Decoding ------------------------------------------------------------------
@@ -231,7 +231,8 @@ void DataStore::StoreStringData(e_Tag tag, const char* text, unsigned char lengt
   const StringRow* const row = FindStringRow(tag);
   if (row == nullptr) return;  // Deliberate: silently
   if (Viewing())
-    std::printf("[Tag=String, TagNo=0x%02X, %s='%.*s']", tag, ItemName(tag), length, text);
+    PrintText("[Tag=String, TagNo=0x", Hex2{tag}, ", ", ItemName(tag), "='",
+              std::string_view(text, strnlen(text, length)), "']");
   StoreText(mirror_, row->id, std::string_view(text, length));
 }
 

@@ -1,11 +1,11 @@
 #include "store/inputs.h"
 
 #include <array>
-#include <cstdio>
 
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 
@@ -83,7 +83,7 @@ void DataStore::ReportStateData(e_Tag tag, bool write, unsigned int systemTick) 
   }
   if (!Viewing()) return;
   PrintItemHead(tag);
-  std::printf(", State=%s]", on ? "on" : "off");
+  PrintText(", State=", on ? "on" : "off", ']');
 }
 
 void DataStore::WriteStateData(e_Tag tag, unsigned short slack, unsigned int systemTick) {
@@ -111,7 +111,7 @@ void DataStore::ReportButton(e_button_list button, e_button_action_list action, 
   if (write) WriteButton(button, action);
   if (!Viewing()) return;
   PrintItemHead(TAG_BUTTON);
-  std::printf(", Button=%s, Action=%s]", ButtonName(button_number), ActionName(action_number));
+  PrintText(", Button=", ButtonName(button_number), ", Action=", ActionName(action_number), ']');
 }
 
 void DataStore::WriteButton(e_button_list button, e_button_action_list action) {
@@ -133,7 +133,7 @@ void DecodeCovertOn(DataStore& out, const unsigned char* item, DecodeResult& /*r
 void DecodeBookmark(DataStore& out, const unsigned char* /*item*/, DecodeResult& /*result*/) {
   if (!out.Viewing()) return;
   PrintItemHead(TAG_BOOKMARK);
-  std::fputs("]", stdout);
+  PrintText(']');
 }
 
 void DecodeButton(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

@@ -8,6 +8,7 @@
 #include "store/decoders.h"
 #include "store/items.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -29,9 +30,9 @@ int PositionOf(unsigned char stream_number) {
 // Prints a name; false when there is none. Deliberate: the rest of the line is
 // then lost.
 bool PrintName(const char* before, const char* name) {
-  std::fputs(before, stdout);
+  PrintText(before);
   if (name == nullptr) return false;
-  std::fputs(name, stdout);
+  PrintText(name);
   return true;
 }
 
@@ -107,11 +108,11 @@ void DataStore::StoreMicDesc(const BIN_MIC_DESC_T* item) {
   if (item == nullptr || !Viewing()) return;
   const int position = PositionOf(item->stream_number);
   PrintItemHead(TAG_MIC_DESC);
-  std::printf(", KeltMicId=%d, MicId=%d", item->stream_number, position);
+  PrintText(", KeltMicId=", item->stream_number, ", MicId=", position);
   if (!PrintName(", Type=", EnumToString::MicPositionToStr(PositionOf(item->type)))) return;
-  std::printf(", Port=%d", PositionOf(item->port));
+  PrintText(", Port=", PositionOf(item->port));
   if (!PrintName(", Name='", MicClient::names[position])) return;
-  std::fputs("']", stdout);
+  PrintText("']");
 }
 
 void DataStore::ReportMicPresent(unsigned char streamNumber, bool present) {
@@ -119,16 +120,16 @@ void DataStore::ReportMicPresent(unsigned char streamNumber, bool present) {
   // Deliberate: no comma behind the position, here and below.
   if (!Viewing()) return;
   PrintItemHead(TAG_MIC_DATA);
-  std::printf(", KELTMicId=%d, MicId=%d Present=%d-%s]", streamNumber, PositionOf(streamNumber),
-              present, present ? "yes" : "no");
+  PrintText(", KELTMicId=", streamNumber, ", MicId=", PositionOf(streamNumber),
+            " Present=", present, '-', present ? "yes" : "no", ']');
 }
 
 void DataStore::ReportMicState(unsigned char streamNumber, bool on) {
   ReportMicState(ConvertKeltMicToOrvaneMicValue(streamNumber), on, false, 0);
   if (!Viewing()) return;
   PrintItemHead(TAG_MIC_DATA);
-  std::printf(", KELTMicId=%d, MicId=%d State=%d-%s]", streamNumber, PositionOf(streamNumber), on,
-              on ? "on" : "off");
+  PrintText(", KELTMicId=", streamNumber, ", MicId=", PositionOf(streamNumber), " State=", on, '-',
+            on ? "on" : "off", ']');
 }
 
 void DecodeMicDesc(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
@@ -143,7 +144,7 @@ void DecodeMicData(DataStore& out, const unsigned char* item, DecodeResult& /*re
   else if (item[2] == MIC_DATA_PRESENT)
     out.ReportMicPresent(item[1], value);
   else if (out.Viewing())
-    std::printf("[Invalid Mic State = %d] ", item[2]);
+    PrintText("[Invalid Mic State = ", item[2], "] ");
 }
 
 }  // namespace vmr

@@ -1,12 +1,12 @@
 #include "store/policy.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "host/enum_to_string.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -420,7 +420,7 @@ int DataStore::StoreConfigItem8(const BIN_POLICY_8_T* item) {
   }
   if (Viewing()) {
     PrintItemHead(TAG_POLICY_8);
-    std::printf(", PolicyId=0x%02X, %s=%d]", id, PolicyName(id), value);
+    PrintText(", PolicyId=0x", Hex2{id}, ", ", PolicyName(id), '=', value, ']');
   }
   return static_cast<int>(kPolicy8Bytes);
 }
@@ -429,7 +429,7 @@ void DataStore::StoreConfigSettingsValid(bool valid, e_Tag tag) {
   mirror_.policy.configuration_valid = valid;
   if (!Viewing()) return;
   PrintItemHead(TAG_POLICY_END, tag);
-  std::fputs(", end policy]", stdout);
+  PrintText(", end policy]");
 }
 
 void DecodePolicy8(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {

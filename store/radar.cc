@@ -1,13 +1,12 @@
 #include "store/radar.h"
 
-#include <cstdio>
-
 #include "host/enum_to_string.h"
 #include "store/data_store.h"
 #include "store/decoders.h"
 #include "store/device_table.h"
 #include "store/items.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -50,8 +49,8 @@ unsigned short TenBits(unsigned char packed, int shift, unsigned char low) {
 
 // Deliberate: the tag number in lower case.
 void PrintState(unsigned char id, bool connected) {
-  std::printf("[Tag=%s, TagNo=0x%02x, RadarNo=%d, State=%d-%s]", ItemName(TAG_RADAR_STATE),
-              TAG_RADAR_STATE, id, connected, AvailableName(connected));
+  PrintText("[Tag=", ItemName(TAG_RADAR_STATE), ", TagNo=0x", LowerHex2{TAG_RADAR_STATE},
+            ", RadarNo=", id, ", State=", connected, '-', AvailableName(connected), ']');
 }
 
 constexpr int kLockShift = 5;
@@ -63,17 +62,17 @@ void PrintReading(const RADAR_DESC_T& radar, unsigned char id, unsigned short lo
                   unsigned short fastest, e_Tag tag) {
   const bool data = tag >= TAG_RADAR_DATA && tag < TAG_RADAR_TARGET;
   PrintItemHead(data ? TAG_RADAR_DATA : TAG_RADAR_TARGET, tag);
-  std::printf(", RadarNo=%d, TargetSpeed=", id);
+  PrintText(", RadarNo=", id, ", TargetSpeed=");
   PrintSpeedValue(radar.target);
   if (fastest != kSpeedNotPresent) {
-    std::fputs(", FastestSpeed=", stdout);
+    PrintText(", FastestSpeed=");
     PrintSpeedValue(radar.fastest);
   }
   if (lock != kSpeedNotPresent) {
-    std::fputs(", LockSpeed=", stdout);
+    PrintText(", LockSpeed=");
     PrintSpeedValue(radar.lock);
   }
-  std::fputs("]", stdout);
+  PrintText(']');
 }
 
 void LogUnknownRadar(const DataStore& store, unsigned char id) {
@@ -107,9 +106,9 @@ int DataStore::InitializeRadarId(unsigned char id, e_RADAR_SRC_TYPE type, e_Spee
   // Deliberate: the id argument appears as one raw character.
   if (Viewing()) {
     PrintItemHead(TAG_RADAR_DESC);
-    std::printf(", RadarNo=%c, Units=%s, Type=%s, Desc='%s']", id,
-                EnumToString::SpeedUnitsToStr(static_cast<int>(units)), TypeName(type),
-                entry->desc.c_str());
+    PrintText(", RadarNo=", static_cast<char>(id),
+              ", Units=", EnumToString::SpeedUnitsToStr(static_cast<int>(units)),
+              ", Type=", TypeName(type), ", Desc='", entry->desc.c_str(), "']");
   }
   return entry->id;
 }
@@ -168,7 +167,7 @@ void DataStore::ReportRadarState(unsigned char id, bool connected, bool write) {
   if (entry == nullptr) {
     LogUnknownRadar(*this, id);
     // Deliberate: printed whether or not anybody views.
-    std::fputs("ERROR: Non-existant Radar Id ", stdout);
+    PrintText("ERROR: Non-existant Radar Id ");
     PrintState(id, connected);
     return;
   }

@@ -1,7 +1,6 @@
 #include "store/speed.h"
 
 #include <atomic>
-#include <cstdio>
 
 #include "host/enum_to_string.h"
 #include "store/bytes.h"
@@ -10,6 +9,7 @@
 #include "store/device_table.h"
 #include "store/items.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -73,9 +73,9 @@ void PrintSpeedValue(std::uint32_t speed) {
   constexpr std::uint32_t kFirstStatus = 252, kLastStatus = 255, kStatusMask = 0xFEFF;
   const std::uint32_t status = speed & kStatusMask;
   if (status >= kFirstStatus && status <= kLastStatus)
-    std::printf("%s (%u)", kStatusWords[status - kFirstStatus], speed);
+    PrintText(kStatusWords[status - kFirstStatus], " (", speed, ')');
   else
-    std::printf("%02u", speed);
+    PrintText(Dec2{static_cast<int>(speed)});  // 0..65535
 }
 
 SPEED_DESC_T* DataStore::FindSpeedDesc(SPEED_DESC_T* table, unsigned char id) {
@@ -96,8 +96,9 @@ int DataStore::InitializeSpeedId(unsigned char id, e_SPEED_SRC_TYPE type, e_Spee
   if (write) WriteSpeedDesc(*entry);
   if (Viewing()) {
     PrintItemHead(TAG_SPEED_DESC);
-    std::printf(", DeviceNo=%d, Type=%s, Units=%s, Desc='%s']", entry->id, TypeName(type),
-                EnumToString::SpeedUnitsToStr(static_cast<int>(units)), entry->desc.c_str());
+    PrintText(", DeviceNo=", entry->id, ", Type=", TypeName(type),
+              ", Units=", EnumToString::SpeedUnitsToStr(static_cast<int>(units)), ", Desc='",
+              entry->desc.c_str(), "']");
   }
   return entry->id;
 }
@@ -134,9 +135,9 @@ void DataStore::ReportSpeed(unsigned char id, unsigned short speed, bool write,
   if (write) WriteSpeed(*entry, kSpeedSlack, systemTick);
   if (!Viewing()) return;
   PrintItemHead(TAG_SPEED_8, tag);
-  std::printf(", DeviceNo=%d, PatrolSpeed=", id);
+  PrintText(", DeviceNo=", id, ", PatrolSpeed=");
   PrintSpeedValue(speed);
-  std::fputs("]", stdout);
+  PrintText(']');
 }
 
 void DataStore::ReportValidSpeed(unsigned char id, bool valid) {

@@ -1,11 +1,11 @@
 #include "store/tag_catalogue.h"
 
 #include <array>
-#include <cstdio>
 #include <iterator>
 
 #include "store/data_store.h"
 #include "store/decoders.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -170,14 +170,14 @@ const char* ItemName(e_Tag tag) { return FindTag(tag)->name; }
 void PrintItemHead(e_Tag tag) { PrintItemHead(tag, tag); }
 
 void PrintItemHead(e_Tag named, e_Tag number) {
-  std::printf("[Tag=%s, TagNo=0x%02X", ItemName(named), number);
+  PrintText("[Tag=", ItemName(named), ", TagNo=0x", Hex2{number});
 }
 
 // Deliberate: a reader reports the adjustment and leaves the packet's tick alone.
 void DecodeTickAdjust(DataStore& out, const unsigned char* item, DecodeResult& /*result*/) {
   if (!out.Viewing()) return;
   PrintItemHead(TAG_TICK_ADJUST);
-  std::printf("-%d]", item[1]);
+  PrintText('-', item[1], ']');
 }
 
 // No store of this version writes the item; other writers may. Deliberate: it
@@ -186,7 +186,7 @@ void DecodeEndOfStream(DataStore& out, const unsigned char* /*item*/, DecodeResu
   result.end_of_stream_seen = true;
   if (!out.Viewing()) return;
   PrintItemHead(TAG_EOS);
-  std::fputs("]", stdout);
+  PrintText(']');
 }
 
 }  // namespace vmr

@@ -1,6 +1,5 @@
 #include "store/time_temperature.h"
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "host/wall_clock.h"
@@ -9,6 +8,7 @@
 #include "store/decoders.h"
 #include "store/items.h"
 #include "store/log_source.h"
+#include "store/view_text.h"
 
 namespace vmr {
 namespace {
@@ -26,12 +26,12 @@ void PrintTime(e_Tag tag, std::int32_t value) {
   PrintItemHead(TAG_TIME, tag);
   if (!LocalTime(value, &local)) {
     // Deliberate: "locatime" is how the line has always read.
-    std::printf(", time %ld (locatime returned NULL)]", static_cast<long>(value));
+    PrintText(", time ", value, " (locatime returned NULL)]");
     return;
   }
-  std::printf(", time %ld (%02d/%02d/%02d %02d:%02d:%02d)]", static_cast<long>(value),
-              local.tm_mon + 1, local.tm_mday, local.tm_year + 1900, local.tm_hour, local.tm_min,
-              local.tm_sec);
+  PrintText(", time ", value, " (", Dec2{local.tm_mon + 1}, '/', Dec2{local.tm_mday}, '/',
+            Dec2{local.tm_year + 1900}, ' ', Dec2{local.tm_hour}, ':', Dec2{local.tm_min}, ':',
+            Dec2{local.tm_sec}, ")]");
 }
 
 }  // namespace
@@ -65,7 +65,7 @@ void DataStore::InitializeTempSensor(e_TempSensors id, const char* desc, bool wr
   if (!Viewing()) return;
   PrintItemHead(TAG_TEMP_DESC);
   // Deliberate: "desc" in lower case, where the other descriptions have "Desc".
-  std::printf(", Id=%u, desc='%s']", static_cast<unsigned int>(id), sensor.desc.c_str());
+  PrintText(", Id=", static_cast<unsigned int>(id), ", desc='", sensor.desc.c_str(), "']");
 }
 
 // Deliberate: the order in which existing recordings carry the four.
@@ -122,12 +122,12 @@ void DataStore::StoreTemp(short temperature, e_Tag tag) {
   sensor.valid = true;
   if (!Viewing()) return;
   PrintItemHead(tag);
-  std::printf(", Id=%d, temp=%d]", id, temperature);
+  PrintText(", Id=", id, ", temp=", temperature, ']');
 }
 
 void DataStore::StoreVoltPercent(unsigned char percent) {
   // Deliberate: the line has no tag number.
-  if (Viewing()) std::printf("[Tag=%s, VoltPercent=%d]", ItemName(TAG_VOLT_PERCENT), percent);
+  if (Viewing()) PrintText("[Tag=", ItemName(TAG_VOLT_PERCENT), ", VoltPercent=", percent, ']');
 }
 
 // The bytes are read most significant first; StoreTime swaps them. Deliberate:

@@ -5,6 +5,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 #include "backends/file_io.h"
 #include "reader/metadata_reader.h"
 #include "tools/common/console.h"
@@ -19,6 +21,14 @@ void EndOnClosedPipe() {
   sigaction(SIGPIPE, &action, nullptr);
 }
 
+// Each call of the system costs more than hundreds of lines. On a terminal lines appear
+// as they come.
+void WriteInLargePieces() {
+  static char buffer[std::size_t{64} * 1024];
+  if (isatty(STDOUT_FILENO) == 0)
+    static_cast<void>(std::setvbuf(stdout, buffer, _IOFBF, sizeof(buffer)));
+}
+
 bool WroteAll() {
   if (FlushOutput()) return true;
   Say(fmt::format("standard output: {}", errno == 0 ? "write error" : TextOfErrno()));
@@ -29,6 +39,7 @@ bool WroteAll() {
 
 int PrintListing(const ListingOptions& options) {
   EndOnClosedPipe();
+  WriteInLargePieces();
   const Recording recording = FindRecording(options.path, options.kind);
   if (!recording.error.empty()) {
     Say(recording.error);

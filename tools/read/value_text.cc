@@ -7,9 +7,9 @@
 #include <cstring>
 #include <iterator>
 
-namespace vmr::tool {
+#include "tools/common/iso_time.h"
 
-using records::kSecond_us;
+namespace vmr::tool {
 
 namespace {
 
@@ -97,6 +97,7 @@ char32_t CodeOf(std::string_view utf8) {
 }  // namespace
 
 void AppendUtc(std::int64_t time_us, LineBuffer& line) {
+  constexpr std::int64_t kSecond_us = kMicrosecondsPerSecond;
   std::int64_t seconds = time_us / kSecond_us;
   std::int64_t us = time_us % kSecond_us;
   if (us < 0) us += kSecond_us, --seconds;
