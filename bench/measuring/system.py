@@ -100,7 +100,7 @@ def loop_disk():
 
 
 def file_system_of(folder):
-    return run(["stat", "--file-system", "--format=%T", folder]).strip()
+    return run(["findmnt", "--noheadings", "--output", "FSTYPE", "--target", folder]).strip()
 
 
 def machine(folder):

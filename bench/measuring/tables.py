@@ -6,6 +6,7 @@ from .targets import OF_THE_MEASURING, REASONS, TARGETS, met
 
 MARKED = re.compile(r"(<!-- bench: (\w+) -->\n).*?(<!-- end -->)", re.S)
 CLOCK_MHZ = 400
+BUSY_EVENTS = 13.5  # in a tick of bench/drive.h: the speed changes at every other one
 LABELS = {
     "ring": "**the ring**", "raw": "raw: `pwrite` of 4096 bytes, `fsync`",
     "raw_again": "raw again (control)", "appended_file": "a file appended to, `fdatasync`",
@@ -139,7 +140,9 @@ def instructions(results):
     paths = results["counts"]["paths"]
     busy = results["counts"]["busy_tick"]
     rows = [("a busy tick: 13 or 14 reports, a timer tick, its packet in the ring, up to the "
-             "system calls", number(busy), number(busy / CLOCK_MHZ))]
+             "system calls", number(busy), number(busy / CLOCK_MHZ)),
+            ("of that, each of its events", number(busy / BUSY_EVENTS),
+             number(busy / BUSY_EVENTS / CLOCK_MHZ))]
     for name, count in (paths or {}).items():
         rows.append((name, number(count), number(count / CLOCK_MHZ)))
     text = table(("an event", "instructions", f"µs at {CLOCK_MHZ} MHz"), rows)

@@ -54,16 +54,13 @@ def calls_of_ring(results):
     return results["counts"]["appends"]["calls"]["ring"]
 
 
-def clusters_closed(results):
-    """At the most: a packet of usual length does not fit any more."""
-    rounds = results["durable"]["disk"]["back_to_back"]
-    packets, size = results["counts"]["appends"]["packets"], rounds["packet_bytes"]
-    return packets // ((4096 - 7) // (size + 2)) + 1
-
-
-def excess_syncs(results):
-    calls = calls_of_ring(results)
-    return calls["fsync"] - results["counts"]["appends"]["packets"] - clusters_closed(results)
+def syncs_a_cluster(results):
+    """Those of closed clusters, each of which has one: its last packet is brought to the
+    file that did not have the turn."""
+    packets = results["counts"]["appends"]["packets"]
+    packet_bytes = results["durable"]["disk"]["back_to_back"]["packet_bytes"]
+    clusters = packets * packet_bytes / (4096 - 7)
+    return (calls_of_ring(results)["fsync"] - packets) / clusters
 
 
 def other_calls(results):
@@ -153,8 +150,8 @@ def most_memory(results):
 
 
 TARGETS = [
-    Target("syncs", "packets: fsyncs beyond one each and one pair a closed cluster",
-           excess_syncs, 0),
+    Target("syncs", "packets: fsyncs beyond one each, for each cluster closed",
+           syncs_a_cluster, 1),
     Target("seeks", "packets: seeks for each write", seeks_a_write, 1),
     Target("other_calls", "packets: any other system call", other_calls, 0),
     Target("loop_raw", "durable append, loop device: of raw's speed",

@@ -70,7 +70,7 @@ class Bench:
             return self.tool("extract", self.memory / ring, self.memory / "out.vmd", "--force",
                              "--from", start, "--to", start + RANGE_TICKS, *how, codes=READ)
 
-        extract("95")
+        extract("95", "--as-unit")
         shutil.copy(self.memory / "out.vmd", self.memory / "to_copy")
         variants = {spot: lambda spot=spot: extract(spot) for spot in SPOTS}
         variants["cp"] = lambda: self.launcher.take(
