@@ -2,7 +2,7 @@
 // the tick is, how the cost grows with the range and not with its place, and how
 // many file operations a copied packet costs. Counters beside the times:
 //
-//   clusters  read by one search
+//   clusters  read by one opening, one search
 //   writes    writes and seeks in the extracted file for each copied packet
 //   calls     file operations in all for each copied packet
 //
@@ -135,6 +135,20 @@ void SearchForTick(benchmark::State& state) {
   ring.Close();
 }
 
+// As a recorder opens it, everything sound.
+void OpenRing(benchmark::State& state) {
+  const std::string path = Ring::Get().Path();
+  long most = 0;
+  for (auto _ : state) {
+    CountingFiles files;
+    vmr::DataStoreNormal ring(path);
+    if (ring.Open() == 0) state.SkipWithError("the ring could not be opened");
+    ring.Close();
+    most = std::max(most, files.reads);
+  }
+  state.counters["clusters"] = static_cast<double>(most);
+}
+
 // `packets` of them, from `percent` of the ring on.
 void Extract(benchmark::State& state) {
   const unsigned int start = Ring::Get().TickAt(static_cast<int>(state.range(1)));
@@ -151,6 +165,7 @@ void Extract(benchmark::State& state) {
   state.counters["calls"] = static_cast<double>(files.calls) / copied;
 }
 
+BENCHMARK(OpenRing)->Name("open a ring");
 BENCHMARK(SearchForTick)->Name("search for a tick at percent")->Arg(5)->Arg(50)->Arg(95);
 BENCHMARK(Extract)
     ->Name("extract packets at percent")

@@ -1,0 +1,72 @@
+# What scripts/bench runs beside the benchmarks: programs that do our work and, with
+# the libraries that are found, that of others. One that is not found is left out, and
+# said so; the programs are built without it.
+find_package(PkgConfig REQUIRED)
+add_custom_target(vmr_peers)
+
+# vmr_find_peer(SQLITE sqlite3 libsqlite3-dev): the target PkgConfig::SQLITE, if there.
+function(vmr_find_peer name module package)
+  pkg_check_modules(${name} QUIET IMPORTED_TARGET GLOBAL ${module})
+  if(NOT TARGET PkgConfig::${name})
+    message(STATUS "Peers: ${module} is left out, its library was not found (package ${package})")
+  endif()
+endfunction()
+vmr_find_peer(SQLITE sqlite3 libsqlite3-dev)
+vmr_find_peer(LMDB lmdb liblmdb-dev)
+vmr_find_peer(ROCKSDB rocksdb librocksdb-dev)
+vmr_find_peer(SPDLOG spdlog libspdlog-dev)
+find_library(VMR_LEVELDB_LIBRARY leveldb)
+find_path(VMR_LEVELDB_HEADERS leveldb/db.h)
+if(VMR_LEVELDB_LIBRARY AND VMR_LEVELDB_HEADERS)
+  add_library(vmr_leveldb INTERFACE)
+  target_link_libraries(vmr_leveldb INTERFACE ${VMR_LEVELDB_LIBRARY})
+  add_library(PkgConfig::LEVELDB ALIAS vmr_leveldb)
+else()
+  message(STATUS "Peers: leveldb is left out, its library was not found (package libleveldb-dev)")
+endif()
+
+function(vmr_add_peer_program name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE vmr_reader)
+  add_dependencies(vmr_peers ${name})
+endfunction()
+
+# vmr_use_peer(durable_append SQLITE appenders/sqlite.cc)
+function(vmr_use_peer program name)
+  if(TARGET PkgConfig::${name})
+    target_sources(${program} PRIVATE ${ARGN})
+    target_compile_definitions(${program} PRIVATE VMR_BENCH_${name})
+    target_link_libraries(${program} PRIVATE PkgConfig::${name})
+  endif()
+endfunction()
+
+vmr_add_peer_program(durable_append
+  durable_append.cc interleaved.cc appenders/ring.cc appenders/files.cc)
+vmr_use_peer(durable_append SQLITE appenders/sqlite.cc)
+vmr_use_peer(durable_append LEVELDB appenders/leveldb.cc)
+vmr_use_peer(durable_append ROCKSDB appenders/rocksdb.cc)
+vmr_use_peer(durable_append LMDB appenders/lmdb.cc)
+
+vmr_add_peer_program(creation creation.cc interleaved.cc)
+vmr_add_peer_program(make_ring make_ring.cc)
+vmr_add_peer_program(run_measured run_measured.cc)
+vmr_add_peer_program(print_items print_items.cc)
+
+vmr_add_peer_program(bench_peers bench_peers.cc)
+target_link_libraries(bench_peers PRIVATE benchmark::benchmark_main)
+vmr_use_peer(bench_peers SQLITE)
+vmr_use_peer(bench_peers SPDLOG)
+find_package(Protobuf QUIET)
+if(Protobuf_PROTOC_EXECUTABLE AND TARGET protobuf::libprotobuf-lite)
+  # A library of its own: its generated source is not ours to warn of.
+  add_library(vmr_peer_items STATIC peer_items.proto)
+  protobuf_generate(TARGET vmr_peer_items LANGUAGE cpp)
+  target_compile_options(vmr_peer_items PRIVATE -w)
+  target_include_directories(vmr_peer_items SYSTEM PUBLIC ${CMAKE_CURRENT_BINARY_DIR})
+  target_link_libraries(vmr_peer_items PUBLIC protobuf::libprotobuf-lite)
+  target_compile_definitions(bench_peers PRIVATE VMR_BENCH_PROTOBUF)
+  target_link_libraries(bench_peers PRIVATE vmr_peer_items)
+else()
+  message(STATUS "Peers: protobuf-lite is left out, its library or compiler was not found "
+    "(packages libprotobuf-dev, protobuf-compiler)")
+endif()
