@@ -16,6 +16,14 @@ bool RefuseNull(const void* argument, const char* operation) {
   return true;
 }
 
+// Of a store that is viewed: what parsing prints is gathered. Its room is in the way of
+// stores that are not.
+template <typename Parse>
+[[gnu::noinline]] int Gathered(const Parse& parse) {
+  const ViewBatch batch;
+  return parse();
+}
+
 }  // namespace
 
 void MetadataReader::StartAt(long position) {
@@ -28,22 +36,24 @@ int MetadataReader::ReadNextSystemTick(DataStore& source, DataStore& buffer) {
 }
 
 int MetadataReader::ParseReadSystemTick(DataStore& out) {
-  const ViewBatch batch;
-  return parser_.ParseTick(out, collector_) ? 1 : 0;
+  const auto parse = [&] { return parser_.ParseTick(out, collector_) ? 1 : 0; };
+  return out.Viewing() ? Gathered(parse) : parse();
 }
 
 int MetadataReader::WriteReadSystemTick(DataStore& out) { return collector_.CopyTo(out) ? 1 : 0; }
 
 int MetadataReader::ParsePacket(DataStore& out, const unsigned char* packet, int length) {
-  const ViewBatch batch;
-  return parser_.ParsePacket(out, packet, length, collector_.NextPosition()) ? 1 : 0;
+  const auto parse = [&] {
+    return parser_.ParsePacket(out, packet, length, collector_.NextPosition()) ? 1 : 0;
+  };
+  return out.Viewing() ? Gathered(parse) : parse();
 }
 
 int MetadataReader::ParseItem(DataStore& out, const unsigned char* item) {
   if (RefuseNull(item, "ParseItem")) return -1;
-  const ViewBatch batch;
   constexpr std::size_t kAllOfIt = 2 * kMaxPacketItemBytes;
-  return parser_.ParseItem(out, item, kAllOfIt);
+  const auto parse = [&] { return parser_.ParseItem(out, item, kAllOfIt); };
+  return out.Viewing() ? Gathered(parse) : parse();
 }
 
 void MetadataReader::DebugPrint(const unsigned char* bytes, int count) {

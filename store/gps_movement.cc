@@ -62,7 +62,8 @@ bool IsBeyondDriftLimit(const AxesTTs& from, const AxesTTs& to) {
 
 // The cosine's square of 0 to 90 degrees, to the nearest of 65536 parts, and 0 behind.
 constexpr int kDegreesToPole = 90;
-using SquaredCosines = std::array<std::uint32_t, kDegreesToPole + 2>;
+constexpr std::size_t kEntries = kDegreesToPole + 1 + 1;
+using SquaredCosines = std::array<std::uint32_t, kEntries>;
 
 constexpr SquaredCosines MakeSquaredCosines() {
   SquaredCosines table{};

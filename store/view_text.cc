@@ -27,7 +27,7 @@ int DigitsOf(unsigned int value) {
 }  // namespace
 
 ViewBatch::ViewBatch() : is_outer_(cursor.begin == nullptr) {
-  if (is_outer_) cursor = {text_, text_ + kBytes, text_};
+  if (is_outer_) cursor = {text_.data(), text_.data() + kBytes, text_.data()};
 }
 
 ViewBatch::~ViewBatch() {

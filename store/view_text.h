@@ -4,6 +4,7 @@
 #ifndef VMR_STORE_VIEW_TEXT_H_
 #define VMR_STORE_VIEW_TEXT_H_
 
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -28,7 +29,7 @@ class ViewBatch {
   static constexpr std::size_t kBytes = std::size_t{8} * 1024;
 
   const bool is_outer_;
-  char text_[kBytes];
+  std::array<char, kBytes> text_;  // of no value until something is put there
 };
 
 // ---- What a text is made of, beside texts, characters and plain numbers ---------
@@ -172,9 +173,10 @@ inline void Print(const Pieces&... pieces) {
 }  // namespace view_text
 
 // Prints the pieces one behind the other: literals, texts (as far as their NUL, or a
-// whole string_view), single characters, numbers, and the forms above.
+// whole string_view), single characters, numbers, and the forms above. Not inlined: it is
+// in the way of decoders that mostly do not print.
 template <typename... Pieces>
-void PrintText(const Pieces&... pieces) {
+[[gnu::noinline]] void PrintText(const Pieces&... pieces) {
   view_text::Print(view_text::Measured(pieces)...);
 }
 

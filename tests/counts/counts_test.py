@@ -26,7 +26,7 @@ LIMITS = {
     "item alone in its packet": 552,
     "unchanged GPS fix": 53,
     "GPS fix within 20 feet": 53,
-    "unchanged GPS state": 20,
+    "unchanged GPS state": 24,
     "unchanged speed": 40,
     "unchanged radar reading": 50,
     "unchanged radar state": 29,
