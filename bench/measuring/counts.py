@@ -2,10 +2,14 @@
 import pathlib
 import re
 import subprocess
+import sys
 
 from .system import Failed, folder_in, run
 
 LINE = re.compile(r"^\s*[\d.]+\s+[\d.]+\s+\d+\s+(\d+)\s+(?:\d+\s+)?(\w+)$", re.M)
+# A line of the test of counts: "   550.2 of   605 append".
+PATH = re.compile(r"^ *([\d.]+) of +\d+ (.+?)(?:  <-- too many)?$", re.M)
+COUNTS_TEST = pathlib.Path(__file__).parents[2] / "tests" / "counts" / "counts_test.py"
 
 
 def calls(command, folder):
@@ -31,20 +35,10 @@ def calls_of_appends(programs, folder, packets):
 
 
 def instructions(command, folder):
-    """In all, and those of each stretch between calls of vmr_count_here."""
-    for old in folder.glob("callgrind.*"):
-        old.unlink()
-    output = run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={folder}/callgrind.out",
-                  "--dump-before=vmr_count_here*", *command])
-    parts = {}
-    for path in folder.glob("callgrind.out*"):
-        totals = re.search(r"^(?:totals|summary): (\d+)", path.read_text(), re.M)
-        number = path.suffix[1:]
-        if totals and number.isdigit():
-            parts[int(number)] = int(totals[1])
-        elif totals:
-            parts[0] = int(totals[1])
-    return output, parts
+    """All that a command takes."""
+    out = folder / "callgrind.out"
+    run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", *command])
+    return int(re.search(r"^(?:totals|summary): (\d+)", out.read_text(), re.M)[1])
 
 
 def busy_tick(programs, folder):
@@ -52,27 +46,23 @@ def busy_tick(programs, folder):
     few, many = 500, 2500
     took = []
     for packets in (few, many):
-        _, parts = instructions([programs / "durable_append", "--dir", folder, "--only", "ring",
-                                 "--packets", packets], folder)
-        took.append(sum(parts.values()))
+        took.append(instructions([programs / "durable_append", "--dir", folder, "--only", "ring",
+                                  "--packets", packets], folder))
     return round((took[1] - took[0]) / (many - few), 1)
 
 
-def paths(build, folder):
-    """Instructions a step of each path that the program vmr_paths goes; None without it.
-    It goes on for so many steps, then for twice as many, and calls vmr_count_here before,
-    between and behind."""
+def paths(build):
+    """Instructions a step of each path that the program vmr_paths goes, by the test that holds
+    them; None without it."""
     program = build / "tests" / "counts" / "vmr_paths"
     if not program.exists():
         return None
-    output, parts = instructions([program], folder)
-    found = {}
-    for number, line in enumerate(output.splitlines()):
-        steps, name = line.split(" ", 1)
-        once, twice = (parts.get(3 * number + n) for n in (2, 3))
-        if once is None or twice is None:
-            raise Failed(f"vmr_paths: {name}: callgrind did not see where the counting begins")
-        found[name] = round((twice - once) / int(steps), 1)
+    # It fails where a limit is passed, which is for the tests to say.
+    counted = subprocess.run([sys.executable, str(COUNTS_TEST), str(program)], check=False,
+                             stdout=subprocess.PIPE, text=True)
+    found = {name: float(count) for count, name in PATH.findall(counted.stdout)}
+    if not found:
+        raise Failed("vmr_paths: nothing was counted")
     return found
 
 
@@ -88,5 +78,5 @@ def measure(programs, build, memory, size, say):
         result = {"appends": calls_of_appends(programs, folder, size.call_packets)}
         say("instructions")
         result["busy_tick"] = busy_tick(programs, folder)
-        result["paths"] = paths(pathlib.Path(build), folder)
+        result["paths"] = paths(pathlib.Path(build))
     return result
