@@ -44,6 +44,7 @@ class ListingShortcut::Walk {
   }
 
   bool Packets(const unsigned char* packet, std::size_t left) {
+    cluster_.goes_on = left > 0 && packet[0] == HEADER_CONT;
     while (left > 0) {
       const std::size_t bytes = WholePacketBytes(packet, left);
       if (bytes == 0 || !TakesTick(packet)) return false;
@@ -167,7 +168,8 @@ std::optional<ListingShortcut::Place> ListingShortcut::FindBefore(int newest, in
     if (!found) return std::nullopt;
     if (found->reaches_start) said = Said();  // the listing begins here already
     said.Prepend(found->said);
-    if (!SaysAll(said)) continue;
+    // The rest of a packet whose beginning was passed over would be warned of.
+    if (!SaysAll(said) || found->goes_on) continue;
     if (!IsOrderly(replayed, cluster)) return std::nullopt;
     return Place{cluster, found->first_tick};
   }

@@ -54,6 +54,7 @@ class ListingShortcut {
     unsigned int first_tick = 0;
     unsigned int last_tick = 0;
     bool reaches_start = false;  // nothing from there on was looked at
+    bool goes_on = false;        // it begins with the rest of a packet
   };
   class Walk;
 

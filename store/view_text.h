@@ -88,10 +88,7 @@ inline char* Put(char* at, char piece) {
   *at = piece;
   return at + 1;
 }
-inline char* Put(char* at, std::string_view piece) {
-  memcpy(at, piece.data(), piece.size());
-  return at + piece.size();
-}
+inline char* Put(char* at, std::string_view piece) { return at + piece.copy(at, piece.size()); }
 template <std::size_t kSize>
 char* Put(char* at, Literal<kSize> piece) {
   memcpy(at, piece.text, kSize);
