@@ -153,7 +153,7 @@ void PrintAlone(const Piece& piece) {
 }
 template <std::size_t kSize>
 void PrintAlone(Literal<kSize> piece) {
-  Write({piece.text, kSize});
+  Write(std::string_view(piece.text, kSize));
 }
 inline void PrintAlone(std::string_view piece) { Write(piece); }
 

@@ -190,7 +190,7 @@ TEST_F(LateListing, WarnsOfNoPacketWhoseBeginningIsPassedOver) {
   for (std::size_t distance = 29000; distance < 30000; distance += 2)
     BeginWithContinuation(distance);
   const CapturedLog log(kLogError | kLogWarning);
-  for (const std::size_t distance : {29500, 29601, 29703, 29804, 29906, 29999}) {
+  for (const std::size_t distance : {29500U, 29601U, 29703U, 29804U, 29906U, 29999U}) {
     MetadataReader viewer(RingAccess::kReadOnly);
     static_cast<void>(Printed([&] {
       EXPECT_TRUE(viewer.ViewFile("/m/r", true, FirstTick(distance), FirstTick(distance), false));
