@@ -21,15 +21,14 @@
 namespace {
 
 using vmr::records::Decoder;
-using vmr::records::Gap;
 using vmr::records::Record;
 
 constexpr std::size_t kClusters = 4096;
 
 // Clusters of a ring that packets of all kinds fill, none of them odd.
 const vmr::test::FullRing& Ring() {
-  static const vmr::test::FullRing ring(1, vmr::test::FullRing::kClusters - 1, {5, 8, true, false});
-  return ring;
+  static const vmr::test::FullRing kRing(1, vmr::test::FullRing::kClusters - 1, {5, 8, true, false});
+  return kRing;
 }
 
 class MemoryRing final : public vmr::records::Source {

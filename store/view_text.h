@@ -153,7 +153,7 @@ void PrintAlone(const Piece& piece) {
 }
 template <std::size_t kSize>
 void PrintAlone(Literal<kSize> piece) {
-  Write(std::string_view(piece.text, kSize));
+  Write({piece.text, kSize});  // NOLINT(bugprone-string-constructor): "" is a literal, too
 }
 inline void PrintAlone(std::string_view piece) { Write(piece); }
 

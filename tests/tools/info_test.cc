@@ -11,7 +11,6 @@ namespace vmr::test {
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
