@@ -27,7 +27,8 @@ constexpr std::size_t kClusters = 4096;
 
 // Clusters of a ring that packets of all kinds fill, none of them odd.
 const vmr::test::FullRing& Ring() {
-  static const vmr::test::FullRing kRing(1, vmr::test::FullRing::kClusters - 1, {5, 8, true, false});
+  static const vmr::test::FullRing kRing(1, vmr::test::FullRing::kClusters - 1,
+                                         {5, 8, true, false});
   return kRing;
 }
 
