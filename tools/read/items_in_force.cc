@@ -70,8 +70,8 @@ std::array<ItemHead, 256> ItemHeads() {
 }
 
 const ItemHead& HeadOf(unsigned char tag) {
-  static const std::array<ItemHead, 256> heads = ItemHeads();
-  return heads[tag];
+  static const std::array<ItemHead, 256> kHeads = ItemHeads();
+  return kHeads[tag];
 }
 
 // Equal for items of one key alone. Two items of one key may have two.

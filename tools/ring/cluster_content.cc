@@ -35,8 +35,8 @@ class ItemLengths {
 };
 
 const ItemLengths& Lengths() {
-  static const ItemLengths lengths;
-  return lengths;
+  static const ItemLengths kLengths;
+  return kLengths;
 }
 
 class Walk {
