@@ -9,6 +9,7 @@
 #include "tools/ring/report.h"
 #include "tools/ring/salvage.h"
 #include "tools/ring/scrub.h"
+#include "tools/ring/written_images.h"
 
 namespace {
 
@@ -64,13 +65,15 @@ void Describe(const RingSurvey& survey, const std::vector<Finding>& findings) {
 // ---- Saving ------------------------------------------------------------------------
 
 // How many packets the new files got.
-unsigned long WriteSalvaged(const RingSalvage& salvage, CowFiles& files) {
+unsigned long WriteSalvaged(const RingSalvage& salvage, CowFiles& files, WrittenImages& written) {
   TagCounts counts{};
   unsigned long packets = 0;
   int cluster = 0;
   for (const SalvagedCluster& from : salvage.Clusters()) {
     unsigned char image[vmr::kClusterBytes];
-    static_cast<void>(RingSalvage::MakeImage(from, image, counts, packets));  // else a mark
+    const CopyFacts* same = nullptr;
+    static_cast<void>(RingSalvage::MakeImage(from, image, counts, packets, same));  // else a mark
+    written.Add(image, same);
     for (const int name : {kNew1, kNew2})
       files.SetPage(name, cluster, files.MakePage(image, vmr::kClusterBytes));
     ++cluster;
@@ -85,6 +88,24 @@ unsigned long PacketsIn(const RingSurvey& survey) {
   return packets;
 }
 
+bool AreAlike(const CopyFacts& a, const CopyFacts& b) {
+  return a.state == b.state && a.used_bytes == b.used_bytes && a.first_tick == b.first_tick &&
+         a.content.packets == b.content.packets && a.content.items == b.content.items &&
+         a.content.tags == b.content.tags && a.content.first_tick == b.content.first_tick &&
+         a.content.last_tick == b.content.last_tick &&
+         a.content.first_kind == b.content.first_kind && a.content.IsPure() == b.content.IsPure() &&
+         a.content.wrong_st == b.content.wrong_st && a.content.ticks_fall == b.content.ticks_fall;
+}
+
+bool AreAlike(const RingSurvey& a, const RingSurvey& b) {
+  bool alike = a.Newest() == b.Newest();
+  for (int cluster = 0; cluster < vmr::kClusterCount; ++cluster)
+    alike = alike && a.At(cluster).relation == b.At(cluster).relation &&
+            AreAlike(a.At(cluster).Copy(1), b.At(cluster).Copy(1)) &&
+            AreAlike(a.At(cluster).Copy(2), b.At(cluster).Copy(2));
+  return alike;
+}
+
 void Save(RingSurvey& survey, const RingInput& input, CowFiles& files) {
   RingSalvage salvage(survey);
   if ((input.flags & kFirstIsSetAside) != 0)
@@ -93,7 +114,8 @@ void Save(RingSurvey& survey, const RingInput& input, CowFiles& files) {
   Require(salvage.Clusters().size() <= static_cast<std::size_t>(vmr::kClusterCount),
           "what was saved fits a ring");
   for (const int name : {kNew1, kNew2}) vmr::fuzz::MakeEmptyRing(files, name);
-  const unsigned long packets = WriteSalvaged(salvage, files);
+  WrittenImages written;
+  const unsigned long packets = WriteSalvaged(salvage, files, written);
 
   RingSurvey made(PathOf(kNew1), PathOf(kNew2));
   const std::vector<Finding> findings = Look(made, input);
@@ -103,6 +125,9 @@ void Save(RingSurvey& survey, const RingInput& input, CowFiles& files) {
     Require(made.At(cluster).relation == Relation::kEqual, "both new files are the same");
     Require(!made.At(cluster).Best().content.Faulty(), "only sound packets are saved");
   }
+  RingSurvey compared(PathOf(kNew1), PathOf(kNew2));
+  compared.Read(&written);
+  Require(AreAlike(made, compared), "what is as it was written is surveyed without a walk");
   Require(PacketsIn(made) >= packets, "every saved packet is there");
   if (salvage.TooOld() == 0)
     Require(packets >= PacketsIn(survey), "every packet that can be read is saved");

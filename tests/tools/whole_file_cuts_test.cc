@@ -70,7 +70,8 @@ class WholeFileCuts : public testing::Test {
     unsigned long packets = 0;
     for (const tool::SalvagedCluster& cluster : salvage.Clusters()) {
       unsigned char image[kImageBytes];
-      if (tool::RingSalvage::MakeImage(cluster, image, counts, packets) && !out.Add(image))
+      const tool::CopyFacts* same = nullptr;
+      if (tool::RingSalvage::MakeImage(cluster, image, counts, packets, same) && !out.Add(image))
         return false;
     }
     return out.Complete() && out.Publish();

@@ -2,6 +2,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
+#include <future>
 #include <map>
 #include <memory>
 #include <string>
@@ -16,6 +18,7 @@
 #include "tools/ring/report.h"
 #include "tools/ring/salvage.h"
 #include "tools/ring/writer.h"
+#include "tools/ring/written_images.h"
 
 namespace vmr::tool {
 namespace {
@@ -97,23 +100,57 @@ class Recovery {
   bool Write() {
     RingWriter out(options_.out, options_.force);
     if (!out.Open()) return false;
+    WrittenImages written;
+    BackgroundSync sync(out);
     for (const SalvagedCluster& cluster : salvage_.Clusters()) {
       unsigned char image[kClusterBytes];
-      const bool holds_packets = RingSalvage::MakeImage(cluster, image, recovered_, packets_);
+      const CopyFacts* same = nullptr;
+      const bool holds_packets = RingSalvage::MakeImage(cluster, image, recovered_, packets_, same);
+      written.Add(image, same);
       if (holds_packets && cluster.source != nullptr) ++clusters_;
       if (!out.Add(image)) return false;
+      if (out.Clusters() % BackgroundSync::kClusters == 0 && !sync.GoOn()) return false;
     }
-    return out.Complete() && IsSoundRing(out) && out.Publish();
+    if (!out.Fill() || !sync.Begin()) return false;
+    const bool is_sound = IsSoundRing(out, written);
+    if (!sync.Wait() || !out.Complete()) return false;
+    if (!is_sound)
+      return Refuse(fmt::format("{}: what was written does not read back", options_.out));
+    return out.Publish();
   }
 
+  // Lets the device write while the next clusters are made, and while they are read back.
+  class BackgroundSync {
+   public:
+    static constexpr int kClusters = 4096;  // of which it begins another one
+
+    explicit BackgroundSync(const RingWriter& out) : out_(out) {}
+    // Begins one unless one still goes on. False once one has failed.
+    bool GoOn() { return IsRunning() || Begin(); }
+    // Of all that was written by now.
+    bool Begin() {
+      if (!Wait()) return false;
+      running_ = std::async([this] { return out_.SyncSoFar(); });
+      return true;
+    }
+    bool Wait() { return !running_.valid() || running_.get(); }
+
+   private:
+    bool IsRunning() const {
+      return running_.valid() &&
+             running_.wait_for(std::chrono::seconds(0)) == std::future_status::timeout;
+    }
+
+    const RingWriter& out_;
+    std::future<bool> running_;  // where no thread is to be had, it runs in Wait
+  };
+
   // Nobody should find out later that the copy is no better than the original.
-  bool IsSoundRing(const RingWriter& out) const {
+  static bool IsSoundRing(const RingWriter& out, const WrittenImages& written) {
     RingSurvey made(out.TemporaryPath(1), out.TemporaryPath(2));
-    made.Read();
-    if (Gravest(FindAll(made)) == Severity::kLost || !made.SearchOf(1).found ||
-        !made.SearchOf(2).found)
-      return Refuse(fmt::format("{}: what was written does not read back", options_.out));
-    return true;
+    made.Read(&written);
+    return Gravest(FindAll(made)) != Severity::kLost && made.SearchOf(1).found &&
+           made.SearchOf(2).found;
   }
 
   // ---- The account ----------------------------------------------------------------

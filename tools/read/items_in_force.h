@@ -2,6 +2,7 @@
 #ifndef VMR_TOOLS_READ_ITEMS_IN_FORCE_H_
 #define VMR_TOOLS_READ_ITEMS_IN_FORCE_H_
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -31,12 +32,51 @@ class ItemsInForce {
   static Item ItemOf(const records::Record& record);
 
   void Take(const records::Record& record);
-  void ForgetAll() { items_.clear(); }
+  void ForgetAll();
 
-  const std::map<Key, Items>& All() const { return items_; }
+  // What holds now, made of the kept items.
+  std::map<Key, Items> All() const;
 
  private:
-  std::map<Key, Items> items_;
+  // What is needed of a record to tell it again; without a shape there is none.
+  struct Kept {
+    const records::Shape* shape = nullptr;
+    std::string bytes;
+    records::Position position;
+    void Keep(const records::Record& record);
+    Item Told(const records::KindRow& kind) const;
+  };
+  struct Slot {
+    Kept whole;
+    Kept partial;  // said behind it
+    bool IsEmpty() const { return whole.shape == nullptr && partial.shape == nullptr; }
+  };
+
+  // Slots by the bytes of an item that tell its key, so that a key is seldom made. A copy
+  // has none: they would lead into the slots of the original.
+  class Shortcuts {
+   public:
+    Shortcuts() = default;
+    Shortcuts(const Shortcuts& /*other*/) {}
+    Shortcuts& operator=(const Shortcuts& /*other*/) { return Clear(), *this; }
+    ~Shortcuts() = default;
+    void Clear() { ways_.fill({}); }
+    // Of the slot it leads to, or is to.
+    Slot*& To(std::uint32_t code);
+
+   private:
+    static constexpr int kBits = 10;
+    struct Way {
+      std::uint32_t code = 0;
+      Slot* slot = nullptr;
+    };
+    std::array<Way, 1U << kBits> ways_{};
+  };
+
+  Slot& SlotOf(const records::Record& record);
+
+  std::map<Key, Slot> slots_;
+  Shortcuts shortcuts_;
 };
 
 // The item of a whole position.

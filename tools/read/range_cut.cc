@@ -200,7 +200,7 @@ void RangeCut::RefuseTicks() {
 
 void RangeCut::Begin() {
   has_begun_ = true;
-  if (known_before_held_) known_ = *known_before_held_;
+  state_ = (known_before_held_ ? *known_before_held_ : known_).All();
   Put(unit_.head);
   WriteState();
   if (gap_before_) MarkGap(*gap_before_);
@@ -235,8 +235,8 @@ std::string RangeCut::CompletedText() const {
 // What is recorded of what the unit's state says.
 void RangeCut::AddKnown(const UnitExtract::Said& said, std::vector<std::string>& items) {
   if (!said.is_state) return items.push_back(said.item.bytes);
-  const auto found = known_.All().find(said.key);
-  if (found == known_.All().end() || found->second.empty()) {
+  const auto found = state_.find(said.key);
+  if (found == state_.end() || found->second.empty()) {
     ++facts_.removed;
     return;
   }
@@ -252,7 +252,7 @@ void RangeCut::AddKnown(const UnitExtract::Said& said, std::vector<std::string>&
 std::vector<std::string> RangeCut::StateItems() {
   std::vector<std::string> items;
   for (const UnitExtract::Said& said : unit_.state) AddKnown(said, items);
-  for (const auto& [key, known] : known_.All()) {
+  for (const auto& [key, known] : state_) {
     if (known.empty() || said_.count(key) != 0) continue;
     ++facts_.added;
     for (const ItemsInForce::Item& item : known) items.push_back(item.bytes);

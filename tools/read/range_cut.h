@@ -122,7 +122,8 @@ class RangeCut final : public records::Sink {
   unsigned int highest_tick_ = kNoTick;  // up to the range's end
 
   ItemsInForce known_;
-  records::Time time_;  // at `time_tick_`
+  std::map<ItemsInForce::Key, ItemsInForce::Items> state_;  // of it, once the range begins
+  records::Time time_;                                      // at `time_tick_`
   unsigned int time_tick_ = kNoTick;
   bool time_is_sure_ = false;
 

@@ -10,6 +10,35 @@
 namespace vmr::tool {
 namespace {
 
+// How far the item at `item` reaches, of which `available` bytes (at least 1) are there; 0 when
+// it does not end within them or its tag is none. Clusters are walked by the millions of items,
+// each of which waits for the length of the one before: one small table tells it sooner than
+// the catalogue's rows.
+class ItemLengths {
+ public:
+  ItemLengths() {
+    for (const TagRow& row : Tags()) heads_[row.tag] = {row.size, row.variable};
+  }
+  std::size_t At(const unsigned char* item, std::size_t available) const {
+    const Head head = heads_[item[0]];
+    if (head.size > available) return 0;
+    const std::size_t length = head.variable ? head.size + item[head.size - 1] : head.size;
+    return length > available ? 0 : length;
+  }
+
+ private:
+  struct Head {
+    unsigned char size = 0;
+    bool variable = false;
+  };
+  std::array<Head, 256> heads_{};
+};
+
+const ItemLengths& Lengths() {
+  static const ItemLengths kLengths;
+  return kLengths;
+}
+
 class Walk {
  public:
   Walk(const unsigned char* image, std::size_t used_bytes, ContentSink* sink)
@@ -27,7 +56,7 @@ class Walk {
   std::size_t Step(const unsigned char* packet, std::size_t available) {
     const PacketShape* const shape = FindPacketShape(packet[0]);
     if (shape == nullptr) {
-      if (packet[0] != HEADER_NULL) ++content_.junk_bytes;
+      ++(packet[0] == HEADER_NULL ? content_.null_bytes : content_.junk_bytes);
       return 1;
     }
     const std::size_t bytes = WholePacketBytes(packet, available);
@@ -69,20 +98,22 @@ class Walk {
   }
 
   void CountItems(const unsigned char* item, std::size_t available) {
-    while (available > 0) {
-      const std::size_t bytes = ItemLength(FindTag(item[0]), item, available);
+    std::uint16_t items = 0;
+    for (; available > 0; ++items) {
+      const std::size_t bytes = lengths_.At(item, available);
       if (bytes == 0) {
         ++content_.undecodable;
-        return;
+        break;
       }
-      ++content_.items;
       content_.tags.set(item[0]);
       if (sink_ != nullptr) sink_->OnItem(item, tick_);
       item += bytes;
       available -= bytes;
     }
+    content_.items = static_cast<std::uint16_t>(content_.items + items);
   }
 
+  const ItemLengths& lengths_ = Lengths();
   const unsigned char* image_;
   std::size_t end_;
   ContentSink* sink_;
@@ -95,6 +126,25 @@ class Walk {
 
 ClusterContent WalkCluster(const unsigned char* image, std::size_t used_bytes, ContentSink* sink) {
   return Walk(image, used_bytes, sink).Run();
+}
+
+void CountItems(const unsigned char* image, std::size_t used_bytes, TagCounts& counts) {
+  const ItemLengths& lengths = Lengths();
+  for (std::size_t at = kClusterHeaderBytes; at < used_bytes;) {
+    const unsigned char* const packet = image + at;
+    const PacketShape& shape = *FindPacketShape(packet[0]);
+    const std::size_t packet_bytes = PacketBytes(shape, packet, used_bytes - at);
+    at += packet_bytes;
+    if (!shape.has_items) continue;
+    const unsigned char* item = packet + shape.head_bytes;
+    for (std::size_t left = PacketItemBytes(shape, packet_bytes); left > 0;) {
+      const std::size_t bytes = lengths.At(item, left);
+      if (bytes == 0) break;
+      ++counts[item[0]];
+      item += bytes;
+      left -= bytes;
+    }
+  }
 }
 
 std::string KindName(unsigned char tag) {

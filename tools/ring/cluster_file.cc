@@ -73,15 +73,13 @@ CopyState ClusterFile::Read(int cluster, unsigned char* image) const {
   return state;
 }
 
-CopyState ClusterFile::ReadInTurn(int cluster, unsigned char* image, const Twin* twin) {
+CopyState ClusterFile::ReadInTurn(int cluster, unsigned char* image, const Known& known) {
   const int within = cluster % kClustersAtOnce;
   if (cluster - within != first_ahead_ && !ReadAhead(cluster - within)) return Read(cluster, image);
   std::memcpy(image, ahead_.data() + static_cast<std::size_t>(within) * kClusterBytes,
               kClusterBytes);
-  if (twin != nullptr && IsSound(twin->state) &&
-      std::memcmp(image, twin->image, kClusterBytes) == 0)
-    return twin->state;
-  const CopyState state = Judge(image);
+  CopyState state = known ? known(image) : CopyState::kAbsent;
+  if (!IsSound(state)) state = Judge(image);
   return IsSound(state) ? state : Read(cluster, image);
 }
 

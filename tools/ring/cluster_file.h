@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -51,14 +52,11 @@ class ClusterFile {
   // again until two readings agree: a recorder may be writing it. After an
   // absent or unreadable one the image is zeros.
   CopyState Read(int cluster, unsigned char* image) const;
-  // A copy of the cluster in another file and what was found of it.
-  struct Twin {
-    CopyState state;
-    const unsigned char* image;
-  };
+  // What is known already of an image; any state that is not sound: nothing.
+  using Known = std::function<CopyState(const unsigned char* image)>;
   // The same for one cluster after the other, many of which are read at once: a
-  // sound one may be a moment old. The bytes of a sound twin are not judged again.
-  CopyState ReadInTurn(int cluster, unsigned char* image, const Twin* twin = nullptr);
+  // sound one may be a moment old. What is known to be sound is not judged again.
+  CopyState ReadInTurn(int cluster, unsigned char* image, const Known& known = nullptr);
 
  private:
   static constexpr int kClustersAtOnce = 64;

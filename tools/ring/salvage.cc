@@ -10,6 +10,7 @@
 #include "store/bytes.h"
 #include "store/packet_format.h"
 #include "tools/common/console.h"
+#include "tools/ring/image_digest.h"
 
 namespace vmr::tool {
 namespace {
@@ -267,16 +268,30 @@ int RingSalvage::Regained(unsigned int after_tick, unsigned int before_tick) con
 }
 
 bool RingSalvage::MakeImage(const SalvagedCluster& from, unsigned char* image, TagCounts& counts,
-                            unsigned long& packets) {
+                            unsigned long& packets, const CopyFacts*& same) {
   std::memset(image, 0, kClusterBytes);
+  same = nullptr;
   if (from.source == nullptr) {
     MakeBearing(from.first_tick, from.is_behind_loss, image);
     return true;
   }
   const CopyFacts& facts = FactsOf(from);
   unsigned char original[kClusterBytes];
-  if (from.source->File(from.file).Read(from.cluster, original) != facts.state ||
-      ClusterSize(original) < facts.used_bytes || ClusterSt(original) != facts.first_tick) {
+  bool is_as_surveyed = false;
+  const CopyState state = from.source->File(from.file).ReadInTurn(
+      from.cluster, original, [&](const unsigned char* read) {
+        is_as_surveyed = facts.state == CopyState::kGood && ImageDigest(read) == facts.digest;
+        return is_as_surveyed ? facts.state : CopyState::kAbsent;
+      });
+  if (is_as_surveyed && facts.content.IsPure() && facts.first_tick == from.first_tick) {
+    std::memcpy(image, original, facts.used_bytes);
+    CountItems(image, facts.used_bytes, counts);
+    packets += facts.content.packets;
+    same = &facts;
+    return true;
+  }
+  if (state != facts.state || ClusterSize(original) < facts.used_bytes ||
+      ClusterSt(original) != facts.first_tick) {
     MakeBearing(from.first_tick, true, image);
     return false;
   }

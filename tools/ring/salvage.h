@@ -2,7 +2,6 @@
 #ifndef VMR_TOOLS_RING_SALVAGE_H_
 #define VMR_TOOLS_RING_SALVAGE_H_
 
-#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,8 +9,6 @@
 #include "tools/ring/survey.h"
 
 namespace vmr::tool {
-
-using TagCounts = std::array<unsigned long, 256>;
 
 // One cluster of the new ring.
 struct SalvagedCluster {
@@ -57,9 +54,10 @@ class RingSalvage {
 
   // Makes the cluster's image, with a mark in the place of what is unsound in it, and adds up
   // its items. False when there is nothing left of it, or it has changed meanwhile: then the
-  // image is a mark alone.
+  // image is a mark alone. `same` becomes the facts of the copy that the image is one of, or
+  // null where it is another. Of one cluster after the other it reads many at once.
   static bool MakeImage(const SalvagedCluster& from, unsigned char* image, TagCounts& counts,
-                        unsigned long& packets);
+                        unsigned long& packets, const CopyFacts*& same);
 
  private:
   void AddStore();

@@ -7,6 +7,7 @@
 #include "store/bytes.h"
 #include "store/packet_format.h"
 #include "tools/ring/copy_fit.h"
+#include "tools/ring/image_digest.h"
 
 namespace vmr::tool {
 namespace {
@@ -24,7 +25,9 @@ CopyFacts FactsOf(CopyState state, const unsigned char* image) {
   if (!IsSound(state) && state != CopyState::kBadCrc) return facts;
   facts.used_bytes = ClusterSize(image);
   if (IsSound(state)) facts.first_tick = ClusterSt(image);
-  if (state == CopyState::kGood) facts.content = WalkCluster(image, facts.used_bytes);
+  if (state != CopyState::kGood) return facts;
+  facts.content = WalkCluster(image, facts.used_bytes);
+  facts.digest = ImageDigest(image);
   return facts;
 }
 
@@ -153,11 +156,12 @@ RingSurvey::RingSurvey(const std::string& path1, const std::string& path2)
     : files_{{ClusterFile(path1), ClusterFile(path2)}},
       clusters_(static_cast<std::size_t>(kClusterCount)) {}
 
-void RingSurvey::Read() {
+void RingSurvey::Read(const MeantImages* meant) {
   for (ClusterFile& file : files_) file.Open();
   conflicts_go_to_ = 1;
   times_.clear();
-  for (int cluster = 0; cluster < kClusterCount; ++cluster) ReadCluster(cluster, Pass::kFirst);
+  for (int cluster = 0; cluster < kClusterCount; ++cluster)
+    ReadCluster(cluster, Pass::kFirst, meant);
   LookAgain();
   SearchFiles();
   CompareRecordings();
@@ -170,21 +174,28 @@ void RingSurvey::Read() {
   BuildClock();
 }
 
-bool RingSurvey::ReadCluster(int cluster, Pass pass) {
+bool RingSurvey::ReadCluster(int cluster, Pass pass, const MeantImages* meant) {
   Images images;
   ClusterFacts facts;
   CopyState states[2];
+  const CopyFacts* as_meant = nullptr;
+  const auto is_like_first = [&images](const unsigned char* image) {
+    return std::memcmp(images.Of(1), image, kClusterBytes) == 0;
+  };
   if (pass == Pass::kFirst) {
-    states[0] = File(1).ReadInTurn(cluster, images.Of(1));
-    const ClusterFile::Twin twin = {states[0], images.Of(1)};
-    states[1] = File(2).ReadInTurn(cluster, images.Of(2), &twin);
+    states[0] = File(1).ReadInTurn(cluster, images.Of(1), [&](const unsigned char* image) {
+      as_meant = meant != nullptr ? meant->FactsOf(cluster, image) : nullptr;
+      return as_meant != nullptr ? as_meant->state : CopyState::kAbsent;
+    });
+    states[1] = File(2).ReadInTurn(cluster, images.Of(2), [&](const unsigned char* image) {
+      return is_like_first(image) ? states[0] : CopyState::kAbsent;
+    });
   } else {
     for (const int file : kFileNumbers)
       states[file - 1] = File(file).Read(cluster, images.Of(file));
   }
-  facts.Copy(1) = FactsOf(states[0], images.Of(1));
-  const bool same =
-      states[0] == states[1] && std::memcmp(images.Of(1), images.Of(2), kClusterBytes) == 0;
+  facts.Copy(1) = as_meant != nullptr ? *as_meant : FactsOf(states[0], images.Of(1));
+  const bool same = states[0] == states[1] && is_like_first(images.Of(2));
   facts.Copy(2) = same ? facts.Copy(1) : FactsOf(states[1], images.Of(2));
   Compare(facts, images, conflicts_go_to_);
   const auto sound_image = [&](int file) {

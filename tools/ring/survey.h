@@ -3,6 +3,7 @@
 #define VMR_TOOLS_RING_SURVEY_H_
 
 #include <array>
+#include <cstdint>
 #include <deque>
 #include <string>
 #include <vector>
@@ -35,6 +36,7 @@ struct CopyFacts {
   unsigned short used_bytes = 0;              // of a sound copy, and of one with a wrong CRC
   unsigned int first_tick = kNeverWrittenSt;  // the header's, of a sound copy
   ClusterContent content;                     // of a good copy
+  std::uint64_t digest = 0;                   // the same: of its whole image, see ImageDigest
 
   // The ticks of a good copy, as far as anything tells them.
   unsigned int FirstTick() const;
@@ -61,6 +63,14 @@ struct ClusterFacts {
   unsigned int LastTick() const { return Best().LastTick(); }
 };
 
+// What was written into a ring's files, for whoever reads them back.
+class MeantImages {
+ public:
+  virtual ~MeantImages() = default;
+  // Of the cluster's image, if it is exactly what was meant, and looked at before; else null.
+  virtual const CopyFacts* FactsOf(int cluster, const unsigned char* image) const = 0;
+};
+
 // Reads both files of a ring once, and again what looked unsound or unlike, since
 // a recorder may be at work. Two clusters at a time are in memory.
 //
@@ -71,7 +81,8 @@ class RingSurvey {
   // A ring's two files. An empty path stands for a file that there is not.
   RingSurvey(const std::string& path1, const std::string& path2);
 
-  void Read();
+  // Of images that are as `meant` nothing is gathered again.
+  void Read(const MeantImages* meant = nullptr);
 
   ClusterFile& File(int number) { return files_[static_cast<std::size_t>(number - 1)]; }
   const ClusterFile& File(int number) const { return files_[static_cast<std::size_t>(number - 1)]; }
@@ -122,7 +133,7 @@ class RingSurvey {
   enum class Pass { kFirst, kAgain };
 
   // True when the facts are other than before.
-  bool ReadCluster(int cluster, Pass pass);
+  bool ReadCluster(int cluster, Pass pass, const MeantImages* meant = nullptr);
   bool NeedsSecondLook(int cluster) const;
   void LookAgain();
   void SearchFiles();

@@ -59,12 +59,22 @@ bool RingWriter::Flush() {
   return true;
 }
 
-bool RingWriter::Complete() {
+bool RingWriter::Fill() {
   unsigned char unwritten[kClusterBytes];
   FillNeverWritten(unwritten, kClusterBytes);
   while (clusters_ < kClusterCount)
     if (!Add(unwritten)) return false;
-  if (!Flush()) return false;
+  return Flush();
+}
+
+bool RingWriter::SyncSoFar() const {
+  for (const int fd : fds_)
+    if (SyncFile(fd) != 0) return Fail();
+  return true;
+}
+
+bool RingWriter::Complete() {
+  if (!Fill()) return false;
   for (int& fd : fds_)
     if (!SyncAndClose(std::exchange(fd, -1))) return Fail();
   return true;

@@ -24,6 +24,11 @@ class RingWriter {
   bool Open();
   // 4096 bytes.
   bool Add(const unsigned char* image);
+  // Fills the ring up.
+  bool Fill();
+  // Makes what was written so far durable. Another thread may do so while clusters are added;
+  // once it has failed nobody can tell what is durable.
+  bool SyncSoFar() const;
   // Fills the ring up and makes the content durable.
   bool Complete();
   bool Publish();
