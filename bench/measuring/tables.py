@@ -176,7 +176,9 @@ def extraction(results):
                              number(median_ratio(of[how], spot, "50", "processor_s")),
                              number(median(of[how], spot, "wall_s") / copied)))
     return text + table(("`vmr extract`, an hour of ticks", "processor, ms", "against the middle",
-                         "wall time, `cp` of what comes out = 1"), rows)
+                         "wall time, `cp` of what comes out = 1"), rows) + (
+                        "`--as-unit` goes back to a full state, of which there is one an hour: its "
+                        "rows are the mean of eight starts within the hour at that place.\n")
 
 
 FLOORS = [

@@ -247,10 +247,9 @@ REASONS = {
        "`--as-unit` goes back to the last full state only" for ring in ("busy", "sparse")},
     **{f"extract_as_unit_{ring}": "it goes back to the last full state whose tick its cluster "
        "tells, and how far that is differs from place to place" for ring in ("busy", "sparse")},
-    "recover": "it surveys the store, as check does, writes the new one, and surveys that, before "
-               "it lets it take its name",
-    "help": "before its first line runs, shared libraries are loaded: libstdc++ is a third of it, "
-            "libgps with what it brings another",
+    "recover": "it surveys the whole store before it writes anything, and reads back and compares "
+               "all that it has written before it lets it take its name",
+    "help": "before its first line runs, shared libraries are loaded, libstdc++ the largest of them",
 }
 
 
