@@ -598,7 +598,7 @@ void SimulatedFiles::WriteAt(File& file, long offset, const unsigned char* data,
     file.blocks.Set(at / kBlockBytes, last_block_);
     done += part;
   }
-  file.size = std::max(file.size, offset + static_cast<long>(count));
+  if (count > 0) file.size = std::max(file.size, offset + static_cast<long>(count));
 }
 
 off_t SimulatedFiles::Lseek(int fd, off_t offset, int whence) {
