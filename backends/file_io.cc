@@ -40,6 +40,14 @@ ssize_t WriteFile(int fd, const void* data, std::size_t count) {
   return RetryInterrupted([&] { return FileOps::Current().Write(fd, data, count); });
 }
 
+ssize_t WriteFileAt(int fd, const void* data, std::size_t count, off_t offset) {
+  if (!IsOpenDescriptor(fd)) {
+    errno = EBADF;
+    return FileOps::kNoPosition;
+  }
+  return RetryInterrupted([&] { return FileOps::Current().WriteAt(fd, data, count, offset); });
+}
+
 off_t SeekFile(int fd, off_t offset, int whence) {
   if (!IsOpenDescriptor(fd)) {
     errno = EBADF;
@@ -57,19 +65,11 @@ int CloseFile(int fd) {
   return result < 0 && errno == EINTR ? 0 : result;
 }
 
-bool WriteWhole(int fd, const void* data, std::size_t count) {
+ssize_t WriteWholeAt(int fd, const void* data, std::size_t count, off_t offset) {
   const auto* const bytes = static_cast<const unsigned char*>(data);
-  int idle_calls = 0;
-  for (std::size_t written = 0; written < count;) {
-    const ssize_t result = WriteFile(fd, bytes + written, count - written);
-    if (result < 0) return false;
-    written += static_cast<std::size_t>(result);
-    if (result == 0 && ++idle_calls > kMaxIdleCalls) {
-      errno = EIO;
-      return false;
-    }
-  }
-  return true;
+  return WriteAll(count, [&](std::size_t written) {
+    return WriteFileAt(fd, bytes + written, count - written, offset + static_cast<off_t>(written));
+  });
 }
 
 void RemoveIfThere(const std::string& path) {

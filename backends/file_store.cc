@@ -217,30 +217,25 @@ int FileStore::WriteCluster(int clusterSize, const unsigned char* buf, int clust
 
 bool FileStore::WriteAndSync(int clusterSize, const unsigned char* buf, int cluster) {
   const off_t offset = ClusterOffset(clusterSize, cluster);
-  if (!GoTo(offset)) {
-    const Reason reason;
+  const auto bytes = static_cast<std::size_t>(std::max(clusterSize, 0));
+  const ssize_t written = WriteWholeAt(fd_, buf, bytes, offset);
+  // Data that did not reach the device is not written.
+  if (written >= 0 && SyncFile(fd_) == 0) return true;
+  const Reason reason;
+  if (written == FileOps::kNoPosition) {
     // Deliberate: the one message that does not name its file.
     VMR_LOG(kLogError, "Could not set file position in metadata file " << reason);
     return false;
   }
-  const auto bytes = static_cast<std::size_t>(std::max(clusterSize, 0));
-  // Data that did not reach the device is not written.
-  if (WriteWhole(fd_, buf, bytes) && SyncFile(fd_) == 0) return true;
-  const Reason reason;
   VMR_LOG(kLogError, "Could not write metadata file at cluster "
                          << cluster << " (" << static_cast<long long>(offset) << ") - " << reason);
   return false;
 }
 
-bool FileStore::GoTo(off_t offset) const {
-  // False, too, when the file is closed.
-  return SeekFile(fd_, offset, SEEK_SET) >= 0;
-}
-
 int FileStore::ReadCluster(int clusterSize, unsigned char* buf, int cluster) {
   if (RefuseNull(buf, "ReadCluster") || RefuseSize(clusterSize)) return 0;
   const off_t offset = ClusterOffset(clusterSize, cluster);
-  if (!GoTo(offset)) {
+  if (SeekFile(fd_, offset, SEEK_SET) < 0) {  // or the file is closed
     const Reason reason;
     // Deliberate: the parenthesis is not closed.
     VMR_LOG(kLogError, "Could not set file position in metadata file ("

@@ -122,7 +122,6 @@ class FileStore {
   static bool IsCompleteAndSynced(const std::string& tmp_name, int clusterCount, int clusterSize);
   bool TakeNameOf(const std::string& tmp_name) const;
   bool WriteAndSync(int clusterSize, const unsigned char* buf, int cluster);
-  bool GoTo(off_t offset) const;
   bool HoldsWholeCluster(int clusterSize, int cluster) const;
   int WriteInitialClusters(int fd, const std::string& tmp_name, const unsigned char* cluster,
                            int clusterCount, int clusterSize);

@@ -4,6 +4,7 @@
 #define VMR_HOST_FILE_OPS_H_
 
 #include <errno.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -46,6 +47,15 @@ class FileOps {
   // whose system has such links need do more.
   [[nodiscard]] virtual int ChmodNoFollow(const char* path, mode_t mode) {
     return Chmod(path, mode);
+  }
+
+  // Write that begins `offset` bytes into the file, as pwrite() does. Where Lseek and Read
+  // then go on from is open. kNoPosition and errno: it failed because `fd` cannot be at
+  // `offset`; -1 and errno: at that place nothing could be written. A host whose system
+  // has one call for it spares a call for each packet.
+  static constexpr ssize_t kNoPosition = -2;
+  [[nodiscard]] virtual ssize_t WriteAt(int fd, const void* data, std::size_t count, off_t offset) {
+    return Lseek(fd, offset, SEEK_SET) < 0 ? kNoPosition : Write(fd, data, count);
   }
 
   // The operations in use; POSIX unless replaced.

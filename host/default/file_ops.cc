@@ -44,12 +44,26 @@ int ChmodUnlessLink(const char* path, mode_t mode) {
   return result;
 }
 
+// One call; lseek is asked only when that failed, for it alone tells whether the position
+// was at fault: of what pwrite fails with, EBADF and EINVAL stand for either.
+ssize_t WriteAtOffset(int fd, const void* data, std::size_t count, off_t offset) {
+  const ssize_t written = pwrite(fd, data, count, offset);
+  if (written >= 0 || errno == EINTR) return written;
+  const int error = errno;
+  if (lseek(fd, offset, SEEK_SET) < 0) return FileOps::kNoPosition;
+  errno = error;
+  return written;
+}
+
 class PosixFileOps final : public FileOps {
  public:
   int Open(const char* path, int flags, mode_t mode) override { return open(path, flags, mode); }
   ssize_t Read(int fd, void* buffer, std::size_t count) override { return read(fd, buffer, count); }
   ssize_t Write(int fd, const void* data, std::size_t count) override {
     return write(fd, data, count);
+  }
+  ssize_t WriteAt(int fd, const void* data, std::size_t count, off_t offset) override {
+    return WriteAtOffset(fd, data, count, offset);
   }
   off_t Lseek(int fd, off_t offset, int whence) override { return lseek(fd, offset, whence); }
   int Fsync(int fd) override { return fsync(fd); }

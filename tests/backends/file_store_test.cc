@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "tests/backends/ring_fixture.h"
+#include "tests/support/file_hook.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/test_clock.h"
 
@@ -964,6 +965,39 @@ TEST(FileStoreLink, TheModeOfAFileElsewhereIsLeftAlone) {
   EXPECT_EQ(status.st_mode & 07777, 0644U);
   EXPECT_THAT(log.Texts(2), ElementsAre("Could not reset the mode of file " + link +
                                         ", 40 : Too many levels of symbolic links"));
+}
+
+// What is logged of writes to real files: to a cluster that cannot be, through a file that
+// was opened to be read, and to one that was closed.
+std::vector<std::string> ToldOfFailedWrites() {
+  const TempDir directory;
+  CapturedLog log(7);
+  const std::string base = directory.Path("r");
+  const Bytes image = ClusterImage(5, PacketAt(5));
+  Bytes buffer(kSize);
+  FileStore file(1);
+  EXPECT_EQ(file.StartFile(base, buffer.data(), kCount, kSize, 1), 1);
+  EXPECT_EQ(file.WriteCluster(kSize, image.data(), 3), 1);
+  EXPECT_EQ(file.ReadCluster(kSize, buffer.data(), 3), 1);
+  EXPECT_EQ(buffer, image);
+  EXPECT_TRUE(log.Entries().empty());
+  EXPECT_EQ(file.WriteCluster(kSize, image.data(), -1), 0);
+  file.Close();
+  EXPECT_EQ(file.StartFileReadOnly(base, kCount, kSize, 1), 1);
+  EXPECT_EQ(file.WriteCluster(kSize, image.data(), 2), 0);
+  file.Close();
+  EXPECT_EQ(file.WriteCluster(kSize, image.data(), 2), 0);
+  return log.Texts(2);
+}
+
+TEST(FileStoreWrites, FailWithTheSameTextsWhetherOrNotTheHostWritesAtAPosition) {
+  const auto expected =
+      ElementsAre("Could not set file position in metadata file 22: Invalid argument",
+                  "Could not write metadata file at cluster 2 (8192) - 9: Bad file descriptor",
+                  "Could not set file position in metadata file 9: Bad file descriptor");
+  EXPECT_THAT(ToldOfFailedWrites(), expected);
+  const PassingOn seeks_and_writes;
+  EXPECT_THAT(ToldOfFailedWrites(), expected);
 }
 
 // Relative to the directory that the test is in, as a host's own path may be.

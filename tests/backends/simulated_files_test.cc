@@ -50,6 +50,12 @@ TEST_F(SimulatedFilesTest, BytesAreReadBackAcrossBlocks) {
   EXPECT_EQ(back, B("00 00 01 02 03 04 05 06 07 08 09 0A 00 00 00 00 00 00 00 00"));
 }
 
+TEST_F(SimulatedFilesTest, AWriteOfNothingLeavesTheSize) {
+  const int fd = Create("f");
+  WriteAt(fd, 10, {});
+  EXPECT_EQ(files_.Size("f"), 0);
+}
+
 TEST_F(SimulatedFilesTest, FollowPosixWhereTheStoresLook) {
   errno = 0;
   EXPECT_EQ(files_.Open("none", O_RDONLY | O_CLOEXEC, 0), -1);

@@ -39,6 +39,9 @@ class NoDevice : public PassingOn {
     ++writes;
     return static_cast<ssize_t>(count);
   }
+  ssize_t WriteAt(int fd, const void* data, std::size_t count, off_t /*offset*/) override {
+    return Write(fd, data, count);
+  }
   off_t Lseek(int /*fd*/, off_t offset, int /*whence*/) override { return offset; }
   int Fsync(int /*fd*/) override { return 0; }
   int Close(int /*fd*/) override { return 0; }

@@ -8,6 +8,8 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/support/temp_dir.h"
 
@@ -78,6 +80,43 @@ TEST_F(PosixFiles, SeekBeyondTwoGigabytes) {
   constexpr off_t kFar = off_t{3} << 30;
   EXPECT_EQ(files.Lseek(fd, kFar, SEEK_SET), kFar);
   EXPECT_EQ(files.Close(fd), 0);
+}
+
+TEST_F(PosixFiles, AreWrittenAtAnyPositionWithoutGoingThere) {
+  Make(one, "abcdef");
+  const int fd = files.Open(one.c_str(), O_RDWR, 0);
+  EXPECT_EQ(files.WriteAt(fd, "XY", 2, 3), 2);
+  EXPECT_EQ(files.Lseek(fd, 0, SEEK_CUR), 0) << "a call was spent on seeking";
+  EXPECT_EQ(Content(one), "abcXYf");
+  constexpr off_t kFar = off_t{3} << 30;
+  EXPECT_EQ(files.WriteAt(fd, "Z", 1, kFar), 1);
+  EXPECT_EQ(files.Lseek(fd, 0, SEEK_END), kFar + 1);
+  EXPECT_EQ(files.Close(fd), 0);
+}
+
+TEST_F(PosixFiles, TellAPositionThatCannotBeFromAWriteThatCannot) {
+  const auto failure_of = [this](int fd, off_t offset) {
+    errno = 0;
+    const ssize_t result = files.WriteAt(fd, "a", 1, offset);
+    return std::make_pair(result, errno);
+  };
+  const auto cannot_be_there = [](int error) {
+    return std::make_pair(FileOps::kNoPosition, error);
+  };
+  const auto cannot_write = [](int error) { return std::make_pair(ssize_t{-1}, error); };
+  Make(one, "abcdef");
+  const int read_only = files.Open(one.c_str(), O_RDONLY, 0);
+  const int writable = files.Open(one.c_str(), O_WRONLY, 0);
+  const int full = files.Open("/dev/full", O_WRONLY, 0);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_EQ(failure_of(-1, 0), cannot_be_there(EBADF));
+  EXPECT_EQ(failure_of(read_only, 0), cannot_write(EBADF));
+  EXPECT_EQ(failure_of(writable, -1), cannot_be_there(EINVAL));
+  EXPECT_EQ(failure_of(full, 4096), cannot_write(ENOSPC));
+  EXPECT_EQ(failure_of(ends[1], 0), cannot_be_there(ESPIPE));
+  for (const int fd : {read_only, writable, full, ends[0], ends[1]}) EXPECT_EQ(files.Close(fd), 0);
+  EXPECT_EQ(Content(one), "abcdef");
 }
 
 TEST_F(PosixFiles, TellSizeAndMode) {
@@ -168,6 +207,40 @@ class NoFiles : public FileOps {
   int System(const char*) override { return -1; }
   int Usleep(unsigned int) override { return -1; }
 };
+
+// Of a host that has no positioned write.
+class SeeksAndWrites : public NoFiles {
+ public:
+  off_t Lseek(int fd, off_t offset, int whence) override {
+    EXPECT_EQ(whence, SEEK_SET);
+    calls.push_back("lseek " + std::to_string(fd) + " " + std::to_string(offset));
+    return position_can_be ? offset : -1;
+  }
+  ssize_t Write(int fd, const void* data, std::size_t count) override {
+    calls.push_back("write " + std::to_string(fd) + " " +
+                    std::string(static_cast<const char*>(data), count));
+    return written;
+  }
+
+  bool position_can_be = true;
+  ssize_t written = 3;
+  std::vector<std::string> calls;
+};
+
+TEST(FileOps, WithoutAPositionedWriteSeekAndWrite) {
+  SeeksAndWrites files;
+  EXPECT_EQ(files.WriteAt(7, "abc", 3, 4096), 3);
+  EXPECT_EQ(files.calls, (std::vector<std::string>{"lseek 7 4096", "write 7 abc"}));
+  files.written = -1;
+  EXPECT_EQ(files.WriteAt(7, "abc", 3, 4096), -1);
+}
+
+TEST(FileOps, WithoutAPositionedWriteWriteNothingWhereTheyCannotBe) {
+  SeeksAndWrites files;
+  files.position_can_be = false;
+  EXPECT_EQ(files.WriteAt(7, "abc", 3, 4096), FileOps::kNoPosition);
+  EXPECT_EQ(files.calls, std::vector<std::string>{"lseek 7 4096"});
+}
 
 TEST(FileOps, CanBeReplacedAndPutBack) {
   FileOps* const posix = &FileOps::Current();

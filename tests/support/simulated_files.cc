@@ -159,7 +159,7 @@ void SimulatedFiles::MakeDirectory(const std::string& path) {
 void SimulatedFiles::PutFile(const std::string& path, const Bytes& bytes, mode_t mode) {
   const auto file = std::make_shared<File>();
   file->mode = mode;
-  WriteAt(*file, 0, bytes.data(), bytes.size());
+  PutBytes(*file, 0, bytes.data(), bytes.size());
   AddDurable(path, file);
 }
 
@@ -178,7 +178,7 @@ void SimulatedFiles::PutBlocks(const std::string& path, std::size_t first, std::
   for (std::size_t index = first; index < first + count; ++index) {
     Bytes whole = block(index);
     whole.resize(kBlockBytes);
-    WriteAt(file, static_cast<long>(index * kBlockBytes), whole.data(), whole.size());
+    PutBytes(file, static_cast<long>(index * kBlockBytes), whole.data(), whole.size());
   }
   MakeDurable(file);
 }
@@ -572,14 +572,15 @@ ssize_t SimulatedFiles::Write(int fd, const void* data, std::size_t count) {
   operation.count = count;
   return RunOnDescriptor(operation, [&](const Operation& op, Descriptor& descriptor) {
     if ((descriptor.flags & O_ACCMODE) == O_RDONLY) return Fail(EBADF);
-    WriteAt(*descriptor.file, descriptor.offset, static_cast<const unsigned char*>(data), op.count);
+    PutBytes(*descriptor.file, descriptor.offset, static_cast<const unsigned char*>(data),
+             op.count);
     descriptor.offset += static_cast<long>(op.count);
     return static_cast<long>(op.count);
   });
 }
 
-void SimulatedFiles::WriteAt(File& file, long offset, const unsigned char* data,
-                             std::size_t count) {
+void SimulatedFiles::PutBytes(File& file, long offset, const unsigned char* data,
+                              std::size_t count) {
   for (std::size_t done = 0; done < count;) {
     const auto at = static_cast<std::size_t>(offset) + done;
     const std::size_t within = at % kBlockBytes;
@@ -598,7 +599,7 @@ void SimulatedFiles::WriteAt(File& file, long offset, const unsigned char* data,
     file.blocks.Set(at / kBlockBytes, last_block_);
     done += part;
   }
-  file.size = std::max(file.size, offset + static_cast<long>(count));
+  if (count > 0) file.size = std::max(file.size, offset + static_cast<long>(count));
 }
 
 off_t SimulatedFiles::Lseek(int fd, off_t offset, int whence) {

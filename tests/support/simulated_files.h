@@ -254,7 +254,7 @@ class SimulatedFiles : public FileOps {
   long OpenMissing(const Operation& operation);
   long HandOut(const FilePtr& file, const Operation& operation);
   static void Truncate(File& file);
-  void WriteAt(File& file, long offset, const unsigned char* data, std::size_t count);
+  void PutBytes(File& file, long offset, const unsigned char* data, std::size_t count);
   long ReadEffect(Descriptor& descriptor, unsigned char* to, std::size_t count);
   long SeekEffect(Descriptor& descriptor, long offset, int whence);
   long CopyEffect(const std::string& from, const std::string& to);

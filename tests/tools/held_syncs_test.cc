@@ -52,6 +52,16 @@ TEST_F(HeldSyncsTest, AFileIsSyncedOnceWhenItIsClosed) {
   EXPECT_FALSE(held.Failed());
 }
 
+// Which a seek would.
+TEST_F(HeldSyncsTest, AWriteAtAPositionMovesNothing) {
+  const HeldSyncs held;
+  const int fd = OpenNew("a");
+  EXPECT_EQ(WriteWholeAt(fd, "packet", 6, 10), 6);
+  EXPECT_EQ(SeekFile(fd, 0, SEEK_CUR), 0);
+  EXPECT_EQ(SeekFile(fd, 0, SEEK_END), 16);
+  EXPECT_EQ(CloseFile(fd), 0);
+}
+
 TEST_F(HeldSyncsTest, AFileThatWasNotToBeSyncedIsNot) {
   const CountedSyncs device;
   const HeldSyncs held;

@@ -27,6 +27,9 @@ class PassedFiles : public FileOps {
   ssize_t Write(int fd, const void* data, std::size_t count) override {
     return others_.Write(fd, data, count);
   }
+  ssize_t WriteAt(int fd, const void* data, std::size_t count, off_t offset) override {
+    return others_.WriteAt(fd, data, count, offset);
+  }
   off_t Lseek(int fd, off_t offset, int whence) override {
     return others_.Lseek(fd, offset, whence);
   }
