@@ -14,7 +14,8 @@
 namespace vmr::tool {
 namespace {
 
-// They stand in the file as they do in memory: nobody else ever reads it.
+// They stand in the file as they do in memory, with what lies between their members: nobody
+// else ever reads it.
 static_assert(std::is_trivially_copyable_v<TrackPoint>);
 
 int OpenNameless() {
