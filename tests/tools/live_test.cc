@@ -167,20 +167,6 @@ TEST_F(LiveTest, OfHalfAReportAtTheEndOfAConnectionNothingIsTaken) {
   EXPECT_THAT(live.err, HasSubstr(" 1 fixes, 0 losses of fix, 0 events, 1 lines skipped\n"));
 }
 
-TEST_F(LiveTest, ALineThatNoGpsdSendsIsLeftOut) {
-  FakeGpsd gpsd;
-  RunningProgram program(folder, {"record", "s", "--gpsd=" + gpsd.Address()});
-  ASSERT_TRUE(gpsd.Accept());
-  EXPECT_TRUE(gpsd.Send(std::string(1200000, 'x')));
-  EXPECT_TRUE(program.WaitForMessage("vmr: gpsd " + gpsd.Address() +
-                                     ": a line of more than 1048576 bytes is left out\n"));
-  EXPECT_TRUE(gpsd.Send(Fix("49.0")));
-  ASSERT_TRUE(SendAndSee(gpsd, program, "first"));
-  program.Signal(SIGTERM);
-  const Finished live = program.Finish();
-  EXPECT_THAT(live.err, HasSubstr(" 1 fixes, 0 losses of fix, 0 events, 1 lines skipped\n"));
-}
-
 // Where the name stands for ::1, too, nobody answers there.
 TEST_F(LiveTest, AHostIsTriedAtEachOfItsAddresses) {
   FakeGpsd gpsd;
@@ -239,9 +225,7 @@ TEST_F(LiveTest, AGpsdThatIsNotThereIsTriedAgainWithGrowingDelays) {
   program.Signal(SIGINT);
   const Finished live = program.Finish();
   EXPECT_EQ(live.exit_code, 0);
-  EXPECT_THAT(live.err,
-              HasSubstr("vmr: gpsd " + address +
-                        ": cannot connect (Connection refused); trying again in 0.5 s\n"));
+  EXPECT_THAT(live.err, HasSubstr("vmr: gpsd " + address + ": cannot connect ("));
 }
 
 TEST_F(LiveTest, AHostThatNobodyKnowsIsToldAndTriedAgain) {

@@ -1,10 +1,9 @@
 #include "tools/record/gpsd_client.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <netdb.h>
-#include <poll.h>
-#include <sys/socket.h>
+#include <gps.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,13 +12,12 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <string_view>
 #include <thread>
+#include <vector>
 
 #include "backends/file_io.h"
 #include "tools/common/console.h"
 #include "tools/common/numbers.h"
-#include "tools/record/line_reader.h"
 
 namespace vmr::tool {
 namespace {
@@ -29,43 +27,10 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFirstDelay(500);
 constexpr milliseconds kLongestDelay(30000);
 constexpr milliseconds kTimeToEnd(1000);
-constexpr int kWait_ms = 250;  // for a report, before looking whether to end
+constexpr int kWait_us = 250000;  // for a report, before looking whether to end
+constexpr auto kHalfLinePause = std::chrono::milliseconds(50);
+constexpr std::size_t kMessageBytes = 64 * 1024;
 constexpr std::size_t kLongestRelease = 64;
-
-// From then on the server reports, each report a line of JSON.
-constexpr std::string_view kWatch = "?WATCH={\"enable\":true,\"json\":true};\n";
-
-// A socket connected to the first of the host's addresses that answers. -1, and `reason`.
-int ConnectTo(const GpsdAddress& address, std::string& reason) {
-  addrinfo wanted{};
-  wanted.ai_socktype = SOCK_STREAM;
-  addrinfo* found = nullptr;
-  const int error = getaddrinfo(address.host.c_str(), address.port.c_str(), &wanted, &found);
-  if (error != 0) {
-    reason = error == EAI_SYSTEM ? TextOfErrno() : gai_strerror(error);
-    return -1;
-  }
-  int fd = -1;
-  for (const addrinfo* at = found; at != nullptr && fd < 0; at = at->ai_next) {
-    fd = socket(at->ai_family, at->ai_socktype | SOCK_CLOEXEC, at->ai_protocol);
-    if (fd >= 0 && connect(fd, at->ai_addr, at->ai_addrlen) == 0) break;
-    reason = TextOfErrno();
-    if (fd >= 0) static_cast<void>(close(fd));  // nothing was sent
-    fd = -1;
-  }
-  freeaddrinfo(found);
-  return fd;
-}
-
-// A server that hangs up is told by the next read.
-void AskForReports(int fd) {
-  static_cast<void>(send(fd, kWatch.data(), kWatch.size(), MSG_NOSIGNAL));
-}
-
-bool HasReport(int fd) {
-  pollfd server = {fd, POLLIN, 0};
-  return poll(&server, 1, kWait_ms) > 0;
-}
 
 }  // namespace
 
@@ -136,8 +101,7 @@ struct GpsdClient::State {
   }
   void Run();
   void RunConnection();
-  bool PassReports(LineReader& reports);
-  bool PassOn(std::string_view report);
+  bool PassReports(gps_data_t& gps);
   void Note(const std::string& line);
 };
 
@@ -151,41 +115,33 @@ void GpsdClient::State::Run() {
 }
 
 void GpsdClient::State::RunConnection() {
-  std::string reason;
-  const int fd = ConnectTo(address, reason);
-  if (fd < 0) return Complain(fmt::format("cannot connect ({})", reason));
-  LineReader reports(fd);
-  AskForReports(fd);
-  if (!PassReports(reports) && !Stopping()) Complain("the connection ended");
+  auto gps = std::make_unique<gps_data_t>();  // too large for a thread's stack
+  if (gps_open(address.host.c_str(), address.port.c_str(), gps.get()) != 0)
+    return Complain(fmt::format("cannot connect ({})", gps_errstr(errno)));
+  static_cast<void>(gps_stream(gps.get(), WATCH_ENABLE | WATCH_JSON, nullptr));
+  if (!PassReports(*gps) && !Stopping()) Complain("the connection ended");
+  static_cast<void>(gps_close(gps.get()));
 }
 
 // Until the connection or the client ends. False when it was the connection.
-bool GpsdClient::State::PassReports(LineReader& reports) {
+bool GpsdClient::State::PassReports(gps_data_t& gps) {
+  std::vector<char> message(kMessageBytes);
   while (!Stopping()) {
-    if (!HasReport(reports.Fd())) continue;
-    // Of half a line at the end nothing is passed on.
-    if (!reports.Read() || reports.AtEnd()) return false;
-    std::string_view report;
-    for (auto next = reports.Next(report); next != LineReader::Result::kNone;
-         next = reports.Next(report)) {
-      if (next == LineReader::Result::kTooLong)
-        Say(fmt::format("gpsd {}: a line of more than {} bytes is left out", address.Text(),
-                        kMaxLineBytes));
-      else if (!PassOn(report))
-        return true;
+    if (!gps_waiting(&gps, kWait_us)) continue;
+    message[0] = '\0';
+    if (gps_read(&gps, message.data(), static_cast<int>(message.size())) < 0) return false;
+    std::string line(message.data());
+    line.erase(line.find_last_not_of("\r\n") + 1);
+    if (line.empty()) {
+      // Half a line is waiting: gps_waiting says so at once, and ever again.
+      std::this_thread::sleep_for(kHalfLinePause);
+      continue;
     }
+    Note(line);
+    line += '\n';
+    if (!WriteWhole(write_end, line.data(), line.size())) return true;
   }
   return true;
-}
-
-// False when nobody takes it any more.
-bool GpsdClient::State::PassOn(std::string_view report) {
-  std::string line(report);
-  line.erase(line.find_last_not_of("\r\n") + 1);
-  if (line.empty()) return true;
-  Note(line);
-  line += '\n';
-  return WriteWhole(write_end, line.data(), line.size());
 }
 
 // A server that greets and hangs up is not well. One that reports is.
