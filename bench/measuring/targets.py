@@ -249,8 +249,7 @@ REASONS = {
        "tells, and how far that is differs from place to place" for ring in ("busy", "sparse")},
     "recover": "it surveys the store, as check does, writes the new one, and surveys that, before "
                "it lets it take its name",
-    "help": "before its first line runs, shared libraries are loaded: libstdc++ is a third of it, "
-            "libgps with what it brings another",
+    "help": "before its first line runs, shared libraries are loaded: libstdc++ is a quarter of it",
 }
 
 
