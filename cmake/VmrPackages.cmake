@@ -85,6 +85,8 @@ vmr_add_package(development libvmr-dev libdevel
 if(TARGET vmr_tool)
   vmr_add_package(tool vmr utils "Vehicle Metadata Recorder: the program vmr"
     docs/check.md docs/cookbook.md docs/events.md docs/events.schema.json docs/reliability.md)
+  # What the program loads itself: dpkg-shlibdeps, which adds the rest, sees what is linked.
+  get_target_property(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS vmr_tool VMR_LOADED_PACKAGES)
   file(GLOB schemas CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/schema/*)
   install(FILES ${schemas} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vmr/schema COMPONENT tool)
   vmr_install_gzipped(docs/vmr.1 vmr.1.gz ${CMAKE_INSTALL_MANDIR}/man1 tool)

@@ -29,6 +29,11 @@ void Dump(const unsigned char* bytes, int count) {
                                             << ") header in processed data prior to " << position);
 }
 
+// Apart from what nearly all items need.
+[[gnu::noinline, gnu::cold]] void SayIllegal(const DataStore& out, const unsigned char* item) {
+  if (out.Viewing()) PrintText("[Illegal payload tag 0x", Hex2{item[0]}, "] ");
+}
+
 // Of a packet of which `length` bytes are there, all of its head among them.
 std::size_t ItemBytes(const unsigned char* packet, int length, int head_bytes) {
   return static_cast<std::size_t>(std::min<int>(packet[head_bytes - 1], length - head_bytes));
@@ -128,8 +133,8 @@ void PacketParser::ShowItemPacket(DataStore& out, const unsigned char* packet, i
 void PacketParser::ParseItems(DataStore& out, const unsigned char* items, std::size_t count) {
   const TagCatalogue& tags = Tags();
   while (count > 0) {
-    const std::size_t item_bytes = ParseItemOf(tags.Find(items[0]), out, items, count);
-    if (item_bytes == 0) return;
+    std::size_t item_bytes = 0;
+    if (!ParseItemOf(tags.Find(items[0]), out, items, count, item_bytes)) return;
     items += item_bytes;
     count -= item_bytes;
   }
@@ -146,21 +151,21 @@ void PacketParser::DumpItems(DataStore& out, const unsigned char* items, std::si
 }
 
 int PacketParser::ParseItem(DataStore& out, const unsigned char* item, std::size_t available) {
-  const std::size_t length = ParseItemOf(FindTag(item[0]), out, item, available);
-  return length > 0 ? static_cast<int>(length) : -1;
+  std::size_t length = 0;
+  return ParseItemOf(FindTag(item[0]), out, item, available, length) ? static_cast<int>(length)
+                                                                     : -1;
 }
 
 // An item that claims to reach past its packet is as illegal as an unknown tag, and as
-// one that is written and that nobody decodes. 0 for these.
-inline std::size_t PacketParser::ParseItemOf(const TagRow* row, DataStore& out,
-                                             const unsigned char* item, std::size_t available) {
-  const std::size_t length = ItemLength(row, item, available);
-  if (length == 0 || row->decoder == nullptr) {
-    if (out.Viewing()) PrintText("[Illegal payload tag 0x", Hex2{item[0]}, "] ");
-    return 0;
+// one that is written and that nobody decodes. False for these.
+inline bool PacketParser::ParseItemOf(const TagRow* row, DataStore& out, const unsigned char* item,
+                                      std::size_t available, std::size_t& length) {
+  if (!MeasureItem(row, item, available, length) || row->decoder == nullptr) {
+    SayIllegal(out, item);
+    return false;
   }
   row->decoder(out, item, decoded_);
-  return length;
+  return true;
 }
 
 void PacketParser::DebugPrint(const unsigned char* bytes, int count) {

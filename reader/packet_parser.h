@@ -39,8 +39,8 @@ class PacketParser {
   void ParseItemPacket(DataStore& out, const unsigned char* packet, int length, int head_bytes);
   [[gnu::noinline]] void ShowItemPacket(DataStore& out, const unsigned char* packet, int length,
                                         int head_bytes, unsigned int tick_before);
-  std::size_t ParseItemOf(const TagRow* row, DataStore& out, const unsigned char* item,
-                          std::size_t available);
+  bool ParseItemOf(const TagRow* row, DataStore& out, const unsigned char* item,
+                   std::size_t available, std::size_t& length);
   void ParseItems(DataStore& out, const unsigned char* items, std::size_t count);
   void DumpItems(DataStore& out, const unsigned char* items, std::size_t count);
 

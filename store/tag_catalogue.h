@@ -55,14 +55,20 @@ const TagCatalogue& Tags();
 // The row of a tag byte, null for a number that is no tag.
 [[nodiscard]] const TagRow* FindTag(unsigned char tag);
 
-// The whole length in bytes of the item at `item`, of which `available` bytes
-// (at least 1) may be looked at; 0 when the tag is illegal or the item does not
-// end within them.
+// Whether the item at `item`, of which `available` bytes (at least 1) may be looked at, is
+// of a legal tag and ends within them; `length` is then its whole length in bytes.
+[[nodiscard]] inline bool MeasureItem(const TagRow* row, const unsigned char* item,
+                                      std::size_t available, std::size_t& length) {
+  if (row == nullptr || row->size > available) return false;
+  length = row->variable ? row->size + item[row->size - 1] : row->size;
+  return length <= available;
+}
+
+// That length; 0 when the tag is illegal or the item does not end within them.
 [[nodiscard]] inline std::size_t ItemLength(const TagRow* row, const unsigned char* item,
                                             std::size_t available) {
-  if (row == nullptr || row->size > available) return 0;
-  const std::size_t length = row->variable ? row->size + item[row->size - 1] : row->size;
-  return length > available ? 0 : length;
+  std::size_t length = 0;
+  return MeasureItem(row, item, available, length) ? length : 0;
 }
 
 }  // namespace vmr

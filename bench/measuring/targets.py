@@ -249,7 +249,7 @@ REASONS = {
        "tells, and how far that is differs from place to place" for ring in ("busy", "sparse")},
     "recover": "it surveys the whole store before it writes anything, and reads back and compares "
                "all that it has written before it lets it take its name",
-    "help": "before its first line runs, shared libraries are loaded, libstdc++ the largest of them",
+    "help": "before its first line runs, shared libraries are loaded: libstdc++ is a quarter of it",
 }
 
 

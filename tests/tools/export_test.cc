@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "tests/records/decoded.h"
 #include "tests/tools/program.h"
@@ -639,6 +640,23 @@ TEST_F(ExportTest, WhatCannotBeReadLeavesNoFile) {
   RecordOne("56");
   EXPECT_EQ(Run({"export", "nothing", "r", "-o", "o"}).exit_code, 1);
   EXPECT_THAT(ReadFile(Path("o")), StartsWith("{\"kind\":\"bookmark\",\"recording\":\"r\""));
+}
+
+TEST_F(ExportTest, AWayOfMorePointsThanAreKeptInMemoryIsOneFeature) {
+  constexpr unsigned int kPoints = 3000;
+  std::vector<Bytes> packets = {Hdr1(100, std::string(kTime) + kNearDateLine)};
+  while (packets.size() < kPoints)
+    packets.push_back(Hdr1(100 + static_cast<unsigned int>(packets.size()), "93 01 00 01 00"));
+  Record("r", packets);
+  const std::vector<std::string> features = Features();
+  ASSERT_EQ(features.size(), 1U);
+  const auto way = nlohmann::json::parse(features[0]);
+  EXPECT_EQ(way["geometry"]["type"], "LineString");
+  EXPECT_EQ(way["geometry"]["coordinates"].size(), kPoints);
+  EXPECT_EQ(way["properties"]["coordTimes"].size(), kPoints);
+  EXPECT_EQ(way["properties"]["speeds_m_per_s"].size(), kPoints);
+  ASSERT_EQ(way["properties"]["ticks"].size(), kPoints);
+  for (unsigned int n = 0; n < kPoints; ++n) ASSERT_EQ(way["properties"]["ticks"][n], 100 + n);
 }
 
 TEST_F(ExportTest, ARecordingOfNothingIsAnEmptyFileOfEachFormat) {

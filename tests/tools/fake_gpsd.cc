@@ -63,9 +63,11 @@ bool FakeGpsd::Accept(const std::string& release) {
   return true;
 }
 
-bool FakeGpsd::Send(const std::string& line) const {
-  const std::string text = line + "\r\n";
-  return send(client_, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+bool FakeGpsd::Send(const std::string& line) const { return SendBytes(line + "\r\n"); }
+
+bool FakeGpsd::SendBytes(const std::string& bytes) const {
+  const auto count = static_cast<ssize_t>(bytes.size());
+  return send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == count;
 }
 
 void FakeGpsd::Drop() {

@@ -16,11 +16,13 @@ class FakeGpsd {
   FakeGpsd& operator=(const FakeGpsd&) = delete;
 
   std::string Address() const;  // "127.0.0.1:PORT"
+  std::string Port() const { return std::to_string(port_); }
   // Accepts a client, greets it and waits for its ?WATCH command.
   bool Accept(const std::string& release = "3.22");
   // Accepts a client, greets it if it is to, and hangs up.
   bool TurnAway(bool greet);
   bool Send(const std::string& line) const;
+  bool SendBytes(const std::string& bytes) const;  // without a line's end
   void Drop();
 
  private:

@@ -136,6 +136,47 @@ TEST_F(LiveTest, TheReleaseOfAGpsdIsToldAtEachConnection) {
   EXPECT_EQ(program.Finish().exit_code, 0);
 }
 
+TEST_F(LiveTest, AReportMayComeInPiecesAndWithOthers) {
+  FakeGpsd gpsd;
+  RunningProgram program(folder, {"record", "s", "--gpsd=" + gpsd.Address()});
+  ASSERT_TRUE(gpsd.Accept());
+  const std::string fix = Fix("49.0");
+  EXPECT_TRUE(gpsd.SendBytes(fix.substr(0, 20)));
+  std::this_thread::sleep_for(std::chrono::milliseconds(600));
+  EXPECT_TRUE(gpsd.SendBytes(fix.substr(20) + "\r\n\r\n" + Fix("49.5") + "\r\n"));
+  ASSERT_TRUE(SendAndSee(gpsd, program, "first"));
+  program.Signal(SIGTERM);
+  const Finished live = program.Finish();
+  EXPECT_EQ(live.exit_code, 0);
+  EXPECT_THAT(live.err, HasSubstr(" 2 fixes, 0 losses of fix, 0 events, 1 lines skipped\n"));
+}
+
+TEST_F(LiveTest, OfHalfAReportAtTheEndOfAConnectionNothingIsTaken) {
+  FakeGpsd gpsd;
+  RunningProgram program(folder, {"record", "s", "--gpsd=" + gpsd.Address()});
+  ASSERT_TRUE(gpsd.Accept());
+  EXPECT_TRUE(gpsd.SendBytes(Fix("49.0").substr(0, 20)));
+  gpsd.Drop();
+  EXPECT_TRUE(program.WaitForMessage(": the connection ended; trying again in 0.5 s\n"));
+  ASSERT_TRUE(gpsd.Accept());
+  EXPECT_TRUE(gpsd.Send(Fix("49.5")));
+  ASSERT_TRUE(SendAndSee(gpsd, program, "first"));
+  program.Signal(SIGTERM);
+  const Finished live = program.Finish();
+  EXPECT_EQ(live.exit_code, 0);
+  EXPECT_THAT(live.err, HasSubstr(" 1 fixes, 0 losses of fix, 0 events, 1 lines skipped\n"));
+}
+
+// Where the name stands for ::1, too, nobody answers there.
+TEST_F(LiveTest, AHostIsTriedAtEachOfItsAddresses) {
+  FakeGpsd gpsd;
+  RunningProgram program(folder, {"record", "s", "--gpsd=localhost:" + gpsd.Port()});
+  ASSERT_TRUE(gpsd.Accept());
+  EXPECT_TRUE(program.WaitForMessage(": connected to gpsd 3.22\n"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Finish().exit_code, 0);
+}
+
 TEST_F(LiveTest, EventsAreNotTakenFromAGpsd) {
   FakeGpsd gpsd;
   RunningProgram program(folder, {"record", "s", "--gpsd=" + gpsd.Address(), "--input", "-"});
@@ -185,6 +226,14 @@ TEST_F(LiveTest, AGpsdThatIsNotThereIsTriedAgainWithGrowingDelays) {
   const Finished live = program.Finish();
   EXPECT_EQ(live.exit_code, 0);
   EXPECT_THAT(live.err, HasSubstr("vmr: gpsd " + address + ": cannot connect ("));
+}
+
+TEST_F(LiveTest, AHostThatNobodyKnowsIsToldAndTriedAgain) {
+  RunningProgram program(folder, {"record", "s", "--gpsd=nobody.invalid"});
+  EXPECT_TRUE(program.WaitForMessage("vmr: gpsd nobody.invalid:2947: cannot connect ("));
+  EXPECT_TRUE(program.WaitForMessage("); trying again in 1.0 s\n"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Finish().exit_code, 0);
 }
 
 }  // namespace

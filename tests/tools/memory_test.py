@@ -21,6 +21,9 @@ COMMANDS = {
     "scrub": ["scrub", "{ring}"],
     "export jsonl": ["export", "{ring}"],
     "export gpx": ["export", "{ring}", "--format", "gpx"],
+    "export geojson": ["export", "{ring}", "--format", "geojson"],
+    "export vtt": ["export", "{ring}", "--format", "vtt", "--video-start", "1"],
+    "export srt": ["export", "{ring}", "--format", "srt", "--video-start", "1"],
     "export csv": ["export", "{ring}", "--format", "csv", "--kind", "position"],
 }
 

@@ -18,6 +18,7 @@
 #include "tools/record/held_syncs.h"
 #include "tools/record/input.h"
 #include "tools/record/input_progress.h"
+#include "tools/record/libgps.h"
 #include "tools/record/live_session.h"
 #include "tools/record/recorder.h"
 #include "tools/record/replay_session.h"
@@ -126,6 +127,13 @@ bool BeginInputs(const RecordOptions& options, const Inputs& inputs, const StopS
   return usable;
 }
 
+std::optional<Libgps> FindLibgps() {
+  std::string error;
+  auto libgps = LoadLibgps(error);
+  if (!libgps) Say(error);
+  return libgps;
+}
+
 // Adds the gpsd as one more input; null when it could not be started.
 const Input* AddGpsd(const GpsdClient& client, const GpsdAddress& address, LineCounts& counts,
                      Inputs& inputs) {
@@ -152,12 +160,13 @@ void CloseAll(Inputs& inputs) {
   inputs.clear();
 }
 
-bool RunLive(const RecordOptions& options, Recorder& recorder, Inputs& inputs, LineCounts& counts,
-             const StopSignal& stop) {
+// `libgps` is there when options.gpsd is.
+bool RunLive(const RecordOptions& options, const std::optional<Libgps>& libgps, Recorder& recorder,
+             Inputs& inputs, LineCounts& counts, const StopSignal& stop) {
   std::optional<GpsdClient> client;
   const Input* gpsd = nullptr;
-  if (options.gpsd) {
-    client.emplace(*options.gpsd);
+  if (options.gpsd && libgps) {
+    client.emplace(*options.gpsd, *libgps);
     gpsd = AddGpsd(*client, *options.gpsd, counts, inputs);
     if (gpsd == nullptr) return false;
   }
@@ -185,6 +194,8 @@ int Record(const RecordOptions& options) {
   const std::optional<UnitConfiguration> configuration =
       options.config.empty() ? UnitConfiguration() : LoadConfiguration(options.config);
   if (!configuration) return kExitFailure;
+  std::optional<Libgps> libgps;
+  if (options.gpsd && !(libgps = FindLibgps())) return kExitFailure;
   LineCounts counts;
   Inputs inputs;
   if (!OpenInputs(options, counts, inputs)) return kExitFailure;
@@ -197,7 +208,7 @@ int Record(const RecordOptions& options) {
   Recorder recorder(options.store, *configuration);
   if (!recorder.Open(options.begin_anew)) return kExitFailure;
   const bool ran = options.replay ? RunReplay(options, recorder, inputs, counts, stop)
-                                  : RunLive(options, recorder, inputs, counts, stop);
+                                  : RunLive(options, libgps, recorder, inputs, counts, stop);
   PrintSummary(options, recorder, counts);
   const bool stored = recorder.Conclude();
   const bool used = !counts.read_error && !counts.useless_input;

@@ -1,13 +1,16 @@
 // The way and what happened on it as GeoJSON (RFC 7946).
+#include <errno.h>
 #include <fmt/format.h>
 
 #include <cstdlib>
-#include <vector>
+#include <optional>
 
+#include "backends/file_io.h"
 #include "tools/common/console.h"
 #include "tools/common/text_output.h"
 #include "tools/read/exporter.h"
 #include "tools/read/json_line.h"
+#include "tools/read/kept_points.h"
 #include "tools/read/track.h"
 #include "tools/read/value_text.h"
 
@@ -19,20 +22,12 @@ using records::TimeQuality;
 
 constexpr std::int64_t kHalfCircleTTs = 180 * 600000;
 
-// One of a line's places. Where a line is cut at 180 degrees `point` is none of the
-// recording's: only its place counts.
-struct Vertex {
+// Where the way crosses 180 degrees: nothing of the recording but a place.
+TrackPoint CutAt(std::int64_t longitude_tts, std::int64_t latitude_tts) {
   TrackPoint point;
-  bool is_cut = false;
-};
-using Line = std::vector<Vertex>;
-
-Vertex CutAt(std::int64_t longitude_tts, std::int64_t latitude_tts) {
-  Vertex vertex;
-  vertex.point.longitude_tts = static_cast<std::int32_t>(longitude_tts);
-  vertex.point.latitude_tts = static_cast<std::int32_t>(latitude_tts);
-  vertex.is_cut = true;
-  return vertex;
+  point.longitude_tts = static_cast<std::int32_t>(longitude_tts);
+  point.latitude_tts = static_cast<std::int32_t>(latitude_tts);
+  return point;
 }
 
 // The shorter way from one to the other crosses 180 degrees.
@@ -40,24 +35,18 @@ bool CrossesDateLine(const TrackPoint& from, const TrackPoint& to) {
   return std::abs(std::int64_t{from.longitude_tts} - to.longitude_tts) > kHalfCircleTTs;
 }
 
-// Cuts where that way crosses: nothing lies on both sides of 180 degrees.
-void Cut(const TrackPoint& from, const TrackPoint& to, std::vector<Line>& lines) {
+// Where that way leaves one side and where it enters the other: a line lies on one of them.
+struct DateLineCut {
+  TrackPoint leaves;
+  TrackPoint enters;
+};
+DateLineCut CutBetween(const TrackPoint& from, const TrackPoint& to) {
   const std::int64_t edge = from.longitude_tts > 0 ? kHalfCircleTTs : -kHalfCircleTTs;
   const std::int64_t to_edge = edge - from.longitude_tts;
   const std::int64_t all = std::int64_t{to.longitude_tts} + 2 * edge - from.longitude_tts;
   const std::int64_t rise = std::int64_t{to.latitude_tts} - from.latitude_tts;
   const std::int64_t latitude = from.latitude_tts + (all == 0 ? 0 : rise * to_edge / all);
-  lines.back().push_back(CutAt(edge, latitude));
-  lines.push_back({CutAt(-edge, latitude)});
-}
-
-std::vector<Line> CutAtDateLine(const std::vector<TrackPoint>& points) {
-  std::vector<Line> lines(1);
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    if (i > 0 && CrossesDateLine(points[i - 1], points[i])) Cut(points[i - 1], points[i], lines);
-    lines.back().push_back({points[i]});
-  }
-  return lines;
+  return {CutAt(edge, latitude), CutAt(-edge, latitude)};
 }
 
 // ---- Text ------------------------------------------------------------------------
@@ -88,24 +77,6 @@ void AppendSpeed(const std::optional<std::int64_t>& mm_per_s, LineBuffer& line) 
   fmt::format_to(std::back_inserter(line), "{}.{:03}", *mm_per_s / 1000, *mm_per_s % 1000);
 }
 
-template <typename Elements, typename Put>
-void AppendArray(const Elements& elements, LineBuffer& line, const Put& put) {
-  line.push_back('[');
-  for (std::size_t i = 0; i < elements.size(); ++i) {
-    if (i > 0) line.push_back(',');
-    put(elements[i]);
-  }
-  line.push_back(']');
-}
-
-// An array of what `put` writes of each vertex; of several lines an array of those.
-template <typename Put>
-void AppendOfVertices(const std::vector<Line>& lines, LineBuffer& line, const Put& put) {
-  const auto put_line = [&](const Line& vertices) { AppendArray(vertices, line, put); };
-  if (lines.size() == 1) return put_line(lines.front());
-  AppendArray(lines, line, put_line);
-}
-
 // ---- Features --------------------------------------------------------------------
 
 // Features, one a line, with commas between them.
@@ -121,18 +92,28 @@ class Features {
     return line_;
   }
   void BeginGeometry() { Append("},\"geometry\":", line_); }
+  // Between two values: hands on what a long feature has until now.
+  void PassOn() {
+    if (line_.size() < kEnough) return;
+    out_.Write({line_.data(), line_.size()});
+    line_.clear();
+  }
   void End() {
     line_.push_back('}');
     out_.Write({line_.data(), line_.size()});
   }
 
  private:
+  static constexpr std::size_t kEnough = 16 * 1024;
+
   TextOutput& out_;
   LineBuffer line_;
   bool has_any_ = false;
 };
 
-// Pieces of the way as lines.
+// Pieces of the way as lines. A piece may be all that a ring holds, and what stands first in
+// its feature is known at its end: the points are kept until then, and gone through for each
+// of its arrays.
 class TrackFeatures final : public TrackSink {
  public:
   TrackFeatures(const std::string& recording, Features& features) : features_(features) {
@@ -141,71 +122,94 @@ class TrackFeatures final : public TrackSink {
 
   void OnPoint(const TrackPoint& point) override {
     // Verified or not holds for all of a feature.
-    if (!points_.empty() && points_.back().verified != point.verified) OnPieceEnd();
-    points_.push_back(point);
+    if (points_.Count() > 0 && points_.Last().verified != point.verified) OnPieceEnd();
+    has_cuts_ |= points_.Count() > 0 && CrossesDateLine(points_.Last(), point);
+    has_estimated_times_ |= point.time.quality == TimeQuality::kEstimated;
+    points_.Add(point);
   }
   void OnPieceEnd() override {
-    if (points_.empty()) return;
-    const std::vector<Line> lines = CutAtDateLine(points_);
+    if (points_.Count() == 0) return;
     LineBuffer& line = features_.Begin();
-    AppendProperties(lines, line);
+    AppendProperties(line);
     features_.BeginGeometry();
-    AppendGeometry(lines, line);
+    AppendGeometry(line);
     features_.End();
-    points_.clear();
+    points_.Clear();
+    has_cuts_ = has_estimated_times_ = false;
   }
+
+  // 0, or the errno of what could not be read again: the text is not whole.
+  int Error() const { return error_; }
 
  private:
-  bool HasEstimatedTimes() const {
-    for (const TrackPoint& point : points_)
-      if (point.time.quality == TimeQuality::kEstimated) return true;
-    return false;
-  }
-
-  void AppendProperties(const std::vector<Line>& lines, LineBuffer& line) {
+  void AppendProperties(LineBuffer& line) {
     Append("\"kind\":\"track\",\"recording\":", line);
     Append({recording_.data(), recording_.size()}, line);
     Append(",\"from_tick\":", line);
-    AppendTick(points_.front().tick, line);
+    AppendTick(points_.First().tick, line);
     Append(",\"to_tick\":", line);
-    AppendTick(points_.back().tick, line);
+    AppendTick(points_.Last().tick, line);
     Append(",\"from_time\":", line);
-    AppendTime(points_.front().time, line);
+    AppendTime(points_.First().time, line);
     Append(",\"to_time\":", line);
-    AppendTime(points_.back().time, line);
-    if (HasEstimatedTimes()) Append(",\"time_quality\":\"estimated\"", line);
-    if (!points_.front().verified) Append(",\"position\":\"unverified\"", line);
-    if (!points_.front().crc_right) Append(",\"packet_crc\":\"wrong\"", line);
-    AppendSeries(lines, line);
+    AppendTime(points_.Last().time, line);
+    if (has_estimated_times_) Append(",\"time_quality\":\"estimated\"", line);
+    if (!points_.First().verified) Append(",\"position\":\"unverified\"", line);
+    if (!points_.First().crc_right) Append(",\"packet_crc\":\"wrong\"", line);
+    AppendSeries(line);
   }
 
   // What belongs to each place of the geometry.
-  void AppendSeries(const std::vector<Line>& lines, LineBuffer& line) {
+  void AppendSeries(LineBuffer& line) {
     Append(",\"coordTimes\":", line);
-    AppendOfVertices(lines, line, [&](const Vertex& at) { AppendTime(at.point.time, line); });
+    AppendOfPoints(line, [&](const TrackPoint& point) { AppendTime(point.time, line); });
     Append(",\"ticks\":", line);
-    AppendOfVertices(lines, line, [&](const Vertex& at) { AppendTick(at.point.tick, line); });
+    AppendOfPoints(line, [&](const TrackPoint& point) { AppendTick(point.tick, line); });
     Append(",\"speeds_m_per_s\":", line);
-    AppendOfVertices(lines, line,
-                     [&](const Vertex& at) { AppendSpeed(at.point.speed_mm_per_s, line); });
+    AppendOfPoints(line, [&](const TrackPoint& point) { AppendSpeed(point.speed_mm_per_s, line); });
   }
 
   // A line has two places at least.
-  void AppendGeometry(const std::vector<Line>& lines, LineBuffer& line) {
-    const char* const type = lines.size() > 1     ? "MultiLineString"
-                             : points_.size() > 1 ? "LineString"
-                                                  : "Point";
+  void AppendGeometry(LineBuffer& line) {
+    const char* const type = has_cuts_             ? "MultiLineString"
+                             : points_.Count() > 1 ? "LineString"
+                                                   : "Point";
     fmt::format_to(std::back_inserter(line), "{{\"type\":\"{}\",\"coordinates\":", type);
-    if (points_.size() == 1)
-      AppendPlace(points_.front(), line);
+    if (points_.Count() == 1)
+      AppendPlace(points_.First(), line);
     else
-      AppendOfVertices(lines, line, [&](const Vertex& at) { AppendPlace(at.point, line); });
+      AppendOfPoints(line, [&](const TrackPoint& point) { AppendPlace(point, line); });
     line.push_back('}');
+  }
+
+  // An array of what `put` writes of each point; where the way is cut, an array of those.
+  template <typename Put>
+  void AppendOfPoints(LineBuffer& line, const Put& put) {
+    Append(has_cuts_ ? "[[" : "[", line);
+    std::optional<TrackPoint> last;
+    const bool whole = points_.ForEach([&](const TrackPoint& point) {
+      if (last && CrossesDateLine(*last, point)) {
+        const DateLineCut cut = CutBetween(*last, point);
+        line.push_back(',');
+        put(cut.leaves);
+        Append("],[", line);
+        put(cut.enters);
+      }
+      if (last) line.push_back(',');
+      put(point);
+      last = point;
+      features_.PassOn();
+    });
+    if (!whole && error_ == 0) error_ = errno;
+    Append(has_cuts_ ? "]]" : "]", line);
   }
 
   Features& features_;
   LineBuffer recording_;
-  std::vector<TrackPoint> points_;
+  KeptPoints points_;
+  bool has_cuts_ = false;
+  bool has_estimated_times_ = false;
+  int error_ = 0;
 };
 
 bool IsEvent(const records::Record& record) {
@@ -234,6 +238,7 @@ class GeoSink final : public records::Sink {
   void OnNewRun(int run, unsigned int tick) override { track_.OnNewRun(run, tick); }
   void Finish() { track_.Finish(); }
   unsigned long WithoutPosition() const { return track_.WithoutPosition(); }
+  int Error() const { return pieces_.Error(); }
 
  private:
   void Put(const records::Record& record) {
@@ -287,20 +292,29 @@ class GeoJsonExporter final : public Exporter {
     GeoSink sink(reading, features_);
     const bool complete = ReadThroughRange(reading, sink).complete;
     sink.Finish();
+    if (sink.Error() != 0) return FailOfPoints(sink.Error());
     SayLeftOut(reading, sink.WithoutPosition(), "where they lie is unknown");
     return complete && sink.WithoutPosition() == 0 ? kExitSuccess : kExitPartial;
   }
 
   int Finish(int exit_code) override {
+    if (lacks_points_) return kExitFailure;  // what is not whole takes no file's name
     if (has_begun_) out_.Write("\n]}\n");
     return out_.Finish(exit_code);
   }
 
  private:
+  int FailOfPoints(int error) {
+    lacks_points_ = true;
+    Say(fmt::format("temporary file: {}", TextOfErrno(error)));
+    return kExitFailure;
+  }
+
   const ExportOptions& options_;
   TextOutput out_;
   Features features_;
   bool has_begun_ = false;
+  bool lacks_points_ = false;
 };
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <gps.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 #include "backends/file_io.h"
 #include "tools/common/console.h"
 #include "tools/common/numbers.h"
+#include "tools/record/libgps.h"
 
 namespace vmr::tool {
 namespace {
@@ -74,6 +74,7 @@ GpsdLine KindOf(const std::string& line) {
 // Shared with the thread, which may outlive the client.
 struct GpsdClient::State {
   GpsdAddress address;
+  Libgps libgps;
   int write_end = -1;
   std::mutex mutex;
   std::condition_variable changed;
@@ -116,20 +117,20 @@ void GpsdClient::State::Run() {
 
 void GpsdClient::State::RunConnection() {
   auto gps = std::make_unique<gps_data_t>();  // too large for a thread's stack
-  if (gps_open(address.host.c_str(), address.port.c_str(), gps.get()) != 0)
-    return Complain(fmt::format("cannot connect ({})", gps_errstr(errno)));
-  static_cast<void>(gps_stream(gps.get(), WATCH_ENABLE | WATCH_JSON, nullptr));
+  if (libgps.open(address.host.c_str(), address.port.c_str(), gps.get()) != 0)
+    return Complain(fmt::format("cannot connect ({})", libgps.errstr(errno)));
+  static_cast<void>(libgps.stream(gps.get(), WATCH_ENABLE | WATCH_JSON, nullptr));
   if (!PassReports(*gps) && !Stopping()) Complain("the connection ended");
-  static_cast<void>(gps_close(gps.get()));
+  static_cast<void>(libgps.close(gps.get()));
 }
 
 // Until the connection or the client ends. False when it was the connection.
 bool GpsdClient::State::PassReports(gps_data_t& gps) {
   std::vector<char> message(kMessageBytes);
   while (!Stopping()) {
-    if (!gps_waiting(&gps, kWait_us)) continue;
+    if (!libgps.waiting(&gps, kWait_us)) continue;
     message[0] = '\0';
-    if (gps_read(&gps, message.data(), static_cast<int>(message.size())) < 0) return false;
+    if (libgps.read(&gps, message.data(), static_cast<int>(message.size())) < 0) return false;
     std::string line(message.data());
     line.erase(line.find_last_not_of("\r\n") + 1);
     if (line.empty()) {
@@ -152,11 +153,13 @@ void GpsdClient::State::Note(const std::string& line) {
     Say(fmt::format("gpsd {}: connected to gpsd {}", address.Text(), kind.release));
 }
 
-GpsdClient::GpsdClient(const GpsdAddress& address) : state_(std::make_shared<State>()) {
+GpsdClient::GpsdClient(const GpsdAddress& address, const Libgps& libgps)
+    : state_(std::make_shared<State>()) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
   read_end_ = ends[0];
   state_->address = address;
+  state_->libgps = libgps;
   state_->write_end = ends[1];
   std::thread([state = state_] { state->Run(); }).detach();
 }

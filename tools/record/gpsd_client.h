@@ -8,6 +8,8 @@
 
 namespace vmr::tool {
 
+struct Libgps;
+
 struct GpsdAddress {
   std::string host = "127.0.0.1";
   std::string port = "2947";
@@ -28,7 +30,7 @@ std::optional<GpsdAddress> ParseGpsdAddress(const std::string& text);
 // Threads  the caller's only uses the pipe.
 class GpsdClient {
  public:
-  explicit GpsdClient(const GpsdAddress& address);
+  GpsdClient(const GpsdAddress& address, const Libgps& libgps);
   // Ends the thread. One that hangs in connecting is left to the process's end.
   ~GpsdClient();
   GpsdClient(const GpsdClient&) = delete;
