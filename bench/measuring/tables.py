@@ -177,8 +177,9 @@ def extraction(results):
                              number(median(of[how], spot, "wall_s") / copied)))
     return text + table(("`vmr extract`, an hour of ticks", "processor, ms", "against the middle",
                          "wall time, `cp` of what comes out = 1"), rows) + (
-                        "`--as-unit` goes back to a full state, of which there is one an hour: its "
-                        "rows are the mean of eight starts within the hour at that place.\n")
+                        "`--as-unit` goes back to the last full state that its search finds, on the "
+                        "busy ring up to a day: its rows are the mean of eight starts in the day "
+                        "around that place.\n")
 
 
 FLOORS = [

@@ -237,6 +237,9 @@ REASONS = {
         "raw", "sqlite_wal", "sqlite_rollback", "lmdb", "leveldb", "rocksdb",
         "spaced_median_us")},
     **{f"loop_{what}": _LOOP for what in ("sqlite_rollback", "leveldb", "rocksdb")},
+    "loop_sqlite_wal": "in this mode SQLite syncs once a packet, too, into a log that grows no further "
+                       "once it is as long as it gets; it does more work, but no more of what takes "
+                       "the time",
     "loop_lmdb": "LMDB syncs once a packet, too, and pays the loop device less for it than the "
                  "other stores; twice as fast needs the ring nearer to raw",
     "parse_instructions": "the header, the CRC and the tick of its packet are a third of it",

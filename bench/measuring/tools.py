@@ -9,9 +9,9 @@ from .system import Launcher, folder_in, run
 
 RINGS = {"busy": 32768, "sparse": 32768, "small": 64}
 RANGE_TICKS = 7200
-# How far a start lies behind a full state, of which there is one an hour, decides what the way
-# back costs: starts all over an hour stand for a place of the ring.
-STARTS = range(0, RANGE_TICKS, RANGE_TICKS // 8)
+# How far a start lies behind a full state that the search finds decides what the way back
+# costs, and on a busy ring that is up to a day: starts all over a day stand for a place of it.
+STARTS = range(-12 * RANGE_TICKS, 12 * RANGE_TICKS, 3 * RANGE_TICKS)
 SPOTS = ("5", "50", "95")
 READ = (0, 3)  # 3: something of what was asked for is outside the recording
 
