@@ -226,7 +226,8 @@ _BUSY_PROCESSOR = (
 _SHARED_DISK = (
     "a disk that others write to, too, and whose sync takes most of the time: a few percent "
     "need an idle one, and stores that sync once a packet come out much alike")
-_LISTING = "the header of each line tells the local time of its tick, which fprintf is not asked for"
+_LISTING = (
+    "the header of each line tells the local time of its tick, which fprintf is not asked for")
 _LOOP = (
     "a sync of the loop device costs every store much the same, and where the control beside the "
     "table is off, a few percent and more are the machine's")
@@ -237,9 +238,9 @@ REASONS = {
         "raw", "sqlite_wal", "sqlite_rollback", "lmdb", "leveldb", "rocksdb",
         "spaced_median_us")},
     **{f"loop_{what}": _LOOP for what in ("sqlite_rollback", "leveldb", "rocksdb")},
-    "loop_sqlite_wal": "in this mode SQLite syncs once a packet, too, into a log that grows no further "
-                       "once it is as long as it gets; it does more work, but no more of what takes "
-                       "the time",
+    "loop_sqlite_wal": "in this mode SQLite syncs once a packet, too, into a log that grows no "
+                       "further once it is as long as it gets; it does more work, but no more of "
+                       "what takes the time",
     "loop_lmdb": "LMDB syncs once a packet, too, and pays the loop device less for it than the "
                  "other stores; twice as fast needs the ring nearer to raw",
     "parse_instructions": "the header, the CRC and the tick of its packet are a third of it",
