@@ -210,6 +210,10 @@ struct CaseRecording {
   CaseEvents events;
   std::vector<CaseFinding> findings;
 
+  // Its axis is half seconds since 1970-01-01 00:00 UTC until it shares one with others.
+  bool on_utc = false;
+
+  // Some of it tells when it was.
   bool HasTime() const;
 };
 
