@@ -381,6 +381,25 @@ AxisX BeginOf(const CaseRecording& recording) {
   return recording.stretches.empty() ? 0 : recording.stretches.front().first;
 }
 
+// The last part of a path, where no other recording has the same.
+void ShortenNames(std::vector<CaseRecording>& recordings) {
+  const auto short_name = [](const std::string& path) {
+    const std::size_t slash = path.find_last_of('/');
+    return slash == std::string::npos || slash + 1 == path.size() ? path : path.substr(slash + 1);
+  };
+  std::vector<std::string> names;
+  for (const CaseRecording& recording : recordings) names.push_back(short_name(recording.name));
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (std::count(names.begin(), names.end(), names[i]) == 1) recordings[i].name = names[i];
+  // One that was given twice.
+  for (std::size_t i = 0; i < recordings.size(); ++i) {
+    const auto before =
+        std::count_if(recordings.begin(), recordings.begin() + static_cast<std::ptrdiff_t>(i),
+                      [&](const CaseRecording& other) { return other.name == recordings[i].name; });
+    if (before > 0) recordings[i].name += fmt::format(" ({})", before + 1);
+  }
+}
+
 void Thin(CaseRecording& recording) {
   for (CaseSeries& series : recording.series) series.thinned = ThinLine(series.line);
   recording.way_thinned = ThinWay(recording.way);
@@ -424,6 +443,7 @@ CaseFile PutOnOneAxis(std::vector<CaseRecording> recordings) {
     KeepBehind(begin, recording);
     MoveBy(recording.on_utc && axis ? -*axis : -begin, recording);
   }
+  ShortenNames(recordings);
   file.recordings = std::move(recordings);
   return file;
 }
