@@ -52,7 +52,7 @@ std::string TextItem(const std::string& tag, const std::string& text) {
 }
 std::string Officer(const std::string& name) { return TextItem("05", name); }
 std::string Log(const std::string& text) { return TextItem("20", text); }
-std::string Zone(const std::string& name) { return TextItem("0D", name); }
+std::string Zone(const std::string& name) { return TextItem("11", name); }
 
 Bytes WithWrongCrc(Bytes packet) {
   packet.back() ^= 1;
@@ -204,7 +204,7 @@ TEST_F(ReportTest, ASourceHasTheDigestThatSha256sumPrints) {
   EXPECT_EQ(source["path"], "r");
   EXPECT_EQ(source["bytes"], 4);
   EXPECT_EQ(source["problem"], "");
-  EXPECT_EQ(source["sha256"], "10720af42b82f0df27308f10a5dcb9551c09e39bc6c09b28d96c6d1cb3e07a55");
+  EXPECT_EQ(source["sha256"], "f775a35abac94ea581bda8b10557ec1a9ce2af64c78f8124e979c962d4925e5c");
 }
 
 TEST_F(ReportTest, EqualRecordingsMakeEqualPagesWhenItIsSaidWhenTheyWereMade) {
@@ -253,7 +253,7 @@ TEST_F(ReportTest, AVideoIsANameAlone) {
 
 TEST_F(ReportTest, ADayOnWhichClocksChangeHasBothOffsets) {
   // 2019-03-10T07:59:50Z: ten seconds later Chicago's clocks go from two to three.
-  Record("r", {Hdr1(100, "03 86 C4 84 5C " + Zone("America/Chicago")), Hdr1(200, kSirenOn)});
+  Record("r", {Hdr1(100, "03 F6 C3 84 5C " + Zone("America/Chicago")), Hdr1(200, kSirenOn)});
   const json zone = CaseOf({"r"})["zone"];
   EXPECT_EQ(zone["name"], "America/Chicago");
   EXPECT_EQ(zone["recorded"], true);
@@ -353,7 +353,7 @@ TEST_F(ReportTest, AWrongPacketsTickIsBelievedOnlyBetweenThoseAroundIt) {
 
 TEST_F(ReportTest, WhatIsReportedLateIsWhereItHappened) {
   Record("r", {Hdr1(100, std::string(kTime) + kSirenOff), Hdr1(110, "56"),
-               Hdr1(120, std::string("2B 0C ") + kSirenOn)});
+               Hdr1(120, std::string("21 0C ") + kSirenOn)});
   const json recording = RecordingOf();
   EXPECT_EQ(LaneOf(recording, "input/siren"), "0=1 8=2");
   EXPECT_THAT(EventsOf(recording),
@@ -732,17 +732,34 @@ TEST_F(ReportTest, ALostClusterIsAGapOfKnownLength) {
   EXPECT_EQ(recording["totals"]["recorded_halves"], 50 + 150);
 }
 
-TEST_F(ReportTest, AnEmptyStoreIsAReportOfNothing) {
+TEST_F(ReportTest, AnEmptyRecordingIsAReportOfNothing) {
   MakeRing(0, TwoBookmarks);
-  const Finished made = Report({"s"});
-  if (made.exit_code == 1) {
-    EXPECT_THAT(made.err, HasSubstr("s: "));
-    return;
+  Record("r", {});
+  for (const char* const name : {"s", "r"}) {
+    const Finished made = Report({name});
+    EXPECT_EQ(made.exit_code, 0) << made.err;
+    const json data = DataOf(made.out);
+    EXPECT_EQ(data["has_time"], false);
+    const json& recording = data["recordings"][0];
+    EXPECT_THAT(recording["stretches"], IsEmpty());
+    EXPECT_EQ(LaneOf(recording, "input/siren"), "0=0?");
+    EXPECT_THAT(FindingsOf(recording),
+                testing::Contains("note: nothing is recorded, or nothing tells when"));
   }
-  const json recording = DataOf(made.out)["recordings"][0];
-  EXPECT_THAT(recording["stretches"], IsEmpty());
-  EXPECT_THAT(FindingsOf(recording),
-              testing::Contains("note: nothing is recorded, or nothing tells when"));
+}
+
+TEST_F(ReportTest, TwoRecordingsInOneStoreAreRefused) {
+  MakeRing(3, [](int cluster) {
+    const auto tick = static_cast<std::uint32_t>(5000 + 100 * cluster);
+    return ClusterOf(tick, FullPacket(tick, B("34")) + FullPacket(tick + 70, B("35")));
+  });
+  std::filesystem::rename(Path("s_2.mtd"), Path("kept_2.mtd"));
+  MakeRingOfBookmarks(3);
+  std::filesystem::rename(Path("kept_2.mtd"), Path("s_2.mtd"));
+  const Finished refused = Report({"s", "-o", "case.html"});
+  EXPECT_EQ(refused.exit_code, 1);
+  EXPECT_THAT(refused.err, HasSubstr("vmr: s: its files are of two recordings; move s_1.mtd"));
+  EXPECT_FALSE(std::filesystem::exists(Path("case.html")));
 }
 
 TEST_F(ReportTest, WhatCannotBeReadIsSaidAndTheOthersAreReported) {
