@@ -136,15 +136,6 @@ std::string GpsStatePhrase(const Phrases&, const Record& record) {
   return Field(record, 0).number != 0 ? "GPS available" : "GPS not available";
 }
 
-constexpr std::int64_t kGpsDevice = 1, kRadarDevice = 2;
-
-// Every store has these two.
-std::string SpeedDeviceName(std::int64_t device) {
-  return device == kGpsDevice     ? "GPS"
-         : device == kRadarDevice ? "radar patrol"
-                                  : fmt::format("device {}", device);
-}
-
 std::string SpeedPhrase(const Phrases& phrases, const Record& record) {
   const std::int64_t device = Field(record, 0).number;
   const Value speed = Field(record, 1);
@@ -368,6 +359,30 @@ std::string MacText(std::string_view bytes) {
   return text;
 }
 
+std::string SpeedDeviceName(std::int64_t device) {
+  switch (device) {
+    case kGpsSpeedId:
+      return "GPS";
+    case kRadarSpeedId:
+      return "radar patrol";
+    default:
+      return fmt::format("device {}", device);
+  }
+}
+
+std::string SpeedUnitsText(std::int64_t units) {
+  switch (units) {
+    case SPEED_UNITS_KMH:
+      return "km/h";
+    case SPEED_UNITS_MPH:
+      return "mph";
+    case SPEED_UNITS_AS_ON_RADAR:
+      return "unit as set on the radar";
+    default:
+      return {};
+  }
+}
+
 void Phrases::Learn(const Record& record) {
   if (!record.crc_right) return;
   const KindId kind = record.kind->id;
@@ -391,16 +406,9 @@ std::string Phrases::NameOf(KindId kind, std::int64_t number) const {
 std::string Phrases::UnitsOf(KindId kind, std::int64_t device) const {
   const auto told = units_.find({kind, device});
   if (told == units_.end()) return {};
-  switch (told->second) {
-    case SPEED_UNITS_KMH:
-      return " km/h";
-    case SPEED_UNITS_MPH:
-      return " mph";
-    case SPEED_UNITS_AS_ON_RADAR:
-      return " (unit as set on the radar)";
-    default:
-      return {};
-  }
+  const std::string text = SpeedUnitsText(told->second);
+  if (text.empty()) return {};
+  return told->second == SPEED_UNITS_AS_ON_RADAR ? fmt::format(" ({})", text) : " " + text;
 }
 
 std::string Phrases::Of(const Record& record) const {

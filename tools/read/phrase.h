@@ -32,6 +32,11 @@ std::string MacText(std::string_view bytes);
 // "1 gap", "2 gaps"
 std::string Counted(std::uint64_t count, std::string_view thing);
 
+// "GPS", "radar patrol", "device 3"
+std::string SpeedDeviceName(std::int64_t device);
+// Of a device for speeds or a radar, as recorded: "mph"; empty for a number without a meaning.
+std::string SpeedUnitsText(std::int64_t units);
+
 // Turns records into words with the names and units that the recording tells by itself:
 //
 //   siren on

@@ -87,6 +87,18 @@ Instant TimeAxis::EndOf(std::size_t piece) const {
   return next.run == behind_last.run ? next : behind_last;
 }
 
+std::vector<TimeAxis::Stretch> TimeAxis::Stretches() const {
+  std::vector<Stretch> stretches;
+  for (std::size_t i = 0; i < pieces_.size(); ++i) {
+    const Instant end = EndOf(i);
+    const Instant& first = pieces_[i].first;
+    stretches.push_back({first,
+                         end.line_tick > first.line_tick ? end.line_tick - first.line_tick : 0,
+                         pieces_[i].at_first});
+  }
+  return stretches;
+}
+
 Time TimeAxis::TimeOf(const Instant& at) const {
   for (std::size_t i = pieces_.size(); i-- > 0;) {
     if (at < pieces_[i].first) continue;

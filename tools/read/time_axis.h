@@ -48,6 +48,14 @@ class TimeAxis final : public records::Sink {
   bool IsEmpty() const { return pieces_.empty(); }
   bool HasRuns() const { return !pieces_.empty() && pieces_.back().last.run > 0; }
 
+  // Ticks that go on by one reckoning of time, without a gap; in recorded order.
+  struct Stretch {
+    Instant first;
+    std::uint64_t ticks = 0;  // of it; of two that begin at one tick the first has none
+    records::Time time;       // at `first`
+  };
+  std::vector<Stretch> Stretches() const;
+
  private:
   // Ticks that go on without a gap, by one reckoning of time.
   struct Piece {

@@ -7,6 +7,7 @@
 
 #include "tools/common/ticks.h"
 #include "tools/common/time_point.h"
+#include "tools/read/break_words.h"
 
 namespace vmr::tool {
 namespace {
@@ -27,14 +28,6 @@ constexpr std::string_view kDim = "\033[2m";
 constexpr std::string_view kRed = "\033[1;31m";
 constexpr std::string_view kYellow = "\033[1;33m";
 
-constexpr const char* kNoTime = "--:--:--";
-
-std::string ClockText(const Time& time) {
-  if (time.quality == TimeQuality::kUnknown) return kNoTime;
-  const LocalTime local = LocalTimeOf(time.us);
-  return fmt::format("{:02}:{:02}:{:02}", local.hour, local.minute, local.second);
-}
-
 std::string DateText(const LocalTime& local) {
   return fmt::format("{:04}-{:02}-{:02}", local.year, local.month, local.day);
 }
@@ -45,55 +38,6 @@ std::string WeekdayText(std::int64_t time_us, int offset_minutes) {
   constexpr std::int64_t kDay_us = 86400 * kMicrosecondsPerSecond;
   const std::int64_t local_us = time_us + offset_minutes * 60 * kMicrosecondsPerSecond;
   return kDays[((FloorDivide(local_us, kDay_us) % 7) + 7) % 7];
-}
-
-std::string TickText(unsigned int tick) {
-  return tick == kNoTick ? "an unknown tick" : fmt::format("{}", tick);
-}
-
-// What is missing, in words.
-std::string WhatIsMissing(const Gap& gap) {
-  const auto bytes = [&gap](std::string_view what) {
-    return gap.bytes == 0 ? std::string(what)
-                          : fmt::format("{} ({})", what,
-                                        Counted(static_cast<std::uint64_t>(gap.bytes), "byte"));
-  };
-  const auto clusters = [&gap](std::string_view what) {
-    return gap.clusters == 0
-               ? std::string(what)
-               : fmt::format("{} {}", Counted(static_cast<std::uint64_t>(gap.clusters), "cluster"),
-                             what);
-  };
-  switch (gap.reason) {
-    case GapReason::kOverwritten:
-      return "what came before was overwritten by newer packets";
-    case GapReason::kLostClusters:
-      return clusters("lost");
-    case GapReason::kOvertaken:
-      return clusters("written over while being read");
-    case GapReason::kWrongCrc:
-      return bytes("a damaged packet, its CRC is wrong");
-    case GapReason::kNoPackets:
-      return bytes("damage where packets should be");
-    case GapReason::kUnknownItems:
-      return bytes("the rest of a packet, of an unknown kind");
-    case GapReason::kCutShort:
-      return bytes("the file ends within a packet");
-    default:
-      return "something was lost before this was copied out";
-  }
-}
-
-// "tick 2110 to 2510, 16:51:31 to 16:54:51, 3 min 20 s"
-std::string ExtentText(const Gap& gap) {
-  if (gap.from_tick == kNoTick && gap.to_tick == kNoTick) return "at unknown ticks";
-  if (gap.from_tick == kNoTick) return "before tick " + TickText(gap.to_tick);
-  if (gap.to_tick == kNoTick) return "behind tick " + TickText(gap.from_tick);
-  std::string text = fmt::format("tick {} to {}", gap.from_tick, gap.to_tick);
-  if (gap.from.quality != TimeQuality::kUnknown && gap.to.quality != TimeQuality::kUnknown)
-    text += fmt::format(", {} to {}", ClockText(gap.from), ClockText(gap.to));
-  const std::int64_t ticks = std::int64_t{gap.to_tick} - gap.from_tick;
-  return text + ", " + DurationText(ticks * kMicrosecondsPerTick);
 }
 
 std::vector<std::int64_t> KeyOf(const Record& record) {
@@ -146,10 +90,7 @@ void Timeline::OnRecord(const Record& record) {
   has_setup_ |= kind == KindId::kConfigurationEnd;
   if (record.position.quality == PositionQuality::kUnverified && !told_unverified_) {
     Flush();
-    PutBreak(
-        "positions are unverified: the unit that made this extract may have told a wrong "
-        "hemisphere at its start",
-        kYellow);
+    PutBreak(kUnverifiedWords, kYellow);
     told_unverified_ = true;
   }
   // What it moves says so itself.
@@ -280,27 +221,20 @@ void Timeline::PutDay(const Time& time) {
 
 void Timeline::OnGap(const Gap& gap) {
   Flush();
-  if (gap.reason == GapReason::kOverwritten) return PutBreak(WhatIsMissing(gap), kYellow);
+  if (gap.reason == GapReason::kOverwritten) return PutBreak(GapWords(gap), kYellow);
   PutDay(gap.from);
-  PutBreak(fmt::format("gap: {}; {}", WhatIsMissing(gap), ExtentText(gap)), kRed);
+  PutBreak(GapWords(gap), kRed);
 }
 
 void Timeline::OnClockStep(const ClockStep& step) {
   Flush();
-  const std::int64_t by_us = step.Microseconds();
-  PutBreak(fmt::format("the unit's clock was set {} by {} at tick {}: it showed {} and now {}",
-                       by_us < 0 ? "back" : "forward", DurationText(by_us), step.tick,
-                       LocalTimeText(step.expected_us), LocalTimeText(step.told_us)),
-           kYellow);
+  PutBreak(ClockStepWords(step), kYellow);
 }
 
 void Timeline::OnNewRun(int /*run*/, unsigned int tick) {
   Flush();
   day_.clear();
-  PutBreak(fmt::format("ticks begin anew at {}: what follows is another run of the unit, and how "
-                       "long it was off is unknown",
-                       tick),
-           kYellow);
+  PutBreak(NewRunWords(tick), kYellow);
 }
 
 void Timeline::End() { Flush(); }

@@ -1,0 +1,303 @@
+#include "tools/report/gather.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "tools/read/break_words.h"
+#include "tools/read/overview.h"
+#include "tools/read/phrase.h"
+#include "tools/read/state_words.h"
+#include "tools/report/case_axis.h"
+#include "tools/report/event_book.h"
+#include "tools/report/fact_book.h"
+#include "tools/report/lane_book.h"
+#include "tools/report/placement.h"
+#include "tools/report/range_clip.h"
+#include "tools/report/series_book.h"
+#include "tools/report/thinning.h"
+#include "tools/report/way_book.h"
+
+namespace vmr::tool {
+namespace {
+
+using records::Gap;
+using records::GapReason;
+using records::KindId;
+using records::Record;
+
+// ---- Gathering -------------------------------------------------------------------
+
+class Gatherer final : public PlacedSink {
+ public:
+  explicit Gatherer(const Range& range) : range_(range), upto_{std::nullopt, range.to} {}
+
+  void OnRecord(const Record& record, const Spot& spot) override;
+  void OnGap(const Gap& gap, const GapSpot& spot) override;
+  void OnClockStep(const records::ClockStep& step, AxisX x) override;
+  void OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) override;
+
+  // All that was told, as far as it lies in the range.
+  void Finish(const Placement& placement, CaseRecording& recording);
+
+ private:
+  void LoseAll(AxisX x);
+  void TellTally();
+  void PutSettings(CaseRecording& recording) const;
+  void PutTotals(const Inside& inside, CaseRecording& recording) const;
+  void PutWay(const Inside& inside, CaseRecording& recording);
+  void PutFindings(CaseRecording& recording);
+  bool HasRange() const { return range_.from || range_.to; }
+
+  const Range& range_;
+  const Range upto_;
+  Phrases phrases_;
+  Tally tally_;  // up to the range's end
+  WayBook way_;
+  SeriesBook series_;
+  LaneBook lanes_;
+  EventBook events_;
+  FactBook facts_;
+  std::map<std::int64_t, std::string> policy_words_;
+  std::vector<CaseGap> gaps_;
+  std::vector<CaseClockStep> steps_;
+  std::vector<CaseNewRun> new_runs_;
+  std::vector<CaseFinding> findings_;
+  std::vector<AxisX> starts_;
+  CaseTotals totals_;
+  std::optional<Gap> untallied_;  // whether it is in front of the range's end is open
+  int run_ = 0;
+};
+
+// Behind it nothing is known of settings, as behind another run's beginning.
+void Gatherer::TellTally() {
+  if (untallied_) tally_.OnGap(*untallied_);
+  untallied_.reset();
+}
+
+void Gatherer::LoseAll(AxisX x) {
+  phrases_.Forget();
+  series_.LoseAll(x);
+  lanes_.LoseAll(x);
+  facts_.LoseAll(x);
+  events_.Forget();
+}
+
+void Gatherer::OnRecord(const Record& record, const Spot& spot) {
+  if (SideOf(range_, record.tick, record.time) == Side::kInside)
+    ++(record.crc_right ? totals_.records : totals_.wrong_crc);
+  events_.Take(record, spot, phrases_);
+  phrases_.Learn(record);
+  way_.Take(record, spot);
+  series_.Take(record, spot);
+  lanes_.Take(record, spot, phrases_);
+  facts_.Take(record, spot);
+  if (SideOf(upto_, record.tick, record.time) == Side::kBehind) return;
+  TellTally();
+  const std::uint64_t starts = tally_.starts;
+  tally_.OnRecord(record);
+  if (record.kind->id == KindId::kPolicy && record.crc_right)
+    policy_words_[ValueOf(record, 0).number] = ValueWords(StateEntry(record));
+  if (tally_.starts == starts) return;
+  starts_.push_back(spot.x);
+  events_.TakeStart(record, spot);
+}
+
+void Gatherer::OnGap(const Gap& gap, const GapSpot& spot) {
+  way_.Take(gap, spot.lost_from);
+  LoseAll(spot.lost_from);
+  if (!untallied_) untallied_ = gap;
+  const std::string words = GapWords(gap);
+  if (gap.reason != GapReason::kOverwritten) events_.Take(gap, words, spot, run_);
+  if (SideOf(range_, gap.from_tick, gap.from) == Side::kBehind ||
+      SideOf(range_, gap.to_tick, gap.to) == Side::kBefore)
+    return;
+  gaps_.push_back(
+      {gap.reason, words, spot.from, spot.to, gap.from_tick, gap.to_tick, gap.clusters, gap.bytes});
+  const char* const severity = gap.reason == GapReason::kOverwritten ? "note"
+                               : gap.reason == GapReason::kWrongCrc  ? "crc"
+                                                                     : "gap";
+  findings_.push_back({severity, words, spot.from ? spot.from : spot.to});
+}
+
+void Gatherer::OnClockStep(const records::ClockStep& step, AxisX x) {
+  way_.Take(step, x);
+  const std::string words = ClockStepWords(step);
+  events_.Take(step, words, x, run_);
+  const records::Time time{step.told_us, records::TimeQuality::kStepped};
+  if (SideOf(range_, step.tick, time) != Side::kInside) return;
+  steps_.push_back({x, step.tick, step.expected_us, step.told_us, words});
+  findings_.push_back({"clock", words, x});
+}
+
+void Gatherer::OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) {
+  run_ = run;
+  way_.TakeNewRun(run, tick, lost_from);
+  LoseAll(lost_from);
+  if (!untallied_) untallied_ = Gap(GapReason::kMarked);
+  const std::string words = NewRunWords(tick);
+  events_.TakeNewRun(words, tick, x, run);
+  new_runs_.push_back({x, run, tick});
+}
+
+// ---- What it comes to ------------------------------------------------------------
+
+// Of settings that a later configuration does not tell nothing is known.
+void Gatherer::PutSettings(CaseRecording& recording) const {
+  const auto component_word = records::KindOf(KindId::kVersion).fields[0].word;
+  for (const auto& [component, text] : tally_.versions) {
+    const char* const word = component_word(component);
+    recording.versions.push_back(
+        {word != nullptr ? word : fmt::format("component {}", component), EscapedText(text)});
+  }
+  for (const auto& [number, value] : tally_.policies) {
+    const auto words = policy_words_.find(number);
+    recording.policies.push_back(
+        {number, KeyWords(StateTable::Key{KindId::kPolicy, {number}}),
+         words == policy_words_.end() ? fmt::format("{}", value) : words->second});
+  }
+  recording.policies_complete = tally_.saw_settings && !tally_.policies.empty();
+  if (recording.policies_complete) recording.policy_sha256 = PolicyDigest(tally_.policies);
+}
+
+void Gatherer::PutTotals(const Inside& inside, CaseRecording& recording) const {
+  CaseTotals& totals = recording.totals = totals_;
+  const CaseStretch* before = nullptr;
+  for (const CaseStretch& stretch : recording.stretches) {
+    const bool goes_on =
+        before != nullptr && before->run == stretch.run && before->last + 1 == stretch.first;
+    totals.recorded_halves += stretch.last - stretch.first + (goes_on ? 1 : 0);
+    if (before == nullptr || before->run != stretch.run) ++totals.runs;
+    before = &stretch;
+  }
+  for (const CaseGap& gap : recording.gaps) {
+    if (gap.reason == GapReason::kOverwritten)
+      totals.overwritten = true;
+    else if (gap.from && gap.to)
+      totals.lost_halves += *gap.to - *gap.from;
+    else
+      ++totals.lost_unknown;
+  }
+  for (const AxisX start : starts_)
+    if (inside.Has(start)) ++totals.starts;
+  for (const WayPoint& point : recording.way)
+    if ((point.flags & WayPoint::kUnverified) != 0) ++totals.unverified;
+}
+
+void Gatherer::PutWay(const Inside& inside, CaseRecording& recording) {
+  way_.Finish();
+  recording.way = std::move(way_.way);
+  if (HasRange()) inside.Clip(recording.way, way_.ends);
+}
+
+void Gatherer::PutFindings(CaseRecording& recording) {
+  for (const CaseNewRun& run : recording.new_runs)
+    findings_.push_back({"clock", NewRunWords(run.tick), run.x});
+  const auto unverified = std::find_if(
+      recording.way.begin(), recording.way.end(),
+      [](const WayPoint& point) { return (point.flags & WayPoint::kUnverified) != 0; });
+  if (unverified != recording.way.end())
+    findings_.push_back({"position", kUnverifiedWords, unverified->x});
+  if (recording.stretches.empty())
+    findings_.push_back({"note",
+                         HasRange() ? "nothing of what was asked for is recorded"
+                                    : "nothing is recorded, or nothing tells when",
+                         std::nullopt});
+  else if (!recording.HasTime())
+    findings_.push_back({"note", "nothing tells the time of day", std::nullopt});
+  if (recording.zone.empty())
+    findings_.push_back({"note", "no time zone is recorded; times are UTC", std::nullopt});
+  // In the order of the axis; what has no place comes last.
+  std::stable_sort(findings_.begin(), findings_.end(),
+                   [](const CaseFinding& a, const CaseFinding& b) {
+                     constexpr AxisX kLast = std::numeric_limits<AxisX>::max();
+                     return a.x.value_or(kLast) < b.x.value_or(kLast);
+                   });
+  recording.findings = std::move(findings_);
+}
+
+bool TellsSomething(const Line& line) {
+  return std::any_of(line.begin(), line.end(),
+                     [](const LinePoint& point) { return point.IsKnown(); });
+}
+
+// Texts and kinds that no event has are left out.
+void DropUnused(CaseEvents& events) {
+  const auto renumber = [&events](std::vector<std::string>& names, int CaseEvent::*index) {
+    std::vector<int> numbers(names.size(), -1);
+    std::vector<std::string> used;
+    for (CaseEvent& event : events.all) {
+      int& number = numbers[static_cast<std::size_t>(event.*index)];
+      if (number < 0) {
+        number = static_cast<int>(used.size());
+        used.push_back(std::move(names[static_cast<std::size_t>(event.*index)]));
+      }
+      event.*index = number;
+    }
+    names = std::move(used);
+  };
+  renumber(events.kinds, &CaseEvent::kind);
+  renumber(events.texts, &CaseEvent::text);
+}
+
+void Gatherer::Finish(const Placement& placement, CaseRecording& recording) {
+  if (!range_.to) TellTally();
+  const std::vector<CaseStretch> stretches = placement.Stretches();
+  const Inside inside(stretches, range_);
+  recording.stretches = inside.Stretches();
+  const AxisX begin = recording.stretches.empty() ? 0 : recording.stretches.front().first;
+  recording.series = series_.Finish(findings_);
+  recording.lanes = lanes_.Finish(stretches.empty() ? 0 : stretches.front().first);
+  recording.events = events_.Finish();
+  recording.facts = facts_.Finish(inside, begin);
+  recording.gaps = std::move(gaps_);
+  recording.steps = std::move(steps_);
+  recording.new_runs = std::move(new_runs_);
+  PutWay(inside, recording);
+  if (HasRange()) {
+    for (CaseSeries& series : recording.series) inside.Clip(series.line);
+    for (CaseLane& lane : recording.lanes) inside.Clip(lane.line);
+    inside.Clip(recording.events);
+    recording.new_runs.erase(
+        std::remove_if(recording.new_runs.begin(), recording.new_runs.end(),
+                       [&inside](const CaseNewRun& run) { return !inside.Has(run.x); }),
+        recording.new_runs.end());
+  }
+  recording.series.erase(
+      std::remove_if(recording.series.begin(), recording.series.end(),
+                     [](const CaseSeries& series) { return !TellsSomething(series.line); }),
+      recording.series.end());
+  DropUnused(recording.events);
+  PutSettings(recording);
+  PutTotals(inside, recording);
+  PutFindings(recording);
+}
+
+void Thin(CaseRecording& recording) {
+  for (CaseSeries& series : recording.series) series.thinned = ThinLine(series.line);
+  recording.way_thinned = ThinWay(recording.way);
+}
+
+}  // namespace
+
+CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
+  CaseRecording recording;
+  recording.name = EscapedText(reading.recording.name);
+  recording.is_store = reading.recording.is_store;
+  recording.zone = reading.zone;
+  Gatherer gatherer(reading.range);
+  Placement placement(gatherer);
+  outcome = ReadThroughRange(reading, placement);
+  placement.Finish();
+  gatherer.Finish(placement, recording);
+  const RunLayout layout(placement.RunBegins(), placement.Stretches());
+  LayOut(layout, recording);
+  Thin(recording);
+  return recording;
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,194 @@
+#include "tools/report/series_book.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "tools/read/phrase.h"
+#include "tools/read/state_words.h"
+
+namespace vmr::tool {
+
+using records::KindId;
+using records::Order;
+using records::Record;
+
+namespace {
+
+// A field that is drawn as a line.
+struct DrawnField {
+  KindId kind;
+  std::size_t field;
+  const char* family;
+  const char* words;  // behind the device's name
+};
+constexpr DrawnField kDrawn[] = {
+    {KindId::kSpeed, 1, "speed", "speed"},        {KindId::kRadar, 1, "radar", "target"},
+    {KindId::kRadar, 2, "radar", "locked"},       {KindId::kRadar, 3, "radar", "fastest"},
+    {KindId::kTemperature, 1, "temperature", ""}, {KindId::kVoltage, 0, "voltage", ""},
+};
+
+const DrawnField& DrawnAs(KindId kind, std::size_t field) {
+  return *std::find_if(std::begin(kDrawn), std::end(kDrawn), [&](const DrawnField& drawn) {
+    return drawn.kind == kind && drawn.field == field;
+  });
+}
+
+// The kind of the readings whose units the record tells.
+std::optional<KindId> ReadingsOf(KindId kind) {
+  if (kind == KindId::kSpeedDevice) return KindId::kSpeed;
+  if (kind == KindId::kRadarDevice) return KindId::kRadar;
+  return std::nullopt;
+}
+
+std::int64_t DeviceOf(const Record& record) {
+  return record.kind->key_fields > 0 ? ValueOf(record, 0).number : 0;
+}
+
+std::string NameOf(const DrawnField& drawn, std::int64_t device) {
+  switch (drawn.kind) {
+    case KindId::kSpeed:
+      return fmt::format("{} {}", SpeedDeviceName(device), drawn.words);
+    case KindId::kRadar:
+      return fmt::format("radar {} {}", device, drawn.words);
+    case KindId::kTemperature:
+      return SubjectWords(StateTable::Key{drawn.kind, {device}});
+    default:
+      return "supply voltage";
+  }
+}
+
+std::string IdOf(const DrawnField& drawn, std::int64_t device) {
+  switch (drawn.kind) {
+    case KindId::kRadar:
+      return fmt::format("radar/{}/{}", device, drawn.words);
+    case KindId::kVoltage:
+      return drawn.family;
+    default:
+      return fmt::format("{}/{}", drawn.family, device);
+  }
+}
+
+constexpr std::int64_t kUnitsUntold = -1;
+
+std::int64_t UnitsAt(const Line& units, AxisX x) {
+  const auto behind = std::upper_bound(
+      units.begin(), units.end(), x, [](AxisX at, const LinePoint& point) { return at < point.x; });
+  if (behind == units.begin() || !(behind - 1)->IsKnown()) return kUnitsUntold;
+  return (behind - 1)->value;
+}
+
+// The values of one unit, unknown where another one counts.
+Line OfUnits(const Line& line, const Line& units, std::int64_t wanted) {
+  LineBuilder part;
+  for (const LinePoint& point : line) {
+    if (point.IsKnown() && UnitsAt(units, point.x) == wanted) {
+      if (point.Holds())
+        part.Tell(point.x, point.value, (point.flags & LinePoint::kSinceUnknown) != 0);
+      else
+        part.Doubt(point.x, point.value);
+    } else if (point.Holds()) {
+      part.Lose(point.x);
+    }
+  }
+  return part.Take();
+}
+
+bool TellsNothing(const Line& line) {
+  return std::none_of(line.begin(), line.end(),
+                      [](const LinePoint& point) { return point.IsKnown(); });
+}
+
+}  // namespace
+
+void SeriesBook::Take(const Record& record, const Spot& spot) {
+  const KindId kind = record.kind->id;
+  if (const auto readings = ReadingsOf(kind)) {
+    if (!record.crc_right || !spot.holds_from) return;
+    units_[{*readings, DeviceOf(record)}].Tell(*spot.holds_from, ValueOf(record, 1).number,
+                                               record.repeats);
+    return;
+  }
+  for (const DrawnField& drawn : kDrawn)
+    if (drawn.kind == kind && record.shape->fields[drawn.field].order != Order::kAbsent)
+      TakeReading(record, drawn.field, spot);
+}
+
+void SeriesBook::TakeReading(const Record& record, std::size_t field, const Spot& spot) {
+  const records::Value value = ValueOf(record, field);
+  const bool is_number = value.present && value.word == nullptr;
+  const Key key{record.kind->id, DeviceOf(record), field};
+  if (!record.crc_right) {
+    if (is_number) lines_[key].Doubt(spot.x, value.number);
+    return;
+  }
+  if (!spot.holds_from) return;
+  if (is_number)
+    lines_[key].Tell(*spot.holds_from, value.number, record.repeats);
+  else
+    lines_[key].Lose(*spot.holds_from);
+}
+
+void SeriesBook::LoseAll(AxisX x) {
+  for (auto& [key, line] : lines_) line.Lose(x);
+  for (auto& [device, units] : units_) units.Lose(x);
+}
+
+std::vector<CaseSeries> SeriesBook::Finish(std::vector<CaseFinding>& findings) {
+  std::vector<CaseSeries> all;
+  for (auto& [key, line] : lines_) {
+    const auto& [kind, device, field] = key;
+    const DrawnField& drawn = DrawnAs(kind, field);
+    Line points = line.Take();
+    if (TellsNothing(points)) continue;
+    if (kind == KindId::kSpeed || kind == KindId::kRadar) {
+      PutByUnits(key, std::move(points), all, findings);
+      continue;
+    }
+    CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
+    series.unit = records::KindOf(kind).fields[field].unit;
+    series.line = std::move(points);
+    all.push_back(std::move(series));
+  }
+  return all;
+}
+
+void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all,
+                            std::vector<CaseFinding>& findings) {
+  const auto& [kind, device, field] = key;
+  const DrawnField& drawn = DrawnAs(kind, field);
+  const Line& units = units_[{kind, device}].Points();
+  std::set<std::int64_t> told;
+  for (const LinePoint& point : units)
+    if (point.IsKnown()) told.insert(point.value);
+  const bool any_untold = std::any_of(line.begin(), line.end(), [&](const LinePoint& point) {
+    return point.IsKnown() && UnitsAt(units, point.x) == kUnitsUntold;
+  });
+  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
+  if (told.size() <= 1) {
+    if (!told.empty()) series.unit = SpeedUnitsText(*told.begin());
+    if (any_untold && !series.unit.empty())
+      findings.push_back(
+          {"note",
+           fmt::format("where the unit of {} is not told it is shown as {}, the only "
+                       "one that the recording tells",
+                       series.name, series.unit),
+           std::nullopt});
+    series.line = std::move(line);
+    all.push_back(std::move(series));
+    return;
+  }
+  if (any_untold) told.insert(kUnitsUntold);
+  for (const std::int64_t unit : told) {
+    CaseSeries part = series;
+    part.id += fmt::format("/{}", unit);
+    part.unit = SpeedUnitsText(unit);
+    part.line = OfUnits(line, units, unit);
+    if (!TellsNothing(part.line)) all.push_back(std::move(part));
+  }
+}
+
+}  // namespace vmr::tool

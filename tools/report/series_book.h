@@ -1,0 +1,42 @@
+// Speeds, radars' readings, temperatures and the voltage as lines over time.
+#ifndef VMR_TOOLS_REPORT_SERIES_BOOK_H_
+#define VMR_TOOLS_REPORT_SERIES_BOOK_H_
+
+#include <cstdint>
+#include <map>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "records/record.h"
+#include "tools/report/case_file.h"
+#include "tools/report/line_builder.h"
+#include "tools/report/placement.h"
+
+namespace vmr::tool {
+
+class SeriesBook {
+ public:
+  void Take(const records::Record& record, const Spot& spot);
+  // From x on nothing is known.
+  void LoseAll(AxisX x);
+  // What was told at all, kind by kind. Where several units were told, a line for each. Of a
+  // value that was told while its unit was not, the unit is the only one that is told at all;
+  // `findings` gets a note of that.
+  std::vector<CaseSeries> Finish(std::vector<CaseFinding>& findings);
+
+ private:
+  using Key = std::tuple<records::KindId, std::int64_t, std::size_t>;  // device, field
+  using Device = std::pair<records::KindId, std::int64_t>;
+
+  void TakeReading(const records::Record& record, std::size_t field, const Spot& spot);
+  void PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all,
+                  std::vector<CaseFinding>& findings);
+
+  std::map<Key, LineBuilder> lines_;
+  std::map<Device, LineBuilder> units_;  // of the kind of the readings
+};
+
+}  // namespace vmr::tool
+
+#endif  // VMR_TOOLS_REPORT_SERIES_BOOK_H_
