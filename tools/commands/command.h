@@ -26,6 +26,7 @@ extern const Command kExportCommand;
 extern const Command kPlotCommand;
 extern const Command kStateCommand;
 extern const Command kDiffCommand;
+extern const Command kReportCommand;
 extern const Command kFollowCommand;
 extern const Command kExtractCommand;
 extern const Command kCheckCommand;

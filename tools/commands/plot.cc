@@ -11,6 +11,7 @@
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
 #include "tools/common/text_output.h"
+#include "tools/report/case_zone.h"
 #include "tools/report/gather.h"
 #include "tools/report/svg_plot.h"
 
@@ -76,12 +77,12 @@ void AddFamilies(CLI::App& parser, std::vector<std::string>& families) {
       ->type_name("KIND,...");
 }
 
-// Of the first recording that tells one, as the axis says.
-void UseZoneOf(const CaseFile& file) {
+// All local times are of one zone, the first that is told.
+std::string ZoneOf(const CaseFile& file) {
   const auto told =
       std::find_if(file.recordings.begin(), file.recordings.end(),
                    [](const CaseRecording& recording) { return !recording.zone.empty(); });
-  UseTimeZone(told == file.recordings.end() ? "UTC" : told->zone);
+  return told == file.recordings.end() ? "" : told->zone;
 }
 
 // Says which of those asked for are not told. False after saying that none is.
@@ -113,9 +114,9 @@ int Plot(Asked& asked) {
     return outcome.complete ? kExitSuccess : kExitPartial;
   });
   if (recordings.empty()) return out.Finish(exit_code);
-  const CaseFile file = PutOnOneAxis(std::move(recordings));
+  CaseFile file = PutOnOneAxis(std::move(recordings));
   if (!ChooseFamilies(file, asked.plot.families)) return out.Finish(kExitFailure);
-  UseZoneOf(file);
+  SetZone(ZoneOf(file), asked.reading.time_zone == kRecordedZone, file);
   out.Write(SvgPlot(file, asked.plot));
   return out.Finish(exit_code);
 }

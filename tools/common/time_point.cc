@@ -237,6 +237,11 @@ LocalTime LocalTimeOf(std::int64_t time_us) {
           static_cast<int>(shown.tm_gmtoff / 60)};
 }
 
+std::string ZoneAbbreviation(std::int64_t time_us) {
+  const std::tm shown = Shown(static_cast<std::time_t>(FloorDivide(time_us, kSecond_us)));
+  return shown.tm_zone == nullptr ? "" : shown.tm_zone;
+}
+
 std::string OffsetText(int offset_minutes) {
   const int magnitude = std::abs(offset_minutes);
   return fmt::format("{}{:02}:{:02}", offset_minutes < 0 ? '-' : '+', magnitude / 60,

@@ -58,6 +58,8 @@ LocalTime LocalTimeOf(std::int64_t time_us);
 
 // "2019-06-19 16:33:57-05:00", local; of UTC "+00:00".
 std::string LocalTimeText(std::int64_t time_us);
+// What the zone in use calls its time then: "CDT".
+std::string ZoneAbbreviation(std::int64_t time_us);
 // "-05:00"
 std::string OffsetText(int offset_minutes);
 

@@ -57,6 +57,8 @@ void OpenRing(const std::string& path1, const std::string& path2, OpenedRecordin
   RingProblem problem{};
   auto ring = RingSource::Open(path1, path2, problem);
   opened.is_store = true;
+  opened.files = {path1};
+  if (!path2.empty()) opened.files.push_back(path2);
   if (ring == nullptr) {
     opened.error = WhyNoRing(opened.name, path1, path2, problem);
     return;
@@ -81,6 +83,7 @@ bool OpenSetAside(const std::string& base, OpenedRecording& opened) {
 void OpenFlat(const std::string& path, OpenedRecording& opened) {
   FlatProblem problem{};
   opened.source = FlatSource::Open(path, problem);
+  opened.files = {path};
   if (opened.source != nullptr) return;
   if (problem == FlatProblem::kNotOpened) {
     opened.error = fmt::format("{}: {}", path, TextOfErrno());

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "records/source.h"
 #include "tools/common/store_path.h"
@@ -15,6 +16,7 @@ struct OpenedRecording {
   std::unique_ptr<records::Source> source;  // null: it cannot be read
   std::string error;                        // why, and what to do
   std::string remark;                       // what is worth saying about it; may be empty
+  std::vector<std::string> files;           // it is in; of a store's two one may not be there
   bool is_store = false;
 };
 

@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 
@@ -126,13 +125,6 @@ class Files {
 
   std::vector<ClusterReader> readers_;
 };
-
-// The files of a store, or the one that was given by itself.
-std::vector<std::string> FilesOf(const std::string& name) {
-  const std::string path1 = RingFileName(name, 1), path2 = RingFileName(name, 2);
-  if (access(path1.c_str(), F_OK) != 0 && access(path2.c_str(), F_OK) != 0) return {name};
-  return {path1, path2};
-}
 
 // The clusters of a store's recording, in their order.
 class Clusters {
@@ -384,7 +376,7 @@ Overview LookOver(OpenedRecording& recording, bool all) {
   const Clusters clusters(ring->Span());
   overview.clusters = clusters.Count();
   overview.overwritten = ring->Span().has_wrapped;
-  Files files(FilesOf(recording.name));
+  Files files(recording.files);
   if (all || clusters.Count() <= kFewClusters) {
     ReadWhole(recording, overview);
     for (int i = 0; i < clusters.Count(); ++i)

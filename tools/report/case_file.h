@@ -177,15 +177,16 @@ struct CaseSource {
 };
 
 struct CaseTotals {
-  std::int64_t recorded_halves = 0;  // half seconds in stretches
-  std::int64_t lost_halves = 0;      // in gaps whose both ends are known
-  std::int64_t lost_unknown = 0;     // gaps whose length nobody knows
-  std::int64_t records = 0;          // of packets whose CRC is right
-  std::int64_t wrong_crc = 0;        // records of the others
-  std::int64_t unverified = 0;       // positions
-  std::int64_t runs = 0;             // of ticks
-  std::int64_t starts = 0;           // of the unit, where it recorded one
-  bool overwritten = false;          // newer packets stand in place of the beginning
+  std::int64_t recorded_halves =
+      0;  // half seconds from the first to the last tick of what hangs together
+  std::int64_t lost_halves = 0;   // in gaps whose both ends are known
+  std::int64_t lost_unknown = 0;  // gaps whose length nobody knows
+  std::int64_t records = 0;       // of packets whose CRC is right
+  std::int64_t wrong_crc = 0;     // records of the others
+  std::int64_t unverified = 0;    // positions
+  std::int64_t runs = 0;          // of ticks
+  std::int64_t starts = 0;        // of the unit, where it recorded one
+  bool overwritten = false;       // newer packets stand in place of the beginning
 };
 
 struct CaseRecording {
@@ -217,9 +218,22 @@ struct CaseRecording {
   bool HasTime() const;
 };
 
+// Whose local times are shown, and how far those are ahead of UTC.
+struct CaseZone {
+  struct Offset {
+    std::int64_t from_us;  // UTC; the first one counts for all in front of it, too
+    int minutes;
+    std::string abbreviation;
+  };
+  std::string name;
+  bool recorded = false;  // else somebody asked for it, or nothing tells one
+  std::vector<Offset> offsets;
+};
+
 struct CaseFile {
   std::int64_t axis_us = 0;  // UTC at x = 0; a multiple of half a second
   bool has_time = false;     // else the axis counts half seconds from where recordings begin
+  CaseZone zone;
   std::vector<CaseRecording> recordings;
 };
 

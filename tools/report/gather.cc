@@ -232,17 +232,19 @@ void Gatherer::PutSettings(CaseRecording& recording) const {
 
 void Gatherer::PutTotals(const Inside& inside, CaseRecording& recording) const {
   CaseTotals& totals = recording.totals = totals_;
-  int last_run = -1;
+  const CaseStretch* before = nullptr;
   for (const CaseStretch& stretch : recording.stretches) {
-    totals.recorded_halves += stretch.last - stretch.first + 1;
-    if (stretch.run != last_run) ++totals.runs;
-    last_run = stretch.run;
+    const bool goes_on =
+        before != nullptr && before->run == stretch.run && before->last + 1 == stretch.first;
+    totals.recorded_halves += stretch.last - stretch.first + (goes_on ? 1 : 0);
+    if (before == nullptr || before->run != stretch.run) ++totals.runs;
+    before = &stretch;
   }
   for (const CaseGap& gap : recording.gaps) {
     if (gap.reason == GapReason::kOverwritten)
       totals.overwritten = true;
     else if (gap.from && gap.to)
-      totals.lost_halves += std::max<AxisX>(*gap.to - *gap.from - 1, 0);
+      totals.lost_halves += *gap.to - *gap.from;
     else
       ++totals.lost_unknown;
   }

@@ -112,19 +112,4 @@ std::vector<AxisMark> NumberMarks(AxisX shift, const AxisSpan& shown, int most) 
   return marks;
 }
 
-std::string OffsetsWithin(std::int64_t axis_us, const AxisSpan& shown) {
-  // No zone sets its clocks back again within a week; of longer spans a thousand places do.
-  const AxisX week = 7 * kDay_s * kSecond_us / kTick_us;
-  const AxisX step = std::max(week, shown.Length() / 1000);
-  std::vector<std::string> found;
-  for (AxisX x = shown.from; x < shown.to + step; x += step) {
-    const std::int64_t us = axis_us + std::min(x, shown.to) * kTick_us;
-    const std::string offset = "UTC" + OffsetText(LocalTimeOf(us).offset_minutes);
-    if (found.empty() || found.back() != offset) found.push_back(offset);
-  }
-  std::string text;
-  for (const std::string& offset : found) text += (text.empty() ? "" : ", then ") + offset;
-  return text;
-}
-
 }  // namespace vmr::tool

@@ -37,9 +37,6 @@ std::vector<AxisMark> TimeMarks(std::int64_t axis_us, const AxisSpan& shown, int
 // At round numbers; x has the number x + `shift`.
 std::vector<AxisMark> NumberMarks(AxisX shift, const AxisSpan& shown, int most);
 
-// "UTC-05:00", or "UTC-05:00, then UTC-06:00" where clocks are set in between.
-std::string OffsetsWithin(std::int64_t axis_us, const AxisSpan& shown);
-
 }  // namespace vmr::tool
 
 #endif  // VMR_TOOLS_REPORT_PLOT_AXIS_H_

@@ -142,18 +142,22 @@ std::string SpanText(const CaseFile& file, const AxisSpan& shown) {
                      LengthText(shown.Length()));
 }
 
-std::string AxisTitle(const CaseFile& file, const AxisSpan& shown) {
+std::string AxisTitle(const CaseFile& file) {
   if (!file.has_time)
     return TicksAhead(file) ? "Tick (half seconds; no time is recorded)"
                             : "Half seconds since the recordings begin (no time is recorded)";
-  std::string zone, estimated;
-  for (const CaseRecording& recording : file.recordings) {
-    if (zone.empty()) zone = recording.zone;
+  std::string estimated;
+  for (const CaseRecording& recording : file.recordings)
     for (const CaseStretch& stretch : recording.stretches)
       if (stretch.time.quality == TimeQuality::kEstimated) estimated = ", partly estimated";
+  if (file.zone.name == "UTC") return "Time, UTC" + estimated;
+  std::string text = "Local time, " + file.zone.name, last;
+  for (const CaseZone::Offset& offset : file.zone.offsets) {
+    const std::string ahead = "UTC" + OffsetText(offset.minutes);
+    if (ahead != last) text += (last.empty() ? ", " : ", then ") + ahead;
+    last = ahead;
   }
-  if (zone.empty() || zone == "UTC") return "Time, UTC" + estimated;
-  return fmt::format("Local time, {}, {}{}", zone, OffsetsWithin(file.axis_us, shown), estimated);
+  return text + estimated;
 }
 
 std::string Caption(const CaseFile& file, const CaseRecording& recording) {

@@ -470,7 +470,7 @@ void Painter::DrawTimes() {
     has_dates |= !mark.date.empty();
   }
   y_ += has_dates ? 36 : 22;
-  Label((kLeft + kRight) / 2, y_ + 14, AxisTitle(file_, shown_), kText, palette::kMuted, "middle");
+  Label((kLeft + kRight) / 2, y_ + 14, AxisTitle(file_), kText, palette::kMuted, "middle");
   y_ += 24;
 }
 

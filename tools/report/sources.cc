@@ -1,0 +1,51 @@
+#include "tools/report/sources.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "backends/file_io.h"
+#include "tools/common/sha256.h"
+#include "tools/read/phrase.h"
+
+namespace vmr::tool {
+
+SourceFiles::Look SourceFiles::LookAt(const std::string& path) {
+  Look look;
+  look.path = path;
+  struct stat status {};
+  look.is_there = stat(path.c_str(), &status) == 0;
+  if (!look.is_there) {
+    look.problem = TextOfErrno();
+    return look;
+  }
+  constexpr std::int64_t kSecond_ns = 1000000000;
+  look.bytes = status.st_size;
+  look.changed_ns = status.st_mtim.tv_sec * kSecond_ns + status.st_mtim.tv_nsec;
+  return look;
+}
+
+SourceFiles::SourceFiles(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) looks_.push_back(LookAt(path));
+}
+
+std::vector<CaseSource> SourceFiles::Digest() const {
+  std::vector<CaseSource> sources;
+  for (const Look& look : looks_) {
+    CaseSource source{EscapedText(look.path), look.bytes, std::nullopt, look.problem};
+    if (look.is_there) {
+      const int fd = OpenFile(look.path, O_RDONLY);
+      if (IsOpenDescriptor(fd)) source.sha256 = Sha256OfFile(fd);
+      if (!source.sha256) source.problem = TextOfErrno();
+      if (IsOpenDescriptor(fd)) static_cast<void>(CloseFile(fd));  // nothing was written
+      if (!(LookAt(look.path) == look)) {
+        source.sha256.reset();
+        source.problem = "was changed while it was read";
+      }
+    }
+    sources.push_back(std::move(source));
+  }
+  return sources;
+}
+
+}  // namespace vmr::tool
