@@ -97,7 +97,7 @@ PlotPanel PanelOf(const CaseFile& file, const std::string& family, const std::st
 }  // namespace
 
 LineStyle StyleOf(const LinePlace& place, bool is_alone) {
-  constexpr double kWidths[] = {1.8, 1.2, 2.6, 0.8};
+  constexpr double kWidths[] = {1.8, 1.4, 2.6, 1};
   constexpr std::size_t kColours = std::size(palette::kSeries);
   // With the second round of colours each has another dash.
   const std::size_t dash = is_alone ? place.of_panel + place.of_panel / kColours : place.recording;

@@ -138,8 +138,9 @@ std::string DefaultTitle(const CaseFile& file, const std::vector<std::string>& f
 }
 
 std::string SpanText(const CaseFile& file, const AxisSpan& shown) {
-  return fmt::format("{} to {} ({})", PlaceText(file, shown.from), PlaceText(file, shown.to),
-                     LengthText(shown.Length()));
+  const AxisX last = shown.to - 1;
+  return fmt::format("{} to {} ({})", PlaceText(file, shown.from), PlaceText(file, last),
+                     LengthText(last - shown.from));
 }
 
 std::string AxisTitle(const CaseFile& file) {

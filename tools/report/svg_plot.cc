@@ -283,7 +283,8 @@ void Painter::DrawHoles(const CaseRecording& recording, double top, double heigh
     const double width = std::max(right - left, kLeastHole);
     svg_.Leaf("rect",
               {{"x", left}, {"y", top}, {"width", width}, {"height", height}, {"fill", kHoleFill}});
-    const std::string text = "not recorded, " + LengthText(hole.Length());
+    // From the last place that is known to the next one.
+    const std::string text = "not recorded, " + LengthText(hole.Length() + 1);
     const double text_width = TextWidth(text, kSmall) + 2 * kAir;
     if (!with_labels || text_width > width) continue;
     svg_.Leaf("rect", {{"x", left + (width - text_width) / 2},
@@ -376,7 +377,7 @@ void Painter::DrawWrong(const PlotLine& line, const Box& box) {
 
 // Beside the lines that reach the end, as far as they find room.
 void Painter::DrawNames(const PlotPanel& panel, const Box& box) {
-  constexpr double kReach = 4, kApart = 12, kFarthest = 30;
+  constexpr double kReach = 4, kApart = 12, kFarthest = 40;
   if (panel.lines.size() < 2) return;
   struct Name {
     double y;
@@ -455,11 +456,11 @@ void Painter::DrawRecorded() {
           palette::kText);
     y_ += kRowHeight;
   }
-  y_ += kPanelGap - 8;
+  y_ += kPanelGap;
 }
 
 void Painter::DrawTimes() {
-  y_ -= kPanelGap - 6;
+  y_ -= kPanelGap;
   Line(kLeft, y_, kRight, y_, palette::kMuted);
   bool has_dates = false;
   for (const AxisMark& mark : marks_) {
