@@ -83,6 +83,8 @@ class Untouched : public ProgramTest {
          "--margin", "5", "--force"},
         {"extract", "s", "s_1.mtd", "--from", "50", "--to", "150", "--force"},
         {"state", "s", "--at", "100"},
+        {"report", "s", "-o", "cut", "--force"},
+        {"report", "s", "-o", "s_1.mtd", "--force"},
         {"diff", "s", "--at", "50", "--and", "150"},
         {"check", "s"},
         {"check", "s", "--format", "json"},

@@ -19,6 +19,7 @@
 #include "tools/common/numbers.h"
 #include "tools/common/text_output.h"
 #include "tools/read/phrase.h"
+#include "tools/report/case_axis.h"
 #include "tools/report/case_zone.h"
 #include "tools/report/gather.h"
 #include "tools/report/page.h"

@@ -377,7 +377,7 @@ std::string SpeedUnitsText(std::int64_t units) {
     case SPEED_UNITS_MPH:
       return "mph";
     case SPEED_UNITS_AS_ON_RADAR:
-      return "(unit as set on the radar)";
+      return "unit as set on the radar";
     default:
       return {};
   }
@@ -407,7 +407,8 @@ std::string Phrases::UnitsOf(KindId kind, std::int64_t device) const {
   const auto told = units_.find({kind, device});
   if (told == units_.end()) return {};
   const std::string text = SpeedUnitsText(told->second);
-  return text.empty() ? text : " " + text;
+  if (text.empty()) return {};
+  return told->second == SPEED_UNITS_AS_ON_RADAR ? fmt::format(" ({})", text) : " " + text;
 }
 
 std::string Phrases::Of(const Record& record) const {

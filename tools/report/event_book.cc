@@ -35,15 +35,16 @@ unsigned char FlagsOf(const Record& record, const Spot& spot) {
 
 std::int64_t TickOf(unsigned int tick) { return tick == kNoTick ? -1 : std::int64_t{tick}; }
 
-// What a change of it is a change of: its bytes, but of a radar the lock alone. Nothing when
-// the record does not tell that.
+// What a change of it is a change of: its bytes, but of a radar the lock alone, empty when
+// nothing is locked. Nothing when the record does not tell that.
 std::optional<std::string> MeaningOf(const Record& record) {
   if (record.kind->id != KindId::kRadar)
     return std::string(reinterpret_cast<const char*>(record.item), record.item_bytes);
   constexpr std::size_t kLock = 2;
   if (record.shape->fields[kLock].order == Order::kAbsent) return std::nullopt;
   const records::Value lock = ValueOf(record, kLock);
-  return lock.present ? fmt::format("{}", lock.number) : "";
+  const bool is_locked = lock.present && lock.word == nullptr && lock.number != 0;
+  return is_locked ? fmt::format("{}", lock.number) : "";
 }
 
 }  // namespace

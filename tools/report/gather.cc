@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <map>
 #include <string>
@@ -13,7 +12,9 @@
 #include "tools/read/overview.h"
 #include "tools/read/phrase.h"
 #include "tools/read/state_words.h"
+#include "tools/report/case_axis.h"
 #include "tools/report/event_book.h"
+#include "tools/report/fact_book.h"
 #include "tools/report/lane_book.h"
 #include "tools/report/placement.h"
 #include "tools/report/range_clip.h"
@@ -28,73 +29,6 @@ using records::Gap;
 using records::GapReason;
 using records::KindId;
 using records::Record;
-
-// Who and what, in the order in which a reader asks for it.
-constexpr KindId kFacts[] = {KindId::kOfficer,    KindId::kBadge,        KindId::kVehicle,
-                             KindId::kDepartment, KindId::kSerialNumber, KindId::kMac,
-                             KindId::kTimeZone,   KindId::kTimeZoneName, KindId::kGpsReceiver};
-
-bool IsFact(KindId kind) {
-  return std::find(std::begin(kFacts), std::end(kFacts), kind) != std::end(kFacts);
-}
-
-std::string FactText(const Record& record) {
-  const std::string_view text = ValueOf(record, 0).text;
-  return record.kind->id == KindId::kMac ? MacText(text) : EscapedText(text);
-}
-
-// ---- Texts -----------------------------------------------------------------------
-
-// What is told of who and what, as it changes; behind a gap it is unknown.
-class FactBook {
- public:
-  void Take(const Record& record, const Spot& spot) {
-    if (!record.crc_right || !IsFact(record.kind->id)) return;
-    std::vector<Told>& told = told_[record.kind->id];
-    const std::string text = FactText(record);
-    if (!told.empty() && told.back().is_known && told.back().text == text) return;
-    told.push_back({spot.holds_from.value_or(spot.x), text, record.tick, true});
-  }
-  void LoseAll(AxisX x) {
-    for (auto& [kind, told] : told_)
-      if (told.back().is_known) told.push_back({x, "", kNoTick, false});
-  }
-  // Of each the different texts that are in force inside, which is known to begin at `begin`.
-  std::vector<CaseFact> Finish(const Inside& inside, AxisX begin) const {
-    std::vector<CaseFact> facts;
-    for (const KindId kind : kFacts) {
-      CaseFact fact{records::KindOf(kind).name, {}};
-      const auto told = told_.find(kind);
-      if (told != told_.end())
-        for (std::size_t i = 0; i < told->second.size(); ++i)
-          if (IsInForce(told->second, i, inside, begin)) Add(told->second[i], fact);
-      facts.push_back(std::move(fact));
-    }
-    return facts;
-  }
-
- private:
-  struct Told {
-    AxisX x;
-    std::string text;
-    unsigned int tick;
-    bool is_known;
-  };
-
-  static bool IsInForce(const std::vector<Told>& told, std::size_t i, const Inside& inside,
-                        AxisX begin) {
-    if (!told[i].is_known) return false;
-    if (inside.Has(told[i].x)) return true;
-    return told[i].x <= begin && (i + 1 == told.size() || told[i + 1].x > begin);
-  }
-  static void Add(const Told& told, CaseFact& fact) {
-    const bool is_new = std::none_of(fact.values.begin(), fact.values.end(),
-                                     [&](const CaseText& text) { return text.text == told.text; });
-    if (is_new) fact.values.push_back({told.text, told.x, told.tick});
-  }
-
-  std::map<KindId, std::vector<Told>> told_;
-};
 
 // ---- Gathering -------------------------------------------------------------------
 
@@ -343,56 +277,12 @@ void Gatherer::Finish(const Placement& placement, CaseRecording& recording) {
   PutFindings(recording);
 }
 
-// ---- The axis --------------------------------------------------------------------
-
-// Everything that lies on it.
-template <typename Visit>
-void ForEachX(CaseRecording& recording, const Visit& visit) {
-  const auto if_known = [&visit](std::optional<AxisX>& x) {
-    if (x) visit(*x);
-  };
-  for (CaseStretch& stretch : recording.stretches) visit(stretch.first), visit(stretch.last);
-  for (CaseFact& fact : recording.facts)
-    for (CaseText& text : fact.values) if_known(text.x);
-  for (CaseGap& gap : recording.gaps) if_known(gap.from), if_known(gap.to);
-  for (CaseClockStep& step : recording.steps) visit(step.x);
-  for (CaseNewRun& run : recording.new_runs) visit(run.x);
-  for (WayPoint& point : recording.way) visit(point.x);
-  for (CaseSeries& series : recording.series)
-    for (LinePoint& point : series.line) visit(point.x);
-  for (CaseLane& lane : recording.lanes)
-    for (LinePoint& point : lane.line) visit(point.x);
-  for (CaseEvent& event : recording.events.all) visit(event.x);
-  for (CaseFinding& finding : recording.findings) if_known(finding.x);
-}
-
-// What is told of the time in front of it lies at its beginning.
-void KeepBehind(AxisX begin, CaseRecording& recording) {
-  const std::vector<CaseGap> gaps = recording.gaps;  // but for a gap that reaches into it
-  ForEachX(recording, [begin](AxisX& x) { x = std::max(x, begin); });
-  recording.gaps = gaps;
-}
-
-void MoveBy(AxisX by, CaseRecording& recording) {
-  ForEachX(recording, [by](AxisX& x) { x += by; });
-}
-
-AxisX BeginOf(const CaseRecording& recording) {
-  return recording.stretches.empty() ? 0 : recording.stretches.front().first;
-}
-
 void Thin(CaseRecording& recording) {
   for (CaseSeries& series : recording.series) series.thinned = ThinLine(series.line);
   recording.way_thinned = ThinWay(recording.way);
 }
 
 }  // namespace
-
-bool CaseRecording::HasTime() const {
-  return std::any_of(stretches.begin(), stretches.end(), [](const CaseStretch& stretch) {
-    return stretch.time.quality != records::TimeQuality::kUnknown;
-  });
-}
 
 CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
   CaseRecording recording;
@@ -405,27 +295,9 @@ CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
   placement.Finish();
   gatherer.Finish(placement, recording);
   const RunLayout layout(placement.RunBegins(), placement.Stretches());
-  ForEachX(recording, [&layout](AxisX& x) { x = layout.Moved(x); });
-  recording.on_utc = layout.HasTime();
+  LayOut(layout, recording);
   Thin(recording);
   return recording;
-}
-
-CaseFile PutOnOneAxis(std::vector<CaseRecording> recordings) {
-  CaseFile file;
-  std::optional<AxisX> axis;
-  for (const CaseRecording& recording : recordings)
-    if (recording.on_utc && !recording.stretches.empty())
-      axis = std::min(axis.value_or(BeginOf(recording)), BeginOf(recording));
-  file.has_time = axis.has_value();
-  file.axis_us = axis.value_or(0) * records::kTick_us;
-  for (CaseRecording& recording : recordings) {
-    const AxisX begin = BeginOf(recording);
-    KeepBehind(begin, recording);
-    MoveBy(recording.on_utc && axis ? -*axis : -begin, recording);
-  }
-  file.recordings = std::move(recordings);
-  return file;
 }
 
 }  // namespace vmr::tool

@@ -2,8 +2,6 @@
 #ifndef VMR_TOOLS_REPORT_GATHER_H_
 #define VMR_TOOLS_REPORT_GATHER_H_
 
-#include <vector>
-
 #include "tools/read/reading.h"
 #include "tools/report/case_file.h"
 
@@ -13,10 +11,6 @@ namespace vmr::tool {
 // force where that begins. `outcome` says, as for the other readers, whether all of it is there.
 // Local times in words are of the zone in use. Its axis is its own until PutOnOneAxis.
 CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome);
-
-// Gives them one axis: where their clocks tell the time, x is the same UTC in each. One that
-// tells no time begins where the axis does.
-CaseFile PutOnOneAxis(std::vector<CaseRecording> recordings);
 
 }  // namespace vmr::tool
 

@@ -33,7 +33,7 @@ void LineBuilder::Doubt(AxisX x, std::int64_t value) {
 void LineBuilder::Lose(AxisX x) {
   const auto at = Behind(x);
   const LinePoint* const in_force = InForceBefore(at);
-  if (in_force != nullptr && !in_force->IsKnown()) return;
+  if (in_force == nullptr || !in_force->IsKnown()) return;
   line_.insert(at, {x, 0, LinePoint::kUnknown});
 }
 

@@ -15,7 +15,7 @@ class LineBuilder {
   void Tell(AxisX x, std::int64_t value, bool told_by_full_state);
   // A packet whose CRC is wrong says so.
   void Doubt(AxisX x, std::int64_t value);
-  // From x on it is unknown.
+  // From x on it is unknown. What was never told needs no point for that.
   void Lose(AxisX x);
 
   const Line& Points() const { return line_; }

@@ -1,0 +1,99 @@
+#include "tools/report/case_axis.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace vmr::tool {
+namespace {
+
+// Everything that lies on it.
+template <typename Visit>
+void ForEachX(CaseRecording& recording, const Visit& visit) {
+  const auto if_known = [&visit](std::optional<AxisX>& x) {
+    if (x) visit(*x);
+  };
+  for (CaseStretch& stretch : recording.stretches) visit(stretch.first), visit(stretch.last);
+  for (CaseFact& fact : recording.facts)
+    for (CaseText& text : fact.values) if_known(text.x);
+  for (CaseGap& gap : recording.gaps) if_known(gap.from), if_known(gap.to);
+  for (CaseClockStep& step : recording.steps) visit(step.x);
+  for (CaseNewRun& run : recording.new_runs) visit(run.x);
+  for (WayPoint& point : recording.way) visit(point.x);
+  for (CaseSeries& series : recording.series)
+    for (LinePoint& point : series.line) visit(point.x);
+  for (CaseLane& lane : recording.lanes)
+    for (LinePoint& point : lane.line) visit(point.x);
+  for (CaseEvent& event : recording.events.all) visit(event.x);
+  for (CaseFinding& finding : recording.findings) if_known(finding.x);
+}
+
+// What is told of the time in front of it lies at its beginning.
+void KeepBehind(AxisX begin, CaseRecording& recording) {
+  const std::vector<CaseGap> gaps = recording.gaps;  // but for a gap that reaches into it
+  ForEachX(recording, [begin](AxisX& x) { x = std::max(x, begin); });
+  recording.gaps = gaps;
+}
+
+void MoveBy(AxisX by, CaseRecording& recording) {
+  ForEachX(recording, [by](AxisX& x) { x += by; });
+}
+
+AxisX BeginOf(const CaseRecording& recording) {
+  return recording.stretches.empty() ? 0 : recording.stretches.front().first;
+}
+
+// The last part of a path, where no other recording has the same.
+void ShortenNames(std::vector<CaseRecording>& recordings) {
+  const auto short_name = [](const std::string& path) {
+    const std::size_t slash = path.find_last_of('/');
+    return slash == std::string::npos || slash + 1 == path.size() ? path : path.substr(slash + 1);
+  };
+  std::vector<std::string> names;
+  for (const CaseRecording& recording : recordings) names.push_back(short_name(recording.name));
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (std::count(names.begin(), names.end(), names[i]) == 1) recordings[i].name = names[i];
+  // One that was given twice.
+  for (std::size_t i = 0; i < recordings.size(); ++i) {
+    const auto before =
+        std::count_if(recordings.begin(), recordings.begin() + static_cast<std::ptrdiff_t>(i),
+                      [&](const CaseRecording& other) { return other.name == recordings[i].name; });
+    if (before > 0) recordings[i].name += fmt::format(" ({})", before + 1);
+  }
+}
+
+}  // namespace
+
+bool CaseRecording::HasTime() const {
+  return std::any_of(stretches.begin(), stretches.end(), [](const CaseStretch& stretch) {
+    return stretch.time.quality != records::TimeQuality::kUnknown;
+  });
+}
+
+void LayOut(const RunLayout& layout, CaseRecording& recording) {
+  ForEachX(recording, [&layout](AxisX& x) { x = layout.Moved(x); });
+  recording.on_utc = layout.HasTime();
+}
+
+CaseFile PutOnOneAxis(std::vector<CaseRecording> recordings) {
+  CaseFile file;
+  std::optional<AxisX> axis;
+  for (const CaseRecording& recording : recordings)
+    if (recording.on_utc && !recording.stretches.empty())
+      axis = std::min(axis.value_or(BeginOf(recording)), BeginOf(recording));
+  file.has_time = axis.has_value();
+  file.axis_us = axis.value_or(0) * records::kTick_us;
+  for (CaseRecording& recording : recordings) {
+    const AxisX begin = BeginOf(recording);
+    KeepBehind(begin, recording);
+    MoveBy(recording.on_utc && axis ? -*axis : -begin, recording);
+  }
+  ShortenNames(recordings);
+  file.recordings = std::move(recordings);
+  return file;
+}
+
+}  // namespace vmr::tool
