@@ -11,6 +11,7 @@
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
 #include "tools/common/text_output.h"
+#include "tools/report/case_axis.h"
 #include "tools/report/case_zone.h"
 #include "tools/report/gather.h"
 #include "tools/report/svg_plot.h"
