@@ -86,7 +86,7 @@ class TimeMarker {
 
 ValueScale ScaleFor(std::int64_t least, std::int64_t most, int most_steps) {
   std::int64_t step = 1;
-  while ((most - least) / step >= most_steps) step = NextRound(step);
+  while (most - least > step * most_steps) step = NextRound(step);
   ValueScale scale{FloorDivide(least, step) * step, CeilDivide(most, step) * step, step};
   if (scale.low == scale.high) scale.high += step;
   return scale;

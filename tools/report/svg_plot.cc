@@ -52,7 +52,9 @@ std::vector<std::string> Wrapped(const std::string& text, double font_px, double
     const std::size_t end = std::min(text.find(' ', at), text.size());
     const std::string word = text.substr(at, end - at);
     std::string& line = lines.back();
-    const std::string longer = line.empty() ? word : line + ' ' + word;
+    std::string longer = line;
+    if (!longer.empty()) longer += ' ';
+    longer += word;
     if (line.empty() || TextWidth(longer, font_px) <= width)
       line = longer;
     else
@@ -317,9 +319,11 @@ void Painter::DrawJumpLabels(const CaseRecording& recording) {
   double free_from = kLeft - kBetween;
   for (const Jump& jump : jumps) {
     if (jump.x < shown_.from || jump.x > shown_.to) continue;
-    const double half = TextWidth(jump.text, kSmall) / 2;
-    const double middle = std::max(kLeft + half, std::min(XOf(jump.x), kEnd - half));
-    if (middle - half < free_from + kBetween) continue;
+    // At its line, or to the right as long as it still begins there.
+    const double half = TextWidth(jump.text, kSmall) / 2, line = XOf(jump.x);
+    const double middle =
+        std::min(std::max({line, kLeft + half, free_from + kBetween + half}), kEnd - half);
+    if (middle - half < free_from + kBetween || middle - half > line) continue;
     Label(middle, y_ + 8, jump.text, kSmall, jump.colour, "middle");
     free_from = middle + half;
   }
