@@ -276,6 +276,19 @@ TEST(SvgPlot, TimesAreLocalAndTheAxisSaysHowFarAheadOfUtc) {
                    "2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34 s)"}));
 }
 
+TEST(SvgPlot, OnlyOffsetsOfWhatIsShownAreTold) {
+  CaseFile file = FileOf({Recording("r", {{0, 40, 0}})});
+  GiveTime(file);
+  const std::int64_t hour_us = 3600000000;
+  file.zone.offsets = {{0, -360, "CST"},
+                       {file.axis_us - hour_us, -300, "CDT"},
+                       {file.axis_us + hour_us, -360, "CST"}};
+  EXPECT_THAT(Texts(Draw(file)), testing::Contains("Local time, America/Chicago, UTC-05:00"));
+  file.zone.offsets[2].from_us = file.axis_us + 60000000;
+  EXPECT_THAT(Texts(Draw(file)),
+              testing::Contains("Local time, America/Chicago, UTC-05:00, then UTC-06:00"));
+}
+
 TEST(SvgPlot, AClockThatWasSetAndANewRunAreUprightLines) {
   CaseRecording recording = Recording("r", {{0, 40, 0}});
   recording.steps = {{100, 1100, 0, -90000000, ""}};
@@ -396,8 +409,12 @@ TEST_F(SvgPlotTest, LongTextsStayInside) {
   CaseRecording recording = Recording(std::string(3000, 'w'), {{0, 40, 0}});
   recording.facts = {{"vehicle", {{std::string(3000, 'm'), {}, 5}}}};
   recording.series[0].name = std::string(3000, 'W');
+  recording.series[0].unit = std::string(3000, 'M');
   recording.series.push_back(recording.series[0]);
-  const std::string svg = Draw(FileOf({recording}));
+  CaseFile file = FileOf({recording});
+  GiveTime(file);
+  file.zone.name = std::string(3000, '@');
+  const std::string svg = Draw(file);
   ExpectWellFormed(svg);
   for (const std::string& text : Texts(svg)) EXPECT_LT(TextWidth(text, 10), 1000) << text;
   EXPECT_THAT(WordsOf(svg), HasSubstr(std::string(3000, 'm')));

@@ -70,6 +70,24 @@ std::string LostText(const CaseTotals& totals, std::size_t gaps) {
   return text;
 }
 
+// "UTC-05:00", or "UTC-05:00, then UTC-06:00" where clocks are set in what is shown. A unit whose
+// clock was wrong may have told times of other years.
+std::string OffsetsText(const CaseFile& file, const AxisSpan& shown) {
+  const std::vector<CaseZone::Offset>& offsets = file.zone.offsets;
+  const std::int64_t first_us = file.axis_us + shown.from * kTick_us;
+  const std::int64_t last_us = file.axis_us + (shown.to - 1) * kTick_us;
+  std::string text, last;
+  for (std::size_t i = 0; i < offsets.size(); ++i) {
+    const bool ends_before = i + 1 < offsets.size() && offsets[i + 1].from_us <= first_us;
+    const bool begins_behind = i > 0 && offsets[i].from_us > last_us;
+    const std::string ahead = "UTC" + OffsetText(offsets[i].minutes);
+    if (ends_before || begins_behind || ahead == last) continue;
+    Join(text, ", then ", ahead);
+    last = ahead;
+  }
+  return text;
+}
+
 AxisX LengthOf(const std::vector<AxisSpan>& spans) {
   AxisX halves = 0;
   for (const AxisSpan& span : spans) halves += span.Length();
@@ -143,7 +161,7 @@ std::string SpanText(const CaseFile& file, const AxisSpan& shown) {
                      LengthText(last - shown.from));
 }
 
-std::string AxisTitle(const CaseFile& file) {
+std::string AxisTitle(const CaseFile& file, const AxisSpan& shown) {
   if (!file.has_time)
     return TicksAhead(file) ? "Tick (half seconds; no time is recorded)"
                             : "Half seconds since the recordings begin (no time is recorded)";
@@ -152,13 +170,7 @@ std::string AxisTitle(const CaseFile& file) {
     for (const CaseStretch& stretch : recording.stretches)
       if (stretch.time.quality == TimeQuality::kEstimated) estimated = ", partly estimated";
   if (file.zone.name == "UTC") return "Time, UTC" + estimated;
-  std::string text = "Local time, " + file.zone.name, last;
-  for (const CaseZone::Offset& offset : file.zone.offsets) {
-    const std::string ahead = "UTC" + OffsetText(offset.minutes);
-    if (ahead != last) text += (last.empty() ? ", " : ", then ") + ahead;
-    last = ahead;
-  }
-  return text + estimated;
+  return fmt::format("Local time, {}, {}{}", file.zone.name, OffsetsText(file, shown), estimated);
 }
 
 std::string Caption(const CaseFile& file, const CaseRecording& recording) {
@@ -201,6 +213,7 @@ std::string Described(const CaseFile& file, const DescribedSeries& described) {
   }
   if (const std::size_t wrong = described.parts->wrong.size(); wrong > 0)
     text += fmt::format("; {} of packets whose CRC is wrong", Counted(wrong, "value"));
+  if (described.series->thinned) text += "; points were left out";
   return text + ".";
 }
 

@@ -28,7 +28,7 @@ std::string DefaultTitle(const CaseFile& file, const std::vector<std::string>& f
 // "2019-06-19 16:33:57-05:00 to 2019-06-19 17:15:20-05:00 (41 min 23 s)"
 std::string SpanText(const CaseFile& file, const AxisSpan& shown);
 // "Local time, America/Chicago, UTC-05:00", "Tick (half seconds)"
-std::string AxisTitle(const CaseFile& file);
+std::string AxisTitle(const CaseFile& file, const AxisSpan& shown);
 // Which unit, and what of it is there; of a recording among several with its name.
 std::string Caption(const CaseFile& file, const CaseRecording& recording);
 // "+1 h", "-3 min 20 s": what the clock was set by.

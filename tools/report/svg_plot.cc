@@ -215,8 +215,9 @@ void Painter::DrawPanel(const PlotPanel& panel, bool is_first) {
 // Its title, and behind it a sample of each line with its name.
 void Painter::DrawLegend(const PlotPanel& panel) {
   constexpr double kBold = 1.1, kBetween = 20, kBeside = 6, kWidestName = 300;
-  Label(kLeft, y_ + 12, panel.title, kHeading, palette::kText, "start", "bold");
-  double x = kLeft + TextWidth(panel.title, kHeading * kBold) + kBetween;
+  const std::string title = Fitting(panel.title, kHeading * kBold, (kRight - kLeft) / 2);
+  Label(kLeft, y_ + 12, title, kHeading, palette::kText, "start", "bold");
+  double x = kLeft + TextWidth(title, kHeading * kBold) + kBetween;
   for (const PlotLine& line : panel.lines) {
     const std::string name = Fitting(line.name, kText, kWidestName);
     const double width = kSample + kBeside + TextWidth(name, kText);
@@ -475,7 +476,8 @@ void Painter::DrawTimes() {
     has_dates |= !mark.date.empty();
   }
   y_ += has_dates ? 36 : 22;
-  Label((kLeft + kRight) / 2, y_ + 14, AxisTitle(file_), kText, palette::kMuted, "middle");
+  Label((kLeft + kRight) / 2, y_ + 14, Fitting(AxisTitle(file_, shown_), kText, kRight - kLeft),
+        kText, palette::kMuted, "middle");
   y_ += 24;
 }
 
