@@ -27,8 +27,8 @@ struct CaseStretch {
   records::Time time;  // at `first`; the clock goes on from there as the axis does
   int run = 0;
   unsigned int tick = 0;  // at `first`
-  // Only where `time` is known.
-  std::int64_t TimeAt_us(AxisX x) const { return time.us + (x - first) * records::kTick_us; }
+  // In microseconds, only where `time` is known.
+  std::int64_t UtcAt(AxisX x) const { return time.us + (x - first) * records::kTick_us; }
 };
 
 // ---- Lines -----------------------------------------------------------------------

@@ -38,7 +38,7 @@ std::vector<CaseZone::Offset> OffsetsOf(const CaseFile& file) {
   for (const CaseRecording& recording : file.recordings)
     for (const CaseStretch& stretch : recording.stretches)
       if (stretch.time.quality != records::TimeQuality::kUnknown)
-        spans.emplace_back(stretch.time.us, stretch.TimeAt_us(stretch.last));
+        spans.emplace_back(stretch.time.us, stretch.UtcAt(stretch.last));
   if (spans.empty()) return {{0, 0, "UTC"}};
   const std::int64_t first = std::min_element(spans.begin(), spans.end())->first;
   std::int64_t last = first;

@@ -142,7 +142,8 @@ void LaneBook::LearnName(const Record& record, const Phrases& phrases) {
   if (!record.crc_right || (kind != KindId::kCameraName && kind != KindId::kMicrophoneName)) return;
   const std::int64_t number = ValueOf(record, 0).number;
   const std::string name = phrases.NameOf(kind, number);
-  std::vector<std::string>& told = names_[{kind, number}];
+  const Named named{kind, number};
+  std::vector<std::string>& told = names_[named];
   if (!name.empty() && std::find(told.begin(), told.end(), name) == told.end())
     told.push_back(name);
 }

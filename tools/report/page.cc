@@ -51,7 +51,7 @@ std::optional<Span> SpanOf(const CaseRecording& recording) {
   const auto first = std::find_if(all.begin(), all.end(), is_known);
   const auto last = std::find_if(all.rbegin(), all.rend(), is_known);
   if (first == all.end()) return std::nullopt;
-  return Span{first->time.us, last->TimeAt_us(last->last)};
+  return Span{first->time.us, last->UtcAt(last->last)};
 }
 
 std::string SpanText(const CaseRecording& recording) {
