@@ -85,6 +85,8 @@ class Untouched : public ProgramTest {
         {"state", "s", "--at", "100"},
         {"report", "s", "-o", "cut", "--force"},
         {"report", "s", "-o", "s_1.mtd", "--force"},
+        {"plot", "s", "-o", "cut", "--force"},
+        {"plot", "s", "-o", "s_1.mtd", "--force"},
         {"diff", "s", "--at", "50", "--and", "150"},
         {"check", "s"},
         {"check", "s", "--format", "json"},

@@ -345,7 +345,7 @@ TEST_F(View, WhatCannotBeReadInAFolderIsToldAndTheRestIsShown) {
 TEST_F(View, AFolderWithoutRecordingsSaysSo) {
   std::filesystem::create_directories(Path("none/deeper"));
   WriteFile(Path("none/deeper/flat"), "f]S1");
-  for (const char* const command : {"view", "info", "export", "report"}) {
+  for (const char* const command : {"view", "info", "export", "report", "plot"}) {
     const Finished read = Run({command, "none"});
     EXPECT_EQ(read.exit_code, 1);
     EXPECT_EQ(read.err, "vmr: none: neither stores nor flat files in it\n");

@@ -23,6 +23,7 @@ extern const Command kRecordCommand;
 extern const Command kViewCommand;
 extern const Command kInfoCommand;
 extern const Command kExportCommand;
+extern const Command kPlotCommand;
 extern const Command kStateCommand;
 extern const Command kDiffCommand;
 extern const Command kReportCommand;

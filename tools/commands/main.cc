@@ -13,10 +13,10 @@
 namespace vmr::tool {
 namespace {
 
-constexpr const Command* kCommands[] = {&kRecordCommand, &kViewCommand,   &kInfoCommand,
-                                        &kStateCommand,  &kExportCommand, &kReportCommand,
-                                        &kFollowCommand, &kDiffCommand,   &kExtractCommand,
-                                        &kCheckCommand,  &kScrubCommand,  &kRecoverCommand};
+constexpr const Command* kCommands[] = {
+    &kRecordCommand, &kViewCommand,  &kInfoCommand,   &kStateCommand, &kExportCommand,
+    &kReportCommand, &kPlotCommand,  &kFollowCommand, &kDiffCommand,  &kExtractCommand,
+    &kCheckCommand,  &kScrubCommand, &kRecoverCommand};
 
 constexpr const char* kProgramHelp = R"(Records what happens in a vehicle and prints it back.
 

@@ -102,10 +102,7 @@ class Case {
 
   CaseFile Finish() {
     CaseFile file = PutOnOneAxis(std::move(recordings_));
-    UseTimeZone(zone_.empty() ? "UTC" : zone_);
-    file.zone.name = zone_.empty() ? "UTC" : EscapedText(zone_);
-    file.zone.recorded = !zone_.empty() && options_.reading.time_zone == kRecordedZone;
-    file.zone.offsets = OffsetsOf(file);
+    SetZone(zone_, options_.reading.time_zone == kRecordedZone, file);
     return file;
   }
 

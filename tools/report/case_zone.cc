@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tools/common/time_point.h"
+#include "tools/read/phrase.h"
 
 namespace vmr::tool {
 namespace {
@@ -52,6 +53,13 @@ std::vector<CaseZone::Offset> OffsetsOf(const CaseFile& file) {
     if (change <= last) offsets.push_back(OffsetAt(change));
   }
   return offsets;
+}
+
+void SetZone(const std::string& zone, bool recorded, CaseFile& file) {
+  UseTimeZone(zone.empty() ? "UTC" : zone);
+  file.zone.name = zone.empty() ? "UTC" : EscapedText(zone);
+  file.zone.recorded = !zone.empty() && recorded;
+  file.zone.offsets = OffsetsOf(file);
 }
 
 }  // namespace vmr::tool

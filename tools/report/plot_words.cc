@@ -1,0 +1,220 @@
+#include "tools/report/plot_words.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "tools/common/time_point.h"
+#include "tools/read/phrase.h"
+
+namespace vmr::tool {
+
+using records::kTick_us;
+using records::TimeQuality;
+
+namespace {
+
+// What of the facts says which unit it is, and how that is called.
+struct IdentityRow {
+  const char* fact;
+  const char* words;
+};
+constexpr IdentityRow kIdentity[] = {{"serial_number", "serial number"},
+                                     {"mac", "MAC address"},
+                                     {"vehicle", "vehicle"},
+                                     {"department", "department"}};
+
+void Join(std::string& text, const char* between, const std::string& more) {
+  if (!more.empty()) text += (text.empty() ? "" : between) + more;
+}
+
+// The text cannot seem to end, nor another to begin.
+std::string InQuotes(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '\\';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+std::string PlaceText(const CaseFile& file, AxisX x) {
+  if (file.has_time) return LocalTimeText(file.axis_us + x * kTick_us);
+  if (const auto ahead = TicksAhead(file)) return fmt::format("tick {}", x + *ahead);
+  return fmt::format("{} of the axis", LengthText(x));
+}
+
+std::string IdentityText(const CaseRecording& recording) {
+  std::string text;
+  for (const IdentityRow& row : kIdentity)
+    for (const CaseFact& fact : recording.facts) {
+      if (fact.name != row.fact || fact.values.empty()) continue;
+      if (fact.values.size() == 1 && fact.values.front().text.empty()) continue;
+      std::string words = fmt::format("{} {}", row.words, InQuotes(fact.values.front().text));
+      if (fact.values.size() > 1) words += fmt::format(" and {} more", fact.values.size() - 1);
+      Join(text, ", ", words);
+    }
+  return text.empty() ? "which unit it is of is not told" : text;
+}
+
+std::string LostText(const CaseTotals& totals, std::size_t gaps) {
+  if (gaps == 0) return totals.overwritten ? "the beginning was written over" : "no gap";
+  std::string text = Counted(gaps, "gap");
+  if (totals.lost_halves > 0)
+    text += fmt::format(" ({}{})", totals.lost_unknown > 0 ? "at least " : "",
+                        LengthText(totals.lost_halves));
+  else if (totals.lost_unknown > 0)
+    text += " of unknown length";
+  if (totals.overwritten) text += ", the beginning was written over";
+  return text;
+}
+
+// "UTC-05:00", or "UTC-05:00, then UTC-06:00" where clocks are set in what is shown. A unit whose
+// clock was wrong may have told times of other years.
+std::string OffsetsText(const CaseFile& file, const AxisSpan& shown) {
+  const std::vector<CaseZone::Offset>& offsets = file.zone.offsets;
+  const std::int64_t first_us = file.axis_us + shown.from * kTick_us;
+  const std::int64_t last_us = file.axis_us + (shown.to - 1) * kTick_us;
+  std::string text, last;
+  for (std::size_t i = 0; i < offsets.size(); ++i) {
+    const bool ends_before = i + 1 < offsets.size() && offsets[i + 1].from_us <= first_us;
+    const bool begins_behind = i > 0 && offsets[i].from_us > last_us;
+    const std::string ahead = "UTC" + OffsetText(offsets[i].minutes);
+    if (ends_before || begins_behind || ahead == last) continue;
+    Join(text, ", then ", ahead);
+    last = ahead;
+  }
+  return text;
+}
+
+AxisX LengthOf(const std::vector<AxisSpan>& spans) {
+  AxisX halves = 0;
+  for (const AxisSpan& span : spans) halves += span.Length();
+  return halves;
+}
+
+// Where the greatest value is first, and the least one.
+struct Extremes {
+  std::optional<LineStep> least, greatest;
+};
+Extremes ExtremesOf(const LineParts& parts) {
+  Extremes found;
+  for (const LinePiece& piece : parts.pieces)
+    for (const LineStep& step : piece.steps) {
+      if (!found.least || step.value < found.least->value) found.least = step;
+      if (!found.greatest || step.value > found.greatest->value) found.greatest = step;
+    }
+  return found;
+}
+
+}  // namespace
+
+AxisSpan ExtentOf(const CaseFile& file) {
+  std::optional<AxisSpan> extent;
+  for (const CaseRecording& recording : file.recordings)
+    for (const CaseStretch& stretch : recording.stretches) {
+      if (!extent) extent = AxisSpan{stretch.first, stretch.last + 1};
+      extent->from = std::min(extent->from, stretch.first);
+      extent->to = std::max(extent->to, stretch.last + 1);
+    }
+  return extent.value_or(AxisSpan{0, 1});
+}
+
+std::optional<AxisX> TicksAhead(const CaseFile& file) {
+  if (file.recordings.size() != 1 || file.recordings.front().stretches.empty()) return std::nullopt;
+  const std::vector<CaseStretch>& stretches = file.recordings.front().stretches;
+  const auto ahead = [](const CaseStretch& stretch) { return stretch.tick - stretch.first; };
+  const AxisX first = ahead(stretches.front());
+  const bool is_one =
+      std::all_of(stretches.begin(), stretches.end(), [&](const CaseStretch& stretch) {
+        return stretch.run == stretches.front().run && ahead(stretch) == first;
+      });
+  if (!is_one) return std::nullopt;
+  return first;
+}
+
+std::string LengthText(AxisX halves) { return DurationText(halves * kTick_us); }
+
+std::string Listed(const std::vector<std::string>& families) {
+  std::string text;
+  for (std::size_t i = 0; i < families.size(); ++i)
+    text += (i == 0 ? "" : i + 1 < families.size() ? ", " : " and ") + families[i];
+  return text;
+}
+
+std::string Capital(std::string text) {
+  if (!text.empty() && text[0] >= 'a' && text[0] <= 'z')
+    text[0] = static_cast<char>(text[0] - 'a' + 'A');
+  return text;
+}
+
+std::string DefaultTitle(const CaseFile& file, const std::vector<std::string>& families) {
+  const std::string of = file.recordings.size() == 1 ? file.recordings.front().name
+                                                     : Counted(file.recordings.size(), "recording");
+  return fmt::format("{} of {}", Capital(Listed(families)), of);
+}
+
+std::string SpanText(const CaseFile& file, const AxisSpan& shown) {
+  const AxisX last = shown.to - 1;
+  return fmt::format("{} to {} ({})", PlaceText(file, shown.from), PlaceText(file, last),
+                     LengthText(last - shown.from));
+}
+
+std::string AxisTitle(const CaseFile& file, const AxisSpan& shown) {
+  if (!file.has_time)
+    return TicksAhead(file) ? "Tick (half seconds; no time is recorded)"
+                            : "Half seconds since the recordings begin (no time is recorded)";
+  std::string estimated;
+  for (const CaseRecording& recording : file.recordings)
+    for (const CaseStretch& stretch : recording.stretches)
+      if (stretch.time.quality == TimeQuality::kEstimated) estimated = ", partly estimated";
+  if (file.zone.name == "UTC") return "Time, UTC" + estimated;
+  return fmt::format("Local time, {}, {}{}", file.zone.name, OffsetsText(file, shown), estimated);
+}
+
+std::string Caption(const CaseFile& file, const CaseRecording& recording) {
+  const CaseTotals& totals = recording.totals;
+  std::string text = file.recordings.size() > 1 ? recording.name + ": " + IdentityText(recording)
+                                                : Capital(IdentityText(recording));
+  Join(text, "; ", LengthText(totals.recorded_halves) + " recorded");
+  Join(text, ", ", LostText(totals, recording.gaps.size()));
+  if (totals.wrong_crc > 0)
+    Join(text, ", ",
+         Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record") +
+             " of packets whose CRC is wrong");
+  if (file.has_time && !recording.HasTime())
+    Join(text, ", ", "tells no time: begins with the axis");
+  return text;
+}
+
+std::string StepText(const CaseClockStep& step) {
+  const std::int64_t by_us = step.told_us - step.expected_us;
+  return (by_us < 0 ? "-" : "+") + DurationText(by_us);
+}
+
+std::string NameOf(const CaseFile& file, const DescribedSeries& described) {
+  const std::string& name = described.series->name;
+  return file.recordings.size() > 1 ? described.recording->name + ": " + name : name;
+}
+
+std::string Described(const CaseFile& file, const DescribedSeries& described) {
+  const Extremes extremes = ExtremesOf(*described.parts);
+  const std::string& unit = described.series->unit;
+  std::string text = NameOf(file, described) + ": ";
+  if (!extremes.least) {
+    text += "known nowhere";
+  } else {
+    text += fmt::format("{} to {}{}, the greatest first at {}", extremes.least->value,
+                        extremes.greatest->value, unit.empty() ? "" : " " + unit,
+                        PlaceText(file, extremes.greatest->x));
+    if (const AxisX unknown = LengthOf(described.parts->unknown); unknown > 0)
+      text += fmt::format("; unknown for {}", LengthText(unknown));
+  }
+  if (const std::size_t wrong = described.parts->wrong.size(); wrong > 0)
+    text += fmt::format("; {} of packets whose CRC is wrong", Counted(wrong, "value"));
+  if (described.series->thinned) text += "; points were left out";
+  return text + ".";
+}
+
+}  // namespace vmr::tool
