@@ -155,6 +155,18 @@ export class Slices {
     return performance.now() > this.until;
   }
 
+  // Until what was drawn is on the screen, or for a moment where nothing is painted.
+  async painted(): Promise<void> {
+    await new Promise<void>((resolve) => {
+      const late = setTimeout(resolve, 100);
+      requestAnimationFrame(() => {
+        clearTimeout(late);
+        setTimeout(resolve, 0);
+      });
+    });
+    this.until = performance.now() + kSliceMs;
+  }
+
   async pause(): Promise<void> {
     await new Promise<void>((resolve) => {
       const channel = new MessageChannel();

@@ -3,7 +3,7 @@
 import { RecordingAxis } from "./axis";
 import { durationText, type Clock } from "./clock";
 import type { Finding, Header, RecordingHeader } from "./data";
-import { make, recorded, type Child } from "./dom";
+import { make, recorded } from "./dom";
 import { Moments } from "./moments";
 
 const kShown: [string, string][] = [
@@ -27,12 +27,8 @@ function factValue(recording: RecordingHeader, name: string): HTMLElement {
   return value;
 }
 
-function item(name: string, ...value: Child[]): HTMLElement {
-  return make("div", { class: "fact" }, make("dt", {}, name), make("dd", {}, ...value));
-}
-
 // First and last time that the unit's clock told.
-function span(recording: RecordingHeader, clock: Clock): HTMLElement {
+function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
   const told = recording.stretches.filter((s) => s.us !== null && s.quality !== "unknown");
   const value = make("dd", { class: "span" });
   const first = told[0];
@@ -46,16 +42,17 @@ function span(recording: RecordingHeader, clock: Clock): HTMLElement {
   const sameDay = clock.date(from) === clock.date(to);
   const sameOffset = clock.offset(from) === clock.offset(to);
   const about = (estimated: boolean) => (estimated ? "about " : "");
+  const day = (us: number) => (short ? clock.date(us) : `${clock.weekday(us)} ${clock.date(us)}`);
   value.append(
-    `${clock.weekday(from)} ${clock.date(from)} ${about(first.quality === "estimated")}`,
+    `${day(from)} ${about(first.quality === "estimated")}`,
     make("strong", {}, clock.time(from)),
     sameOffset ? "" : ` ${clock.offset(from)}`,
     " to ",
-    sameDay ? "" : `${clock.weekday(to)} ${clock.date(to)} `,
+    sameDay ? "" : `${day(to)} `,
     about(last.quality === "estimated"),
     make("strong", {}, clock.time(to)),
     ` ${clock.offset(to)}`,
-    make("span", { class: "zone" }, ` ${clock.zoneName()}`),
+    short ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
   );
   return value;
 }
@@ -76,16 +73,14 @@ function amounts(recording: RecordingHeader): HTMLElement {
   return list;
 }
 
-function card(header: Header, recording: RecordingHeader, clock: Clock): HTMLElement {
+// A line of its name and how much of it there is, one of who and when.
+function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
   const facts = make("dl", { class: "facts" });
   for (const [name, label] of kShown)
     facts.append(make("div", { class: "fact" }, make("dt", {}, label), factValue(recording, name)));
-  const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock));
+  const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock, short));
   facts.append(when);
-  const element = make("div", { class: "card" });
-  if (header.recordings.length > 1) element.append(make("h2", { class: "card-name" }, recorded(recording.name)));
-  element.append(facts, amounts(recording));
-  return element;
+  return make("div", { class: "card" }, make("div", { class: "card-head" }, name, amounts(recording)), facts);
 }
 
 const kCounted: [Finding["severity"], string, string][] = [
@@ -130,7 +125,12 @@ export function doubts(header: Header): HTMLElement {
 
 export function heading(header: Header, clock: Clock): HTMLElement {
   const element = make("div", { class: "heading" });
-  element.append(make("h1", {}, recorded(header.title)));
+  const title = make("h1", {}, recorded(header.title));
+  const single = header.recordings.length === 1;
+  if (!single) {
+    element.classList.add("several");
+    element.append(title);
+  }
   if (header.range) {
     const { from, to } = header.range;
     const words = make("p", { class: "range" }, "Only a part was asked for: ");
@@ -138,7 +138,10 @@ export function heading(header: Header, clock: Clock): HTMLElement {
     words.append(to === null ? " to the end" : " to ", to === null ? "" : recorded(to));
     element.append(words);
   }
-  for (const recording of header.recordings) element.append(card(header, recording, clock));
+  for (const recording of header.recordings) {
+    const name = single ? title : make("h2", { class: "card-name" }, recorded(recording.name));
+    element.append(card(name, recording, clock, !single));
+  }
   if (header.recordings.length === 0) element.append(make("p", { class: "unknown" }, "Nothing was recorded."));
   return element;
 }
@@ -163,7 +166,7 @@ export function findings(header: Header, clock: Clock, choose: (x: number) => vo
       list.append(line);
     }
   }
-  if (!list.childElementCount) list.append(make("li", { class: "note" }, "Nothing odd was found in what is shown."));
+  if (!list.childElementCount) list.append(make("li", { class: "none" }, "Nothing odd was found in what is shown."));
   return list;
 }
 
@@ -177,5 +180,3 @@ export function otherFacts(header: Header): [RecordingHeader, [string, string][]
     ]),
   ]);
 }
-
-export { item };

@@ -99,7 +99,7 @@ export class Lanes {
     this.values.push(value);
     const name = make("span", { class: "name" });
     if (row.named) name.append(recorded(recording.header.name), " ");
-    const text = row.kind === "lane" ? row.lane.header.name : row.named ? "" : "recording";
+    const text = row.kind === "lane" ? row.lane.header.name : row.named ? "" : "recorded at all";
     name.append(recorded(text));
     name.title = name.textContent ?? "";
     return make("div", { class: "lane" }, name, value);
@@ -179,7 +179,9 @@ export class Lanes {
       const left = frame.left + px;
       if (bits & kOn) {
         ctx.fillStyle = solid;
-        ctx.fillRect(left, top + 3, end - px, kLaneHeight - 6);
+        // Half as high where it was also off within this column of pixels.
+        const height = bits & kOff ? (kLaneHeight - 6) / 2 : kLaneHeight - 6;
+        ctx.fillRect(left, top + (kLaneHeight - height) / 2, end - px, height);
         // Part of this time is unknown: a stripe below the bar says so.
         if (bits & kUnknown) {
           ctx.fillStyle = striped;

@@ -97,7 +97,7 @@ class Page {
     if (x !== null && x !== undefined) this.view.choose(x);
   }
 
-  show(model: Model, map: TrackMap, table: EventTable): void {
+  async show(model: Model, map: TrackMap, table: EventTable, slices: Slices): Promise<void> {
     this.model = model;
     this.map = map;
     this.table = table;
@@ -111,9 +111,17 @@ class Page {
     byId("map").replaceChildren(map.element);
     byId("time").replaceChildren(this.panel.element);
     byId("events").replaceChildren(table.element);
-    this.size();
+    this.sizePanel();
+    await slices.painted();
+    this.sizeMap();
     this.view.listen((change) => this.ask(change));
-    const resized = new ResizeObserver(() => this.ask("size"));
+    const sizes = () => `${byId("time").clientWidth} ${byId("map").clientWidth}`;
+    let drawn = sizes();
+    const resized = new ResizeObserver(() => {
+      if (sizes() === drawn) return;
+      drawn = sizes();
+      this.ask("size");
+    });
     resized.observe(byId("time"));
     resized.observe(byId("map"));
     onThemeOfSystem(() => this.redraw());
@@ -182,10 +190,17 @@ class Page {
   }
 
   private size(): void {
+    this.sizePanel();
+    this.sizeMap();
+  }
+
+  private sizePanel(): void {
     this.panel?.resize();
+  }
+
+  private sizeMap(): void {
     const map = byId("map").querySelector<HTMLElement>(".map-frame");
     if (map && map.clientWidth > 0) this.map?.resize(map.clientWidth, map.clientHeight);
-    this.map?.draw();
   }
 
   private redraw(): void {
@@ -226,7 +241,7 @@ async function run(): Promise<void> {
   const table = new EventTable(model, view, clock);
   await table.read(slices);
   await slices.pause();
-  page.show(model, map, table);
+  await page.show(model, map, table, slices);
   document.documentElement.dataset["ready"] = "yes";
 }
 

@@ -25,6 +25,13 @@ interface Path {
 
 const kNoSpeed = 255;
 
+// Layers of the drawing: the colours of the ramp first.
+const kUnknownLayer = 6;
+const kOutside = 7;
+const kLightsLayer = 8;
+const kSirenLayer = 9;
+const kLayers = 10;
+
 export interface SpeedUnit {
   name: string;
   perMmS: number;
@@ -219,6 +226,7 @@ export class TrackMap {
       canvas.style.height = `${height}px`;
     }
     if (this.fitted) this.fit();
+    else this.draw();
   }
 
   fit(): void {
@@ -301,16 +309,21 @@ export class TrackMap {
       ctx.fillRect(0, Math.round(this.py(y)), this.width, 1);
   }
 
-  // Two layers of one walk: below what lights and siren did, above it the track in the colour of the
-  // speed. Points that fall on the pixel of the one before are left out.
-  private drawPath(ctx: CanvasRenderingContext2D, path: Path): void {
-    const c = colours();
-    const ramp = c.speed_ramp.map(() => new Path2D());
-    const shown = { unknown: new Path2D(), outside: new Path2D(), lights: new Path2D(), siren: new Path2D() };
+  // Lines of the track by how they are drawn. Points that fall on the pixel of the one before are left
+  // out, and so is a line between two pixels that both have one of the same kind: who drives the same
+  // streets for a week is drawn as fast as who drives them once.
+  private collect(path: Path): { layers: Path2D[]; doubtful: [number, number, boolean][] } {
+    const layers = Array.from({ length: kLayers }, () => new Path2D());
+    const pens = new Int32Array(kLayers).fill(-1); // index of the point where each layer's pen is
+    const { width, height } = this;
+    const drawn = new Uint16Array((Math.ceil(width) + 1) * (Math.ceil(height) + 1));
+    const cell = (px: number, py: number) =>
+      px < 0 || py < 0 || px > width || py > height ? -1 : Math.floor(py) * (Math.ceil(width) + 1) + Math.floor(px);
     const { track } = path.recording;
     const count = path.x.length;
     const { from, to } = this.view;
     const doubtful: [number, number, boolean][] = [];
+    let last = 0;
     let lastX = 0;
     let lastY = 0;
     for (let i = 0; i < count; i++) {
@@ -318,46 +331,61 @@ export class TrackMap {
       const py = this.py(path.y[i]!);
       const flags = track.flags[i]!;
       if (flags & (kUnverified | kTrackWrongCrc)) doubtful.push([px, py, (flags & kTrackWrongCrc) !== 0]);
-      if (i === 0 || flags & kPieceBegins) {
-        lastX = px;
-        lastY = py;
-        continue;
-      }
-      const near = Math.abs(px - lastX) < 1 && Math.abs(py - lastY) < 1;
+      const begins = i === 0 || (flags & kPieceBegins) !== 0;
       const ends = i + 1 === count || (track.flags[i + 1]! & kPieceBegins) !== 0;
-      if (near && !ends) continue;
-      const x = track.x[i]!;
-      const add = (layer: Path2D) => {
-        layer.moveTo(lastX, lastY);
-        layer.lineTo(px, py);
-      };
-      if (x < from || x > to) add(shown.outside);
-      else {
-        const signals = path.signals[i]!;
-        if (signals & kLights) add(shown.lights);
-        if (signals & kSiren) add(shown.siren);
-        add(path.speed[i] === kNoSpeed ? shown.unknown : ramp[path.speed[i]!]!);
+      if (!begins && !ends && Math.abs(px - lastX) < 1 && Math.abs(py - lastY) < 1) continue;
+      if (!begins) {
+        const here = cell(px, py);
+        const before = cell(lastX, lastY);
+        const x = track.x[i]!;
+        const add = (layer: number) => {
+          const bit = 1 << layer;
+          if (here >= 0 && before >= 0) {
+            if (drawn[here]! & bit && drawn[before]! & bit) return;
+            drawn[here]! |= bit;
+            drawn[before]! |= bit;
+          }
+          if (pens[layer] !== last) layers[layer]!.moveTo(lastX, lastY);
+          layers[layer]!.lineTo(px, py);
+          pens[layer] = i;
+        };
+        if (x < from || x > to) add(kOutside);
+        else {
+          const signals = path.signals[i]!;
+          if (signals & kLights) add(kLightsLayer);
+          if (signals & kSiren) add(kSirenLayer);
+          add(path.speed[i] === kNoSpeed ? kUnknownLayer : path.speed[i]!);
+        }
       }
+      last = i;
       lastX = px;
       lastY = py;
     }
-    const stroke = (layer: Path2D, colour: string, width: number, dash: number[] = []) => {
+    return { layers, doubtful };
+  }
+
+  // Below what lights and siren did, above it the track in the colour of the speed.
+  private drawPath(ctx: CanvasRenderingContext2D, path: Path): void {
+    const c = colours();
+    const { layers, doubtful } = this.collect(path);
+    const stroke = (layer: number, colour: string, width: number, dash: number[] = []) => {
       ctx.strokeStyle = colour;
       ctx.lineWidth = width;
       ctx.setLineDash(dash);
-      ctx.stroke(layer);
+      ctx.stroke(layers[layer]!);
     };
     ctx.save();
     ctx.lineCap = "round";
-    stroke(shown.outside, c.track, 1.5);
+    ctx.lineJoin = "round";
+    stroke(kOutside, c.track, 1.5);
     ctx.globalAlpha = 0.38;
-    stroke(shown.lights, c.lights, 11);
+    stroke(kLightsLayer, c.lights, 11);
     ctx.globalAlpha = 1;
     ctx.lineCap = "butt";
-    stroke(shown.siren, c.siren, 7, [2, 4]);
+    stroke(kSirenLayer, c.siren, 7, [2, 4]);
+    stroke(kUnknownLayer, c.unknown, 2.5, [2, 3]);
     ctx.lineCap = "round";
-    stroke(shown.unknown, c.unknown, 2.5, [1, 4]);
-    ramp.forEach((layer, i) => stroke(layer, c.speed_ramp[i]!, 3));
+    c.speed_ramp.forEach((colour, i) => stroke(i, colour, 3));
     ctx.setLineDash([]);
     this.drawDoubtful(ctx, doubtful);
     ctx.restore();
@@ -485,7 +513,7 @@ export class TrackMap {
         line(c.lights, 11);
         ctx.globalAlpha = 1;
       } else if (kind === "siren") line(c.siren, 7, [2, 4]);
-      else if (kind === "nospeed") line(c.unknown, 2.5, [1, 4]);
+      else if (kind === "nospeed") line(c.unknown, 2.5, [2, 3]);
       else line(c.speed_ramp[Number(kind.slice(4))]!, 4);
       if (kind === "lights" || kind === "siren") line(c.text, 1.5);
     });

@@ -69,6 +69,7 @@ export class TimePanel {
       this.surface,
     );
     this.element = make("div", { class: "time" }, this.overview.row, body);
+    this.brush.hidden = true;
     onPointers(this.surface, view, {
       toX: (clientX) => toX(this.frame, view, clientX - this.surface.getBoundingClientRect().left),
       preview: (from, to) => this.preview(from, to),

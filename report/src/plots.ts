@@ -4,6 +4,7 @@
 
 import uPlot from "uplot";
 
+import { countUpTo } from "./axis";
 import type { Clock } from "./clock";
 import { kUnknownFrom } from "./data";
 import { make, recorded, setText } from "./dom";
@@ -173,8 +174,10 @@ export class Plot {
     if (this.model.recordings.length === 1)
       drawHoles(ctx, this.model.recordings[0]!.axis, this.view, this.frame, top, height);
     for (const recording of this.model.recordings) drawJumps(ctx, recording, this.view, this.frame, top, height);
-    this.group.series.forEach((series, i) => {
-      this.drawSteps(ctx, series, i, toY);
+    // The first one, the vehicle's own, lies on top.
+    [...this.group.series].reverse().forEach((series, behind) => {
+      const i = this.group.series.length - 1 - behind;
+      this.drawSeriesLine(ctx, series, i, toY);
       this.drawUnknown(ctx, series, top + height - kRug * (this.group.series.length - i));
       this.drawWrong(ctx, series, toY);
     });
@@ -186,56 +189,61 @@ export class Plot {
     ctx.strokeStyle = colour[i % colour.length]!;
     ctx.lineWidth = i === 0 ? 2 : 1.5;
     ctx.setLineDash(kDashes[i % kDashes.length]!);
-    ctx.lineJoin = "round";
+    ctx.lineJoin = "bevel";
+  }
+
+  private drawSeriesLine(ctx: CanvasRenderingContext2D, series: Series, index: number, toY: (value: number) => number): void {
+    const { x } = series.held;
+    const entries = countUpTo(x, this.view.to) - countUpTo(x, this.view.from);
+    if (entries > 2 * this.frame.plot) this.drawDense(ctx, series, index, toY);
+    else this.drawSteps(ctx, series, index, toY);
   }
 
   private drawSteps(ctx: CanvasRenderingContext2D, series: Series, index: number, toY: (value: number) => number): void {
     this.style(ctx, index);
     ctx.beginPath();
-    const scale = series.header.scale;
-    let column = NaN;
-    let least = 0;
-    let most = 0;
-    let last = NaN;
-    const flush = () => {
-      if (least !== most) {
-        ctx.moveTo(column, least);
-        ctx.lineTo(column, most);
-        ctx.moveTo(column, last);
-      }
-      least = NaN;
-    };
+    let up = true; // the pen
     eachPiece(series.held, series.recording.axis, this.view.from, this.view.to, (from, to, entry, opens) => {
+      if (entry < 0) {
+        up = true;
+        return;
+      }
       const begin = toPx(this.frame, this.view, from);
-      const end = toPx(this.frame, this.view, to);
-      if (opens || entry < 0) {
-        if (!Number.isNaN(least)) flush();
-        least = most = last = NaN;
-        if (entry < 0) return;
-      }
-      const y = toY(series.held.state[entry]! * scale);
-      const px = Math.round(begin);
-      if (Number.isNaN(last)) {
-        ctx.moveTo(begin, y);
-        column = px;
-        least = most = y;
-      } else if (px === column) {
-        least = Math.min(least, y);
-        most = Math.max(most, y);
-      } else {
-        flush();
-        column = px;
-        least = most = y;
-        ctx.lineTo(begin, last);
-        ctx.lineTo(begin, y);
-      }
-      last = y;
-      if (end - begin >= 1) ctx.lineTo(begin, y);
-      if (to > from) ctx.lineTo(end, y);
+      const y = toY(series.held.state[entry]! * series.header.scale);
+      if (up || opens) ctx.moveTo(begin, y);
+      else ctx.lineTo(begin, y);
+      up = false;
+      // What holds for one half second only is still seen.
+      ctx.lineTo(Math.max(begin + 1, toPx(this.frame, this.view, to)), y);
     });
-    if (!Number.isNaN(least)) flush();
     ctx.stroke();
     ctx.setLineDash([]);
+  }
+
+  // Many values on each column of pixels: a bar from the least to the greatest, touching the one before.
+  private drawDense(ctx: CanvasRenderingContext2D, series: Series, index: number, toY: (value: number) => number): void {
+    const columns = Math.ceil(this.frame.plot) + 1;
+    const least = new Float64Array(columns).fill(Infinity);
+    const most = new Float64Array(columns).fill(-Infinity);
+    eachPiece(series.held, series.recording.axis, this.view.from, this.view.to, (from, to, entry) => {
+      if (entry < 0) return;
+      const y = toY(series.held.state[entry]! * series.header.scale);
+      const end = Math.floor(toPx(this.frame, this.view, to) - this.frame.left);
+      for (let px = Math.floor(toPx(this.frame, this.view, from) - this.frame.left); px <= end; px++) {
+        if (y < least[px]!) least[px] = y;
+        if (y > most[px]!) most[px] = y;
+      }
+    });
+    this.style(ctx, index);
+    ctx.setLineDash([]);
+    ctx.fillStyle = ctx.strokeStyle;
+    for (let px = 0; px < columns; px++) {
+      if (least[px]! > most[px]!) continue;
+      const joins = px > 0 && least[px - 1]! <= most[px - 1]!;
+      const top = joins ? Math.min(least[px]!, most[px - 1]!) : least[px]!;
+      const bottom = joins ? Math.max(most[px]!, least[px - 1]!) : most[px]!;
+      ctx.fillRect(this.frame.left + px, top - 0.75, 1, bottom - top + 1.5);
+    }
   }
 
   private drawUnknown(ctx: CanvasRenderingContext2D, series: Series, top: number): void {
