@@ -54,6 +54,9 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLEle
     ` ${clock.offset(to)}`,
     short ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
   );
+  const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
+  const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
+  if (halves > 0) value.append(`, and ${durationText(halves)} without a time`);
   return value;
 }
 
@@ -63,11 +66,11 @@ function amounts(recording: RecordingHeader): HTMLElement {
   const amount = (name: string, text: string, kind: string) =>
     list.append(make("div", { class: `amount ${kind}` }, make("dt", {}, name), make("dd", {}, text)));
   amount("Recorded", durationText(totals.recorded_halves), "good");
-  amount("Lost", totals.lost_halves > 0 ? durationText(totals.lost_halves) : "none known", totals.lost_halves > 0 ? "bad" : "");
+  amount("Lost", totals.lost_halves > 0 ? durationText(totals.lost_halves) : "none", totals.lost_halves > 0 ? "bad" : "");
   const unknown = totals.lost_unknown;
   amount(
     "Unknown",
-    unknown > 0 ? `${unknown} ${unknown === 1 ? "gap" : "gaps"} of unknown length` : "no such gap",
+    unknown > 0 ? `${unknown} ${unknown === 1 ? "gap" : "gaps"} of unknown length` : "none",
     unknown > 0 ? "bad" : "",
   );
   return list;
@@ -109,7 +112,9 @@ export function doubts(header: Header): HTMLElement {
   const found = counts(header);
   const line = make("p", { class: "doubts" });
   const parts = kCounted.filter(([kind]) => (found.get(kind) ?? 0) > 0);
-  if (parts.length === 0) {
+  if (header.recordings.every((r) => r.totals.recorded_halves === 0)) {
+    line.append(make("span", { class: "doubt note" }, "Nothing is recorded here"));
+  } else if (parts.length === 0) {
     line.append(make("span", { class: "doubt none" }, "✓ No gap, clock jump, wrong CRC or unverified position was found"));
   } else {
     line.append(make("span", { class: "doubts-name" }, "Missing or doubtful:"));

@@ -11,9 +11,11 @@ import { extent, readModel, type Model } from "./model";
 import { Moments } from "./moments";
 import { TimePanel } from "./panel";
 import { EventTable } from "./table";
-import { colours, onThemeOfSystem, setPrinting, switchTheme } from "./theme";
+import { isPrinting, kPrintWidth, onThemeOfSystem, setPrinting, switchTheme } from "./theme";
 import { Video } from "./video";
 import { View } from "./view";
+
+const kPrintMapHeight = 330; // as in the style sheet
 
 class Page {
   private readonly clock: Clock;
@@ -108,12 +110,15 @@ class Page {
       (x) => this.moments.axisText(x),
       (direction) => this.around(direction),
     );
+    byId("app").classList.remove("reading");
     byId("map").replaceChildren(map.element);
     byId("time").replaceChildren(this.panel.element);
     byId("events").replaceChildren(table.element);
     this.sizePanel();
     await slices.painted();
     this.sizeMap();
+    await slices.painted();
+    table.draw();
     this.view.listen((change) => this.ask(change));
     const sizes = () => `${byId("time").clientWidth} ${byId("map").clientWidth}`;
     let drawn = sizes();
@@ -182,6 +187,8 @@ class Page {
       const part = make("span", { class: "now-part", "data-recording": recording.header.name });
       if (several) part.append(recorded(recording.header.name), " ");
       part.append(make("strong", {}, text));
+      const apart = this.moments.apart(recording.axis, x);
+      if (apart) part.append(make("span", { class: "tick" }, ` by the unit's clock, ${apart} on the axis`));
       const tick = recording.axis.tickAt(x);
       if (tick !== null && !text.includes("tick")) part.append(make("span", { class: "tick" }, ` tick ${tick}`));
       parts.push(part);
@@ -199,12 +206,15 @@ class Page {
   }
 
   private sizeMap(): void {
+    if (isPrinting()) {
+      this.map?.resize(kPrintWidth, kPrintMapHeight);
+      return;
+    }
     const map = byId("map").querySelector<HTMLElement>(".map-frame");
     if (map && map.clientWidth > 0) this.map?.resize(map.clientWidth, map.clientHeight);
   }
 
   private redraw(): void {
-    colours();
     this.panel?.drawAll();
     this.map?.draw();
     this.readout();

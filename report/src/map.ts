@@ -274,6 +274,7 @@ export class TrackMap {
     const c = colours();
     ctx.fillStyle = c.panel;
     ctx.fillRect(0, 0, this.width, this.height);
+    this.drawSwatches();
     if (this.empty) {
       ctx.fillStyle = c.muted;
       ctx.font = "14px system-ui, sans-serif";
@@ -287,7 +288,6 @@ export class TrackMap {
     for (const path of this.paths) this.drawEnds(ctx, path);
     this.drawScale(ctx);
     this.drawNorth(ctx);
-    this.drawSwatches();
     this.drawCursor();
   }
 

@@ -25,6 +25,13 @@ export class Moments {
     return shown ? `${shown.estimated ? "about " : ""}${this.clock.full(shown.us)}` : null;
   }
 
+  // The time on the axis, where the unit's clock showed another: after the clock jumped.
+  apart(axis: RecordingAxis, x: number): string | null {
+    const shown = axis.clockAt(x);
+    if (!shown || !this.header.has_time) return null;
+    return Math.abs(shown.us - this.axisUs(x)) < 1e6 ? null : this.clock.full(this.axisUs(x));
+  }
+
   // For a recording at a moment: its clock, else its tick, else that there is nothing.
   text(axis: RecordingAxis, x: number): string {
     const clock = this.clockText(axis, x);

@@ -8,13 +8,12 @@ import { Lanes } from "./lanes";
 import type { Model } from "./model";
 import { Overview } from "./overview";
 import { groups, Plot } from "./plots";
-import { isPrinting } from "./theme";
+import { isPrinting, kPrintWidth } from "./theme";
 import type { View } from "./view";
 
 const kPlotHeight = 150;
 const kLowPlotHeight = 96;
-const kPrintWidth = 700;
-const kPrintSide = 150;
+const kPrintSide = 190; // as in the style sheet
 
 export class TimePanel {
   readonly element: HTMLElement;

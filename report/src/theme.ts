@@ -4,6 +4,8 @@ import palette from "../palette.json";
 
 export type Palette = (typeof palette)["light"];
 
+export const kPrintWidth = 700; // A4 less its margins, in CSS pixels
+
 let printing = false;
 let asked: "light" | "dark" | null = null;
 const darkByDefault = matchMedia("(prefers-color-scheme: dark)");
@@ -75,11 +77,13 @@ export function prepare(canvas: HTMLCanvasElement, width: number, height: number
   const ratio = pixelRatio();
   const w = Math.max(1, Math.round(width * ratio));
   const h = Math.max(1, Math.round(height * ratio));
-  if (canvas.width !== w) canvas.width = w;
+  // A new width clears the canvas. On paper drawings are replayed, and a replayed clearRect would
+  // erase what lies below this canvas too.
+  if (printing || canvas.width !== w) canvas.width = w;
   if (canvas.height !== h) canvas.height = h;
   const ctx = canvas.getContext("2d")!;
   ctx.setTransform(1, 0, 0, 1, 0, 0);
-  ctx.clearRect(0, 0, w, h);
+  if (!printing) ctx.clearRect(0, 0, w, h);
   ctx.setTransform(ratio, 0, 0, ratio, 0, 0);
   return ctx;
 }
