@@ -1,5 +1,6 @@
 // Puts the page together: the header at once, then the columns in slices, then the panels.
 
+import { RecordingAxis } from "./axis";
 import { Clock, type ZoneChoice } from "./clock";
 import { inflate, Slices, type Header } from "./data";
 import { details } from "./details";
@@ -27,12 +28,13 @@ class Page {
   private panel: TimePanel | null = null;
   private map: TrackMap | null = null;
   private table: EventTable | null = null;
-  private model: Model | null = null;
+  private readonly axes: RecordingAxis[];
   private asked = new Set<string>();
 
   constructor(private readonly header: Header) {
     this.clock = new Clock(header);
     this.moments = new Moments(header, this.clock);
+    this.axes = header.recordings.map((recording) => new RecordingAxis(recording));
     const { from, to } = extent(header);
     this.view = new View(from, to);
     this.video = new Video(this.view, () => this.writeLink());
@@ -43,6 +45,7 @@ class Page {
     this.texts();
     byId("toolbar").append(this.now, this.tools());
     byId("video").append(this.video.element);
+    this.readout();
     byId("app").hidden = false;
     byId("loading").hidden = true;
   }
@@ -100,7 +103,6 @@ class Page {
   }
 
   async show(model: Model, map: TrackMap, table: EventTable, slices: Slices): Promise<void> {
-    this.model = model;
     this.map = map;
     this.table = table;
     this.panel = new TimePanel(
@@ -114,6 +116,7 @@ class Page {
     byId("map").replaceChildren(map.element);
     byId("time").replaceChildren(this.panel.element);
     byId("events").replaceChildren(table.element);
+    map.drawCursor();
     this.sizePanel();
     await slices.painted();
     this.sizeMap();
@@ -181,18 +184,19 @@ class Page {
     this.map?.drawCursor();
     const x = this.view.moment;
     const parts: Node[] = [];
-    for (const recording of this.model?.recordings ?? []) {
-      const text = this.moments.text(recording.axis, x);
-      const several = this.header.recordings.length > 1;
-      const part = make("span", { class: "now-part", "data-recording": recording.header.name });
-      if (several) part.append(recorded(recording.header.name), " ");
+    const several = this.header.recordings.length > 1;
+    this.header.recordings.forEach(({ name }, i) => {
+      const axis = this.axes[i]!;
+      const text = this.moments.text(axis, x);
+      const part = make("span", { class: "now-part", "data-recording": name });
+      if (several) part.append(recorded(name), " ");
       part.append(make("strong", {}, text));
-      const apart = this.moments.apart(recording.axis, x);
+      const apart = this.moments.apart(axis, x);
       if (apart) part.append(make("span", { class: "tick" }, ` by the unit's clock, ${apart} on the axis`));
-      const tick = recording.axis.tickAt(x);
+      const tick = axis.tickAt(x);
       if (tick !== null && !text.includes("tick")) part.append(make("span", { class: "tick" }, ` tick ${tick}`));
       parts.push(part);
-    }
+    });
     this.now.replaceChildren(...parts);
   }
 

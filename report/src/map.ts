@@ -519,11 +519,9 @@ export class TrackMap {
     });
   }
 
-  // The last position told in this piece of the recording; hollow once it is older than two seconds.
+  // In words and as a mark: the last position told in this piece of the recording; hollow once it is older than two seconds.
   drawCursor(): void {
-    if (this.width === 0) return;
-    const ctx = prepare(this.overlay, this.width, this.height);
-    const c = colours();
+    const ctx = this.width > 0 ? prepare(this.overlay, this.width, this.height) : null;
     const x = this.view.moment;
     const several = this.model.recordings.length > 1;
     const texts: (string | Node)[] = [];
@@ -539,20 +537,7 @@ export class TrackMap {
         if (age > 2) text += `, told ${age} s before`;
         if (recording.track.flags[i]! & kUnverified) text += ", unverified";
         if (recording.track.flags[i]! & kTrackWrongCrc) text += ", wrong CRC";
-        const px = this.px(path.x[i]!);
-        const py = this.py(path.y[i]!);
-        ctx.lineWidth = 3;
-        ctx.strokeStyle = c.background;
-        ctx.fillStyle = age > 2 ? c.background : c.accent;
-        ctx.beginPath();
-        ctx.arc(px, py, 7, 0, 7);
-        ctx.fill();
-        ctx.stroke();
-        ctx.lineWidth = 2;
-        ctx.strokeStyle = c.text;
-        ctx.beginPath();
-        ctx.arc(px, py, 8.5, 0, 7);
-        ctx.stroke();
+        if (ctx) this.drawPlace(ctx, this.px(path.x[i]!), this.py(path.y[i]!), age > 2);
       }
       if (texts.length) texts.push("; ");
       if (several) texts.push(recorded(recording.header.name), " ");
@@ -560,6 +545,22 @@ export class TrackMap {
     }
     if (several) this.place.replaceChildren(...texts);
     else setText(this.place, typeof texts[0] === "string" ? texts[0] : "unknown");
+  }
+
+  private drawPlace(ctx: CanvasRenderingContext2D, px: number, py: number, old: boolean): void {
+    const c = colours();
+    ctx.lineWidth = 3;
+    ctx.strokeStyle = c.background;
+    ctx.fillStyle = old ? c.background : c.accent;
+    ctx.beginPath();
+    ctx.arc(px, py, 7, 0, 7);
+    ctx.fill();
+    ctx.stroke();
+    ctx.lineWidth = 2;
+    ctx.strokeStyle = c.text;
+    ctx.beginPath();
+    ctx.arc(px, py, 8.5, 0, 7);
+    ctx.stroke();
   }
 
   private nearest(px: number, py: number): number | null {

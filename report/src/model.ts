@@ -4,6 +4,7 @@ import { countUpTo, RecordingAxis } from "./axis";
 import type { Segment } from "./axis";
 import {
   decode,
+  kNoTick,
   kUnknownFrom,
   kWrongCrc,
   Slices,
@@ -137,6 +138,15 @@ function extremes(series: Pick<Series, "held" | "wrong" | "header">): { least: n
   return { least, most };
 }
 
+// An event without a tick of its own stands where the one before it does.
+function placeEvents(events: Events, first: number): void {
+  let before = first;
+  for (let i = 0; i < events.x.length; i++) {
+    if (events.flags[i]! & kNoTick && events.x[i] === -1) events.x[i] = before;
+    before = events.x[i]!;
+  }
+}
+
 async function readRecording(
   header: RecordingHeader,
   index: number,
@@ -168,6 +178,7 @@ async function readRecording(
       flags: await column(e.flags),
     },
   };
+  placeEvents(recording.events, recording.axis.from ?? 0);
   for (const s of header.series) {
     const parts = split(await column(s.x), await column(s.value), await column(s.flags));
     if (slices.due()) await slices.pause();

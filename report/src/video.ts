@@ -76,7 +76,8 @@ export class Video {
   seek(x: number): void {
     if (!this.url || this.begins === null || this.telling) return;
     const at = (x - this.begins) / 2;
-    if (!Number.isFinite(this.player.duration)) return;
+    // Endless until the browser knows how long the file is, as with one still being written.
+    if (Number.isNaN(this.player.duration)) return;
     this.following = false;
     this.player.currentTime = Math.max(0, Math.min(this.player.duration, at));
   }
