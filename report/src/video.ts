@@ -12,6 +12,7 @@ export class Video {
   private readonly file = make("input", { type: "file", accept: "video/*", id: "video-file" });
   private readonly stage = make("div", { class: "video-stage" });
   private url: string | null = null;
+  private told: number | null = null; // the moment that the video itself gave to the cursor
   private following = false; // the cursor follows the video, not the other way round
   begins: number | null = null; // half seconds on the axis
 
@@ -74,7 +75,8 @@ export class Video {
   }
 
   seek(x: number): void {
-    if (!this.url || this.begins === null || this.telling) return;
+    if (!this.url || this.begins === null || x === this.told) return;
+    this.told = null;
     const at = (x - this.begins) / 2;
     // Endless until the browser knows how long the file is, as with one still being written.
     if (Number.isNaN(this.player.duration)) return;
@@ -82,13 +84,10 @@ export class Video {
     this.player.currentTime = Math.max(0, Math.min(this.player.duration, at));
   }
 
-  private telling = false;
-
   private tell(): void {
     if (this.begins === null) return;
-    this.telling = true;
     this.view.choose(this.begins + this.player.currentTime * 2);
-    this.telling = false;
+    this.told = this.view.cursor;
   }
 
   private step(): void {

@@ -25,7 +25,8 @@ function watch() {
   document.addEventListener("securitypolicyviolation", (e) => window.seen.violations.push(e.violatedDirective));
   const note = (type, entry) =>
     new PerformanceObserver((list) => list.getEntries().forEach(entry)).observe({ type, buffered: true });
-  note("layout-shift", (e) => window.seen.shifts.push(e.value));
+  const moved = (e) => e.sources.map((s) => s.node?.parentElement?.outerHTML?.slice(0, 120));
+  note("layout-shift", (e) => window.seen.shifts.push([e.value, ...moved(e)]));
   note("longtask", (e) => window.seen.tasks.push(e.duration));
   const root = () => document.documentElement?.dataset["ready"];
   new MutationObserver(() => {
@@ -62,4 +63,9 @@ export async function goTo(page, x) {
   );
 }
 
-export const cursor = async (page) => Number(await page.getAttribute(".surface", "aria-valuenow"));
+// The moment chosen, once it is drawn.
+export const cursor = (page) =>
+  page.evaluate(async () => {
+    for (let i = 0; i < 2; i++) await new Promise((resolve) => requestAnimationFrame(resolve));
+    return Number(document.querySelector(".surface").getAttribute("aria-valuenow"));
+  });
