@@ -96,7 +96,7 @@ export interface RecordingHeader {
   gaps: Gap[];
   steps: Step[];
   new_runs: { x: number; run: number; tick: number }[];
-  track: { x: Column; latitude: Column; longitude: Column; flags: Column; speed: Column };
+  track: { x: Column; latitude: Column; longitude: Column; flags: Column; speed: Column; thinned: boolean };
   series: SeriesHeader[];
   lanes: LaneHeader[];
   events: {
@@ -124,6 +124,7 @@ export interface Header {
   made_us: number;
   title: string;
   range: { from: string | null; to: string | null } | null;
+  video?: { name: string } | null;
   axis_us: number;
   has_time: boolean;
   zone: { name: string; recorded: boolean; offsets: Offset[] };

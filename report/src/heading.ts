@@ -22,7 +22,7 @@ function factValue(recording: RecordingHeader, name: string): HTMLElement {
   }
   values.forEach((v, i) => {
     if (i > 0) value.append(", then ");
-    value.append(recorded(v.text));
+    value.append(recorded(v.text || "(empty)"));
   });
   return value;
 }
@@ -98,7 +98,8 @@ function counts(header: Header): Map<Finding["severity"], number> {
   for (const { findings, gaps, totals } of header.recordings) {
     const add = (kind: Finding["severity"], n: number) => found.set(kind, (found.get(kind) ?? 0) + n);
     const listed = (kind: Finding["severity"]) => findings.filter((f) => f.severity === kind).length;
-    add("gap", Math.max(gaps.length, listed("gap")));
+    // The ring goes round: what it has overwritten was not lost.
+    add("gap", gaps.filter((g) => g.reason !== "overwritten").length);
     add("clock", listed("clock"));
     add("crc", Math.max(totals.wrong_crc, listed("crc")));
     add("position", Math.max(totals.unverified, listed("position")));
@@ -123,6 +124,8 @@ export function doubts(header: Header): HTMLElement {
       line.append(make("a", { class: `doubt ${kind}`, href: "#findings" }, `${n} ${n === 1 ? one : many}`));
     }
   }
+  if (header.recordings.some((r) => r.totals.overwritten))
+    line.append(make("span", { class: "doubt note" }, "Older parts are overwritten by newer ones"));
   const notes = found.get("note") ?? 0;
   if (notes > 0) line.append(make("a", { class: "doubt note", href: "#findings" }, `${notes} ${notes === 1 ? "note" : "notes"}`));
   return line;
@@ -181,7 +184,7 @@ export function otherFacts(header: Header): [RecordingHeader, [string, string][]
     recording,
     recording.facts.map((f): [string, string] => [
       f.name.replace(/_/g, " "),
-      f.values.length ? f.values.map((v) => v.text).join(", then ") : "not recorded",
+      f.values.length ? f.values.map((v) => v.text || "(empty)").join(", then ") : "not recorded",
     ]),
   ]);
 }

@@ -6,7 +6,7 @@ import type { Clock } from "./clock";
 import { kUnverified, kWrongCrc } from "./data";
 import { make, recorded, setText } from "./dom";
 import { drawCross, drawGrid, drawHoles, drawJumps, timeMarks, toPx, type Frame } from "./frame";
-import { eachPiece, entryAt, laneText, type Lane, type Model, type Recording } from "./model";
+import { eachPiece, entryAt, laneText, neverKnown, type Lane, type Model, type Recording } from "./model";
 import { colours, hatch, prepare } from "./theme";
 import type { View } from "./view";
 
@@ -41,14 +41,19 @@ function rowsOf(model: Model): Row[] {
   for (const recording of model.recordings) rows.push({ kind: "coverage", recording, named: several });
   for (const recording of model.recordings) {
     const known = new Set(kGroups.map(([id]) => id));
+    const never = recording.lanes.filter((l) => l.header.role === null && neverKnown(l));
+    const told = recording.lanes.filter((l) => !never.includes(l));
     for (const [id, text] of kGroups) {
-      const lanes = recording.lanes.filter(
+      const lanes = told.filter(
         (l) => l.header.role === null && (l.header.group === id || (id === "other" && !known.has(l.header.group))),
       );
       if (!lanes.length) continue;
       rows.push({ kind: "head", text, recording: several ? recording : null });
       for (const lane of lanes) rows.push({ kind: "lane", lane, named: false });
     }
+    // Last, as they only say that nothing was told.
+    if (never.length) rows.push({ kind: "head", text: "Unknown throughout", recording: several ? recording : null });
+    for (const lane of never) rows.push({ kind: "lane", lane, named: false });
   }
   return rows;
 }

@@ -8,7 +8,7 @@ import { button, byId, make, recorded, setText } from "./dom";
 import { doubts, findings, heading } from "./heading";
 import { linkFor, readLink } from "./link";
 import { TrackMap } from "./map";
-import { extent, readModel, type Model } from "./model";
+import { extent, opening, readModel, type Model } from "./model";
 import { Moments } from "./moments";
 import { TimePanel } from "./panel";
 import { EventTable } from "./table";
@@ -37,7 +37,7 @@ class Page {
     this.axes = header.recordings.map((recording) => new RecordingAxis(recording));
     const { from, to } = extent(header);
     this.view = new View(from, to);
-    this.video = new Video(this.view, () => this.writeLink());
+    this.video = new Video(this.view, header.video?.name ?? null, () => this.writeLink());
   }
 
   // All that needs no columns, in its final size: nothing moves when the panels come.
@@ -105,6 +105,9 @@ class Page {
   async show(model: Model, map: TrackMap, table: EventTable, slices: Slices): Promise<void> {
     this.map = map;
     this.table = table;
+    this.view.choose(opening(model));
+    this.readLink();
+    this.readout();
     this.panel = new TimePanel(
       model,
       this.view,
@@ -116,7 +119,6 @@ class Page {
     byId("map").replaceChildren(map.element);
     byId("time").replaceChildren(this.panel.element);
     byId("events").replaceChildren(table.element);
-    map.drawCursor();
     this.sizePanel();
     await slices.painted();
     this.sizeMap();
@@ -133,7 +135,6 @@ class Page {
     resized.observe(byId("time"));
     resized.observe(byId("map"));
     onThemeOfSystem(() => this.redraw());
-    this.readLink();
     window.addEventListener("hashchange", () => this.readLink());
     this.print();
     this.readout();

@@ -139,7 +139,12 @@ export class TrackMap {
   }
 
   private placeLine(): HTMLElement {
-    return make("p", { class: "map-place", "data-readout": "position" }, "Position at the cursor: ", this.place);
+    return make(
+      "p",
+      { class: "map-place", "data-readout": "position" },
+      this.model.recordings.some((r) => r.header.track.thinned) ? "Position at the cursor, of thinned ones: " : "Position at the cursor: ",
+      this.place,
+    );
   }
 
   private legend(): HTMLElement {
@@ -154,6 +159,11 @@ export class TrackMap {
     item("nospeed", "speed unknown");
     item("lights", "lights on");
     item("siren", "siren on");
+    for (const { index, header } of this.model.recordings) {
+      if (index === 0) continue;
+      item(`edge${index}`, "");
+      list.lastElementChild!.append(recorded(header.name));
+    }
     return list;
   }
 
@@ -385,6 +395,9 @@ export class TrackMap {
     stroke(kSirenLayer, c.siren, 7, [2, 4]);
     stroke(kUnknownLayer, c.unknown, 2.5, [2, 3]);
     ctx.lineCap = "round";
+    // Of several vehicles each but the first has a dark edge, wider from one to the next.
+    const edge = path.recording.index;
+    if (edge > 0) c.speed_ramp.forEach((_, i) => stroke(i, c.text, 3 + 2 * Math.min(3, edge)));
     c.speed_ramp.forEach((colour, i) => stroke(i, colour, 3));
     ctx.setLineDash([]);
     this.drawDoubtful(ctx, doubtful);
@@ -514,7 +527,10 @@ export class TrackMap {
         ctx.globalAlpha = 1;
       } else if (kind === "siren") line(c.siren, 7, [2, 4]);
       else if (kind === "nospeed") line(c.unknown, 2.5, [2, 3]);
-      else line(c.speed_ramp[Number(kind.slice(4))]!, 4);
+      else if (kind.startsWith("edge")) {
+        line(c.text, 3 + 2 * Math.min(3, Number(kind.slice(4))));
+        line(c.speed_ramp[2]!, 3);
+      } else line(c.speed_ramp[Number(kind.slice(4))]!, 4);
       if (kind === "lights" || kind === "siren") line(c.text, 1.5);
     });
   }

@@ -203,7 +203,8 @@ export function extent(header: Header): { from: number; to: number } {
       to = Math.max(to, stretch.to);
     }
     for (const gap of recording.gaps) {
-      if (gap.from !== null) from = Math.min(from, gap.from);
+      // A gap in which the part asked for begins lies before the axis.
+      if (gap.from !== null && gap.from >= 0) from = Math.min(from, gap.from);
       if (gap.to !== null) to = Math.max(to, gap.to);
     }
   }
@@ -217,11 +218,24 @@ export async function readModel({ header, columns }: Inflated, slices: Slices): 
   return { header, recordings, ...extent(header) };
 }
 
+// A unit in words stands above the values, not behind each of them.
+const kLongUnit = 7;
+
+// The moment that a page opens at: the first with a position, else the first at all.
+export function opening(model: Model): number {
+  const places = model.recordings.filter((r) => r.track.x.length > 0).map((r) => r.track.x[0]!);
+  return places.length ? Math.min(...places) : model.from;
+}
+
+export function neverKnown(lane: Lane): boolean {
+  return lane.held.state.every((word, i) => word === 0 || (lane.held.flags[i]! & kUnknownFrom) !== 0);
+}
+
 export function seriesText(series: Series, entry: number): string {
   if (entry < 0) return "unknown";
   const { scale, decimals, unit } = series.header;
   const number = (series.held.state[entry]! * scale).toFixed(decimals);
-  return unit ? `${number} ${unit}` : number;
+  return unit && unit.length <= kLongUnit ? `${number} ${unit}` : number;
 }
 
 export function laneText(lane: Lane, entry: number): string {

@@ -39,8 +39,9 @@ export class TimePanel {
       all
         .filter((g) => (g.title === "Speed") === title)
         .map((g) => {
-          const room = 26 + g.series.length * 19;
-          return new Plot(model, g, view, clock, Math.max(title ? kPlotHeight : kLowPlotHeight, room));
+          const room = 30 + g.series.length * 18;
+          const low = !title || model.recordings.length > 1 || g.series[0]!.header.family === "radar";
+          return new Plot(model, g, view, clock, Math.max(low ? kLowPlotHeight : kPlotHeight, room));
         });
     const speeds = build(true);
     const others = build(false);

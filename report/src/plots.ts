@@ -9,7 +9,7 @@ import type { Clock } from "./clock";
 import { kUnknownFrom } from "./data";
 import { make, recorded, setText } from "./dom";
 import { drawCross, drawHoles, drawJumps, frameOf, kRight, timeMarks, toPx, type Frame } from "./frame";
-import { eachPiece, entryAt, seriesText, type Model, type Series } from "./model";
+import { eachPiece, entryAt, seriesText, type Model, type Recording, type Series } from "./model";
 import { colours, hatch } from "./theme";
 import type { View } from "./view";
 
@@ -19,6 +19,7 @@ const kRug = 4; // height of a row that says where one series is unknown
 const kDashes: number[][] = [[], [6, 3], [2, 2], [8, 3, 2, 3]];
 
 interface Group {
+  recording: Recording;
   title: string;
   unit: string;
   series: Series[];
@@ -32,21 +33,23 @@ const kFamilies: Record<string, string> = {
   voltage: "Voltage",
 };
 
-// Speeds of the vehicle and of the radar share a plot when they share a unit.
+// Speeds of the vehicle and of the radar share a plot when they share a unit. Two vehicles do not:
+// their lines would hide each other.
 export function groups(model: Model): Group[] {
   const found = new Map<string, Group>();
   for (const recording of model.recordings) {
     for (const series of recording.series) {
       const { family, unit } = series.header;
       const title = kFamilies[family] ?? family;
-      const key = `${title} ${unit}`;
-      const group = found.get(key) ?? { title, unit, series: [], fromZero: title === "Speed" };
+      const key = `${recording.index} ${title} ${unit}`;
+      const group = found.get(key) ?? { recording, title, unit, series: [], fromZero: title === "Speed" };
       group.series.push(series);
       found.set(key, group);
     }
   }
   const order = ["Speed", "Temperature", "Voltage"];
-  const rank = (g: Group) => (order.indexOf(g.title) + order.length + 1) % (order.length + 1);
+  // The vehicle's own speed before that of its radar.
+  const rank = (g: Group) => (g.series[0]!.header.family === "radar" ? 0.5 : 0) + (order.indexOf(g.title) + order.length + 1) % (order.length + 1);
   return [...found.values()].sort((a, b) => rank(a) - rank(b));
 }
 
@@ -90,11 +93,15 @@ export class Plot {
       this.values.push(value);
       const swatch = make("canvas", { class: "swatch", "aria-hidden": "true", "data-swatch": String(i) });
       const name = make("span", { class: "name" });
-      if (several) name.append(recorded(series.recording.header.name), " ");
       name.append(recorded(series.header.name));
+      if (series.header.thinned) name.append(" (thinned)");
+      name.title = name.textContent ?? "";
       legend.append(make("li", {}, swatch, name, value));
     });
-    const title = make("h3", {}, group.unit ? `${group.title}, ` : group.title);
+    const radar = group.series.every((s) => s.header.family === "radar");
+    const words = radar ? "Radar" : group.title;
+    const title = make("h3", {}, group.unit ? `${words}, ` : words);
+    if (several) title.prepend(recorded(group.recording.header.name), " · ");
     if (group.unit) title.append(recorded(group.unit));
     this.row = make("div", { class: "row plot" }, make("div", { class: "side" }, title, legend), this.area);
     this.row.style.setProperty("--plot-height", `${height}px`);
@@ -170,10 +177,8 @@ export class Plot {
     ctx.beginPath();
     ctx.rect(this.frame.left, 0, this.frame.plot + 1, top + height + 1);
     ctx.clip();
-    // Two vehicles drive at different times: a hole of one of them is not a hole of the plot.
-    if (this.model.recordings.length === 1)
-      drawHoles(ctx, this.model.recordings[0]!.axis, this.view, this.frame, top, height);
-    for (const recording of this.model.recordings) drawJumps(ctx, recording, this.view, this.frame, top, height);
+    drawHoles(ctx, this.group.recording.axis, this.view, this.frame, top, height);
+    drawJumps(ctx, this.group.recording, this.view, this.frame, top, height);
     // The first one, the vehicle's own, lies on top.
     [...this.group.series].reverse().forEach((series, behind) => {
       const i = this.group.series.length - 1 - behind;

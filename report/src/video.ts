@@ -2,7 +2,7 @@
 // uploaded: the browser reads the file itself. Metadata do not say when a file begins, so the
 // reader sets it, and the link of the page carries it.
 
-import { button, make } from "./dom";
+import { button, make, recorded } from "./dom";
 import type { View } from "./view";
 
 export class Video {
@@ -18,6 +18,7 @@ export class Video {
 
   constructor(
     private readonly view: View,
+    wanted: string | null,
     private readonly changed: () => void,
   ) {
     this.stage.hidden = true;
@@ -32,10 +33,11 @@ export class Video {
         button("This frame is the cursor", "Let the frame shown stand for the moment of the cursor", () => this.align()),
       ),
     );
+    const asked = wanted ? ["Video from your disk, the file ", recorded(wanted), ": "] : ["Video from your disk: "];
     this.element = make(
       "div",
       { class: "video" },
-      make("p", { class: "pick" }, make("label", { for: "video-file" }, "Video from your disk "), this.file),
+      make("p", { class: "pick" }, make("label", { for: "video-file" }, ...asked), this.file),
       this.stage,
     );
     this.file.addEventListener("change", () => this.open());

@@ -59,7 +59,7 @@ function inForce(piece, xs, values, flags, x) {
 export function momentReader(page) {
   const recordings = page.header.recordings.map((recording) => ({
     recording,
-    track: Object.fromEntries(Object.entries(recording.track).map(([k, c]) => [k, page.column(c)])),
+    track: Object.fromEntries(["x", "latitude", "longitude"].map((k) => [k, page.column(recording.track[k])])),
     series: recording.series.map((s) => ({ s, x: page.column(s.x), value: page.column(s.value), flags: page.column(s.flags) })),
     lanes: recording.lanes.map((l) => ({ l, x: page.column(l.x), word: page.column(l.word), flags: page.column(l.flags) })),
   }));
@@ -69,7 +69,7 @@ export function momentReader(page) {
       const values = {};
       for (const { s, x: xs, value, flags } of series) {
         const raw = piece && inForce(piece, xs, value, flags, x);
-        values[s.id] = raw === null ? "unknown" : [(raw * s.scale).toFixed(s.decimals), s.unit].join(" ").trim();
+        values[s.id] = raw === null ? "unknown" : [(raw * s.scale).toFixed(s.decimals), s.unit.length > 7 ? "" : s.unit].join(" ").trim();
       }
       const words = { coverage: piece ? "recorded" : "not recorded" };
       for (const { l, x: xs, word, flags } of lanes) {

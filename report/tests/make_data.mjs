@@ -183,7 +183,7 @@ class Maker {
       gaps: this.gaps,
       steps: this.steps,
       new_runs: this.newRuns,
-      track: Object.fromEntries(Object.entries(this.track).map(([k, v]) => [k, c.put(v)])),
+      track: { ...Object.fromEntries(Object.entries(this.track).map(([k, v]) => [k, c.put(v)])), thinned: false },
       series: [...this.series.values()].map(({ last, x, value, flags, ...s }) => ({
         ...s,
         x: c.put(x),
