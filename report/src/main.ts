@@ -18,6 +18,9 @@ import { View } from "./view";
 
 const kPrintMapHeight = 330; // as in the style sheet
 
+// Some browsers refuse more than a hundred changes of the address in half a minute.
+const kAddressEveryMs = 400;
+
 class Page {
   private readonly clock: Clock;
   private readonly moments: Moments;
@@ -30,6 +33,8 @@ class Page {
   private table: EventTable | null = null;
   private readonly axes: RecordingAxis[];
   private asked = new Set<string>();
+  private address = ""; // as last read or written
+  private writing = false;
 
   constructor(private readonly header: Header) {
     this.clock = new Clock(header);
@@ -81,7 +86,7 @@ class Page {
       button("+", "Zoom in (key +)", () => view.zoom(0.5, this.inSight())),
       button("−", "Zoom out (key -)", () => view.zoom(2, this.inSight())),
       button("All", "Show the whole recording (key 0)", () => view.all()),
-      button("In table", "Go to this moment in the table of events", () => this.table?.focus()),
+      button("Show in table", "Go to this moment in the table of events", () => this.table?.focus()),
       this.link,
       zone,
       button("◐", "Light or dark", () => {
@@ -145,15 +150,26 @@ class Page {
   }
 
   private readLink(): void {
+    this.address = location.hash;
     const linked = readLink(this.header, location.hash);
     if (linked.video !== null) this.video.setBegin(linked.video);
     if (linked.x !== null && linked.x !== this.view.cursor) this.view.choose(linked.x);
   }
 
   private writeLink(): void {
+    this.link.setAttribute("href", linkFor(this.header, this.view.cursor, this.video.begins));
+    if (this.writing) return;
+    this.writing = true;
+    setTimeout(() => this.writeAddress(), kAddressEveryMs);
+  }
+
+  private writeAddress(): void {
+    this.writing = false;
     const link = linkFor(this.header, this.view.cursor, this.video.begins);
-    this.link.setAttribute("href", link);
-    if (location.hash !== link) history.replaceState(null, "", link);
+    // An address that the reader has just changed is read first.
+    if (location.hash === link || location.hash !== this.address) return;
+    history.replaceState(null, "", link);
+    this.address = link;
   }
 
   // Drawing is asked for and done once per frame, however many events a pointer sends.

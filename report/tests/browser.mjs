@@ -58,7 +58,7 @@ export async function goTo(page, x) {
     location.hash = `#t=x${to}`;
   }, x);
   await page.waitForFunction(
-    (to) => document.querySelector(".surface").getAttribute("aria-valuenow") === String(to) && !location.hash.includes("x"),
+    (to) => document.querySelector(".surface").getAttribute("aria-valuenow") === String(to),
     x,
   );
 }

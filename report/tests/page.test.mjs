@@ -287,7 +287,7 @@ describe("events", () => {
       assert.equal(await cursor(page), events[5].x);
       const wanted = events[150];
       await goTo(page, wanted.x);
-      await page.click("text=In table");
+      await page.click("text=Show in table");
       const active = page.locator('.event[aria-selected="true"]');
       assert.equal(await active.getAttribute("data-row"), String(events.filter((e) => e.x <= wanted.x).length - 1));
       assert.equal(await page.evaluate(() => document.activeElement.className), "events-grid");
