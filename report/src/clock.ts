@@ -1,0 +1,94 @@
+// Times as the reader wants them: in the unit's zone, in UTC or in the reader's own.
+
+import type { Header, Offset } from "./data";
+
+export type ZoneChoice = "unit" | "utc" | "reader";
+
+const two = (n: number): string => String(n).padStart(2, "0");
+
+const kDays = ["Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday"];
+
+export function offsetText(minutes: number): string {
+  const size = Math.abs(minutes);
+  return `${minutes < 0 ? "-" : "+"}${two(Math.floor(size / 60))}:${two(size % 60)}`;
+}
+
+// "2 h 5 min", "41 min 59 s", "0.5 s": the two largest units that say something.
+export function durationText(halves: number): string {
+  const seconds = halves / 2;
+  if (seconds < 60) return `${seconds} s`;
+  const whole = Math.round(seconds);
+  const parts: [number, string][] = [
+    [Math.floor(whole / 86400), "d"],
+    [Math.floor((whole % 86400) / 3600), "h"],
+    [Math.floor((whole % 3600) / 60), "min"],
+    [whole % 60, "s"],
+  ];
+  const first = parts.findIndex(([n]) => n > 0);
+  return parts
+    .slice(first, first + 2)
+    .filter(([n]) => n > 0)
+    .map(([n, unit]) => `${n} ${unit}`)
+    .join(" ");
+}
+
+export class Clock {
+  choice: ZoneChoice = "unit";
+
+  constructor(private readonly header: Pick<Header, "zone">) {}
+
+  offsetAt(us: number): number {
+    if (this.choice === "utc") return 0;
+    if (this.choice === "reader") return -new Date(us / 1000).getTimezoneOffset();
+    return this.unitOffset(us)?.minutes ?? 0;
+  }
+
+  private unitOffset(us: number): Offset | undefined {
+    const offsets = this.header.zone.offsets;
+    let found = offsets[0];
+    for (const offset of offsets) if (offset.from_us !== null && offset.from_us <= us) found = offset;
+    return found;
+  }
+
+  // Shifted so that the UTC fields of the result are the local ones.
+  private local(us: number): Date {
+    return new Date(us / 1000 + this.offsetAt(us) * 60000);
+  }
+
+  date(us: number): string {
+    const d = this.local(us);
+    return `${d.getUTCFullYear()}-${two(d.getUTCMonth() + 1)}-${two(d.getUTCDate())}`;
+  }
+
+  weekday(us: number): string {
+    return kDays[this.local(us).getUTCDay()]!;
+  }
+
+  minute(us: number): string {
+    const d = this.local(us);
+    return `${two(d.getUTCHours())}:${two(d.getUTCMinutes())}`;
+  }
+
+  // To the second, with the tenths only where there are any.
+  time(us: number): string {
+    const d = this.local(us);
+    const tenths = Math.floor(d.getUTCMilliseconds() / 100);
+    return `${this.minute(us)}:${two(d.getUTCSeconds())}${tenths ? `.${tenths}` : ""}`;
+  }
+
+  offset(us: number): string {
+    return this.choice === "utc" ? "UTC" : offsetText(this.offsetAt(us));
+  }
+
+  full(us: number): string {
+    return `${this.date(us)} ${this.time(us)} ${this.offset(us)}`;
+  }
+
+  // The zone in words, for the heading.
+  zoneName(): string {
+    if (this.choice === "utc") return "UTC";
+    if (this.choice === "reader") return "reader's zone";
+    const { name, recorded } = this.header.zone;
+    return recorded ? name : `${name}, the unit's own zone is not recorded`;
+  }
+}

@@ -1,0 +1,141 @@
+// Where the time panels draw: all of them put the same moment at the same place.
+
+import type { Clock } from "./clock";
+import type { Header } from "./data";
+import type { RecordingAxis } from "./axis";
+import type { Recording } from "./model";
+import { colours, hatch } from "./theme";
+import type { View } from "./view";
+
+export const kRight = 10; // free space behind the last moment, for the end of its label
+
+export interface Frame {
+  width: number;
+  left: number; // space for the numbers of the plots
+  plot: number; // from the first moment shown to the last
+}
+
+export function frameOf(width: number): Frame {
+  const left = width < 420 ? 34 : 44;
+  return { width, left, plot: Math.max(40, width - left - kRight) };
+}
+
+export function toPx(frame: Frame, view: Pick<View, "from" | "to">, x: number): number {
+  return frame.left + ((x - view.from) / (view.to - view.from)) * frame.plot;
+}
+
+export function toX(frame: Frame, view: Pick<View, "from" | "to">, px: number): number {
+  return view.from + ((px - frame.left) / frame.plot) * (view.to - view.from);
+}
+
+export interface Mark {
+  x: number;
+  label: string;
+}
+
+const kSteps = [
+  1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 604800, 1209600,
+  2592000,
+];
+
+function tickMarks(from: number, to: number, most: number): Mark[] {
+  let step = 1;
+  for (let i = 0; (to - from) / step > most; i++) step *= i % 3 === 1 ? 2.5 : 2;
+  const marks: Mark[] = [];
+  for (let x = Math.ceil(from / step) * step; x <= to; x += step) marks.push({ x, label: String(Math.round(x)) });
+  return marks;
+}
+
+// Places and labels on the axis, at round times of the chosen zone.
+export function timeMarks(header: Header, clock: Clock, view: Pick<View, "from" | "to">, plot: number): Mark[] {
+  const most = Math.max(2, Math.floor(plot / 76));
+  if (!header.has_time) return tickMarks(view.from, view.to, most);
+  const seconds = (view.to - view.from) / 2;
+  const step = kSteps.find((s) => seconds / s <= most) ?? kSteps[kSteps.length - 1]!;
+  const base = header.axis_us / 1e6;
+  const shift = clock.offsetAt(header.axis_us + view.from * 500000) * 60;
+  const marks: Mark[] = [];
+  let at = Math.ceil((base + view.from / 2 + shift) / step) * step - shift;
+  for (; at <= base + view.to / 2; at += step) {
+    const us = at * 1e6;
+    const midnight = clock.time(us) === "00:00:00";
+    const label = midnight || step >= 86400 ? clock.date(us).slice(5) : step < 60 ? clock.time(us) : clock.minute(us);
+    marks.push({ x: (at - base) * 2, label });
+  }
+  return marks;
+}
+
+// The parts of what is shown where this recording has nothing.
+export function eachHole(axis: RecordingAxis, from: number, to: number, hole: (from: number, to: number) => void): void {
+  let at = from;
+  for (const segment of axis.segments) {
+    if (segment.to < from) continue;
+    if (segment.from > to) break;
+    if (segment.from > at + 1) hole(at, segment.from);
+    at = Math.max(at, segment.to);
+  }
+  if (at < to) hole(at, to);
+}
+
+export function drawHoles(
+  ctx: CanvasRenderingContext2D,
+  axis: RecordingAxis,
+  view: View,
+  frame: Frame,
+  top: number,
+  height: number,
+): void {
+  ctx.fillStyle = hatch(ctx, colours().gap, true);
+  eachHole(axis, view.from, view.to, (from, to) => {
+    const left = toPx(frame, view, from);
+    ctx.fillRect(left, top, Math.max(2, toPx(frame, view, to) - left), height);
+  });
+}
+
+export function drawGrid(
+  ctx: CanvasRenderingContext2D,
+  marks: Mark[],
+  view: View,
+  frame: Frame,
+  top: number,
+  height: number,
+): void {
+  ctx.fillStyle = colours().grid;
+  for (const mark of marks) ctx.fillRect(Math.round(toPx(frame, view, mark.x)), top, 1, height);
+}
+
+// Dashed lines where the unit's clock jumped or a new run began.
+export function drawJumps(
+  ctx: CanvasRenderingContext2D,
+  recording: Recording,
+  view: View,
+  frame: Frame,
+  top: number,
+  height: number,
+): void {
+  const line = (x: number, dash: number[]) => {
+    if (x < view.from || x > view.to) return;
+    const px = Math.round(toPx(frame, view, x)) + 0.5;
+    ctx.setLineDash(dash);
+    ctx.beginPath();
+    ctx.moveTo(px, top);
+    ctx.lineTo(px, top + height);
+    ctx.stroke();
+  };
+  ctx.save();
+  ctx.lineWidth = 1;
+  ctx.strokeStyle = colours().clock;
+  for (const step of recording.header.steps) line(step.x, [4, 3]);
+  ctx.strokeStyle = colours().muted;
+  for (const run of recording.header.new_runs) line(run.x, [1, 3]);
+  ctx.restore();
+}
+
+export function drawCross(ctx: CanvasRenderingContext2D, x: number, y: number, size: number): void {
+  ctx.beginPath();
+  ctx.moveTo(x - size, y - size);
+  ctx.lineTo(x + size, y + size);
+  ctx.moveTo(x - size, y + size);
+  ctx.lineTo(x + size, y - size);
+  ctx.stroke();
+}

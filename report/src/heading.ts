@@ -1,0 +1,190 @@
+// Who, when, and how much of it is there. Made from the header alone, before any column is read.
+
+import { RecordingAxis } from "./axis";
+import { durationText, type Clock } from "./clock";
+import type { Finding, Header, RecordingHeader } from "./data";
+import { make, recorded } from "./dom";
+import { Moments } from "./moments";
+
+const kShown: [string, string][] = [
+  ["officer", "Officer"],
+  ["vehicle", "Vehicle"],
+  ["department", "Department"],
+  ["serial_number", "Unit"],
+];
+
+function factValue(recording: RecordingHeader, name: string): HTMLElement {
+  const values = recording.facts.find((f) => f.name === name)?.values ?? [];
+  const value = make("dd");
+  if (values.length === 0) {
+    value.append(make("span", { class: "unknown" }, "not recorded"));
+    return value;
+  }
+  values.forEach((v, i) => {
+    if (i > 0) value.append(", then ");
+    value.append(recorded(v.text || "(empty)"));
+  });
+  return value;
+}
+
+// First and last time that the unit's clock told.
+function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
+  const told = recording.stretches.filter((s) => s.us !== null && s.quality !== "unknown");
+  const value = make("dd", { class: "span" });
+  const first = told[0];
+  const last = told[told.length - 1];
+  if (!first || !last) {
+    value.append(make("span", { class: "unknown" }, "no time was recorded"));
+    return value;
+  }
+  const from = first.us!;
+  const to = last.us! + (last.to - last.x) * 500000;
+  const sameDay = clock.date(from) === clock.date(to);
+  const sameOffset = clock.offset(from) === clock.offset(to);
+  const about = (estimated: boolean) => (estimated ? "about " : "");
+  const day = (us: number) => (short ? clock.date(us) : `${clock.weekday(us)} ${clock.date(us)}`);
+  value.append(
+    `${day(from)} ${about(first.quality === "estimated")}`,
+    make("strong", {}, clock.time(from)),
+    sameOffset ? "" : ` ${clock.offset(from)}`,
+    " to ",
+    sameDay ? "" : `${day(to)} `,
+    about(last.quality === "estimated"),
+    make("strong", {}, clock.time(to)),
+    ` ${clock.offset(to)}`,
+    short ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
+  );
+  const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
+  const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
+  if (halves > 0) value.append(`, and ${durationText(halves)} without a time`);
+  return value;
+}
+
+function amounts(recording: RecordingHeader): HTMLElement {
+  const { totals } = recording;
+  const list = make("dl", { class: "amounts" });
+  const amount = (name: string, text: string, kind: string) =>
+    list.append(make("div", { class: `amount ${kind}` }, make("dt", {}, name), make("dd", {}, text)));
+  amount("Recorded", durationText(totals.recorded_halves), "good");
+  amount("Lost", totals.lost_halves > 0 ? durationText(totals.lost_halves) : "none", totals.lost_halves > 0 ? "bad" : "");
+  const unknown = totals.lost_unknown;
+  amount(
+    "Unknown",
+    unknown > 0 ? `${unknown} ${unknown === 1 ? "gap" : "gaps"} of unknown length` : "none",
+    unknown > 0 ? "bad" : "",
+  );
+  return list;
+}
+
+// A line of its name and how much of it there is, one of who and when.
+function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
+  const facts = make("dl", { class: "facts" });
+  for (const [name, label] of kShown)
+    facts.append(make("div", { class: "fact" }, make("dt", {}, label), factValue(recording, name)));
+  const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock, short));
+  facts.append(when);
+  return make("div", { class: "card" }, make("div", { class: "card-head" }, name, amounts(recording)), facts);
+}
+
+const kCounted: [Finding["severity"], string, string][] = [
+  ["gap", "gap", "gaps"],
+  ["clock", "clock finding", "clock findings"],
+  ["crc", "wrong CRC", "wrong CRCs"],
+  ["position", "unverified position", "unverified positions"],
+];
+
+function counts(header: Header): Map<Finding["severity"], number> {
+  const found = new Map<Finding["severity"], number>();
+  for (const { findings, gaps, totals } of header.recordings) {
+    const add = (kind: Finding["severity"], n: number) => found.set(kind, (found.get(kind) ?? 0) + n);
+    const listed = (kind: Finding["severity"]) => findings.filter((f) => f.severity === kind).length;
+    // The ring goes round: what it has overwritten was not lost.
+    add("gap", gaps.filter((g) => g.reason !== "overwritten").length);
+    add("clock", listed("clock"));
+    add("crc", Math.max(totals.wrong_crc, listed("crc")));
+    add("position", Math.max(totals.unverified, listed("position")));
+    add("note", listed("note"));
+  }
+  return found;
+}
+
+// One line: what is missing or doubtful, with a link to the list of it.
+export function doubts(header: Header): HTMLElement {
+  const found = counts(header);
+  const line = make("p", { class: "doubts" });
+  const parts = kCounted.filter(([kind]) => (found.get(kind) ?? 0) > 0);
+  if (header.recordings.every((r) => r.totals.recorded_halves === 0)) {
+    line.append(make("span", { class: "doubt note" }, "Nothing is recorded here"));
+  } else if (parts.length === 0) {
+    line.append(make("span", { class: "doubt none" }, "✓ No gap, clock jump, wrong CRC or unverified position was found"));
+  } else {
+    line.append(make("span", { class: "doubts-name" }, "Missing or doubtful:"));
+    for (const [kind, one, many] of parts) {
+      const n = found.get(kind)!;
+      line.append(make("a", { class: `doubt ${kind}`, href: "#findings" }, `${n} ${n === 1 ? one : many}`));
+    }
+  }
+  if (header.recordings.some((r) => r.totals.overwritten))
+    line.append(make("span", { class: "doubt note" }, "Older parts are overwritten by newer ones"));
+  const notes = found.get("note") ?? 0;
+  if (notes > 0) line.append(make("a", { class: "doubt note", href: "#findings" }, `${notes} ${notes === 1 ? "note" : "notes"}`));
+  return line;
+}
+
+export function heading(header: Header, clock: Clock): HTMLElement {
+  const element = make("div", { class: "heading" });
+  const title = make("h1", {}, recorded(header.title));
+  const single = header.recordings.length === 1;
+  if (!single) {
+    element.classList.add("several");
+    element.append(title);
+  }
+  if (header.range) {
+    const { from, to } = header.range;
+    const words = make("p", { class: "range" }, "Only a part was asked for: ");
+    words.append(from === null ? "from the beginning" : "from ", from === null ? "" : recorded(from));
+    words.append(to === null ? " to the end" : " to ", to === null ? "" : recorded(to));
+    element.append(words);
+  }
+  for (const recording of header.recordings) {
+    const name = single ? title : make("h2", { class: "card-name" }, recorded(recording.name));
+    element.append(card(name, recording, clock, !single));
+  }
+  if (header.recordings.length === 0) element.append(make("p", { class: "unknown" }, "Nothing was recorded."));
+  return element;
+}
+
+export function findings(header: Header, clock: Clock, choose: (x: number) => void): HTMLElement {
+  const moments = new Moments(header, clock);
+  const kinds = { gap: "Gap", clock: "Clock", crc: "Wrong CRC", position: "Position", note: "Note" };
+  const list = make("ol", { class: "findings" });
+  for (const recording of header.recordings) {
+    const axis = new RecordingAxis(recording);
+    for (const finding of recording.findings) {
+      const line = make("li", { class: finding.severity }, make("span", { class: `badge ${finding.severity}` }, kinds[finding.severity] ?? "Note"));
+      if (header.recordings.length > 1) line.append(recorded(recording.name, { class: "owner" }));
+      line.append(recorded(finding.words, { class: "words" }));
+      const { x } = finding;
+      if (x !== null) {
+        const text = moments.clockText(axis, x) ?? moments.axisText(x);
+        const go = make("button", { type: "button", class: "go" }, text);
+        go.addEventListener("click", () => choose(x));
+        line.append(go);
+      }
+      list.append(line);
+    }
+  }
+  if (!list.childElementCount) list.append(make("li", { class: "none" }, "Nothing odd was found in what is shown."));
+  return list;
+}
+
+// What else a fact list holds: badge, address, all that the heading leaves out.
+export function otherFacts(header: Header): [RecordingHeader, [string, string][]][] {
+  return header.recordings.map((recording) => [
+    recording,
+    recording.facts.map((f): [string, string] => [
+      f.name.replace(/_/g, " "),
+      f.values.length ? f.values.map((v) => v.text || "(empty)").join(", then ") : "not recorded",
+    ]),
+  ]);
+}

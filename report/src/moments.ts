@@ -1,0 +1,42 @@
+// Moments of the axis in words.
+
+import type { RecordingAxis } from "./axis";
+import type { Clock } from "./clock";
+import type { Header } from "./data";
+
+export class Moments {
+  constructor(
+    private readonly header: Header,
+    private readonly clock: Clock,
+  ) {}
+
+  axisUs(x: number): number {
+    return this.header.axis_us + x * 500000;
+  }
+
+  // Where the page's axis is, which is the unit's clock unless that jumped.
+  axisText(x: number): string {
+    return this.header.has_time ? this.clock.full(this.axisUs(x)) : `half second ${x}`;
+  }
+
+  // What the unit's clock showed, and null where it showed nothing.
+  clockText(axis: RecordingAxis, x: number): string | null {
+    const shown = axis.clockAt(x);
+    return shown ? `${shown.estimated ? "about " : ""}${this.clock.full(shown.us)}` : null;
+  }
+
+  // The time on the axis, where the unit's clock showed another: after the clock jumped.
+  apart(axis: RecordingAxis, x: number): string | null {
+    const shown = axis.clockAt(x);
+    if (!shown || !this.header.has_time) return null;
+    return Math.abs(shown.us - this.axisUs(x)) < 1e6 ? null : this.clock.full(this.axisUs(x));
+  }
+
+  // For a recording at a moment: its clock, else its tick, else that there is nothing.
+  text(axis: RecordingAxis, x: number): string {
+    const clock = this.clockText(axis, x);
+    if (clock) return clock;
+    const tick = axis.tickAt(x);
+    return tick === null ? "not recorded" : `time unknown, tick ${tick}`;
+  }
+}
