@@ -539,8 +539,8 @@ TEST_F(ReportTest, ARangeBeginsWithWhatIsInForceThere) {
   EXPECT_THAT(StretchesOf(recording), ElementsAre("0..20 tick 120 at 10 exact"));
   EXPECT_EQ(LaneOf(recording, "input/siren"), "0=2");
   EXPECT_EQ(SeriesOf(recording, "speed/1"), "0=10 10=20");
-  EXPECT_EQ(recording["track"]["x"], json({0}));
-  EXPECT_EQ(recording["track"]["flags"], json({1}));
+  EXPECT_EQ(recording["track"]["x"], json::array({0}));
+  EXPECT_EQ(recording["track"]["flags"], json::array({1}));
   EXPECT_THAT(EventsOf(recording), ElementsAre("10 bookmark: bookmark"));
   EXPECT_EQ(FactOf(recording, "officer"), "B");
   EXPECT_EQ(recording["totals"]["records"], 2);
@@ -638,7 +638,7 @@ TEST_F(ReportTest, LinesSayWhatAnExportSaysAtAnyMoment) {
   const auto pick = [&random](unsigned int below) {
     return static_cast<unsigned int>(random() % below);
   };
-  const char* const kInputs[] = {"siren", "emergency lights", "brake"};
+  const char* const inputs[] = {"siren", "emergency lights", "brake"};
   for (int second = 0; second < 1800; ++second) {
     const std::string time =
         "\"time\":\"2024-05-01T10:" + std::string(second / 60 < 10 ? "0" : "") +
@@ -647,7 +647,7 @@ TEST_F(ReportTest, LinesSayWhatAnExportSaysAtAnyMoment) {
     lines += R"({"class":"TPV","mode":3,)" + time + R"(,"lat":41.5,"lon":-93.5,"speed":)" +
              std::to_string(pick(40)) + "}\n";
     if (pick(4) == 0)
-      lines += std::string(R"({"event":"input","name":")") + kInputs[pick(3)] + R"(","on":)" +
+      lines += std::string(R"({"event":"input","name":")") + inputs[pick(3)] + R"(","on":)" +
                (pick(2) == 0 ? "true," : "false,") + time + "}\n";
   }
   Replay(lines);
@@ -662,7 +662,7 @@ TEST_F(ReportTest, LinesSayWhatAnExportSaysAtAnyMoment) {
     const unsigned int tick = 2 + pick(3590);
     SCOPED_TRACE(tick);
     const std::int64_t x = tick - first_tick;
-    for (const char* const input : kInputs) {
+    for (const char* const input : inputs) {
       const json lane = WithId(recording["lanes"], std::string("input/") + input);
       const auto point = PointAt(lane, x);
       ASSERT_TRUE(point);
@@ -734,7 +734,7 @@ TEST_F(ReportTest, ALostClusterIsAGapOfKnownLength) {
 
 TEST_F(ReportTest, AnEmptyRecordingIsAReportOfNothing) {
   MakeRing(0, TwoBookmarks);
-  Record("r", {});
+  Record("r", std::vector<Bytes>());
   for (const char* const name : {"s", "r"}) {
     const Finished made = Report({name});
     EXPECT_EQ(made.exit_code, 0) << made.err;

@@ -89,7 +89,8 @@ inline nlohmann::json DataOf(const std::string& page) {
   const std::string bytes =
       Inflated(Decoded64(page.substr(from + begin.size(), to - from - begin.size())));
   std::size_t size = 0;
-  for (const int i : {3, 2, 1, 0}) size = size << 8 | static_cast<unsigned char>(bytes.at(i));
+  for (const std::size_t i : {3U, 2U, 1U, 0U})
+    size = size << 8 | static_cast<unsigned char>(bytes.at(i));
   nlohmann::json header = nlohmann::json::parse(bytes.substr(4, size));
   PutColumns(bytes.substr(4 + size), header);
   return header;

@@ -53,6 +53,7 @@ void ShortenNames(std::vector<CaseRecording>& recordings) {
     return slash == std::string::npos || slash + 1 == path.size() ? path : path.substr(slash + 1);
   };
   std::vector<std::string> names;
+  names.reserve(recordings.size());
   for (const CaseRecording& recording : recordings) names.push_back(short_name(recording.name));
   for (std::size_t i = 0; i < names.size(); ++i)
     if (std::count(names.begin(), names.end(), names[i]) == 1) recordings[i].name = names[i];
