@@ -60,9 +60,9 @@ TEST(PlotScale, HasRoundStepsAndHoldsBothEnds) {
     int most_steps;
     std::int64_t low, high, step;
   };
-  for (const Case& one : {Case{0, 78, 5, 0, 80, 20}, Case{0, 80, 9, 0, 80, 10},
-                          Case{28, 58, 5, 20, 60, 10}, Case{-7, 3, 5, -8, 4, 2},
-                          Case{41, 43, 9, 41, 43, 1}, Case{0, 65535, 4, 0, 80000, 20000}}) {
+  for (const Case& one :
+       {Case{0, 78, 5, 0, 80, 20}, Case{0, 80, 9, 0, 80, 10}, Case{28, 58, 5, 20, 60, 10},
+        Case{-7, 3, 5, -8, 4, 2}, Case{41, 43, 9, 41, 43, 1}, Case{0, 65535, 4, 0, 80000, 20000}}) {
     SCOPED_TRACE(one.most);
     const ValueScale scale = ScaleFor(one.least, one.most, one.most_steps);
     EXPECT_EQ(scale.low, one.low);
