@@ -131,11 +131,19 @@ export function drawJumps(
   ctx.restore();
 }
 
+// With an edge of the background, so that it is seen on whatever it lies on.
 export function drawCross(ctx: CanvasRenderingContext2D, x: number, y: number, size: number): void {
+  const colour = ctx.strokeStyle;
+  const width = ctx.lineWidth;
   ctx.beginPath();
   ctx.moveTo(x - size, y - size);
   ctx.lineTo(x + size, y + size);
   ctx.moveTo(x - size, y + size);
   ctx.lineTo(x + size, y - size);
+  ctx.strokeStyle = colours().background;
+  ctx.lineWidth = width + 3;
+  ctx.stroke();
+  ctx.strokeStyle = colour;
+  ctx.lineWidth = width;
   ctx.stroke();
 }

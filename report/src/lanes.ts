@@ -7,10 +7,16 @@ import { kUnverified, kWrongCrc } from "./data";
 import { make, recorded, setText } from "./dom";
 import { drawCross, drawGrid, drawHoles, drawJumps, timeMarks, toPx, type Frame } from "./frame";
 import { eachPiece, entryAt, laneText, neverKnown, type Lane, type Model, type Recording } from "./model";
-import { colours, hatch, prepare } from "./theme";
+import { colours, hatch, isPrinting, prepare } from "./theme";
 import type { View } from "./view";
 
-export const kLaneHeight = 20;
+// As in the style sheet: on a phone the value stands below the name, so that the name has room.
+const narrow = matchMedia("(max-width: 620px)");
+
+function heightOfLane(): number {
+  return narrow.matches && !isPrinting() ? 34 : 20;
+}
+
 const kHeadHeight = 24;
 const kAxisHeight = 20;
 
@@ -68,7 +74,8 @@ export class Lanes {
   private readonly canvas = make("canvas", { "aria-hidden": "true" });
   private readonly rows: Row[];
   private readonly values: (HTMLElement | null)[] = [];
-  private readonly height: number;
+  private height = 0;
+  private laneHeight = heightOfLane();
   private columns = new Uint8Array(0);
 
   constructor(
@@ -78,14 +85,8 @@ export class Lanes {
   ) {
     this.rows = rowsOf(model);
     const side = make("div", { class: "side lane-names" });
-    let height = kAxisHeight;
-    for (const row of this.rows) {
-      side.append(this.name(row));
-      height += row.kind === "head" ? kHeadHeight : kLaneHeight;
-    }
-    this.height = height;
+    for (const row of this.rows) side.append(this.name(row));
     this.row = make("div", { class: "row lanes" }, side, make("div", { class: "area" }, this.canvas));
-    this.canvas.style.height = `${height}px`;
   }
 
   private name(row: Row): HTMLElement {
@@ -129,6 +130,9 @@ export class Lanes {
   }
 
   draw(frame: Frame): void {
+    this.laneHeight = heightOfLane();
+    this.height = this.rows.reduce((sum, row) => sum + (row.kind === "head" ? kHeadHeight : this.laneHeight), kAxisHeight);
+    this.canvas.style.height = `${this.height}px`;
     const ctx = prepare(this.canvas, frame.width, this.height);
     this.canvas.style.width = `${frame.width}px`;
     if (this.columns.length !== Math.ceil(frame.plot) + 1) this.columns = new Uint8Array(Math.ceil(frame.plot) + 1);
@@ -140,7 +144,7 @@ export class Lanes {
       else {
         if (row.kind === "lane") this.drawLane(ctx, row.lane, frame, top);
         else this.drawCoverage(ctx, row.recording, frame, top);
-        top += kLaneHeight;
+        top += this.laneHeight;
       }
     }
     ctx.fillStyle = colours().muted;
@@ -170,7 +174,7 @@ export class Lanes {
 
   private drawLane(ctx: CanvasRenderingContext2D, lane: Lane, frame: Frame, top: number): void {
     const c = colours();
-    drawHoles(ctx, lane.recording.axis, this.view, frame, top + 3, kLaneHeight - 6);
+    drawHoles(ctx, lane.recording.axis, this.view, frame, top + 3, this.laneHeight - 6);
     this.collect(lane, frame);
     const role = lane.header.role;
     const solid = role === "lights" ? c.lights : role === "siren" ? c.siren : c.active;
@@ -185,19 +189,19 @@ export class Lanes {
       if (bits & kOn) {
         ctx.fillStyle = solid;
         // Half as high where it was also off within this column of pixels.
-        const height = bits & kOff ? (kLaneHeight - 6) / 2 : kLaneHeight - 6;
-        ctx.fillRect(left, top + (kLaneHeight - height) / 2, end - px, height);
+        const height = bits & kOff ? (this.laneHeight - 6) / 2 : this.laneHeight - 6;
+        ctx.fillRect(left, top + (this.laneHeight - height) / 2, end - px, height);
         // Part of this time is unknown: a stripe below the bar says so.
         if (bits & kUnknown) {
           ctx.fillStyle = striped;
-          ctx.fillRect(left, top + kLaneHeight - 3, end - px, 3);
+          ctx.fillRect(left, top + this.laneHeight - 3, end - px, 3);
         }
       } else if (bits & kUnknown) {
         ctx.fillStyle = striped;
-        ctx.fillRect(left, top + 3, end - px, kLaneHeight - 6);
+        ctx.fillRect(left, top + 3, end - px, this.laneHeight - 6);
       } else if (bits & kOff) {
         ctx.fillStyle = c.track;
-        ctx.fillRect(left, top + kLaneHeight / 2, end - px, 1);
+        ctx.fillRect(left, top + this.laneHeight / 2, end - px, 1);
       }
       px = end;
     }
@@ -206,7 +210,7 @@ export class Lanes {
     ctx.lineWidth = 1.5;
     const wrong = lane.wrong.x;
     for (let i = countUpTo(wrong, this.view.from - 1); i < wrong.length && wrong[i]! <= this.view.to; i++)
-      drawCross(ctx, toPx(frame, this.view, wrong[i]!), top + kLaneHeight / 2, 3.5);
+      drawCross(ctx, toPx(frame, this.view, wrong[i]!), top + this.laneHeight / 2, 3.5);
   }
 
   // With several active words ("on", "background") the colour does not say which: the bar does.
@@ -222,14 +226,14 @@ export class Lanes {
       const room = toPx(frame, this.view, to) - left;
       if (room < 16) return;
       const text = laneText(lane, entry);
-      if (ctx.measureText(text).width + 8 < room) ctx.fillText(text, left + 4, top + kLaneHeight / 2 + 0.5);
+      if (ctx.measureText(text).width + 8 < room) ctx.fillText(text, left + 4, top + this.laneHeight / 2 + 0.5);
     });
   }
 
   private drawCoverage(ctx: CanvasRenderingContext2D, recording: Recording, frame: Frame, top: number): void {
     const c = colours();
-    const middle = top + kLaneHeight / 2;
-    drawHoles(ctx, recording.axis, this.view, frame, top + 3, kLaneHeight - 6);
+    const middle = top + this.laneHeight / 2;
+    drawHoles(ctx, recording.axis, this.view, frame, top + 3, this.laneHeight - 6);
     for (const stretch of recording.header.stretches) {
       if (stretch.to < this.view.from || stretch.x > this.view.to) continue;
       const left = Math.max(frame.left, toPx(frame, this.view, stretch.x));
@@ -241,7 +245,7 @@ export class Lanes {
     }
     ctx.save();
     ctx.beginPath();
-    ctx.rect(frame.left - 5, top, frame.plot + 10, kLaneHeight);
+    ctx.rect(frame.left - 5, top, frame.plot + 10, this.laneHeight);
     ctx.clip();
     this.drawDoubts(ctx, recording, frame, middle);
     ctx.restore();

@@ -13,7 +13,7 @@ import type { View } from "./view";
 
 const kPlotHeight = 150;
 const kLowPlotHeight = 96;
-const kPrintSide = 190; // as in the style sheet
+const kPrintSide = 250; // as in the style sheet
 
 export class TimePanel {
   readonly element: HTMLElement;
