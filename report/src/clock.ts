@@ -1,6 +1,6 @@
 // Times as the reader wants them: in the unit's zone, in UTC or in the reader's own.
 
-import type { Header, Offset } from "./data";
+import type { Header, Offset, RecordingHeader } from "./data";
 
 export type ZoneChoice = "unit" | "utc" | "reader";
 
@@ -32,10 +32,16 @@ export function durationText(halves: number): string {
     .join(" ");
 }
 
+// All times are those of one zone, the first one told.
+function tellsOtherZone(recording: RecordingHeader, zone: string): boolean {
+  const told = recording.facts.find((fact) => fact.name === "time_zone")?.values ?? [];
+  return told.length !== 1 || told[0]!.text !== zone;
+}
+
 export class Clock {
   choice: ZoneChoice = "unit";
 
-  constructor(private readonly header: Pick<Header, "zone">) {}
+  constructor(private readonly header: Pick<Header, "zone" | "recordings">) {}
 
   offsetAt(us: number): number {
     if (this.choice === "utc") return 0;
@@ -88,7 +94,19 @@ export class Clock {
   zoneName(): string {
     if (this.choice === "utc") return "UTC";
     if (this.choice === "reader") return "reader's zone";
-    const { name, recorded } = this.header.zone;
-    return recorded ? name : `${name}, the unit's own zone is not recorded`;
+    const { name, recorded, asked } = this.header.zone;
+    if (asked) return `${name}, chosen when this page was made`;
+    if (!recorded) return `${name}, the unit's own zone is not recorded`;
+    const others = this.others().map((r) => r.name);
+    return others.length === 0 ? name : `${name}; another zone, or none, is recorded in ${others.join(", ")}`;
+  }
+
+  // Not all times are those of the unit that recorded them.
+  hasOtherZones(): boolean {
+    return this.choice === "unit" && (this.header.zone.asked === true || this.others().length > 0);
+  }
+
+  private others(): RecordingHeader[] {
+    return this.header.recordings.filter((r) => tellsOtherZone(r, this.header.zone.name));
   }
 }

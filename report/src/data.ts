@@ -127,7 +127,7 @@ export interface Header {
   video?: { name: string } | null;
   axis_us: number;
   has_time: boolean;
-  zone: { name: string; recorded: boolean; offsets: Offset[] };
+  zone: { name: string; recorded: boolean; asked?: boolean; offsets: Offset[] };
   recordings: RecordingHeader[];
 }
 

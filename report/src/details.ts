@@ -1,6 +1,5 @@
 // Identity, versions, policy and digests: what a technician asks and what ties the page to its sources.
 
-import type { Clock } from "./clock";
 import type { Header, RecordingHeader } from "./data";
 import { make, recorded } from "./dom";
 import { otherFacts } from "./heading";
@@ -47,7 +46,7 @@ function scrolling(element: HTMLElement, label: string): HTMLElement {
   return make("div", { class: "wide", tabindex: "0", role: "region", "aria-label": label }, element);
 }
 
-export function details(header: Header, clock: Clock): HTMLElement {
+export function details(header: Header): HTMLElement {
   const element = make("div", { class: "details" });
   for (const [recording, facts] of otherFacts(header)) {
     const part = make("section", { class: "detail" });
@@ -73,7 +72,8 @@ export function details(header: Header, clock: Clock): HTMLElement {
     } else part.append(make("p", { class: "unknown" }, "No policy was recorded."));
     element.append(part);
   }
-  const made = clock.full(header.made_us);
+  // Not in the recording's zone: its offsets are known for the recording's time alone.
+  const made = new Date(header.made_us / 1000).toISOString().replace("T", " ").replace(/\.\d+Z$/, " UTC");
   element.append(make("p", { class: "made" }, "Made by ", recorded(header.tool), ` on ${made}. `, "This file holds all that it shows and loads nothing."));
   return element;
 }

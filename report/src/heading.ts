@@ -52,7 +52,7 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLEle
     about(last.quality === "estimated"),
     make("strong", {}, clock.time(to)),
     ` ${clock.offset(to)}`,
-    short ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
+    short && !clock.hasOtherZones() ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
   );
   const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
   const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
@@ -69,8 +69,8 @@ function amounts(recording: RecordingHeader): HTMLElement {
   amount("Lost", totals.lost_halves > 0 ? durationText(totals.lost_halves) : "none", totals.lost_halves > 0 ? "bad" : "");
   const unknown = totals.lost_unknown;
   amount(
-    "Unknown",
-    unknown > 0 ? `${unknown} ${unknown === 1 ? "gap" : "gaps"} of unknown length` : "none",
+    "Lost, for how long unknown",
+    unknown > 0 ? `${unknown} ${unknown === 1 ? "gap" : "gaps"}` : "none",
     unknown > 0 ? "bad" : "",
   );
   return list;

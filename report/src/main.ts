@@ -59,14 +59,14 @@ class Page {
     byId("heading").replaceChildren(heading(this.header, this.clock), doubts(this.header));
     byId("findings-list").replaceChildren(findings(this.header, this.clock, (x) => this.view.choose(x)));
     const open = [...document.querySelectorAll<HTMLDetailsElement>("#details-list details")].map((d) => d.open);
-    byId("details-list").replaceChildren(details(this.header, this.clock));
+    byId("details-list").replaceChildren(details(this.header));
     document.querySelectorAll<HTMLDetailsElement>("#details-list details").forEach((d, i) => (d.open = open[i] ?? false));
   }
 
   private tools(): HTMLElement {
     const zone = make("select", { id: "zone", "aria-label": "Time zone" });
     const choices: [ZoneChoice, string][] = [
-      ["unit", "Unit's time"],
+      ["unit", this.header.zone.asked ? this.header.zone.name : "Unit's time"],
       ["utc", "UTC"],
       ["reader", "My time"],
     ];

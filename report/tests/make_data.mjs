@@ -212,7 +212,7 @@ function fact(name, ...texts) {
   return { name, values: texts.map((text, i) => ({ text, x: i * 1200, tick: i * 1200 + 5 })) };
 }
 
-function identity(officer, vehicle, serial) {
+function identity(officer, vehicle, serial, zone = "America/Chicago") {
   return [
     fact("officer", ...[officer].flat()),
     fact("badge", "4711"),
@@ -220,7 +220,7 @@ function identity(officer, vehicle, serial) {
     fact("vehicle", vehicle),
     fact("serial_number", serial),
     fact("mac", "02:00:5E:10:00:01"),
-    fact("time zone name", "America/Chicago"),
+    fact("time_zone", zone),
   ];
 }
 
@@ -498,12 +498,21 @@ function two() {
   b.findings.push({ severity: "gap", words: "not recorded for 3 min 20 s", x: 2601 });
   drive(b, 3000, 5200, place, { busy: 4 });
   const one = a.finish({ facts: identity("M. Okafor", "Car 7", "VMR-000123") });
-  const other = b.finish({ facts: identity("S. Lindqvist", "Car 8", "VMR-000140") });
+  const other = b.finish({ facts: identity("S. Lindqvist", "Car 8", "VMR-000140", "America/Denver") });
   return { header: file("Cars 7 and 8, 2026-06-19", [one, other]), columns };
+}
+
+// Somebody asked for times of another place than the unit's.
+function elsewhere() {
+  const made = city();
+  const offsets = [{ from_us: null, minutes: 600, abbreviation: "AEST" }];
+  made.header.zone = { name: "Australia/Sydney", recorded: false, asked: true, offsets };
+  return made;
 }
 
 export const kMade = {
   city,
+  elsewhere,
   damage,
   empty,
   hostile,

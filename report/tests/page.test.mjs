@@ -459,6 +459,21 @@ describe("moving about", () => {
     });
   });
 
+  test("whose time is shown is said", async () => {
+    await withPage("city", {}, async (page) => {
+      assert.equal(await page.textContent(".zone"), " America/Chicago");
+    });
+    await withPage("elsewhere", {}, async (page) => {
+      assert.equal(await page.textContent(".zone"), " Australia/Sydney, chosen when this page was made");
+      assert.equal(await page.textContent("#zone option:checked"), "Australia/Sydney");
+      assert.match(await page.textContent(".now"), /2026-06-20 07:34:05 \+10:00/);
+      assert.match(await page.textContent(".made"), /2026-06-20 21:34:05 UTC/);
+    });
+    await withPage("two", {}, async (page) => {
+      assert.match(await page.textContent(".zone"), /America\/Chicago; another zone, or none, is recorded in car8/);
+    });
+  });
+
   test("a video of the reader's plays in step, and the link keeps where it begins", async () => {
     const context = await browser.newContext();
     const blank = await context.newPage();

@@ -227,6 +227,7 @@ struct CaseZone {
   };
   std::string name;
   bool recorded = false;  // else somebody asked for it, or nothing tells one
+  bool asked = false;     // for, whatever the recordings tell
   std::vector<Offset> offsets;
 };
 

@@ -59,6 +59,7 @@ void SetZone(const std::string& zone, bool recorded, CaseFile& file) {
   UseTimeZone(zone.empty() ? "UTC" : zone);
   file.zone.name = zone.empty() ? "UTC" : EscapedText(zone);
   file.zone.recorded = !zone.empty() && recorded;
+  file.zone.asked = !recorded;
   file.zone.offsets = OffsetsOf(file);
 }
 
