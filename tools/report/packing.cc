@@ -57,7 +57,10 @@ Json ZoneJson(const CaseZone& zone) {
     offsets.push_back({{"from_us", offset.from_us},
                        {"minutes", offset.minutes},
                        {"abbreviation", offset.abbreviation}});
-  return {{"name", zone.name}, {"recorded", zone.recorded}, {"asked", zone.asked}, {"offsets", offsets}};
+  return {{"name", zone.name},
+          {"recorded", zone.recorded},
+          {"asked", zone.asked},
+          {"offsets", offsets}};
 }
 
 Json SourcesJson(const CaseRecording& recording) {
