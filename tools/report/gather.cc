@@ -16,6 +16,7 @@
 #include "tools/report/event_book.h"
 #include "tools/report/fact_book.h"
 #include "tools/report/lane_book.h"
+#include "tools/report/axis_layout.h"
 #include "tools/report/placement.h"
 #include "tools/report/range_clip.h"
 #include "tools/report/series_book.h"
@@ -294,8 +295,7 @@ CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
   outcome = ReadThroughRange(reading, placement);
   placement.Finish();
   gatherer.Finish(placement, recording);
-  const RunLayout layout(placement.RunBegins(), placement.Stretches());
-  LayOut(layout, recording);
+  LayOut(AxisLayout(placement.Stretches()), recording);
   Thin(recording);
   return recording;
 }
