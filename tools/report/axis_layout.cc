@@ -11,6 +11,8 @@ namespace {
 
 // Times are good to a second.
 constexpr AxisX kNear = 2;
+// So a clock that is set back by a bit more than that moves nothing out of place.
+constexpr AxisX kInPlace = 2 * kNear;
 // With a place between them that is part of neither.
 constexpr AxisX kApart = 2;
 // 2000-01-01 00:00 UTC.
@@ -132,8 +134,7 @@ void AxisLayout::Place(std::vector<Group>& groups) {
     Group& group = groups[i];
     const AxisX behind = groups[i - 1].MovedLast();
     const AxisX wanted = group.stays ? *group.own : behind + by_ticks(i);
-    group.moved =
-        std::max(std::min(wanted, at_most[i].value_or(wanted)), behind + group.between);
+    group.moved = std::max(std::min(wanted, at_most[i].value_or(wanted)), behind + group.between);
   }
 }
 
@@ -150,7 +151,7 @@ AxisLayout::AxisLayout(const std::vector<CaseStretch>& stretches) {
     part.last = stretch.last;
     part.moved = group->moved + (stretch.first - group->first);
     const auto own = OwnPlaceOf(stretch);
-    part.displaced = !own || std::llabs(part.moved - *own) > 2 * kNear;
+    part.displaced = !own || std::llabs(part.moved - *own) > kInPlace;
     has_time_ |= group->stays;
     parts_.push_back(part);
   }

@@ -20,7 +20,7 @@ namespace vmr::tool {
 // before 2000, which is that of a clock that nobody has set.
 //
 // Times are good to a second: a stretch that goes on so near to what the clock told before is left
-// as its ticks are, and one that is moved by no more is not displaced.
+// as its ticks are, and one that is moved by no more than two is not displaced.
 class AxisLayout {
  public:
   // Ascending, not overlapping; with nothing recorded between those of different runs.
@@ -46,11 +46,11 @@ class AxisLayout {
     std::size_t part = 0;  // its first one
     AxisX first = 0, last = 0;
     int run = 0;
-    AxisX ticks = 0;                // recorded in it
-    std::optional<AxisX> own;       // where its clock says that it begins, in half seconds
-    AxisX between = 0;              // at least from the last place of the one before to its first
-    AxisX moved = 0;                // its first place
-    bool stays = false;             // there, as far as there is room
+    AxisX ticks = 0;           // recorded in it
+    std::optional<AxisX> own;  // where its clock says that it begins, in half seconds
+    AxisX between = 0;         // at least from the last place of the one before to its first
+    AxisX moved = 0;           // its first place
+    bool stays = false;        // there, as far as there is room
     AxisX Length() const { return last - first; }
     AxisX MovedLast() const { return moved + Length(); }
   };

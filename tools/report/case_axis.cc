@@ -120,6 +120,11 @@ bool CaseRecording::HasTime() const {
   });
 }
 
+bool CaseRecording::IsDisplaced() const {
+  return std::all_of(stretches.begin(), stretches.end(),
+                     [](const CaseStretch& stretch) { return stretch.displaced; });
+}
+
 void LayOut(const AxisLayout& layout, CaseRecording& recording) {
   for (CaseStretch& stretch : recording.stretches)
     stretch.displaced = layout.IsDisplaced(stretch.first);

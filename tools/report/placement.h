@@ -39,9 +39,9 @@ class PlacedSink {
 };
 
 // Gives each thing its place on an axis that goes on as ticks do, and on which one run follows the
-// other; where that is in UTC, `AxisLayout` knows when all was read. A tick told by a packet whose CRC is wrong is
-// believed where it lies between those of the sound packets around it; therefore what comes
-// behind such a packet, and a gap, is held back until the next sound tick is told.
+// other; where that is in UTC, `AxisLayout` knows when all was read. A tick told by a packet whose
+// CRC is wrong is believed where it lies between those of the sound packets around it; therefore
+// what comes behind such a packet, and a gap, is held back until the next sound tick is told.
 //
 // Owns     what it holds back. `sink` must outlive it.
 class Placement final : public records::Sink {
