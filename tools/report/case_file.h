@@ -218,6 +218,8 @@ struct CaseRecording {
 
   // Some of it tells when it was.
   bool HasTime() const;
+  // All of it is.
+  bool IsDisplaced() const;
 };
 
 // Whose local times are shown, and how far those are ahead of UTC.
