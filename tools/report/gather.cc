@@ -12,6 +12,7 @@
 #include "tools/read/overview.h"
 #include "tools/read/phrase.h"
 #include "tools/read/state_words.h"
+#include "tools/report/axis_layout.h"
 #include "tools/report/case_axis.h"
 #include "tools/report/event_book.h"
 #include "tools/report/fact_book.h"
@@ -294,8 +295,7 @@ CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
   outcome = ReadThroughRange(reading, placement);
   placement.Finish();
   gatherer.Finish(placement, recording);
-  const RunLayout layout(placement.RunBegins(), placement.Stretches());
-  LayOut(layout, recording);
+  LayOut(AxisLayout(placement.Stretches()), recording);
   Thin(recording);
   return recording;
 }
