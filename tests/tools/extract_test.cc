@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "tests/tools/program.h"
-#include "tools/commands/extract_summary.h"
+#include "tools/evidence/extract_summary.h"
 
 namespace vmr::test {
 namespace {

@@ -12,13 +12,13 @@
 #include "backends/file_io.h"
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
-#include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
 #include "tools/common/flat_file.h"
 #include "tools/common/folder.h"
 #include "tools/common/store_path.h"
 #include "tools/ring/flat_check.h"
 #include "tools/ring/report.h"
+#include "tools/ring/surveyed_store.h"
 
 namespace vmr::tool {
 namespace {

@@ -11,12 +11,12 @@
 
 #include "backends/cluster_format.h"
 #include "tools/commands/command.h"
-#include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
 #include "tools/common/store_lock.h"
 #include "tools/common/store_path.h"
 #include "tools/ring/report.h"
 #include "tools/ring/salvage.h"
+#include "tools/ring/surveyed_store.h"
 #include "tools/ring/writer.h"
 #include "tools/ring/written_images.h"
 

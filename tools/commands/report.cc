@@ -5,25 +5,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
-#include "tools/common/numbers.h"
+#include "tools/common/made_time.h"
 #include "tools/common/text_output.h"
 #include "tools/read/phrase.h"
-#include "tools/report/case_axis.h"
-#include "tools/report/case_zone.h"
-#include "tools/report/gather.h"
+#include "tools/report/gathered_case.h"
 #include "tools/report/page.h"
-#include "tools/report/sources.h"
 
 namespace vmr::tool {
 namespace {
@@ -64,58 +58,6 @@ struct ReportOptions {
   std::string title;
   std::string video;
   bool open = false;
-};
-
-// Of making; nothing after saying what is wrong with the one that is asked for.
-std::optional<std::int64_t> MadeTime_us() {
-  const char* const epoch = std::getenv("SOURCE_DATE_EPOCH");
-  if (epoch == nullptr || *epoch == '\0') return Now_us();
-  const auto seconds = ParseNumber(epoch, 0xFFFFFFFF);
-  if (seconds) return std::int64_t{*seconds} * records::kSecond_us;
-  Say(fmt::format("SOURCE_DATE_EPOCH {}: no number of seconds since 1970", Printable(epoch)));
-  return std::nullopt;
-}
-
-// ---- The case --------------------------------------------------------------------
-
-// What is gathered of the recordings, one after the other.
-class Case {
- public:
-  explicit Case(const ReportOptions& options) : options_(options) {}
-
-  int Read(Reading& reading) {
-    UseZoneOf(reading);
-    const SourceFiles files(reading.recording.files);
-    ReadOutcome outcome;
-    recordings_.push_back(GatherRecording(reading, outcome));
-    CaseRecording& recording = recordings_.back();
-    recording.sources = files.Digest();
-    if (!reading.recording.remark.empty())
-      recording.findings.push_back({"note", EscapedText(reading.recording.remark), std::nullopt});
-    for (const CaseSource& source : recording.sources)
-      if (!source.problem.empty())
-        recording.findings.push_back(
-            {"note", fmt::format("{}: {}", source.path, source.problem), std::nullopt});
-    return outcome.complete ? kExitSuccess : kExitPartial;
-  }
-  bool IsEmpty() const { return recordings_.empty(); }
-
-  CaseFile Finish() {
-    CaseFile file = PutOnOneAxis(std::move(recordings_));
-    SetZone(zone_, options_.reading.time_zone == kRecordedZone, file);
-    return file;
-  }
-
- private:
-  // All local times of a page are of one zone, the first that is told.
-  void UseZoneOf(const Reading& reading) {
-    if (zone_.empty()) zone_ = reading.zone;
-    if (!zone_.empty() && zone_ != reading.zone) UseTimeZone(zone_);
-  }
-
-  const ReportOptions& options_;
-  std::string zone_;
-  std::vector<CaseRecording> recordings_;
 };
 
 std::optional<std::string> AsTyped(const std::optional<TypedTime>& time) {
@@ -163,7 +105,7 @@ int Report(const ReportOptions& options) {
   if (!made_us) return kExitUsage;
   TextOutput out;
   if (!out.Open(options.reading.out, options.reading.force)) return kExitFailure;
-  Case gathered(options);
+  GatheredCase gathered(options.reading.time_zone == kRecordedZone);
   const int exit_code = ForEachReading(
       options.reading, [&gathered](Reading& reading) { return gathered.Read(reading); });
   if (gathered.IsEmpty()) return out.Finish(exit_code);

@@ -10,10 +10,10 @@
 
 #include "backends/cluster_format.h"
 #include "tools/commands/command.h"
-#include "tools/commands/surveyed_store.h"
 #include "tools/common/console.h"
 #include "tools/common/store_lock.h"
 #include "tools/ring/report.h"
+#include "tools/ring/surveyed_store.h"
 
 namespace vmr::tool {
 namespace {

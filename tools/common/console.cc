@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <mutex>
@@ -18,7 +19,8 @@ std::mutex& Mutex() {
   return mutex;
 }
 
-bool transient_shown = false;  // guarded by Mutex()
+bool transient_shown = false;        // guarded by Mutex()
+HeardMessages* listening = nullptr;  // the same
 
 // In one write, so that lines of several processes do not mix. There is nobody
 // left to tell when standard error cannot be written.
@@ -48,8 +50,23 @@ std::string Printable(std::string_view text) {
   return printable;
 }
 
+HeardMessages::HeardMessages() {
+  const std::lock_guard<std::mutex> lock(Mutex());
+  listening = this;
+}
+
+HeardMessages::~HeardMessages() {
+  const std::lock_guard<std::mutex> lock(Mutex());
+  listening = nullptr;
+}
+
 void Say(std::string_view text) {
   const std::lock_guard<std::mutex> lock(Mutex());
+  if (listening != nullptr) {
+    std::vector<std::string>& heard = listening->all_;
+    if (std::find(heard.begin(), heard.end(), text) != heard.end()) return;
+    heard.emplace_back(text);
+  }
   Put(fmt::format("{}vmr: {}\n", ClearingText(), text));
 }
 

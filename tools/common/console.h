@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vmr::tool {
 
@@ -20,6 +21,21 @@ std::string Printable(std::string_view text);
 
 // "vmr: text". Any thread may call it; a progress bar gives way to it.
 void Say(std::string_view text);
+
+// Keeps what is said, as long as it lives, and keeps the same from being said twice.
+class HeardMessages {
+ public:
+  HeardMessages();
+  ~HeardMessages();
+  HeardMessages(const HeardMessages&) = delete;
+  HeardMessages& operator=(const HeardMessages&) = delete;
+
+  const std::vector<std::string>& All() const { return all_; }
+
+ private:
+  friend void Say(std::string_view text);
+  std::vector<std::string> all_;
+};
 
 // Writes out what was printed on standard output. False, and errno or 0 where nothing
 // tells, when not all of it could be.

@@ -26,6 +26,11 @@ bool TextOutput::Open(const std::string& path, bool replace, const std::string& 
   return true;
 }
 
+void TextOutput::OpenAt(int fd, const std::string& shown) {
+  path_ = shown;
+  fd_ = fd;
+}
+
 bool TextOutput::Fail(int error) {
   // Whoever reads has seen enough.
   if (error == EPIPE && file_ == nullptr) _exit(kExitSuccess);

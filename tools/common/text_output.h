@@ -25,6 +25,8 @@ class TextOutput {
   // An empty path and "-" stand for standard output. `replace`: see OutputFile. False after
   // saying why not. `shown` is what messages call it, where that is another name.
   bool Open(const std::string& path, bool replace, const std::string& shown = "");
+  // Into a file that is open already and stays the caller's; nothing of it is published.
+  void OpenAt(int fd, const std::string& shown);
   void Write(std::string_view text) {
     buffer_.append(text);
     if (buffer_.size() >= kEnough) Flush();

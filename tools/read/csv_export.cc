@@ -57,6 +57,7 @@ class CsvExporter final : public Exporter {
 
   bool Open() override {
     const std::string& out = options_.reading.out;
+    if (options_.open_file) return OpenGivenTables();
     std::error_code error;
     const bool is_folder = options_.tables.size() != 1 || (!out.empty() && out.back() == '/') ||
                            fs::is_directory(out, error);
@@ -100,7 +101,21 @@ class CsvExporter final : public Exporter {
     return folder_->Open();
   }
 
+  bool OpenGivenTables() {
+    for (const std::string& table : CsvTables()) {
+      if (!options_.Wants(table)) continue;
+      const int fd = options_.open_file(table + ".csv");
+      if (fd < 0) return false;
+      AddTable(table).OpenAt(fd, options_.reading.out);
+    }
+    return true;
+  }
+
   bool OpenTable(const std::string& table, const std::string& path, const std::string& shown = "") {
+    return AddTable(table).Open(path, options_.reading.force, shown);
+  }
+
+  TextOutput& AddTable(const std::string& table) {
     TextOutput& out = outputs_[table];
     if (table == kGapKind)
       tables_.gaps = &out;
@@ -108,7 +123,7 @@ class CsvExporter final : public Exporter {
       tables_.steps = &out;
     else
       tables_.kinds[static_cast<std::size_t>(records::FindKind(table.c_str())->id)] = &out;
-    return out.Open(path, options_.reading.force, shown);
+    return out;
   }
 
   void WriteHeaders(bool has_recording) {

@@ -2,11 +2,14 @@
 #ifndef VMR_TOOLS_READ_EXPORTER_H_
 #define VMR_TOOLS_READ_EXPORTER_H_
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 
+#include "tools/common/text_output.h"
 #include "tools/read/reading.h"
 
 namespace vmr::tool {
@@ -18,6 +21,11 @@ struct ExportOptions {
   std::set<std::string> tables;
   std::optional<TypedTime> video_start;
   int offset_ms = 0;
+  // Of making, where the format tells it; else now.
+  std::optional<std::int64_t> made_us = std::nullopt;
+  // If there is one, it gives the open files that are written in the place of `reading.out`; of
+  // several tables each has one, by its name such as "gap.csv". Negative after saying why not.
+  std::function<int(const std::string& table)> open_file = nullptr;
 
   // Gaps and clock steps come with all kinds, unless they were the only ones asked for.
   bool WantsRecords() const { return tables.empty() || !reading.kinds.empty(); }
@@ -36,6 +44,9 @@ class Exporter {
   // `exit_code`, or the gravest of it and what became of the output.
   virtual int Finish(int exit_code) = 0;
 };
+
+// Opens what `options` say, for a format of one file.
+bool OpenOutput(const ExportOptions& options, TextOutput& out);
 
 // `options` must outlive what these make.
 std::unique_ptr<Exporter> MakeJsonExporter(const ExportOptions& options);

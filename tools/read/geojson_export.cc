@@ -284,7 +284,7 @@ class GeoJsonExporter final : public Exporter {
  public:
   explicit GeoJsonExporter(const ExportOptions& options) : options_(options), features_(out_) {}
 
-  bool Open() override { return out_.Open(options_.reading.out, options_.reading.force); }
+  bool Open() override { return OpenOutput(options_, out_); }
 
   int Read(Reading& reading) override {
     if (!has_begun_) out_.Write("{\"type\":\"FeatureCollection\",\"features\":[\n");

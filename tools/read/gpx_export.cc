@@ -98,7 +98,7 @@ class GpxExporter final : public Exporter {
  public:
   explicit GpxExporter(const ExportOptions& options) : options_(options) {}
 
-  bool Open() override { return out_.Open(options_.reading.out, options_.reading.force); }
+  bool Open() override { return OpenOutput(options_, out_); }
 
   int Read(Reading& reading) override {
     const std::string& name = reading.recording.name;
@@ -128,7 +128,7 @@ class GpxExporter final : public Exporter {
     Append("<metadata><name>", line);
     AppendXml(name, line);
     Append("</name><time>", line);
-    AppendUtc(Now_us(), line);
+    AppendUtc(options_.made_us ? *options_.made_us : Now_us(), line);
     Append("</time></metadata>\n", line);
     out_.Write({line.data(), line.size()});
   }
@@ -139,6 +139,13 @@ class GpxExporter final : public Exporter {
 };
 
 }  // namespace
+
+bool OpenOutput(const ExportOptions& options, TextOutput& out) {
+  if (!options.open_file) return out.Open(options.reading.out, options.reading.force);
+  const int fd = options.open_file("");
+  if (fd >= 0) out.OpenAt(fd, options.reading.out);
+  return fd >= 0;
+}
 
 void SayLeftOut(const Reading& reading, unsigned long positions, const char* why) {
   if (positions == 0) return;

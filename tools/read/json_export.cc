@@ -50,7 +50,7 @@ class JsonExporter final : public Exporter {
  public:
   explicit JsonExporter(const ExportOptions& options) : options_(options) {}
 
-  bool Open() override { return out_.Open(options_.reading.out, options_.reading.force); }
+  bool Open() override { return OpenOutput(options_, out_); }
   int Read(Reading& reading) override {
     JsonLines lines(options_, NameAmongOthers(reading), out_);
     return ReadRange(reading, options_.reading.kinds, lines).complete ? kExitSuccess : kExitPartial;

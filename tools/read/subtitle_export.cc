@@ -253,7 +253,7 @@ class SubtitleExporter final : public Exporter {
   SubtitleExporter(const ExportOptions& options, const SubtitleFormat& format)
       : options_(options), file_(format, out_) {}
 
-  bool Open() override { return out_.Open(options_.reading.out, options_.reading.force); }
+  bool Open() override { return OpenOutput(options_, out_); }
 
   int Read(Reading& reading) override {
     const std::string& name = reading.recording.name;

@@ -1,4 +1,4 @@
-#include "tools/commands/surveyed_store.h"
+#include "tools/ring/surveyed_store.h"
 
 #include <fmt/format.h>
 

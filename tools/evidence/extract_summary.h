@@ -1,6 +1,6 @@
 // What `vmr extract` says about an extraction.
-#ifndef VMR_TOOLS_COMMANDS_EXTRACT_SUMMARY_H_
-#define VMR_TOOLS_COMMANDS_EXTRACT_SUMMARY_H_
+#ifndef VMR_TOOLS_EVIDENCE_EXTRACT_SUMMARY_H_
+#define VMR_TOOLS_EVIDENCE_EXTRACT_SUMMARY_H_
 
 #include <optional>
 #include <string>
@@ -39,4 +39,4 @@ std::optional<std::string> FoldedStart(const ExtractionFacts& facts);
 
 }  // namespace vmr::tool
 
-#endif  // VMR_TOOLS_COMMANDS_EXTRACT_SUMMARY_H_
+#endif  // VMR_TOOLS_EVIDENCE_EXTRACT_SUMMARY_H_

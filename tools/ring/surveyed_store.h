@@ -1,6 +1,6 @@
 // What the commands that look a whole store over begin with.
-#ifndef VMR_TOOLS_COMMANDS_SURVEYED_STORE_H_
-#define VMR_TOOLS_COMMANDS_SURVEYED_STORE_H_
+#ifndef VMR_TOOLS_RING_SURVEYED_STORE_H_
+#define VMR_TOOLS_RING_SURVEYED_STORE_H_
 
 #include <optional>
 #include <string>
@@ -36,4 +36,4 @@ void SayWhatWasSetAside(const std::string& base, const std::vector<std::string>&
 
 }  // namespace vmr::tool
 
-#endif  // VMR_TOOLS_COMMANDS_SURVEYED_STORE_H_
+#endif  // VMR_TOOLS_RING_SURVEYED_STORE_H_

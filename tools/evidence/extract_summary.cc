@@ -1,4 +1,4 @@
-#include "tools/commands/extract_summary.h"
+#include "tools/evidence/extract_summary.h"
 
 #include <fmt/format.h>
 
