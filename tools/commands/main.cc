@@ -14,9 +14,10 @@ namespace vmr::tool {
 namespace {
 
 constexpr const Command* kCommands[] = {
-    &kRecordCommand, &kViewCommand,  &kInfoCommand,   &kStateCommand, &kExportCommand,
-    &kReportCommand, &kPlotCommand,  &kFollowCommand, &kDiffCommand,  &kExtractCommand,
-    &kCheckCommand,  &kScrubCommand, &kRecoverCommand};
+    &kRecordCommand, &kViewCommand,    &kInfoCommand,    &kStateCommand,
+    &kExportCommand, &kReportCommand,  &kPlotCommand,    &kFollowCommand,
+    &kDiffCommand,   &kExtractCommand, &kPackageCommand, &kVerifyCommand,
+    &kKeyCommand,    &kCheckCommand,   &kScrubCommand,   &kRecoverCommand};
 
 constexpr const char* kProgramHelp = R"(Records what happens in a vehicle and prints it back.
 
@@ -30,6 +31,8 @@ constexpr const char* kProgramFooter = R"(Examples:
   vmr view trips/car7                                      read what was recorded
   vmr info trips/car7                                      which unit, from when to when
   vmr extract trips/car7 stop.vmd --from 2082 --to 2250    cut a minute out
+  vmr package trips/car7 case.zip --from 2082 --to 2250    the same as evidence
+  vmr verify case.zip                                      is it as it was made?
   vmr check trips/car7                                     look it over for damage
   vmr scrub trips/car7                                     mend what can be mended
   vmr recover trips/car7 saved/car7                        save what can be read

@@ -12,9 +12,6 @@
 namespace vmr::tool {
 namespace {
 
-// All that there is: asked for by its number.
-constexpr unsigned int kEndOfRecording = 0xFFFFFFFF;
-
 TypedTime TimeOf(const char* name, const std::string& text) {
   const auto typed = ParseTime(text, Now_us());
   if (!typed) RefuseUsage(fmt::format("{} {}: none of {}", name, text, kTimeForms));
@@ -29,10 +26,6 @@ const records::KindRow* KindOfOne(const std::string& word) {
       if (const char* const known = kind.fields[0].word(n); known != nullptr && word == known)
         return &kind;
   return nullptr;
-}
-
-bool IsTickAt(const std::optional<TypedTime>& time, unsigned int tick) {
-  return time && time->kind == TypedTime::Kind::kTick && time->tick == tick;
 }
 
 }  // namespace
@@ -142,8 +135,7 @@ void CheckReadingUsage(ReadingOptions& options) {
   for (const std::string& path : options.paths)
     if (path.empty()) RefuseUsage("PATH is empty");
   CheckTimeZone(options.time_zone);
-  if (IsTickAt(options.from, 0)) options.from.reset();
-  if (IsTickAt(options.to, kEndOfRecording)) options.to.reset();
+  DropOpenEnds(options);
   CheckOrder(options.from, options.to);
 }
 

@@ -196,6 +196,16 @@ std::string UseZone(const std::string& time_zone, const OpenedRecording& recordi
   return {};
 }
 
+void DropOpenEnds(ReadingOptions& options) {
+  // All that there is: asked for by its number.
+  constexpr unsigned int kEndOfRecording = 0xFFFFFFFF;
+  const auto is_tick = [](const std::optional<TypedTime>& time, unsigned int tick) {
+    return time && time->kind == TypedTime::Kind::kTick && time->tick == tick;
+  };
+  if (is_tick(options.from, 0)) options.from.reset();
+  if (is_tick(options.to, kEndOfRecording)) options.to.reset();
+}
+
 int Gravest(int a, int b) {
   // From the least to the gravest.
   constexpr int kOrder[] = {kExitSuccess, kExitDamaged, kExitPartial, kExitUsage, kExitFailure};

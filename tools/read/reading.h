@@ -30,6 +30,9 @@ struct ReadingOptions {
   bool force = false;               // an existing `out` is replaced
 };
 
+// Ends of a range that mean the recording's, 0 and 4294967295, become none.
+void DropOpenEnds(ReadingOptions& options);
+
 // One of the recordings, opened, and what is asked of it.
 struct Reading {
   OpenedRecording recording;

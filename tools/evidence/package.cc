@@ -1,0 +1,225 @@
+#include "tools/evidence/package.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "backends/file_io.h"
+#include "tools/common/console.h"
+#include "tools/common/iso_time.h"
+#include "tools/common/made_time.h"
+#include "tools/common/output_file.h"
+#include "tools/common/sha256.h"
+#include "tools/evidence/bag.h"
+#include "tools/evidence/bag_source.h"
+#include "tools/evidence/payload.h"
+#include "tools/evidence/statement.h"
+#include "tools/evidence/time_stamp.h"
+#include "tools/ring/report.h"
+
+namespace vmr::tool {
+namespace {
+
+constexpr std::size_t kMostReplyBytes = std::size_t{1} << 20;
+
+int Fail(const std::string& what, const std::string& why) {
+  Say(fmt::format("{}: {}", what, why));
+  return kExitFailure;
+}
+
+// Full seconds: what is written of it has no more.
+std::optional<std::int64_t> TimeOfMaking_us(const PackageOptions& options) {
+  const auto us = options.at_us ? options.at_us : MadeTime_us();
+  if (!us) return std::nullopt;
+  return *us / kMicrosecondsPerSecond * kMicrosecondsPerSecond;
+}
+
+BagInfo InfoOf(const PackageOptions& options, std::int64_t made_us) {
+  const std::string time = UtcText(made_us);
+  BagInfo info;
+  const auto add = [&info](const char* tag, const std::string& value) {
+    if (!value.empty()) info.emplace_back(tag, value);
+  };
+  add("Bag-Software-Agent", "vmr " VMR_VERSION);
+  add("Bagging-Date", time.substr(0, 10));
+  add(kPackagingTimeTag, time);
+  add("External-Identifier", options.case_id);
+  add("External-Description", options.reason);
+  add("Contact-Name", options.by);
+  return info;
+}
+
+bool WriteQueryInto(OutputFile& file, const std::string& path, const std::string& tag_manifest) {
+  std::string error;
+  const std::string query = TimeStampQuery(Sha256Of(tag_manifest), error);
+  if (query.empty()) return Say(fmt::format("{}: {}", path, error)), false;
+  if (!WriteWhole(file.Descriptor(), query.data(), query.size()))
+    return Say(fmt::format("{}: {}", path, TextOfErrno())), false;
+  return file.TakeUsualMode() && file.Settle();
+}
+
+// ---- Making ----------------------------------------------------------------------
+
+// The files that a packaging leaves: the bag and, if asked for, the query.
+class Outputs {
+ public:
+  explicit Outputs(const PackageOptions& options)
+      : options_(options),
+        bag_(options.out, options.force, "package"),
+        query_(options.tsa_query, options.force, "query") {}
+
+  bool Open() { return bag_.Open() && (!HasQuery() || query_.Open()); }
+
+  // False after saying why not; nothing is there then.
+  bool Write(const Bag& bag, std::int64_t made_us) {
+    FileBytes target(bag_.Descriptor());
+    std::string error;
+    if (!bag.Write(made_us / kMicrosecondsPerSecond, target, error))
+      return Say(fmt::format("{}: cannot be written whole: {}", options_.out, error)), false;
+    digest_ = Sha256OfFile(bag_.Descriptor()).value_or("");
+    if (HasQuery() && !WriteQueryInto(query_, options_.tsa_query, bag.TagManifest())) return false;
+    const HeldSignals held;
+    return bag_.TakeUsualMode() && bag_.Settle() && bag_.Publish() &&
+           (!HasQuery() || query_.Publish());
+  }
+  const std::string& Digest() const { return digest_; }
+
+ private:
+  bool HasQuery() const { return !options_.tsa_query.empty(); }
+
+  const PackageOptions& options_;
+  OutputFile bag_;
+  OutputFile query_;
+  std::string digest_;
+};
+
+void Describe(const PackageOptions& options, const Bag& bag, const std::optional<PrivateKey>& key,
+              const std::string& digest) {
+  fmt::print("bag:     {}\n", options.out);
+  fmt::print("sealed:  {}\n", Sha256Of(bag.TagManifest()));
+  fmt::print("signed:  {}\n", key ? "by key " + key->Public().Fingerprint() : "no");
+  if (!options.tsa_query.empty()) fmt::print("query:   {}\n", options.tsa_query);
+  fmt::print("sha256:  {}\n", digest);
+}
+
+}  // namespace
+
+int Package(const PackageOptions& options) {
+  const auto made_us = TimeOfMaking_us(options);
+  if (!made_us) return kExitUsage;
+  std::string error;
+  if (LoadLibzip(error) == nullptr) return Fail("package", error);
+  std::optional<PrivateKey> key;
+  if (!options.sign.empty()) {
+    key = ReadPrivateKey(options.sign, options.passphrase);
+    if (!key) return kExitFailure;
+  }
+  Outputs outputs(options);
+  if (!outputs.Open()) return kExitFailure;
+  Bag bag;
+  const PayloadRequest request = {options.asked, options.out, *made_us,
+                                  options.at_us.has_value() || MadeTimeIsGiven()};
+  const int exit_code = MakePayload(request, bag);
+  if (exit_code != kExitSuccess && exit_code != kExitPartial) return exit_code;
+  const std::string fingerprint = key ? key->Public().Fingerprint() : "";
+  if (!bag.Seal(InfoOf(options, *made_us), ReadmeText(key.has_value(), fingerprint), key, error))
+    return Fail(options.out, error);
+  if (!outputs.Write(bag, *made_us)) return kExitFailure;
+  Describe(options, bag, key, outputs.Digest());
+  return FinishOutput(exit_code);
+}
+
+// ---- Time stamps -----------------------------------------------------------------
+
+namespace {
+
+// A bag that is there, opened to be added to.
+class OpenedBag {
+ public:
+  ~OpenedBag() {
+    if (IsOpenDescriptor(fd_)) static_cast<void>(CloseFile(fd_));  // nothing was written
+  }
+  // False after saying why not.
+  bool Open(const std::string& path) {
+    fd_ = OpenFile(path, O_RDONLY);
+    if (!IsOpenDescriptor(fd_)) return Fail(path, TextOfErrno()) == kExitSuccess;
+    bytes_ = std::make_unique<FileBytes>(fd_);
+    std::string error;
+    source_ = ZipBag::Open(*bytes_, error);
+    if (source_ == nullptr) return Fail(path, error) == kExitSuccess;
+    for (const BagSource::File& file : source_->Files()) {
+      if (file.name != kTagManifestFile && file.name != kBagInfoFile) continue;
+      std::string& content = file.name == kBagInfoFile ? info_ : tag_manifest_;
+      if (source_->ReadSmall(file, content, error) != ReadResult::kRead)
+        return Fail(path, file.name + ": " + error) == kExitSuccess;
+    }
+    if (tag_manifest_.empty())
+      return Fail(path, "has no tag manifest that could be stamped") == kExitSuccess;
+    return true;
+  }
+  const ZipBag& Source() const { return *source_; }
+  const std::string& TagManifest() const { return tag_manifest_; }
+  // Nothing when the bag does not tell when it was made.
+  std::optional<std::int64_t> Made_us() const {
+    const auto told = ValueIn(ParseBagInfo(info_), kPackagingTimeTag);
+    return told ? ParseIsoTime(*told) : std::nullopt;
+  }
+
+ private:
+  int fd_ = -1;
+  std::unique_ptr<FileBytes> bytes_;
+  std::unique_ptr<ZipBag> source_;
+  std::string tag_manifest_, info_;
+};
+
+// The same files, and the reply in its place.
+bool WriteWithReply(const OpenedBag& bag, const std::string& reply, ZipBytes& target,
+                    std::string& error) {
+  MemoryBytes stamp(reply);
+  std::vector<std::unique_ptr<ZipBytes>> contents;
+  std::vector<ZipPiece> pieces;
+  const std::string base = bag.Source().Base();
+  for (const BagSource::File& file : bag.Source().Files()) {
+    if (file.name == kStampFile) continue;
+    contents.push_back(bag.Source().ContentOf(file));
+    pieces.push_back({base + file.name, contents.back().get()});
+  }
+  pieces.push_back({base + kStampFile, &stamp});
+  std::sort(pieces.begin(), pieces.end(), [&base](const ZipPiece& a, const ZipPiece& b) {
+    return StandsBefore(a.name.substr(base.size()), b.name.substr(base.size()));
+  });
+  return WriteZip(pieces, bag.Made_us().value_or(0) / kMicrosecondsPerSecond, target, error);
+}
+
+}  // namespace
+
+int WriteTimeStampQuery(const std::string& path, const std::string& query, bool force) {
+  OpenedBag bag;
+  if (!bag.Open(path)) return kExitFailure;
+  OutputFile file(query, force, "query");
+  return file.Open() && WriteQueryInto(file, query, bag.TagManifest()) && file.Publish()
+             ? kExitSuccess
+             : kExitFailure;
+}
+
+int AddTimeStampReply(const std::string& path, const std::string& reply_path) {
+  OpenedBag bag;
+  if (!bag.Open(path)) return kExitFailure;
+  const auto reply = ReadSmallFile(reply_path, kMostReplyBytes);
+  if (!reply) return Fail(reply_path, TextOfErrno());
+  std::string error;
+  const auto stamp = ReadTimeStampReply(*reply, error);
+  if (!stamp) return Fail(reply_path, error);
+  if (stamp->sha256 != Sha256Of(bag.TagManifest()))
+    return Fail(reply_path, fmt::format("is a time stamp of something else than {}", path));
+  OutputFile out(path, true, "package");
+  if (!out.Open()) return kExitFailure;
+  FileBytes target(out.Descriptor());
+  if (!WriteWithReply(bag, *reply, target, error)) return Fail(path, error);
+  if (!out.TakeUsualMode() || !out.Publish()) return kExitFailure;
+  fmt::print("stamped: {}\n", stamp->time);
+  return FinishOutput(kExitSuccess);
+}
+
+}  // namespace vmr::tool

@@ -1,0 +1,150 @@
+#include "tools/evidence/statement.h"
+
+#include <fmt/format.h>
+#include <sys/utsname.h>
+
+#include <filesystem>
+
+#include "tools/common/console.h"
+#include "tools/evidence/bag_format.h"
+
+namespace vmr::tool {
+namespace {
+
+constexpr const char* kReadmeHead =
+    R"(What this is
+============
+
+This folder, or the archive that it came in, holds evidence from the recorder of
+a vehicle: a BagIt bag (RFC 8493).
+
+  data/extract.vmd          the part of the recording that was asked for, its
+                            beginning completed by what the recording tells
+  data/extract-as-unit.vmd  the same as the recorder itself extracts it
+  data/export.jsonl         every record of it as a line of JSON
+  data/csv/                 the same as tables
+  data/way.gpx              the way that was driven
+  data/report.html          all of it as a page for a browser
+  data/check.txt, .json     what is damaged in the recording, if anything
+  data/statement.txt        what was packaged, from what, on which machine, and
+                            how far its clock can be trusted
+  data/source-sha256.txt    digests of the recording's own files
+  bag-info.txt              when, why, for which case and by whom
+
+How to check it
+===============
+
+Nothing but sha256sum and OpenSSL (version 3) is needed. In this folder:
+
+1. Nothing that the manifests list is changed or missing:
+
+     sha256sum -c tagmanifest-sha256.txt
+     sha256sum -c manifest-sha256.txt
+
+   Every line ends in OK. data/ holds no file that manifest-sha256.txt does not
+   list: these two print the same.
+
+     find data -type f | sort
+     cut -c67- manifest-sha256.txt | sort
+
+)";
+
+constexpr const char* kReadmeSigned =
+    R"(2. The one who holds the key signed just this:
+
+     openssl pkeyutl -verify -pubin -inkey KEY.pub -rawin \
+       -in tagmanifest-sha256.txt -sigfile tagmanifest-sha256.txt.sig
+
+   It says "Signature Verified Successfully". KEY.pub is the public key as you
+   have it from the signer. signer-public-key.pem is the one that came with the
+   bag: whoever made another bag could have put another key there. So compare
+   its fingerprint with one that you were told in another way:
+
+     openssl pkey -pubin -in signer-public-key.pem -outform DER | sha256sum
+
+   It should be {}.
+
+)";
+
+constexpr const char* kReadmeUnsigned =
+    R"(2. This bag is not signed. The digests tell of damage by accident. They do not
+   tell whether somebody changed a file and its digest.
+
+)";
+
+constexpr const char* kReadmeEnd =
+    R"(3. If there is a tagmanifest-sha256.txt.tsr, an authority has stamped the time at
+   which tagmanifest-sha256.txt was there at the latest. With its certificate:
+
+     openssl ts -verify -data tagmanifest-sha256.txt \
+       -in tagmanifest-sha256.txt.tsr -CAfile AUTHORITY.pem
+
+4. The recording that this was made from, if you have it, in its folder:
+
+     sha256sum -c source-sha256.txt
+
+What it does not say
+====================
+
+A signature and a time stamp are of the packaging, not of the recording: they say
+that this is what was packaged, by whom, and not later than when. What the unit
+recorded before that is protected by checksums against accident, not against
+intent. How well its clock can be trusted is in data/statement.txt.
+)";
+
+std::string HostText() {
+  struct utsname host {};
+  if (uname(&host) != 0) return "unknown";
+  return fmt::format("{} ({} {}, {})", host.nodename, host.sysname, host.release, host.machine);
+}
+
+std::string Indented(const std::string& lines) {
+  std::string text;
+  for (std::size_t at = 0; at < lines.size();) {
+    const std::size_t end = std::min(lines.find('\n', at), lines.size());
+    text += "  " + lines.substr(at, end - at) + "\n";
+    at = end + 1;
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string ReadmeText(bool is_signed, const std::string& fingerprint) {
+  return std::string(kReadmeHead) +
+         (is_signed ? fmt::format(kReadmeSigned, fingerprint) : std::string(kReadmeUnsigned)) +
+         kReadmeEnd;
+}
+
+std::string StatementText(const StatementFacts& facts) {
+  std::string text = fmt::format("Packaged by vmr {} on {}\n", VMR_VERSION, HostText());
+  text += fmt::format("Recording: {}\n", Printable(facts.store));
+  text += fmt::format("Range: from {} to {}\n", Printable(facts.from), Printable(facts.to));
+  text += fmt::format("Local times: {}\n",
+                      facts.zone.empty() ? "UTC; the recording tells no time zone" : facts.zone);
+  text += "\nIts files\n";
+  for (const CaseSource& source : facts.sources)
+    text += fmt::format("  {}: {}\n", source.path,
+                        source.sha256
+                            ? fmt::format("{} bytes, SHA-256 {}", source.bytes, *source.sha256)
+                            : source.problem);
+  text += "\nextract.vmd\n" + Indented(facts.cut_summary);
+  text += "\nextract-as-unit.vmd\n" +
+          Indented(facts.unit_summary.empty() ? "not made, see below" : facts.unit_summary);
+  text += "\nThe clock\n" + Indented(facts.clock);
+  text += "\nThe recording's health\n" + Indented(facts.findings);
+  text += "\nWhat was said while it was packaged\n";
+  for (const std::string& remark : facts.remarks) text += "  " + Printable(remark) + "\n";
+  if (facts.remarks.empty()) text += "  nothing\n";
+  return text;
+}
+
+std::string SourceDigests(const std::vector<CaseSource>& sources) {
+  std::string text;
+  for (const CaseSource& source : sources)
+    if (source.sha256)
+      text += ManifestText({{*source.sha256, std::filesystem::path(source.path).filename()}});
+  return text;
+}
+
+}  // namespace vmr::tool
