@@ -4,12 +4,15 @@
 The inputs are small: a few packets and lines each, in the states that power cuts
 and damage leave of a ring. What is in CORPUS under other names stays.
 """
+import hashlib
+import io
 import json
 import pathlib
 import struct
 import subprocess
 import sys
 import tempfile
+import zipfile
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 DRIVES = {
@@ -205,6 +208,32 @@ def write_times(corpus):
         write(corpus, "times", name, text.encode() + b"\0" + readings)
 
 
+def write_bags(corpus):
+    """As small as a bag can be; zipfile's own archives are ones that were packed anew."""
+    def manifest(files, names):
+        return "".join(f"{hashlib.sha256(files[name]).hexdigest()}  {name}\n" for name in names).encode()
+
+    files = {"bagit.txt": b"BagIt-Version: 1.0\nTag-File-Character-Encoding: UTF-8\n",
+             "bag-info.txt": b"Packaging-Time: 2026-11-22T18:00:00Z\nPayload-Oxum: 7.1\n",
+             "README.txt": b"", "data/way.gpx": b"<gpx/>\n"}
+    files["manifest-sha256.txt"] = manifest(files, ["data/way.gpx"])
+    files["tagmanifest-sha256.txt"] = manifest(files, sorted(set(files) - {"data/way.gpx"}))
+    signed = {**files, "tagmanifest-sha256.txt.sig": bytes(64), "signer-public-key.pem": (
+        b"-----BEGIN PUBLIC KEY-----\nMCowBQYDK2VwAyEAGb9ECWmEzf6FQbrBZ9w7lshQhqowtrbLDFw4rXAxZuE=\n"
+        b"-----END PUBLIC KEY-----\n")}
+    stamped = {**files, "tagmanifest-sha256.txt.tsr": bytes.fromhex("30053003020102")}
+    changed = {**files, "data/way.gpx": b"<gpx>\n\n"}
+    for name, bag in (("sound", files), ("signed", signed), ("stamped", stamped),
+                      ("changed", changed)):
+        for method in (zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED):
+            packed = io.BytesIO()
+            with zipfile.ZipFile(packed, "w", method) as archive:
+                for file, content in bag.items():
+                    archive.writestr(zipfile.ZipInfo("evidence/" + file, (2026, 11, 22, 18, 0, 0)),
+                                     content, method)
+            write(corpus, "bag", f"{name}-{'stored' if method == 0 else 'packed'}", packed.getvalue())
+
+
 def main(vmr, corpus):
     corpus = pathlib.Path(corpus)
     for old in corpus.glob("*/seed-*"):
@@ -218,6 +247,7 @@ def main(vmr, corpus):
             write_rings(corpus, drive, packets)
     write_lines(corpus)
     write_times(corpus)
+    write_bags(corpus)
 
 
 if __name__ == "__main__":
