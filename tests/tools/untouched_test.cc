@@ -82,6 +82,8 @@ class Untouched : public ProgramTest {
         {"extract", "s", "cut", "--from", "2024-05-01T10:00:01Z", "--to", "2024-05-01T10:01:00Z",
          "--margin", "5", "--force"},
         {"extract", "s", "s_1.mtd", "--from", "50", "--to", "150", "--force"},
+        {"package", "s", "cut", "--from", "50", "--to", "150", "--force"},
+        {"package", "s", "s_2.mtd", "--from", "50", "--to", "150", "--force"},
         {"state", "s", "--at", "100"},
         {"report", "s", "-o", "cut", "--force"},
         {"report", "s", "-o", "s_1.mtd", "--force"},
