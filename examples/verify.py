@@ -163,8 +163,8 @@ def check_signature(folder, files, info, key):
         return ["signature: there is no key to check it by"]
     done = run_openssl(folder, {"key": key or own, "text": files.get(TAG, (0, b""))[1],
                                 "sig": files[TAG + ".sig"][1]},
-                       "pkeyutl", "-verify", "-pubin", "-inkey", "key", "-rawin", "-in", "text",
-                       "-sigfile", "sig")
+                       "pkeyutl", "-verify", "-pubin", "-inkey", "key", "-passin", "pass:",
+                       "-rawin", "-in", "text", "-sigfile", "sig")
     return [] if done.returncode == 0 else ["signature: does not hold by this key"]
 
 

@@ -175,6 +175,11 @@ def check_changes(good):
     write(files)
     expect("the same, and no key to ask for", 0, "nothing keeps a bag like this")
 
+    # Whoever looks at a bag is asked for nothing.
+    sealed = subprocess.run(["openssl", "genpkey", "-algorithm", "ed25519", "-aes256", "-pass",
+                             "pass:sesame"], capture_output=True, check=True).stdout
+    changed("a sealed key for the public one", 3, "is no public key",
+            put("signer-public-key.pem", sealed), "--key", "jane.pub")
     other = contents("other.zip")
     changed("signed by another key", 3, "signature: by another key than was given",
             lambda files: (files.clear(), files.update(other)))

@@ -113,7 +113,7 @@ std::string WhyNoTagValue(std::string_view text) {
 
 std::string BagInfoText(const BagInfo& info) {
   std::string text;
-  for (const auto& [tag, value] : info) text += tag + ": " + value + "\n";
+  for (const auto& [tag, value] : info) text += fmt::format("{}: {}\n", tag, value);
   return text;
 }
 

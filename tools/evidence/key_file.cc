@@ -26,14 +26,16 @@ std::nullopt_t Refuse(const std::string& what, const std::string& why) {
 
 // ---- Passphrases -----------------------------------------------------------------
 
-// Up to the first line feed, one byte at a time: what follows is somebody else's.
-std::optional<std::string> ReadLine(int fd) {
+// Up to the first line feed, or `last`, which stays part of it; one byte at a time: what follows
+// is somebody else's.
+std::optional<std::string> ReadLine(int fd, char last = '\n') {
   std::string line;
   for (char c = 0; line.size() <= kMostPassphraseBytes;) {
     const ssize_t got = ReadFile(fd, &c, 1);
     if (got < 0) return std::nullopt;
     if (got == 0 || c == '\n') return line;
     line += c;
+    if (c == last) return line;
   }
   errno = EFBIG;
   return std::nullopt;
@@ -79,7 +81,7 @@ class SilentTerminal {
   // Nothing when whoever types gives up.
   std::optional<std::string> Ask(const std::string& prompt) const {
     Show(prompt);
-    auto line = ReadLine(fd_);
+    auto line = ReadLine(fd_, kInterrupt);
     Show("\n");
     if (line && line->find(kInterrupt) != std::string::npos) return std::nullopt;
     return line;

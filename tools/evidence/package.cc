@@ -161,7 +161,7 @@ class OpenedBag {
   const ZipBag& Source() const { return *source_; }
   const std::string& TagManifest() const { return tag_manifest_; }
   // Nothing when the bag does not tell when it was made.
-  std::optional<std::int64_t> Made_us() const {
+  std::optional<std::int64_t> MadeAt() const {
     const auto told = ValueIn(ParseBagInfo(info_), kPackagingTimeTag);
     return told ? ParseIsoTime(*told) : std::nullopt;
   }
@@ -189,7 +189,7 @@ bool WriteWithReply(const OpenedBag& bag, const std::string& reply, ZipBytes& ta
   std::sort(pieces.begin(), pieces.end(), [&base](const ZipPiece& a, const ZipPiece& b) {
     return StandsBefore(a.name.substr(base.size()), b.name.substr(base.size()));
   });
-  return WriteZip(pieces, bag.Made_us().value_or(0) / kMicrosecondsPerSecond, target, error);
+  return WriteZip(pieces, bag.MadeAt().value_or(0) / kMicrosecondsPerSecond, target, error);
 }
 
 }  // namespace

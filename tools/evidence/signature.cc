@@ -1,7 +1,7 @@
 #include "tools/evidence/signature.h"
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 
 #include "tools/common/sha256.h"
 #include "tools/evidence/libcrypto.h"
@@ -53,9 +53,13 @@ int GivePassphrase(char* to, int room, int /*writing*/, void* user) {
   asked->was_asked = true;
   const std::optional<std::string>& passphrase = asked->given;
   if (!passphrase || passphrase->size() > static_cast<std::size_t>(room)) return -1;
-  std::memcpy(to, passphrase->data(), passphrase->size());
+  std::copy(passphrase->begin(), passphrase->end(), to);
   return static_cast<int>(passphrase->size());
 }
+
+// What is taken for a public key and is behind a passphrase is none: without this OpenSSL would
+// ask at the terminal whoever looks at somebody else's bag.
+int GiveNone(char* /*to*/, int /*room*/, int /*writing*/, void* /*user*/) { return -1; }
 
 // A stolen file is to be tried slowly: many rounds more than OpenSSL's usual 2048.
 constexpr int kPassphraseRounds = 600000;
@@ -83,7 +87,7 @@ std::optional<PublicKey> PublicKey::FromPem(std::string_view pem, std::string& e
   const Libcrypto* const crypto = LoadLibcrypto(error);
   if (crypto == nullptr) return std::nullopt;
   const Bio bio = ReadingFrom(pem);
-  const auto key = Owned(crypto->PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
+  const auto key = Owned(crypto->PEM_read_bio_PUBKEY(bio.get(), nullptr, GiveNone, nullptr));
   crypto->ERR_clear_error();
   if (key == nullptr)
     error = "is no public key (PEM, \"BEGIN PUBLIC KEY\")";

@@ -53,7 +53,7 @@ bool AddPiece(const Libzip& zip, zip_t* archive, const ZipPiece& piece, const Do
 }
 
 std::string TextAndFree(const Libzip& zip, zip_error_t& error) {
-  const std::string text = zip.error_strerror(&error);
+  std::string text = zip.error_strerror(&error);
   zip.error_fini(&error);
   return text;
 }
