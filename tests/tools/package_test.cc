@@ -1,10 +1,13 @@
 // Packing a range of a store as evidence, and what a technician may get wrong.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "tests/tools/program.h"
 
@@ -177,6 +180,19 @@ TEST_F(PackageTest, AStoreThatIsBeingRecordedIntoIsRefused) {
       "vmr: s: is in use by another process; stop the recorder, or package a copy of it\n");
   recorder.Finish();
   EXPECT_EQ(PackageRange().exit_code, 0);
+}
+
+// By a recorder that locks nothing, such as a unit's own.
+TEST_F(PackageTest, AStoreThatIsWrittenMeanwhileIsRefused) {
+  RunningProgram program(folder, {"package", "s", "bag.zip", "--from", "102", "--to", "120"});
+  std::atomic<bool> ended = false;
+  std::thread writer([&] {
+    for (; !ended; usleep(500)) utimensat(AT_FDCWD, Path("s_2.mtd").c_str(), nullptr, 0);
+  });
+  const Finished finished = program.Finish();
+  ended = true;
+  writer.join();
+  ExpectRefused(finished, 1, "vmr: s_2.mtd: was changed while it was read; nothing was packaged\n");
 }
 
 TEST_F(PackageTest, AMissingOrForeignKeyIsNamed) {
