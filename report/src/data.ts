@@ -76,11 +76,12 @@ export interface RecordingHeader {
   name: string;
   kind: string;
   sources: { path: string; bytes: number; sha256: string | null; problem: string }[];
-  facts: { name: string; values: FactValue[] }[];
+  facts: { name: string; values: FactValue[]; untold: string }[];
   versions: { component: string; text: string }[];
   policies: { name: string; number: number; value: string }[];
   policy_sha256: string | null;
   policies_complete: boolean;
+  no_policy: string;
   stretches: Stretch[];
   totals: {
     recorded_halves: number;

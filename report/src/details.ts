@@ -69,7 +69,7 @@ export function details(header: Header): HTMLElement {
       more.append(scrolling(table(title, ["Setting", "Number", "Value"], rows), name("policy")));
       more.append(make("p", {}, "SHA-256 of the policy: ", digest(recording.policy_sha256)));
       part.append(more);
-    } else part.append(make("p", { class: "unknown" }, "No policy was recorded."));
+    } else part.append(make("p", { class: "unknown" }, `No policy is known: ${recording.no_policy}.`));
     element.append(part);
   }
   // Not in the recording's zone: its offsets are known for the recording's time alone.

@@ -289,7 +289,7 @@ export class TrackMap {
       ctx.fillStyle = c.muted;
       ctx.font = "14px system-ui, sans-serif";
       ctx.textAlign = "center";
-      ctx.fillText("No positions were recorded.", this.width / 2, this.height / 2);
+      ctx.fillText(this.model.header.range ? "No positions were recorded in the part asked for." : "No positions were recorded.", this.width / 2, this.height / 2);
       this.drawCursor();
       return;
     }

@@ -209,7 +209,7 @@ class Maker {
 }
 
 function fact(name, ...texts) {
-  return { name, values: texts.map((text, i) => ({ text, x: i * 1200, tick: i * 1200 + 5 })) };
+  return { name, values: texts.map((text, i) => ({ text, x: i * 1200, tick: i * 1200 + 5 })), untold: texts.length ? "" : "not recorded" };
 }
 
 function identity(officer, vehicle, serial, zone = "America/Chicago") {
@@ -436,6 +436,28 @@ function empty() {
   return { header: { ...header, axis_us: 0, has_time: false, zone: { name: "UTC", recorded: false, offsets: [{ from_us: null, minutes: 0, abbreviation: "UTC" }] } }, columns };
 }
 
+// A part that lies in a gap: nobody is known in it, and nothing has a place.
+function part() {
+  const made = empty();
+  const [recording] = made.header.recordings;
+  for (const one of recording.facts) one.untold = "unknown";
+  recording.no_policy = "nothing of the part asked for is recorded";
+  const words = "gap: 1 cluster lost; tick 2116 to 3064";
+  recording.gaps.push({ reason: "lost clusters", words, from: -84, to: 764, from_tick: 2116, to_tick: 3064, clusters: 1, bytes: 4096 });
+  recording.findings.push({ severity: "gap", words, x: null });
+  made.header.range = { from: "2200", to: "2300" };
+  return made;
+}
+
+// Behind a gap that lies in front of the part asked for.
+function behind() {
+  const made = city();
+  made.header.range = { from: "3100", to: null };
+  made.header.recordings[0].facts[0] = { name: "officer", values: [], untold: "unknown behind the gap" };
+  made.header.recordings[0].findings.push({ severity: "gap", words: "in front of the part asked for there is a gap", x: null });
+  return made;
+}
+
 export const kHostile = [
   "</script><script>alert(1)</script>",
   "<img src=x onerror=alert(1)>",
@@ -515,6 +537,8 @@ export const kMade = {
   elsewhere,
   damage,
   empty,
+  part,
+  behind,
   hostile,
   shift: () => long(10, "car7", "Car 7, ten hours"),
   week: () => long(168, "car7", "Car 7, a week"),

@@ -238,6 +238,28 @@ describe("the first minute", () => {
   });
 });
 
+describe("a part of a recording", () => {
+  test("of which nothing is recorded says so of itself alone", async () => {
+    await withPage("part", {}, async (page) => {
+      const text = await page.textContent("#app");
+      assert.match(text, /Officerunknown/);
+      assert.match(text, /Whennothing of the part asked for is recorded/);
+      assert.match(text, /No policy is known: nothing of the part asked for is recorded\./);
+      assert.doesNotMatch(text, /half second|✓|No policy was recorded/);
+      assert.match(await page.textContent("#findings-list"), /1 cluster lost/);
+      assert.equal(await page.locator("#findings-list button").count(), 0);
+    });
+  });
+
+  test("behind a gap says what is unknown, and is not called whole", async () => {
+    await withPage("behind", {}, async (page) => {
+      assert.match(await page.textContent("#heading"), /Officerunknown behind the gap/);
+      assert.doesNotMatch(await page.textContent(".doubts"), /✓/);
+      assert.match(await page.textContent(".doubts"), /1 gap/);
+    });
+  });
+});
+
 describe("recorded texts", () => {
   test("are shown as they are and never become markup", async () => {
     await withPage("hostile", {}, async (page) => {

@@ -564,6 +564,59 @@ TEST_F(ReportTest, ARangeBehindAGapKnowsNothingOfWhatWasInFrontOfIt) {
   EXPECT_THAT(recording["gaps"], IsEmpty());
 }
 
+TEST_F(ReportTest, APartThatIsNotRecordedTellsNobodysName) {
+  const std::string told = kTime + Officer("A") + kSirenOn + "64 09 00 00 00";
+  Record("r", {Hdr1(100, told), B("00 00"), Hdr1(200, Officer("B")), Hdr1(300, "56")});
+  for (const auto& [from, to] : {std::pair("120", "150"), std::pair("5000", "6000")}) {
+    const Finished made = Report({"r", "--from", from, "--to", to});
+    EXPECT_EQ(made.exit_code, 3);
+    EXPECT_THAT(made.out, HasSubstr("<title>r</title>"));
+    EXPECT_THAT(made.out, HasSubstr("Nothing of the part asked for is recorded."));
+    const json recording = DataOf(made.out)["recordings"][0];
+    EXPECT_EQ(FactOf(recording, "officer"), "");
+    EXPECT_EQ(recording["facts"][0]["untold"], "unknown");
+    EXPECT_THAT(recording["policies"], IsEmpty());
+    EXPECT_EQ(recording["no_policy"], "nothing of the part asked for is recorded");
+    for (const json& finding : recording["findings"])
+      EXPECT_TRUE(finding["x"].is_null()) << finding;
+  }
+  EXPECT_EQ(FactOf(RecordingOf({"r", "--to", "150"}), "officer"), "A");
+  EXPECT_EQ(FactOf(RecordingOf({"r", "--from", "150"}), "officer"), "B");
+}
+
+TEST_F(ReportTest, WhyNothingIsKnownIsSaid) {
+  Record("r", {Hdr1(100, kTime + Officer("A") + kSirenOn), B("00 00"), Hdr1(110, "56"),
+               Hdr1(130, TextItem("07", "Car 7"))});
+  const auto untold = [](const json& recording, const std::string& name) {
+    for (const json& fact : recording["facts"])
+      if (fact["name"] == name) return fact["untold"].get<std::string>();
+    return std::string("no such fact");
+  };
+  const json behind = RecordingOf({"r", "--from", "112", "--to", "120"});
+  EXPECT_EQ(untold(behind, "officer"), "unknown behind the gap");
+  EXPECT_EQ(untold(behind, "badge"), "not recorded");
+  EXPECT_EQ(behind["no_policy"], "none told behind the last gap");
+  EXPECT_EQ(RecordingOf({"r", "--to", "100"})["no_policy"],
+            "none told up to the end of the part asked for");
+  EXPECT_EQ(RecordingOf()["no_policy"], "none told behind the last gap");
+  EXPECT_EQ(untold(RecordingOf(), "officer"), "");
+}
+
+TEST_F(ReportTest, AGapInFrontOfThePartIsSaidWhereItLeavesSomethingUnknown) {
+  Record("r", {Hdr1(100, kTime + Officer("A")), B("00 00"), Hdr1(110, "56"),
+               Hdr1(130, Officer("A")), Hdr1(150, "56")});
+  const Finished made = Report({"r", "--from", "112", "--to", "120"});
+  EXPECT_EQ(made.exit_code, 3);
+  EXPECT_THAT(made.err, HasSubstr("something that was known got lost in a gap"));
+  EXPECT_THAT(FindingsOf(DataOf(made.out)["recordings"][0]),
+              testing::Contains(testing::StartsWith(
+                  "gap: in front of the part asked for there is a gap: damage")));
+  const Finished told_again = Report({"r", "--from", "140"});
+  EXPECT_EQ(told_again.exit_code, 0);
+  EXPECT_THAT(FindingsOf(DataOf(told_again.out)["recordings"][0]),
+              Not(testing::Contains(HasSubstr("in front of"))));
+}
+
 TEST_F(ReportTest, ARangeOfTicksIsInEachRun) {
   Record("r", {Hdr1(5000, std::string(kTime) + kSirenOn), Hdr1(5010, "56"), Hdr1(10, kAnHourLater),
                Hdr1(5005, "56")});

@@ -159,6 +159,7 @@ struct CaseText {
 struct CaseFact {
   std::string name;  // of the kind of record
   std::vector<CaseText> values;
+  std::string untold;  // in words why there is none; empty where there are some
 };
 
 struct CaseVersion {
@@ -192,6 +193,8 @@ struct CaseTotals {
 struct CaseRecording {
   std::string name;  // of no other recording of the case
   bool is_store = false;
+  bool is_part = false;         // no more than a range of it was asked for
+  bool begins_unknown = false;  // what was known in front of that got lost in a gap there
   std::string zone;  // that its local times are of; empty: it tells none, and they are UTC
   std::vector<CaseSource> sources;
   std::vector<CaseFact> facts;
@@ -199,6 +202,7 @@ struct CaseRecording {
   std::vector<CasePolicy> policies;
   std::optional<std::string> policy_sha256;
   bool policies_complete = false;
+  std::string no_policy;               // in words why there are no policies; else empty
   std::vector<CaseStretch> stretches;  // ascending
   CaseTotals totals;
   std::vector<CaseGap> gaps;

@@ -55,7 +55,9 @@ std::optional<Span> SpanOf(const CaseRecording& recording) {
 }
 
 std::string SpanText(const CaseRecording& recording) {
-  if (recording.stretches.empty()) return "Nothing of it is recorded.";
+  if (recording.stretches.empty())
+    return recording.is_part ? "Nothing of the part asked for is recorded."
+                             : "Nothing of it is recorded.";
   const auto span = SpanOf(recording);
   if (!span) return "Nothing tells when it was recorded.";
   return fmt::format("From {} to {}.", LocalTimeText(span->from_us), LocalTimeText(span->to_us));

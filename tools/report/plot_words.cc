@@ -179,6 +179,7 @@ std::string Caption(const CaseFile& file, const CaseRecording& recording) {
                                                 : Capital(IdentityText(recording));
   Join(text, "; ", LengthText(totals.recorded_halves) + " recorded");
   Join(text, ", ", LostText(totals, recording.gaps.size()));
+  if (recording.begins_unknown) Join(text, ", ", "behind a gap that leaves values unknown");
   if (totals.wrong_crc > 0)
     Join(text, ", ",
          Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record") +

@@ -137,12 +137,19 @@ void SeriesBook::LoseAll(AxisX x) {
   for (auto& [device, units] : units_) units.Lose(x);
 }
 
-std::vector<CaseSeries> SeriesBook::Finish(std::vector<CaseFinding>& findings) {
+std::vector<Line> SeriesBook::Lines() const {
+  std::vector<Line> all;
+  for (const auto& [key, line] : lines_) all.push_back(line.Points());
+  return all;
+}
+
+std::vector<CaseSeries> SeriesBook::Finish(const Inside* part, std::vector<CaseFinding>& findings) {
   std::vector<CaseSeries> all;
   for (auto& [key, line] : lines_) {
     const auto& [kind, device, field] = key;
     const DrawnField& drawn = DrawnAs(kind, field);
     Line points = line.Take();
+    if (part != nullptr) part->Clip(points);
     if (TellsNothing(points)) continue;
     if (kind == KindId::kSpeed || kind == KindId::kRadar) {
       PutByUnits(key, std::move(points), all, findings);
