@@ -841,6 +841,30 @@ TEST_F(ReportTest, TheRecordingItselfIsNoPlaceForThePage) {
   EXPECT_EQ(ReadFile(Path("r")).substr(0, 3), "f]S");
 }
 
+TEST_F(ReportTest, AFileOfTheStoreIsNoneHoweverItIsSpeltAndIfItIsMissing) {
+  Record("r", {Hdr1(100, kTime)});
+  std::filesystem::create_directory(Path("d"));
+  std::filesystem::create_directory_symlink(Path("d"), Path("link"));
+  WriteFile(Path("d/s_1.mtd"), "");
+  const std::string missing = Path("d/s_2.mtd");
+  for (const std::string& out :
+       {std::string("d/s_2.mtd"), std::string("./d/s_2.mtd"), missing, std::string("link/s_2.mtd"),
+        std::string("d/../d/s_2.mtd"), std::string("./r")}) {
+    const Finished made = Report({"d/s", "r", "-o", out, "--force"});
+    EXPECT_EQ(made.exit_code, 1) << out;
+    EXPECT_THAT(made.err, HasSubstr("belongs to the recording")) << out;
+  }
+  EXPECT_FALSE(std::filesystem::exists(missing));
+}
+
+TEST_F(ReportTest, AnOutputWithoutANameIsRefused) {
+  Record("r", {Hdr1(100, kTime)});
+  const Finished made = Report({"r", "-o", ""});
+  EXPECT_EQ(made.exit_code, 2);
+  EXPECT_THAT(made.err, HasSubstr("-o is empty"));
+  EXPECT_EQ(made.out, "");
+}
+
 // ---- The browser -----------------------------------------------------------------
 
 class ReportOpened : public ReportTest {
