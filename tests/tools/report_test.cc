@@ -771,6 +771,22 @@ TEST_F(ReportTest, AStoreHasTwoSourcesAndOneOfThemWillDo) {
   EXPECT_EQ(recording["events"]["x"].size(), 6U);
 }
 
+TEST_F(ReportTest, ADamagedSourceIsNotCalledSound) {
+  MakeRingOfBookmarks(4);
+  Damage(1, 1);
+  const Finished made = Report({"s"});
+  EXPECT_EQ(made.exit_code, 0) << "the other file has it";
+  const json recording = DataOf(made.out)["recordings"][0];
+  EXPECT_EQ(recording["sources"][0]["damage"], "1 cluster bad");
+  EXPECT_EQ(recording["sources"][1]["damage"], "");
+  EXPECT_THAT(FindingsOf(recording), testing::Contains("note: s_1.mtd: 1 cluster bad"));
+  Record("r", {Hdr1(100, kTime), B("00 00"), Hdr1(110, "56")});
+  EXPECT_EQ(RecordingOf({"r"})["sources"][0]["damage"], "1 damaged place");
+  EXPECT_EQ(RecordingOf({"r", "--from", "110"})["sources"][0]["damage"], "1 damaged place");
+  Record("r", {Hdr1(100, kTime), Hdr1(110, "56")});
+  EXPECT_EQ(RecordingOf({"r"})["sources"][0]["damage"], "");
+}
+
 TEST_F(ReportTest, ALostClusterIsAGapOfKnownLength) {
   MakeRingOfBookmarks(4);
   Damage(1, 1);

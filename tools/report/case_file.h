@@ -175,6 +175,7 @@ struct CaseSource {
   std::int64_t bytes = 0;
   std::optional<std::string> sha256;  // of what was read
   std::string problem;                // why it has no digest, or could not be read; may be empty
+  std::string damage;                 // in words what of it cannot be used; empty: none was found
 };
 
 struct CaseTotals {
@@ -194,6 +195,7 @@ struct CaseRecording {
   std::string name;  // of no other recording of the case
   bool is_store = false;
   bool is_part = false;         // no more than a range of it was asked for
+  std::int64_t bad_places = 0;  // in packets, of the whole recording
   bool begins_unknown = false;  // what was known in front of that got lost in a gap there
   std::string zone;  // that its local times are of; empty: it tells none, and they are UTC
   std::vector<CaseSource> sources;

@@ -31,6 +31,12 @@ using records::GapReason;
 using records::KindId;
 using records::Record;
 
+// Of the file, wherever it lies in the recording.
+bool IsDamage(GapReason reason) {
+  return reason == GapReason::kWrongCrc || reason == GapReason::kNoPackets ||
+         reason == GapReason::kCutShort;
+}
+
 // ---- Gathering -------------------------------------------------------------------
 
 class Gatherer final : public PlacedSink {
@@ -87,6 +93,7 @@ class Gatherer final : public PlacedSink {
   std::optional<SettingsLoss> untallied_;  // whether it is in front of the range's end is open
   const char* settings_lost_ = nullptr;    // why the tally has forgotten them
   std::optional<FrontGap> front_gap_;
+  std::int64_t bad_places_ = 0;
   int run_ = 0;
 };
 
@@ -141,6 +148,7 @@ void Gatherer::OnGap(const Gap& gap, const GapSpot& spot) {
     untallied_ = {
         gap, gap.reason == GapReason::kOverwritten ? nullptr : "none told behind the last gap"};
   if (ReachesInto(gap)) TellTally();
+  if (IsDamage(gap.reason)) ++bad_places_;
   const std::string words = GapWords(gap);
   if (gap.reason != GapReason::kOverwritten) events_.Take(gap, words, spot, run_);
   if (SideOf(range_, gap.from_tick, gap.from) == Side::kBehind) return;
@@ -322,6 +330,7 @@ void Gatherer::Finish(const Placement& placement, CaseRecording& recording) {
   const std::vector<CaseStretch> stretches = placement.Stretches();
   const Inside inside(stretches, range_);
   recording.is_part = HasRange();
+  recording.bad_places = bad_places_;
   recording.stretches = inside.Stretches();
   recording.lanes = lanes_.Finish(stretches.empty() ? 0 : stretches.front().first);
   recording.events = events_.Finish();

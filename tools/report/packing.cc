@@ -69,7 +69,8 @@ Json SourcesJson(const CaseRecording& recording) {
     all.push_back({{"path", source.path},
                    {"bytes", source.bytes},
                    {"sha256", OrNull(source.sha256)},
-                   {"problem", source.problem}});
+                   {"problem", source.problem},
+                   {"damage", source.damage}});
   return all;
 }
 
