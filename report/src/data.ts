@@ -75,7 +75,7 @@ export interface Finding {
 export interface RecordingHeader {
   name: string;
   kind: string;
-  sources: { path: string; bytes: number; sha256: string | null; problem: string }[];
+  sources: { path: string; bytes: number; sha256: string | null; problem: string; damage?: string }[];
   facts: { name: string; values: FactValue[]; untold: string }[];
   versions: { component: string; text: string }[];
   policies: { name: string; number: number; value: string }[];

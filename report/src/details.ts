@@ -25,7 +25,7 @@ function digest(text: string | null): HTMLElement {
 }
 
 function sources(recording: RecordingHeader): HTMLElement {
-  const rows = recording.sources.map((s) => [s.path, String(s.bytes), digest(s.sha256), s.problem || "none"]);
+  const rows = recording.sources.map((s) => [s.path, String(s.bytes), digest(s.sha256), [s.problem, s.damage].filter(Boolean).join("; ") || "none"]);
   return table("Sources that this page was made from", ["File", "Bytes", "SHA-256", "Problem"], rows);
 }
 

@@ -352,13 +352,14 @@ function file(title, recordings, extra = {}) {
 
 const exact = (x, to, us, extra = {}) => ({ x, to, us, quality: "exact", run: 0, tick: x, ...extra });
 
-function city() {
+function city(longitude = -93.6319) {
   const columns = new Columns();
   const m = new Maker(columns, "car7", 7);
   fitOut(m);
   const to = 5040;
   m.stretches.push(exact(0, to, kStart));
-  drive(m, 0, to, new Place(42.0308, -93.6319, m.random), { busy: 2 });
+  drive(m, 0, to, new Place(42.0308, longitude, m.random), { busy: 2 });
+  m.track.longitude = m.track.longitude.map((parts) => (parts > 180 * 600000 ? parts - 360 * 600000 : parts));
   const facts = identity("M. Okafor", "Car 7", "VMR-000123");
   return { header: file("Car 7, 2026-06-19, evening", [m.finish({ facts })]), columns };
 }
@@ -436,10 +437,21 @@ function empty() {
   return { header: { ...header, axis_us: 0, has_time: false, zone: { name: "UTC", recorded: false, offsets: [{ from_us: null, minutes: 0, abbreviation: "UTC" }] } }, columns };
 }
 
+// Once round the pole, a kilometre from it.
+function pole() {
+  const made = empty();
+  const m = new Maker(made.columns, "sledge", 3);
+  m.stretches.push(exact(0, 720, kStart));
+  for (let x = 0; x <= 720; x++) m.point(x, -90 + 1 / 111.195, ((x / 2 + 200) % 360) - 180, 8700);
+  made.header = file("The pole", [m.finish()]);
+  return made;
+}
+
 // A part that lies in a gap: nobody is known in it, and nothing has a place.
 function part() {
   const made = empty();
   const [recording] = made.header.recordings;
+  recording.sources[0].damage = "1 cluster bad";
   for (const one of recording.facts) one.untold = "unknown";
   recording.no_policy = "nothing of the part asked for is recorded";
   const words = "gap: 1 cluster lost; tick 2116 to 3064";
@@ -533,7 +545,10 @@ function elsewhere() {
 }
 
 export const kMade = {
-  city,
+  city: () => city(),
+  // The same on both sides of the 180th meridian.
+  dateLine: () => city(180.01),
+  pole,
   elsewhere,
   damage,
   empty,

@@ -238,6 +238,24 @@ describe("the first minute", () => {
   });
 });
 
+describe("the map", () => {
+  const sizeOf = async (name) => {
+    let label;
+    await withPage(name, {}, async (page) => {
+      label = await page.getAttribute(".map-surface", "aria-label");
+    });
+    return label.match(/track, (\S+ k?m) wide and (\S+ k?m) high/).slice(1);
+  };
+
+  test("takes no way round the world across the 180th meridian", async () => {
+    assert.deepEqual(await sizeOf("dateLine"), await sizeOf("city"));
+  });
+
+  test("has a way round the pole as it is", async () => {
+    assert.deepEqual(await sizeOf("pole"), ["2 km", "2 km"]);
+  });
+});
+
 describe("a part of a recording", () => {
   test("of which nothing is recorded says so of itself alone", async () => {
     await withPage("part", {}, async (page) => {
@@ -247,6 +265,8 @@ describe("a part of a recording", () => {
       assert.match(text, /No policy is known: nothing of the part asked for is recorded\./);
       assert.doesNotMatch(text, /half second|✓|No policy was recorded/);
       assert.match(await page.textContent("#findings-list"), /1 cluster lost/);
+      const problems = await page.locator("#details-list td:last-child").allTextContents();
+      assert.deepEqual(problems.slice(0, 2), ["1 cluster bad", "none"]);
       assert.equal(await page.locator("#findings-list button").count(), 0);
     });
   });
