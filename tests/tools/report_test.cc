@@ -232,6 +232,15 @@ TEST_F(ReportTest, WhatSomebodyHasRecordedEndsNeitherTitleNorData) {
   EXPECT_THAT(EventsOf(recording), testing::Contains("0 log: log \"<!--vmr:data-->\""));
 }
 
+TEST_F(ReportTest, TheTitleNamesEachOfficerOnceAndCountsMany) {
+  Record("a", {Hdr1(100, kTime + Officer("A")), Hdr1(110, Officer("B"))});
+  Record("b", {Hdr1(100, kTime + Officer("B"))});
+  EXPECT_EQ(CaseOf({"a", "b"})["title"], "a and b, 2023-11-14, officer A and B");
+  Record("r", {Hdr1(100, kTime + Officer("A")), Hdr1(110, Officer("B")), Hdr1(120, Officer("C")),
+               Hdr1(130, Officer("D"))});
+  EXPECT_EQ(CaseOf({"r"})["title"], "r, 2023-11-14, 4 officers");
+}
+
 TEST_F(ReportTest, ATitleMayNameAPlaceOfThePage) {
   Record("r", {Hdr1(100, kTime)});
   const std::string page = Report({"r", "--title", "<!--vmr:data--> & \x1B"}).out;

@@ -60,6 +60,8 @@ struct CaseSeries {
   std::string unit;    // of the values; empty: the recording does not tell it
   Line line;
   bool thinned = false;  // points were left out
+  // Of some of the values the unit was not told: it is the only one that the recording tells.
+  bool unit_assumed = false;
 };
 
 // A state out of a few over time: an input, a microphone, a camera.

@@ -173,7 +173,8 @@ std::string AxisTitle(const CaseFile& file, const AxisSpan& shown) {
   return fmt::format("Local time, {}, {}{}", file.zone.name, OffsetsText(file, shown), estimated);
 }
 
-std::string Caption(const CaseFile& file, const CaseRecording& recording) {
+std::string Caption(const CaseFile& file, const CaseRecording& recording,
+                    const std::vector<std::string>& families) {
   const CaseTotals& totals = recording.totals;
   std::string text = file.recordings.size() > 1 ? recording.name + ": " + IdentityText(recording)
                                                 : Capital(IdentityText(recording));
@@ -184,6 +185,13 @@ std::string Caption(const CaseFile& file, const CaseRecording& recording) {
     Join(text, ", ",
          Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record") +
              " of packets whose CRC is wrong");
+  for (const CaseSeries& series : recording.series)
+    if (series.unit_assumed &&
+        std::find(families.begin(), families.end(), series.family) != families.end())
+      Join(text, "; ",
+           fmt::format("where the unit of {} is not told it is shown as {}, the only one that the "
+                       "recording tells",
+                       series.name, series.unit));
   if (file.has_time && !recording.HasTime())
     Join(text, ", ", "tells no time: begins with the axis");
   return text;

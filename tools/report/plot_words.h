@@ -30,7 +30,8 @@ std::string SpanText(const CaseFile& file, const AxisSpan& shown);
 // "Local time, America/Chicago, UTC-05:00", "Tick (half seconds)"
 std::string AxisTitle(const CaseFile& file, const AxisSpan& shown);
 // Which unit, and what of it is there; of a recording among several with its name.
-std::string Caption(const CaseFile& file, const CaseRecording& recording);
+std::string Caption(const CaseFile& file, const CaseRecording& recording,
+                    const std::vector<std::string>& families);
 // "+1 h", "-3 min 20 s": what the clock was set by.
 std::string StepText(const CaseClockStep& step);
 

@@ -155,7 +155,8 @@ std::vector<CaseSeries> SeriesBook::Finish(const Inside* part, std::vector<CaseF
       PutByUnits(key, std::move(points), all, findings);
       continue;
     }
-    CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
+    CaseSeries series{
+        IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false};
     series.unit = records::KindOf(kind).fields[field].unit;
     series.line = std::move(points);
     all.push_back(std::move(series));
@@ -174,10 +175,11 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
   const bool any_untold = std::any_of(line.begin(), line.end(), [&](const LinePoint& point) {
     return point.IsKnown() && UnitsAt(units, point.x) == kUnitsUntold;
   });
-  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
+  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false};
   if (told.size() <= 1) {
     if (!told.empty()) series.unit = SpeedUnitsText(*told.begin());
-    if (any_untold && !series.unit.empty())
+    series.unit_assumed = any_untold && !series.unit.empty();
+    if (series.unit_assumed)
       findings.push_back(
           {"note",
            fmt::format("where the unit of {} is not told it is shown as {}, the only "

@@ -519,7 +519,8 @@ void Painter::DrawCaptions() {
   Label(kEnd, y_ + 15, version, kSmall, palette::kMuted, "end");
   std::vector<std::string> captions;
   for (const CaseRecording& recording : file_.recordings)
-    if (captions.size() < kMostCaptions) captions.push_back(Caption(file_, recording));
+    if (captions.size() < kMostCaptions)
+      captions.push_back(Caption(file_, recording, request_.families));
   if (file_.recordings.size() > kMostCaptions)
     captions.push_back("and " + Counted(file_.recordings.size() - kMostCaptions, "recording"));
   for (const std::string& caption : captions)
@@ -540,7 +541,8 @@ std::string Painter::WholeText() const {
     if (panel.lines.empty()) text += "not recorded. ";
     for (const PlotLine& line : panel.lines) text += line.words + ' ';
   }
-  for (const CaseRecording& recording : file_.recordings) text += Caption(file_, recording) + ". ";
+  for (const CaseRecording& recording : file_.recordings)
+    text += Caption(file_, recording, request_.families) + ". ";
   text.pop_back();
   return text;
 }
