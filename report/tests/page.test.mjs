@@ -99,6 +99,22 @@ describe("a file that keeps to itself", () => {
     await withPage("damage", { javaScriptEnabled: false }, async (page) => {
       assert.match(await page.textContent("noscript"), /Car 3, night/);
       assert.equal(await page.isVisible("#app"), false);
+      assert.equal(await page.isVisible("#loading"), false);
+    });
+  });
+
+  test("UTC is named once", async () => {
+    await withPage("city", {}, async (page) => {
+      await page.selectOption("#zone", "utc");
+      const when = await page.textContent("#heading .span");
+      assert.match(when, /UTC$/);
+      assert.doesNotMatch(when, /UTC UTC/);
+    });
+  });
+
+  test("the link leads to the moment from the start", async () => {
+    await withPage("city", {}, async (page) => {
+      assert.match(await page.getAttribute("#toolbar a.button", "href"), /^#t=\d{4}-\d\d-\d\dT/);
     });
   });
 
