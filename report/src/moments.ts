@@ -4,6 +4,15 @@ import type { RecordingAxis } from "./axis";
 import type { Clock } from "./clock";
 import type { Header } from "./data";
 
+// What ticks are ahead of the axis, where that is the same all over: of one run of one recording.
+export function ticksAhead(header: Pick<Header, "recordings">): number | null {
+  const [recording, ...others] = header.recordings;
+  const first = recording?.stretches[0];
+  if (!first || others.length > 0) return null;
+  const same = recording.stretches.every((s) => s.run === first.run && s.tick - s.x === first.tick - first.x);
+  return same ? first.tick - first.x : null;
+}
+
 export class Moments {
   constructor(
     private readonly header: Header,
@@ -16,7 +25,9 @@ export class Moments {
 
   // Where the page's axis is, which is the unit's clock unless that jumped.
   axisText(x: number): string {
-    return this.header.has_time ? this.clock.full(this.axisUs(x)) : `half second ${x}`;
+    if (this.header.has_time) return this.clock.full(this.axisUs(x));
+    const ahead = ticksAhead(this.header);
+    return ahead === null ? `half second ${x}` : `tick ${x + ahead}`;
   }
 
   // What the unit's clock showed, and null where it showed nothing.

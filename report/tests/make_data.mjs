@@ -447,6 +447,17 @@ function pole() {
   return made;
 }
 
+// A unit that was never told the time.
+function ticks() {
+  const made = pole();
+  const [recording] = made.header.recordings;
+  recording.stretches = [{ x: 0, to: 720, us: null, quality: "unknown", run: 0, tick: 500 }];
+  recording.findings.push({ severity: "position", words: "positions without a hemisphere", x: 0 });
+  made.header.axis_us = 0;
+  made.header.has_time = false;
+  return made;
+}
+
 // A part that lies in a gap: nobody is known in it, and nothing has a place.
 function part() {
   const made = empty();
@@ -549,6 +560,7 @@ export const kMade = {
   // The same on both sides of the 180th meridian.
   dateLine: () => city(180.01),
   pole,
+  ticks,
   elsewhere,
   damage,
   empty,

@@ -272,6 +272,13 @@ describe("the map", () => {
   });
 });
 
+test("a place of a recording without a time is its tick", async () => {
+  await withPage("ticks", {}, async (page) => {
+    assert.equal(await page.textContent("#findings-list button"), "tick 500");
+    assert.doesNotMatch(await page.textContent("#app"), /half second \d/);
+  });
+});
+
 describe("a part of a recording", () => {
   test("of which nothing is recorded says so of itself alone", async () => {
     await withPage("part", {}, async (page) => {
