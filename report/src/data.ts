@@ -52,6 +52,7 @@ export interface SeriesHeader {
   value: Column;
   flags: Column;
   thinned: boolean;
+  words: { number: number; text: string }[]; // what the device tells in place of a value
 }
 
 export interface LaneHeader {
@@ -133,6 +134,7 @@ export interface Header {
 }
 
 export const kUnknownFrom = 1; // flags of series and lanes: no value from here on
+export const kWord = 8; // beside it, of series: a word in place of a value
 export const kWrongCrc = 2;
 export const kRepeats = 4; // of events; of series and lanes: known only from a full state
 export const kNoTick = 8; // of events

@@ -6,6 +6,7 @@ import {
   decode,
   kNoTick,
   kUnknownFrom,
+  kWord,
   kWrongCrc,
   Slices,
   type Header,
@@ -236,6 +237,16 @@ export function seriesText(series: Series, entry: number): string {
   const { scale, decimals, unit } = series.header;
   const number = (series.held.state[entry]! * scale).toFixed(decimals);
   return unit && unit.length <= kLongUnit ? `${number} ${unit}` : number;
+}
+
+// What the device tells at x in place of a value; null: nothing.
+export function wordAt(series: Series, x: number): string | null {
+  const { held, header, recording } = series;
+  const segment = recording.axis.segmentAt(x);
+  const i = segment ? countUpTo(held.x, x) - 1 : -1;
+  if (!segment || i < 0 || held.x[i]! < segment.from || !(held.flags[i]! & kWord)) return null;
+  const number = held.state[i]!;
+  return header.words.find((word) => word.number === number)?.text ?? `number ${number}`;
 }
 
 export function laneText(lane: Lane, entry: number): string {

@@ -9,7 +9,7 @@ import type { Clock } from "./clock";
 import { kUnknownFrom } from "./data";
 import { make, recorded, setText } from "./dom";
 import { drawCross, drawHoles, drawJumps, frameOf, kRight, timeMarks, toPx, type Frame } from "./frame";
-import { eachPiece, entryAt, seriesText, type Model, type Recording, type Series } from "./model";
+import { eachPiece, entryAt, seriesText, wordAt, type Model, type Recording, type Series } from "./model";
 import { colours, hatch } from "./theme";
 import type { View } from "./view";
 
@@ -125,8 +125,9 @@ export class Plot {
   readout(x: number): void {
     this.group.series.forEach((series, i) => {
       const entry = entryAt(series.held, series.recording.axis, x);
-      setText(this.values[i]!, seriesText(series, entry));
-      this.values[i]!.classList.toggle("unknown", entry < 0);
+      const word = entry < 0 ? wordAt(series, x) : null;
+      setText(this.values[i]!, word ?? seriesText(series, entry));
+      this.values[i]!.classList.toggle("unknown", entry < 0 && word === null);
     });
   }
 
@@ -254,7 +255,7 @@ export class Plot {
   private drawUnknown(ctx: CanvasRenderingContext2D, series: Series, top: number): void {
     ctx.fillStyle = hatch(ctx, colours().unknown, false);
     eachPiece(series.held, series.recording.axis, this.view.from, this.view.to, (from, to, entry) => {
-      if (entry >= 0) return;
+      if (entry >= 0 || wordAt(series, from) !== null) return;
       const left = toPx(this.frame, this.view, from);
       ctx.fillRect(left, top, Math.max(1, toPx(this.frame, this.view, to) - left), kRug - 1);
     });

@@ -61,6 +61,7 @@ export function fill(template, { title, summary, data }) {
 
 const kUnknownFrom = 1;
 const kWrongCrc = 2;
+const kWord = 8;
 const kFullState = 4;
 
 // One recording while it is made: `step` calls in order of x, `finish` packs it.
@@ -86,7 +87,7 @@ class Maker {
   }
 
   addSeries(id, family, name, unit, scale = 1, decimals = 0) {
-    this.series.set(id, { id, family, name, unit, scale, decimals, x: [], value: [], flags: [], last: null });
+    this.series.set(id, { id, family, name, unit, scale, decimals, words: [{ number: 254, text: "blank" }], x: [], value: [], flags: [], last: null });
   }
 
   addLane(id, group, name, role = null, words = ["unknown", "off", "on"], on = [2]) {
@@ -297,6 +298,7 @@ function drive(m, from, to, place, { busy = 1, fullState = true } = {}) {
       m.event(x, "radar", `radar target ${target} mph, approaching`);
       if (r() < 0.1) m.value("radar/lock", x, target);
     } else if (r() < 0.02) m.value("radar/target", x, 0, kUnknownFrom);
+    else if (r() < 0.04) m.value("radar/target", x, 254, kUnknownFrom | kWord);
     if (r() < 0.004) m.value("temperature/cpu", x, 40 + Math.floor(r() * 20));
     if (r() < 0.002) m.value("temperature/inlet", x, 20 + Math.floor(r() * 12));
     if (r() < 0.0015 * busy) m.event(x, "bookmark", "bookmark");

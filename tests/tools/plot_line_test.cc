@@ -149,6 +149,7 @@ TEST(PlotSpans, AGapWithoutAPlaceOfItsOwnIsAnEmptyHole) {
 // ---- Pieces ----------------------------------------------------------------------
 
 constexpr unsigned char kUnknown = LinePoint::kUnknown, kWrong = LinePoint::kWrongCrc;
+constexpr unsigned char kWord = LinePoint::kUnknown | LinePoint::kWord;
 
 TEST(PlotParts, HoldUpToTheNextPointAndBreakWhereNothingIsKnown) {
   const LineParts parts =
@@ -156,6 +157,14 @@ TEST(PlotParts, HoldUpToTheNextPointAndBreakWhereNothingIsKnown) {
   EXPECT_THAT(parts.pieces,
               ElementsAre(LinePiece{{{10, 5}, {20, 7}}, 30}, LinePiece{{{40, 7}}, 50}));
   EXPECT_THAT(parts.unknown, ElementsAre(AxisSpan{0, 10}, AxisSpan{30, 40}));
+}
+
+TEST(PlotParts, AWordInPlaceOfAValueIsNeitherKnownNorUnknown) {
+  const LineParts parts =
+      PartsOf({{0, 5, 0}, {10, 254, kWord}, {20, 0, kUnknown}, {30, 254, kWord}, {40, 7, 0}},
+              {{0, 50}});
+  EXPECT_THAT(parts.pieces, ElementsAre(LinePiece{{{0, 5}}, 10}, LinePiece{{{40, 7}}, 50}));
+  EXPECT_THAT(parts.unknown, ElementsAre(AxisSpan{20, 30}));
 }
 
 TEST(PlotParts, WhatIsToldBeforeAHoleDoesNotHoldBehindIt) {

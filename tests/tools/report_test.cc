@@ -38,7 +38,9 @@ constexpr const char* kSirenOn = "36 ";
 constexpr const char* kSirenOff = "37 ";
 
 // Of points, as the page's description has them.
-constexpr int kUnknown = 1, kWrongCrc = 2, kSinceUnknown = 4, kNoTick = 8, kEstimated = 16;
+constexpr int kUnknown = 1, kWrongCrc = 2, kSinceUnknown = 4, kWord = 8;
+// Of events.
+constexpr int kNoTick = 8, kEstimated = 16;
 
 std::string TextItem(const std::string& tag, const std::string& text) {
   std::string hex = tag + " ";
@@ -60,7 +62,7 @@ Bytes WithWrongCrc(Bytes packet) {
 }
 
 // "100=2 110=1!": where a line's points are, their values, and a mark for each flag: ? unknown,
-// ! wrong CRC, ~ since unknown.
+// ! wrong CRC, ~ since unknown, w a word in place of a value.
 std::string LineText(const json& line, const char* value) {
   std::string text;
   for (std::size_t i = 0; i < line["x"].size(); ++i) {
@@ -69,6 +71,7 @@ std::string LineText(const json& line, const char* value) {
     if ((flags & kUnknown) != 0) text += "?";
     if ((flags & kWrongCrc) != 0) text += "!";
     if ((flags & kSinceUnknown) != 0) text += "~";
+    if ((flags & kWord) != 0) text += "w";
   }
   return text;
 }
@@ -390,6 +393,29 @@ TEST_F(ReportTest, AUnitThatIsNotToldIsTheOnlyOneThatIsAndThatIsSaid) {
                                 "the only one that the recording tells"));
   Record("r", {Hdr1(100, std::string(kTime) + "71 1B")});
   EXPECT_EQ(WithId(RecordingOf()["series"], "speed/1")["unit"], "");
+}
+
+// Device 2, the radar, shows BLANK, and then is lost sight of.
+TEST_F(ReportTest, WhatARadarShowsInPlaceOfASpeedIsAWordAndNoValue) {
+  Record("r", {Hdr1(100, std::string(kTime) + "72 1B"), Hdr1(110, "79 FE 00"),
+               Hdr1(120, "79 FE 00"), Hdr1(130, "72 1C"), Hdr1(140, "79 FD 00"),
+               WithWrongCrc(Hdr1(150, "56")), Hdr1(160, "79 FF 00")});
+  const json recording = RecordingOf();
+  EXPECT_EQ(SeriesOf(recording, "speed/2"), "0=27 10=254?w 30=28 40=253?w 41=0? 60=255?w");
+  EXPECT_EQ(WithId(recording["series"], "speed/2")["words"],
+            json::parse(R"([{"number":253,"text":"error"},{"number":254,"text":"blank"},
+                            {"number":255,"text":"bad reading"}])"));
+}
+
+TEST_F(ReportTest, AWordIsOfTheSpeedInWhateverUnits) {
+  // Device 2 in miles an hour (2), then in kilometres an hour (1).
+  Record("r", {Hdr1(100, std::string(kTime) + "70 02 42 00 72 1B"), Hdr1(110, "79 FE 00"),
+               Hdr1(120, "70 02 22 00 72 2B")});
+  std::map<std::string, std::string> lines;
+  const json recording = RecordingOf();
+  for (const json& series : recording["series"]) lines[series["unit"]] = LineText(series, "value");
+  EXPECT_EQ(lines["mph"], "0=27 10=254?w 20=0?");
+  EXPECT_EQ(lines["km/h"], "10=254?w 20=43");
 }
 
 TEST_F(ReportTest, ATemperatureMayBeBelowZero) {

@@ -37,6 +37,9 @@ std::string SpeedDeviceName(std::int64_t device);
 // Of a device for speeds or a radar, as recorded: "mph"; empty for a number without a meaning.
 std::string SpeedUnitsText(std::int64_t units);
 
+// Of a speed, or of what a device shows in its place: "74", "blank", "not present".
+std::string ReadingWords(const records::Value& value);
+
 // Turns records into words with the names and units that the recording tells by itself:
 //
 //   siren on

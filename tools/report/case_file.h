@@ -40,6 +40,7 @@ struct LinePoint {
     kUnknown = 1,   // from here on nothing tells it: a gap, no reading, another run; `value` is 0
     kWrongCrc = 2,  // of a packet whose CRC is wrong: it stands by itself and does not hold
     kSinceUnknown = 4,  // a full state was the first to tell it: since when it is so is unknown
+    kWord = 8,  // with kUnknown: told is a word in place of a value, and `value` is its number
   };
 
   AxisX x = 0;
@@ -48,9 +49,16 @@ struct LinePoint {
 
   bool Holds() const { return (flags & kWrongCrc) == 0; }
   bool IsKnown() const { return (flags & kUnknown) == 0; }
+  bool IsWord() const { return (flags & kWord) != 0; }
 };
 // In the order of x, a point at each change. Of several at one x that hold the last one counts.
 using Line = std::vector<LinePoint>;
+
+// What a device tells where it has no value.
+struct CaseWord {
+  std::int64_t number = 0;  // as a point of the line has it
+  std::string text;         // "blank"
+};
 
 // A measured value over time.
 struct CaseSeries {
@@ -62,6 +70,7 @@ struct CaseSeries {
   bool thinned = false;  // points were left out
   // Of some of the values the unit was not told: it is the only one that the recording tells.
   bool unit_assumed = false;
+  std::vector<CaseWord> words;  // of the line's points that are words, each once
 };
 
 // A state out of a few over time: an input, a microphone, a camera.

@@ -250,7 +250,7 @@ bool Gatherer::IsLostInFront(const Line& line, AxisX begin) const {
   for (const LinePoint& point : line)
     if (point.Holds() && point.x <= begin) in_force = &point;
   const std::vector<AxisX>& lost_from = front_gap_->lost_from;
-  return in_force != nullptr && !in_force->IsKnown() &&
+  return in_force != nullptr && !in_force->IsKnown() && !in_force->IsWord() &&
          std::find(lost_from.begin(), lost_from.end(), in_force->x) != lost_from.end();
 }
 

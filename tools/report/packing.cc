@@ -170,6 +170,9 @@ Json SeriesJson(const CaseRecording& recording, Columns& columns) {
     Json one = {{"id", series.id},     {"family", series.family},
                 {"name", series.name}, {"unit", series.unit},
                 {"scale", 1},          {"decimals", 0}};
+    Json& words = one["words"] = Json::array();
+    for (const CaseWord& word : series.words)
+      words.push_back({{"number", word.number}, {"text", word.text}});
     AddLine(series.line, "value", columns, one);
     one["thinned"] = series.thinned;
     all.push_back(std::move(one));

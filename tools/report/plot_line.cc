@@ -17,6 +17,7 @@ class SpanParts {
     if (point.x > at_) Close(point.x);
     at_ = point.x;
     is_known_ = point.IsKnown();
+    is_word_ = point.IsWord();
     value_ = point.value;
   }
   void Finish() { Close(span_.to); }
@@ -24,6 +25,10 @@ class SpanParts {
  private:
   // What is in force goes on up to x.
   void Close(AxisX x) {
+    if (is_word_) {
+      in_piece_ = in_unknown_ = false;
+      return;
+    }
     if (!is_known_) {
       if (!parts_.unknown.empty() && in_unknown_)
         parts_.unknown.back().to = x;
@@ -47,6 +52,7 @@ class SpanParts {
   AxisX at_;
   std::int64_t value_ = 0;
   bool is_known_ = false;
+  bool is_word_ = false;
   bool in_piece_ = false;
   bool in_unknown_ = false;
 };

@@ -81,7 +81,7 @@ std::int64_t UnitsAt(const Line& units, AxisX x) {
   return (behind - 1)->value;
 }
 
-// The values of one unit, unknown where another one counts.
+// The values of one unit, unknown where another one counts. Words have none.
 Line OfUnits(const Line& line, const Line& units, std::int64_t wanted) {
   LineBuilder part;
   for (const LinePoint& point : line) {
@@ -90,6 +90,8 @@ Line OfUnits(const Line& line, const Line& units, std::int64_t wanted) {
         part.Tell(point.x, point.value, (point.flags & LinePoint::kSinceUnknown) != 0);
       else
         part.Doubt(point.x, point.value);
+    } else if (point.IsWord()) {
+      part.TellWord(point.x, point.value, (point.flags & LinePoint::kSinceUnknown) != 0);
     } else if (point.Holds()) {
       part.Lose(point.x);
     }
@@ -126,10 +128,12 @@ void SeriesBook::TakeReading(const Record& record, std::size_t field, const Spot
     return;
   }
   if (!spot.holds_from) return;
-  if (is_number)
+  if (is_number) {
     lines_[key].Tell(*spot.holds_from, value.number, record.repeats);
-  else
-    lines_[key].Lose(*spot.holds_from);
+    return;
+  }
+  words_.try_emplace(value.number, ReadingWords(value));
+  lines_[key].TellWord(*spot.holds_from, value.number, record.repeats);
 }
 
 void SeriesBook::LoseAll(AxisX x) {
@@ -150,18 +154,26 @@ std::vector<CaseSeries> SeriesBook::Finish(const Inside* part, std::vector<CaseF
     const DrawnField& drawn = DrawnAs(kind, field);
     Line points = line.Take();
     if (part != nullptr) part->Clip(points);
-    if (TellsNothing(points)) continue;
     if (kind == KindId::kSpeed || kind == KindId::kRadar) {
       PutByUnits(key, std::move(points), all, findings);
       continue;
     }
     CaseSeries series{
-        IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false};
+        IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false, {}};
     series.unit = records::KindOf(kind).fields[field].unit;
     series.line = std::move(points);
-    all.push_back(std::move(series));
+    Put(std::move(series), all);
   }
   return all;
+}
+
+void SeriesBook::Put(CaseSeries series, std::vector<CaseSeries>& all) const {
+  if (TellsNothing(series.line)) return;
+  std::set<std::int64_t> told;
+  for (const LinePoint& point : series.line)
+    if (point.IsWord()) told.insert(point.value);
+  for (const std::int64_t number : told) series.words.push_back({number, words_.at(number)});
+  all.push_back(std::move(series));
 }
 
 void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all,
@@ -175,7 +187,7 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
   const bool any_untold = std::any_of(line.begin(), line.end(), [&](const LinePoint& point) {
     return point.IsKnown() && UnitsAt(units, point.x) == kUnitsUntold;
   });
-  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false};
+  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false, {}};
   if (told.size() <= 1) {
     if (!told.empty()) series.unit = SpeedUnitsText(*told.begin());
     series.unit_assumed = any_untold && !series.unit.empty();
@@ -187,7 +199,7 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
                        series.name, series.unit),
            std::nullopt});
     series.line = std::move(line);
-    all.push_back(std::move(series));
+    Put(std::move(series), all);
     return;
   }
   if (any_untold) told.insert(kUnitsUntold);
@@ -196,7 +208,7 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
     part.id += fmt::format("/{}", unit);
     part.unit = SpeedUnitsText(unit);
     part.line = OfUnits(line, units, unit);
-    if (!TellsNothing(part.line)) all.push_back(std::move(part));
+    Put(std::move(part), all);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -33,10 +34,13 @@ class SeriesBook {
   using Device = std::pair<records::KindId, std::int64_t>;
 
   void TakeReading(const records::Record& record, std::size_t field, const Spot& spot);
+  // A line of no value at all is left out.
+  void Put(CaseSeries series, std::vector<CaseSeries>& all) const;
   void PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all,
                   std::vector<CaseFinding>& findings);
 
   std::map<Key, LineBuilder> lines_;
+  std::map<std::int64_t, std::string> words_;  // by the numbers that stand for them
   std::map<Device, LineBuilder> units_;  // of the kind of the readings
 };
 
