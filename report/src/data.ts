@@ -76,12 +76,13 @@ export interface Finding {
 export interface RecordingHeader {
   name: string;
   kind: string;
-  sources: { path: string; bytes: number; sha256: string | null; problem: string }[];
-  facts: { name: string; values: FactValue[] }[];
+  sources: { path: string; bytes: number; sha256: string | null; problem: string; damage?: string }[];
+  facts: { name: string; values: FactValue[]; untold: string }[];
   versions: { component: string; text: string }[];
   policies: { name: string; number: number; value: string }[];
   policy_sha256: string | null;
   policies_complete: boolean;
+  no_policy: string;
   stretches: Stretch[];
   totals: {
     recorded_halves: number;

@@ -4,6 +4,7 @@ import type { Clock } from "./clock";
 import type { Header } from "./data";
 import { isDisplaced, type RecordingAxis } from "./axis";
 import type { Recording } from "./model";
+import { ticksAhead } from "./moments";
 import { colours, hatch } from "./theme";
 import type { View } from "./view";
 
@@ -38,18 +39,19 @@ const kSteps = [
   2592000,
 ];
 
-function tickMarks(from: number, to: number, most: number): Mark[] {
+function tickMarks(from: number, to: number, most: number, ahead: number): Mark[] {
   let step = 1;
   for (let i = 0; (to - from) / step > most; i++) step *= i % 3 === 1 ? 2.5 : 2;
   const marks: Mark[] = [];
-  for (let x = Math.ceil(from / step) * step; x <= to; x += step) marks.push({ x, label: String(Math.round(x)) });
+  for (let tick = Math.ceil((from + ahead) / step) * step; tick <= to + ahead; tick += step)
+    marks.push({ x: tick - ahead, label: String(Math.round(tick)) });
   return marks;
 }
 
 // Places and labels on the axis, at round times of the chosen zone; none at times that no clock showed.
 export function timeMarks(header: Header, clock: Clock, view: Pick<View, "from" | "to">, plot: number): Mark[] {
   const most = Math.max(2, Math.floor(plot / 76));
-  if (!header.has_time) return tickMarks(view.from, view.to, most);
+  if (!header.has_time) return tickMarks(view.from, view.to, most, ticksAhead(header) ?? 0);
   const seconds = (view.to - view.from) / 2;
   const step = kSteps.find((s) => seconds / s <= most) ?? kSteps[kSteps.length - 1]!;
   const base = header.axis_us / 1e6;

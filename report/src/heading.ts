@@ -14,10 +14,11 @@ const kShown: [string, string][] = [
 ];
 
 function factValue(recording: RecordingHeader, name: string): HTMLElement {
-  const values = recording.facts.find((f) => f.name === name)?.values ?? [];
+  const fact = recording.facts.find((f) => f.name === name);
+  const values = fact?.values ?? [];
   const value = make("dd");
   if (values.length === 0) {
-    value.append(make("span", { class: "unknown" }, "not recorded"));
+    value.append(make("span", { class: "unknown" }, fact?.untold || "not recorded"));
     return value;
   }
   values.forEach((v, i) => {
@@ -28,7 +29,7 @@ function factValue(recording: RecordingHeader, name: string): HTMLElement {
 }
 
 // First and last time that the unit's clock told.
-function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
+function span(recording: RecordingHeader, clock: Clock, short: boolean, part: boolean): HTMLElement {
   const timed = recording.stretches.filter((s) => s.us !== null && s.quality !== "unknown");
   const right = timed.filter((s) => !s.displaced);
   const told = right.length ? right : timed;
@@ -36,7 +37,9 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLEle
   const first = told[0];
   const last = told[told.length - 1];
   if (!first || !last) {
-    value.append(make("span", { class: "unknown" }, "no time was recorded"));
+    const nothing = part && recording.stretches.length === 0;
+    const words = nothing ? "nothing of the part asked for is recorded" : `no time was recorded${part ? " in the part asked for" : ""}`;
+    value.append(make("span", { class: "unknown" }, words));
     return value;
   }
   const from = first.us!;
@@ -54,7 +57,8 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLEle
     about(last.quality === "estimated"),
     make("strong", {}, clock.time(to)),
     ` ${clock.offset(to)}`,
-    short && !clock.hasOtherZones() ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
+    // In UTC the offset is the zone's name.
+    (short && !clock.hasOtherZones()) || clock.zoneName() === clock.offset(to) ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
   );
   const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
   const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
@@ -81,11 +85,11 @@ function amounts(recording: RecordingHeader): HTMLElement {
 }
 
 // A line of its name and how much of it there is, one of who and when.
-function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
+function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean, part: boolean): HTMLElement {
   const facts = make("dl", { class: "facts" });
   for (const [name, label] of kShown)
     facts.append(make("div", { class: "fact" }, make("dt", {}, label), factValue(recording, name)));
-  const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock, short));
+  const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock, short, part));
   facts.append(when);
   return make("div", { class: "card" }, make("div", { class: "card-head" }, name, amounts(recording)), facts);
 }
@@ -102,8 +106,10 @@ function counts(header: Header): Map<Finding["severity"], number> {
   for (const { findings, gaps, totals } of header.recordings) {
     const add = (kind: Finding["severity"], n: number) => found.set(kind, (found.get(kind) ?? 0) + n);
     const listed = (kind: Finding["severity"]) => findings.filter((f) => f.severity === kind).length;
-    // The ring goes round: what it has overwritten was not lost.
-    add("gap", gaps.filter((g) => g.reason !== "overwritten").length);
+    // The ring goes round: what it has overwritten was not lost. A gap in front of the part asked for
+    // is listed alone.
+    const inFront = Math.max(0, listed("gap") - gaps.filter((g) => g.reason !== "overwritten" && g.reason !== "wrong packet CRC").length);
+    add("gap", gaps.filter((g) => g.reason !== "overwritten").length + inFront);
     add("clock", listed("clock"));
     add("crc", Math.max(totals.wrong_crc, listed("crc")));
     add("position", Math.max(totals.unverified, listed("position")));
@@ -152,7 +158,7 @@ export function heading(header: Header, clock: Clock): HTMLElement {
   }
   for (const recording of header.recordings) {
     const name = single ? title : make("h2", { class: "card-name" }, recorded(recording.name));
-    element.append(card(name, recording, clock, !single));
+    element.append(card(name, recording, clock, !single, header.range !== null));
   }
   if (header.recordings.length === 0) element.append(make("p", { class: "unknown" }, "Nothing was recorded."));
   return element;
@@ -188,7 +194,7 @@ export function otherFacts(header: Header): [RecordingHeader, [string, string][]
     recording,
     recording.facts.map((f): [string, string] => [
       f.name.replace(/_/g, " "),
-      f.values.length ? f.values.map((v) => v.text || "(empty)").join(", then ") : "not recorded",
+      f.values.length ? f.values.map((v) => v.text || "(empty)").join(", then ") : f.untold || "not recorded",
     ]),
   ]);
 }

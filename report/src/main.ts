@@ -143,6 +143,7 @@ class Page {
     window.addEventListener("hashchange", () => this.readLink());
     this.print();
     this.readout();
+    this.setLink();
   }
 
   get events(): { view: View; clock: Clock } {
@@ -156,8 +157,12 @@ class Page {
     if (linked.x !== null && linked.x !== this.view.cursor) this.view.choose(linked.x);
   }
 
-  private writeLink(): void {
+  private setLink(): void {
     this.link.setAttribute("href", linkFor(this.header, this.view.cursor, this.video.begins));
+  }
+
+  private writeLink(): void {
+    this.setLink();
     if (this.writing) return;
     this.writing = true;
     setTimeout(() => this.writeAddress(), kAddressEveryMs);
@@ -259,6 +264,7 @@ class Page {
 }
 
 async function run(): Promise<void> {
+  byId("loading").hidden = false;
   const slices = new Slices();
   const text = byId("vmr-data").textContent ?? "";
   const inflated = await inflate(text, slices);

@@ -1,16 +1,15 @@
-// The track on a plain grid. Degrees of longitude are shortened by the cosine of the middle latitude:
-// good to well under a percent over the distances a vehicle drives in a shift.
+// The track on a plain grid.
 
 import { countUpTo } from "./axis";
 import { kPieceBegins, kTrackWrongCrc, kUnknownFrom, kUnverified, Slices } from "./data";
 import { button, make, recorded, setText } from "./dom";
 import { drawCross } from "./frame";
 import type { Lane, Model, Recording } from "./model";
+import { kPerDegree, Plane } from "./plane";
 import { colours, prepare } from "./theme";
 import type { View } from "./view";
 
-const kPerDegree = 600000; // parts of a degree that positions are recorded in
-const kMetresPerPart = 111195 / kPerDegree; // along a meridian
+const kMapKeys = "Arrow keys move it, plus and minus zoom, 0 shows all.";
 
 const kLights = 1;
 const kSiren = 2;
@@ -42,6 +41,10 @@ export function speedUnit(model: Model): SpeedUnit {
   return units[0]?.header.unit === "mph"
     ? { name: "mph", perMmS: 1 / 447.04 }
     : { name: "km/h", perMmS: 0.0036 };
+}
+
+function lengthText(metres: number): string {
+  return metres >= 1000 ? `${Number((metres / 1000).toPrecision(2))} km` : `${Math.round(metres)} m`;
 }
 
 function degrees(parts: number, plus: string, minus: string): string {
@@ -94,9 +97,7 @@ export class TrackMap {
   private paths: Path[] = [];
   private readonly unit: SpeedUnit;
   private readonly steps: number[];
-  private latitude = 0;
-  private longitude = 0;
-  private shrink = 1; // cosine of the latitude
+  private polar = false;
   private metres = 1; // per pixel
   private middle = { x: 0, y: 0 };
   private fitted = true;
@@ -114,7 +115,7 @@ export class TrackMap {
       class: "map-surface",
       tabindex: "0",
       role: "group",
-      "aria-label": "Map of the track. Arrow keys move it, plus and minus zoom, 0 shows all.",
+      "aria-label": `Map of the track. ${kMapKeys}`,
     });
     this.surface.append(this.canvas, this.overlay);
     const keys = make(
@@ -168,39 +169,24 @@ export class TrackMap {
   }
 
   async read(slices: Slices): Promise<void> {
-    let south = Infinity;
-    let north = -Infinity;
-    let west = Infinity;
-    let east = -Infinity;
-    for (const { track } of this.model.recordings) {
-      for (let i = 0; i < track.x.length; i++) {
-        const latitude = track.latitude[i]!;
-        const longitude = track.longitude[i]!;
-        if (latitude < south) south = latitude;
-        if (latitude > north) north = latitude;
-        if (longitude < west) west = longitude;
-        if (longitude > east) east = longitude;
+    const plane = await Plane.of(this.model.recordings.map((r) => r.track), slices);
+    if (!plane) return;
+    this.polar = plane.polar;
+    for (const recording of this.model.recordings) this.paths.push(await this.path(recording, plane, slices));
+    const box = { left: Infinity, right: -Infinity, bottom: Infinity, top: -Infinity };
+    for (const { x, y } of this.paths)
+      for (let i = 0; i < x.length; i++) {
+        box.left = Math.min(box.left, x[i]!);
+        box.right = Math.max(box.right, x[i]!);
+        box.bottom = Math.min(box.bottom, y[i]!);
+        box.top = Math.max(box.top, y[i]!);
       }
-      if (slices.due()) await slices.pause();
-    }
-    if (south > north) return;
-    this.latitude = (south + north) / 2;
-    this.longitude = (west + east) / 2;
-    this.shrink = Math.cos((this.latitude / kPerDegree / 180) * Math.PI);
-    const half = { x: this.toMetresX(east), y: this.toMetresY(north) };
-    this.box = { left: -half.x, right: half.x, bottom: -half.y, top: half.y };
-    for (const recording of this.model.recordings) this.paths.push(await this.path(recording, slices));
+    this.box = box;
+    const size = `${lengthText(box.right - box.left)} wide and ${lengthText(box.top - box.bottom)} high`;
+    this.surface.setAttribute("aria-label", `Map of the track, ${size}. ${kMapKeys}`);
   }
 
-  private toMetresX(longitude: number): number {
-    return (longitude - this.longitude) * kMetresPerPart * this.shrink;
-  }
-
-  private toMetresY(latitude: number): number {
-    return (latitude - this.latitude) * kMetresPerPart;
-  }
-
-  private async path(recording: Recording, slices: Slices): Promise<Path> {
+  private async path(recording: Recording, plane: Plane, slices: Slices): Promise<Path> {
     const { track } = recording;
     const count = track.x.length;
     const path: Path = {
@@ -218,8 +204,9 @@ export class TrackMap {
     siren.next(0);
     for (let i = 0; i < count; i++) {
       const x = track.x[i]!;
-      path.x[i] = this.toMetresX(track.longitude[i]!);
-      path.y[i] = this.toMetresY(track.latitude[i]!);
+      const at = plane.at(track.latitude[i]!, track.longitude[i]!);
+      path.x[i] = at.x;
+      path.y[i] = at.y;
       path.speed[i] = rampIndex(track.speed[i]!, this.steps, this.unit);
       path.signals[i] =
         (active(lightsLane, lights.next(x).value) ? kLights : 0) | (active(sirenLane, siren.next(x).value) ? kSiren : 0);
@@ -289,7 +276,7 @@ export class TrackMap {
       ctx.fillStyle = c.muted;
       ctx.font = "14px system-ui, sans-serif";
       ctx.textAlign = "center";
-      ctx.fillText("No positions were recorded.", this.width / 2, this.height / 2);
+      ctx.fillText(this.model.header.range ? "No positions were recorded in the part asked for." : "No positions were recorded.", this.width / 2, this.height / 2);
       this.drawCursor();
       return;
     }
@@ -297,7 +284,7 @@ export class TrackMap {
     for (const path of this.paths) this.drawPath(ctx, path);
     for (const path of this.paths) this.drawEnds(ctx, path);
     this.drawScale(ctx);
-    this.drawNorth(ctx);
+    if (!this.polar) this.drawNorth(ctx);
     this.drawCursor();
   }
 

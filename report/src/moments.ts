@@ -4,6 +4,15 @@ import { isDisplaced, RecordingAxis } from "./axis";
 import type { Clock } from "./clock";
 import type { Header } from "./data";
 
+// What ticks are ahead of the axis, where that is the same all over: of one run of one recording.
+export function ticksAhead(header: Pick<Header, "recordings">): number | null {
+  const [recording, ...others] = header.recordings;
+  const first = recording?.stretches[0];
+  if (!first || others.length > 0) return null;
+  const same = recording.stretches.every((s) => s.run === first.run && s.tick - s.x === first.tick - first.x);
+  return same ? first.tick - first.x : null;
+}
+
 export class Moments {
   constructor(
     private readonly header: Header,
@@ -16,7 +25,10 @@ export class Moments {
 
   // The time on the axis, or what a unit's clock showed there instead.
   axisText(x: number): string {
-    if (!this.header.has_time) return `half second ${x}`;
+    if (!this.header.has_time) {
+      const ahead = ticksAhead(this.header);
+      return ahead === null ? `half second ${x}` : `tick ${x + ahead}`;
+    }
     if (!isDisplaced(this.header, x)) return this.clock.full(this.axisUs(x));
     for (const recording of this.header.recordings) {
       const shown = this.clockText(new RecordingAxis(recording), x);

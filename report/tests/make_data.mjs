@@ -209,7 +209,7 @@ class Maker {
 }
 
 function fact(name, ...texts) {
-  return { name, values: texts.map((text, i) => ({ text, x: i * 1200, tick: i * 1200 + 5 })) };
+  return { name, values: texts.map((text, i) => ({ text, x: i * 1200, tick: i * 1200 + 5 })), untold: texts.length ? "" : "not recorded" };
 }
 
 function identity(officer, vehicle, serial, zone = "America/Chicago") {
@@ -352,13 +352,14 @@ function file(title, recordings, extra = {}) {
 
 const exact = (x, to, us, extra = {}) => ({ x, to, us, quality: "exact", run: 0, tick: x, displaced: false, ...extra });
 
-function city() {
+function city(longitude = -93.6319) {
   const columns = new Columns();
   const m = new Maker(columns, "car7", 7);
   fitOut(m);
   const to = 5040;
   m.stretches.push(exact(0, to, kStart));
-  drive(m, 0, to, new Place(42.0308, -93.6319, m.random), { busy: 2 });
+  drive(m, 0, to, new Place(42.0308, longitude, m.random), { busy: 2 });
+  m.track.longitude = m.track.longitude.map((parts) => (parts > 180 * 600000 ? parts - 360 * 600000 : parts));
   const facts = identity("M. Okafor", "Car 7", "VMR-000123");
   return { header: file("Car 7, 2026-06-19, evening", [m.finish({ facts })]), columns };
 }
@@ -434,6 +435,50 @@ function empty() {
     m.finish({ facts: [fact("officer"), fact("vehicle")], versions: [], policies: [], policy_sha256: null, policies_complete: false }),
   ]);
   return { header: { ...header, axis_us: 0, has_time: false, zone: { name: "UTC", recorded: false, offsets: [{ from_us: null, minutes: 0, abbreviation: "UTC" }] } }, columns };
+}
+
+// Once round the pole, a kilometre from it.
+function pole() {
+  const made = empty();
+  const m = new Maker(made.columns, "sledge", 3);
+  m.stretches.push(exact(0, 720, kStart));
+  for (let x = 0; x <= 720; x++) m.point(x, -90 + 1 / 111.195, ((x / 2 + 200) % 360) - 180, 8700);
+  made.header = file("The pole", [m.finish()]);
+  return made;
+}
+
+// A unit that was never told the time.
+function ticks() {
+  const made = pole();
+  const [recording] = made.header.recordings;
+  recording.stretches = [{ x: 0, to: 720, us: null, quality: "unknown", run: 0, tick: 500 }];
+  recording.findings.push({ severity: "position", words: "positions without a hemisphere", x: 0 });
+  made.header.axis_us = 0;
+  made.header.has_time = false;
+  return made;
+}
+
+// A part that lies in a gap: nobody is known in it, and nothing has a place.
+function part() {
+  const made = empty();
+  const [recording] = made.header.recordings;
+  recording.sources[0].damage = "1 cluster bad";
+  for (const one of recording.facts) one.untold = "unknown";
+  recording.no_policy = "nothing of the part asked for is recorded";
+  const words = "gap: 1 cluster lost; tick 2116 to 3064";
+  recording.gaps.push({ reason: "lost clusters", words, from: -84, to: 764, from_tick: 2116, to_tick: 3064, clusters: 1, bytes: 4096 });
+  recording.findings.push({ severity: "gap", words, x: null });
+  made.header.range = { from: "2200", to: "2300" };
+  return made;
+}
+
+// Behind a gap that lies in front of the part asked for.
+function behind() {
+  const made = city();
+  made.header.range = { from: "3100", to: null };
+  made.header.recordings[0].facts[0] = { name: "officer", values: [], untold: "unknown behind the gap" };
+  made.header.recordings[0].findings.push({ severity: "gap", words: "in front of the part asked for there is a gap", x: null });
+  return made;
 }
 
 export const kHostile = [
@@ -530,10 +575,16 @@ function elsewhere() {
 }
 
 export const kMade = {
-  city,
+  city: () => city(),
+  // The same on both sides of the 180th meridian.
+  dateLine: () => city(180.01),
+  pole,
+  ticks,
   elsewhere,
   damage,
   empty,
+  part,
+  behind,
   hostile,
   shift: () => long(10, "car7", "Car 7, ten hours"),
   week: () => long(168, "car7", "Car 7, a week"),

@@ -99,6 +99,22 @@ describe("a file that keeps to itself", () => {
     await withPage("damage", { javaScriptEnabled: false }, async (page) => {
       assert.match(await page.textContent("noscript"), /Car 3, night/);
       assert.equal(await page.isVisible("#app"), false);
+      assert.equal(await page.isVisible("#loading"), false);
+    });
+  });
+
+  test("UTC is named once", async () => {
+    await withPage("city", {}, async (page) => {
+      await page.selectOption("#zone", "utc");
+      const when = await page.textContent("#heading .span");
+      assert.match(when, /UTC$/);
+      assert.doesNotMatch(when, /UTC UTC/);
+    });
+  });
+
+  test("the link leads to the moment from the start", async () => {
+    await withPage("city", {}, async (page) => {
+      assert.match(await page.getAttribute("#toolbar a.button", "href"), /^#t=\d{4}-\d\d-\d\dT/);
     });
   });
 
@@ -241,6 +257,55 @@ describe("the first minute", () => {
       assert.match(text, /no time was recorded/);
       assert.match(text, /0 of 0 events/);
       assert.doesNotMatch(text, /✓/);
+    });
+  });
+});
+
+describe("the map", () => {
+  const sizeOf = async (name) => {
+    let label;
+    await withPage(name, {}, async (page) => {
+      label = await page.getAttribute(".map-surface", "aria-label");
+    });
+    return label.match(/track, (\S+ k?m) wide and (\S+ k?m) high/).slice(1);
+  };
+
+  test("takes no way round the world across the 180th meridian", async () => {
+    assert.deepEqual(await sizeOf("dateLine"), await sizeOf("city"));
+  });
+
+  test("has a way round the pole as it is", async () => {
+    assert.deepEqual(await sizeOf("pole"), ["2 km", "2 km"]);
+  });
+});
+
+test("a place of a recording without a time is its tick", async () => {
+  await withPage("ticks", {}, async (page) => {
+    assert.equal(await page.textContent("#findings-list button"), "tick 500");
+    assert.doesNotMatch(await page.textContent("#app"), /half second \d/);
+  });
+});
+
+describe("a part of a recording", () => {
+  test("of which nothing is recorded says so of itself alone", async () => {
+    await withPage("part", {}, async (page) => {
+      const text = await page.textContent("#app");
+      assert.match(text, /Officerunknown/);
+      assert.match(text, /Whennothing of the part asked for is recorded/);
+      assert.match(text, /No policy is known: nothing of the part asked for is recorded\./);
+      assert.doesNotMatch(text, /half second|✓|No policy was recorded/);
+      assert.match(await page.textContent("#findings-list"), /1 cluster lost/);
+      const problems = await page.locator("#details-list td:last-child").allTextContents();
+      assert.deepEqual(problems.slice(0, 2), ["1 cluster bad", "none"]);
+      assert.equal(await page.locator("#findings-list button").count(), 0);
+    });
+  });
+
+  test("behind a gap says what is unknown, and is not called whole", async () => {
+    await withPage("behind", {}, async (page) => {
+      assert.match(await page.textContent("#heading"), /Officerunknown behind the gap/);
+      assert.doesNotMatch(await page.textContent(".doubts"), /✓/);
+      assert.match(await page.textContent(".doubts"), /1 gap/);
     });
   });
 });

@@ -102,6 +102,18 @@ TEST_F(PlotTest, ATimeThatNoClockShowedIsNoLabel) {
                           Not(HasSubstr(">22:15:55</text>"))));
 }
 
+TEST_F(PlotTest, AUnitThatIsNotToldIsSaidToBeAssumed) {
+  Record("r", {Hdr1(100, std::string(kTime) + "71 20 E1 F6"), Hdr1(110, kMph), Hdr1(150, "71 40")});
+  const std::string words = "where the unit of GPS speed is not told it is shown as mph";
+  const std::string plot = Plot().out;
+  const std::size_t drawn = plot.find("</desc>");
+  EXPECT_THAT(plot.substr(0, drawn), HasSubstr(words));
+  EXPECT_THAT(plot.substr(drawn), HasSubstr(words));
+  EXPECT_THAT(Plot({"--kind", "temperature"}).out, Not(HasSubstr("GPS speed")));
+  RecordSpeeds();
+  EXPECT_THAT(Plot().out, Not(HasSubstr("is not told it is shown")));
+}
+
 TEST_F(PlotTest, AKindThatIsNotRecordedIsSaid) {
   RecordSpeeds();
   const Finished plot = Plot({"--kind", "radar,speed"});

@@ -233,6 +233,15 @@ TEST_F(ReportTest, WhatSomebodyHasRecordedEndsNeitherTitleNorData) {
   EXPECT_THAT(EventsOf(recording), testing::Contains("0 log: log \"<!--vmr:data-->\""));
 }
 
+TEST_F(ReportTest, TheTitleNamesEachOfficerOnceAndCountsMany) {
+  Record("a", {Hdr1(100, kTime + Officer("A")), Hdr1(110, Officer("B"))});
+  Record("b", {Hdr1(100, kTime + Officer("B"))});
+  EXPECT_EQ(CaseOf({"a", "b"})["title"], "a and b, 2023-11-14, officer A and B");
+  Record("r", {Hdr1(100, kTime + Officer("A")), Hdr1(110, Officer("B")), Hdr1(120, Officer("C")),
+               Hdr1(130, Officer("D"))});
+  EXPECT_EQ(CaseOf({"r"})["title"], "r, 2023-11-14, 4 officers");
+}
+
 TEST_F(ReportTest, ATitleMayNameAPlaceOfThePage) {
   Record("r", {Hdr1(100, kTime)});
   const std::string page = Report({"r", "--title", "<!--vmr:data--> & \x1B"}).out;
@@ -587,6 +596,59 @@ TEST_F(ReportTest, ARangeBehindAGapKnowsNothingOfWhatWasInFrontOfIt) {
   EXPECT_THAT(recording["gaps"], IsEmpty());
 }
 
+TEST_F(ReportTest, APartThatIsNotRecordedTellsNobodysName) {
+  const std::string told = kTime + Officer("A") + kSirenOn + "64 09 00 00 00";
+  Record("r", {Hdr1(100, told), B("00 00"), Hdr1(200, Officer("B")), Hdr1(300, "56")});
+  for (const auto& [from, to] : {std::pair("120", "150"), std::pair("5000", "6000")}) {
+    const Finished made = Report({"r", "--from", from, "--to", to});
+    EXPECT_EQ(made.exit_code, 3);
+    EXPECT_THAT(made.out, HasSubstr("<title>r</title>"));
+    EXPECT_THAT(made.out, HasSubstr("Nothing of the part asked for is recorded."));
+    const json recording = DataOf(made.out)["recordings"][0];
+    EXPECT_EQ(FactOf(recording, "officer"), "");
+    EXPECT_EQ(recording["facts"][0]["untold"], "unknown");
+    EXPECT_THAT(recording["policies"], IsEmpty());
+    EXPECT_EQ(recording["no_policy"], "nothing of the part asked for is recorded");
+    for (const json& finding : recording["findings"])
+      EXPECT_TRUE(finding["x"].is_null()) << finding;
+  }
+  EXPECT_EQ(FactOf(RecordingOf({"r", "--to", "150"}), "officer"), "A");
+  EXPECT_EQ(FactOf(RecordingOf({"r", "--from", "150"}), "officer"), "B");
+}
+
+TEST_F(ReportTest, WhyNothingIsKnownIsSaid) {
+  Record("r", {Hdr1(100, kTime + Officer("A") + kSirenOn), B("00 00"), Hdr1(110, "56"),
+               Hdr1(130, TextItem("07", "Car 7"))});
+  const auto untold = [](const json& recording, const std::string& name) {
+    for (const json& fact : recording["facts"])
+      if (fact["name"] == name) return fact["untold"].get<std::string>();
+    return std::string("no such fact");
+  };
+  const json behind = RecordingOf({"r", "--from", "112", "--to", "120"});
+  EXPECT_EQ(untold(behind, "officer"), "unknown behind the gap");
+  EXPECT_EQ(untold(behind, "badge"), "not recorded");
+  EXPECT_EQ(behind["no_policy"], "none told behind the last gap");
+  EXPECT_EQ(RecordingOf({"r", "--to", "100"})["no_policy"],
+            "none told up to the end of the part asked for");
+  EXPECT_EQ(RecordingOf()["no_policy"], "none told behind the last gap");
+  EXPECT_EQ(untold(RecordingOf(), "officer"), "");
+}
+
+TEST_F(ReportTest, AGapInFrontOfThePartIsSaidWhereItLeavesSomethingUnknown) {
+  Record("r", {Hdr1(100, kTime + Officer("A")), B("00 00"), Hdr1(110, "56"),
+               Hdr1(130, Officer("A")), Hdr1(150, "56")});
+  const Finished made = Report({"r", "--from", "112", "--to", "120"});
+  EXPECT_EQ(made.exit_code, 3);
+  EXPECT_THAT(made.err, HasSubstr("something that was known got lost in a gap"));
+  EXPECT_THAT(FindingsOf(DataOf(made.out)["recordings"][0]),
+              testing::Contains(testing::StartsWith(
+                  "gap: in front of the part asked for there is a gap: damage")));
+  const Finished told_again = Report({"r", "--from", "140"});
+  EXPECT_EQ(told_again.exit_code, 0);
+  EXPECT_THAT(FindingsOf(DataOf(told_again.out)["recordings"][0]),
+              Not(testing::Contains(HasSubstr("in front of"))));
+}
+
 TEST_F(ReportTest, ARangeOfTicksIsInEachRun) {
   Record("r", {Hdr1(5000, std::string(kTime) + kSirenOn), Hdr1(5010, "56"), Hdr1(10, kAnHourLater),
                Hdr1(5005, "56")});
@@ -741,6 +803,22 @@ TEST_F(ReportTest, AStoreHasTwoSourcesAndOneOfThemWillDo) {
   EXPECT_EQ(recording["events"]["x"].size(), 6U);
 }
 
+TEST_F(ReportTest, ADamagedSourceIsNotCalledSound) {
+  MakeRingOfBookmarks(4);
+  Damage(1, 1);
+  const Finished made = Report({"s"});
+  EXPECT_EQ(made.exit_code, 0) << "the other file has it";
+  const json recording = DataOf(made.out)["recordings"][0];
+  EXPECT_EQ(recording["sources"][0]["damage"], "1 cluster bad");
+  EXPECT_EQ(recording["sources"][1]["damage"], "");
+  EXPECT_THAT(FindingsOf(recording), testing::Contains("note: s_1.mtd: 1 cluster bad"));
+  Record("r", {Hdr1(100, kTime), B("00 00"), Hdr1(110, "56")});
+  EXPECT_EQ(RecordingOf({"r"})["sources"][0]["damage"], "1 damaged place");
+  EXPECT_EQ(RecordingOf({"r", "--from", "110"})["sources"][0]["damage"], "1 damaged place");
+  Record("r", {Hdr1(100, kTime), Hdr1(110, "56")});
+  EXPECT_EQ(RecordingOf({"r"})["sources"][0]["damage"], "");
+}
+
 TEST_F(ReportTest, ALostClusterIsAGapOfKnownLength) {
   MakeRingOfBookmarks(4);
   Damage(1, 1);
@@ -809,6 +887,30 @@ TEST_F(ReportTest, TheRecordingItselfIsNoPlaceForThePage) {
   Record("r", {Hdr1(100, kTime)});
   EXPECT_EQ(Report({"r", "-o", "r", "--force"}).exit_code, 1);
   EXPECT_EQ(ReadFile(Path("r")).substr(0, 3), "f]S");
+}
+
+TEST_F(ReportTest, AFileOfTheStoreIsNoneHoweverItIsSpeltAndIfItIsMissing) {
+  Record("r", {Hdr1(100, kTime)});
+  std::filesystem::create_directory(Path("d"));
+  std::filesystem::create_directory_symlink(Path("d"), Path("link"));
+  WriteFile(Path("d/s_1.mtd"), "");
+  const std::string missing = Path("d/s_2.mtd");
+  for (const std::string& out :
+       {std::string("d/s_2.mtd"), std::string("./d/s_2.mtd"), missing, std::string("link/s_2.mtd"),
+        std::string("d/../d/s_2.mtd"), std::string("./r")}) {
+    const Finished made = Report({"d/s", "r", "-o", out, "--force"});
+    EXPECT_EQ(made.exit_code, 1) << out;
+    EXPECT_THAT(made.err, HasSubstr("belongs to the recording")) << out;
+  }
+  EXPECT_FALSE(std::filesystem::exists(missing));
+}
+
+TEST_F(ReportTest, AnOutputWithoutANameIsRefused) {
+  Record("r", {Hdr1(100, kTime)});
+  const Finished made = Report({"r", "-o", ""});
+  EXPECT_EQ(made.exit_code, 2);
+  EXPECT_THAT(made.err, HasSubstr("-o is empty"));
+  EXPECT_EQ(made.out, "");
 }
 
 // ---- The browser -----------------------------------------------------------------

@@ -359,7 +359,7 @@ TEST(SvgPlot, ARecordingThatTellsNoTimeIsSaidToBeginWithTheAxis) {
 TEST(SvgPlot, SaysInWordsWhatItShows) {
   CaseRecording recording =
       Recording("r", {{0, 40, 0}, {100, 80, 0}, {200, 3, 0}, {300, 0, kUnknown}});
-  recording.facts = {{"vehicle", {{"Car 7", {}, 5}}}, {"serial_number", {}}};
+  recording.facts = {{"vehicle", {{"Car 7", {}, 5}}, ""}, {"serial_number", {}, "not recorded"}};
   recording.totals.lost_unknown = 1;
   recording.gaps.emplace_back();
   CaseFile file = FileOf({recording});
@@ -381,7 +381,7 @@ TEST_F(SvgPlotTest, NoNameEndsAnElementOrReachesOutside) {
   CaseRecording recording = Recording(hostile, {{0, 40, 0}, {100, 70, kWrong}});
   recording.series[0].name = recording.series[0].unit = hostile;
   recording.series.push_back(recording.series[0]);
-  recording.facts = {{"vehicle", {{hostile, {}, 5}}}};
+  recording.facts = {{"vehicle", {{hostile, {}, 5}}, ""}};
   recording.zone = hostile;
   CaseFile file = FileOf({recording, recording});
   GiveTime(file);
@@ -407,7 +407,7 @@ TEST_F(SvgPlotTest, AsksForNothingFromOutside) {
 
 TEST_F(SvgPlotTest, LongTextsStayInside) {
   CaseRecording recording = Recording(std::string(3000, 'w'), {{0, 40, 0}});
-  recording.facts = {{"vehicle", {{std::string(3000, 'm'), {}, 5}}}};
+  recording.facts = {{"vehicle", {{std::string(3000, 'm'), {}, 5}}, ""}};
   recording.series[0].name = std::string(3000, 'W');
   recording.series[0].unit = std::string(3000, 'M');
   recording.series.push_back(recording.series[0]);

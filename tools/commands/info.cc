@@ -162,14 +162,8 @@ std::string GapRows(const Overview& overview) {
 }
 
 std::string HealthText(const FileHealth& file, const Overview& overview) {
-  if (!file.problem.empty()) return "cannot be read: " + file.problem;
-  std::string text;
-  if (file.bad > 0) text = Counted(file.bad, "cluster") + " bad";
-  if (file.lacking > 0)
-    text += fmt::format("{}{} older or shorter than in the other file", text.empty() ? "" : ", ",
-                        Counted(file.lacking, "cluster"));
-  if (text.empty()) text = "sound";
-  if (overview.complete) return text;
+  const std::string text = HealthWords(file);
+  if (overview.complete || !file.problem.empty()) return text;
   return fmt::format("{} in the {} of {} clusters compared; --full compares all", text,
                      overview.files_looked, overview.clusters);
 }

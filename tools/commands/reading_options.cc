@@ -101,7 +101,14 @@ void AddKinds(CLI::App& parser, ReadingOptions& options) {
 }
 
 void AddOutput(CLI::App& parser, ReadingOptions& options) {
-  parser.add_option("-o,--output", options.out, "Write to FILE, which appears when complete")
+  parser
+      .add_option_function<std::string>(
+          "-o,--output",
+          [&options](const std::string& file) {
+            if (file.empty()) RefuseUsage("-o is empty: name a FILE, or - for standard output");
+            options.out = file;
+          },
+          "Write to FILE, which appears when complete")
       ->type_name("FILE");
   parser.add_flag("--force", options.force, "Replace FILE if it exists");
 }

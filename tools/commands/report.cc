@@ -90,6 +90,7 @@ class Case {
     recordings_.push_back(GatherRecording(reading, outcome));
     CaseRecording& recording = recordings_.back();
     recording.sources = files.Digest();
+    SourceFiles::PutDamage(reading.recording, recording);
     if (!reading.recording.remark.empty())
       recording.findings.push_back({"note", EscapedText(reading.recording.remark), std::nullopt});
     for (const CaseSource& source : recording.sources)

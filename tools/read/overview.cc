@@ -366,6 +366,26 @@ Overview LookAtEnds(const Source& source) {
   return overview;
 }
 
+std::vector<FileHealth> CompareFiles(const OpenedRecording& recording) {
+  const auto* const ring = dynamic_cast<const RingSource*>(recording.source.get());
+  if (ring == nullptr) return {};
+  const Clusters clusters(ring->Span());
+  Files files(recording.files);
+  for (int i = 0; i < clusters.Count(); ++i)
+    static_cast<void>(files.LookAt(clusters.At(i), clusters.MayLag(i), nullptr));  // it counts
+  return files.health;
+}
+
+std::string HealthWords(const FileHealth& file) {
+  if (!file.problem.empty()) return "cannot be read: " + file.problem;
+  std::string text;
+  if (file.bad > 0) text = Counted(file.bad, "cluster") + " bad";
+  if (file.lacking > 0)
+    text += fmt::format("{}{} older or shorter than in the other file", text.empty() ? "" : ", ",
+                        Counted(file.lacking, "cluster"));
+  return text.empty() ? "sound" : text;
+}
+
 Overview LookOver(OpenedRecording& recording, bool all) {
   Overview overview;
   const auto* const ring = dynamic_cast<const RingSource*>(recording.source.get());

@@ -83,6 +83,9 @@ struct FileHealth {
   bool IsSound() const { return problem.empty() && bad == 0 && lacking == 0; }
 };
 
+// "1 cluster bad, 2 clusters older or shorter than in the other file"; "sound".
+std::string HealthWords(const FileHealth& file);
+
 struct Overview {
   Tally tally;               // of what was looked at
   bool complete = true;      // all of it was
@@ -103,6 +106,9 @@ struct Overview {
 Overview LookAtEnds(const records::Source& source);
 // Of a large store the ends and clusters in between at equal distances, unless `all`.
 Overview LookOver(OpenedRecording& recording, bool all);
+// Compares the two files of a store that was decoded already, cluster by cluster; of a flat
+// file there is nothing.
+std::vector<FileHealth> CompareFiles(const OpenedRecording& recording);
 
 }  // namespace vmr::tool
 

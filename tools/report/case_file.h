@@ -62,6 +62,8 @@ struct CaseSeries {
   std::string unit;    // of the values; empty: the recording does not tell it
   Line line;
   bool thinned = false;  // points were left out
+  // Of some of the values the unit was not told: it is the only one that the recording tells.
+  bool unit_assumed = false;
 };
 
 // A state out of a few over time: an input, a microphone, a camera.
@@ -161,6 +163,7 @@ struct CaseText {
 struct CaseFact {
   std::string name;  // of the kind of record
   std::vector<CaseText> values;
+  std::string untold;  // in words why there is none; empty where there are some
 };
 
 struct CaseVersion {
@@ -176,6 +179,7 @@ struct CaseSource {
   std::int64_t bytes = 0;
   std::optional<std::string> sha256;  // of what was read
   std::string problem;                // why it has no digest, or could not be read; may be empty
+  std::string damage;                 // in words what of it cannot be used; empty: none was found
 };
 
 struct CaseTotals {
@@ -194,6 +198,9 @@ struct CaseTotals {
 struct CaseRecording {
   std::string name;  // of no other recording of the case
   bool is_store = false;
+  bool is_part = false;         // no more than a range of it was asked for
+  std::int64_t bad_places = 0;  // in packets, of the whole recording
+  bool begins_unknown = false;  // what was known in front of that got lost in a gap there
   std::string zone;  // that its local times are of; empty: it tells none, and they are UTC
   std::vector<CaseSource> sources;
   std::vector<CaseFact> facts;
@@ -201,6 +208,7 @@ struct CaseRecording {
   std::vector<CasePolicy> policies;
   std::optional<std::string> policy_sha256;
   bool policies_complete = false;
+  std::string no_policy;               // in words why there are no policies; else empty
   std::vector<CaseStretch> stretches;  // ascending
   CaseTotals totals;
   std::vector<CaseGap> gaps;

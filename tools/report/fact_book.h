@@ -18,21 +18,30 @@ namespace vmr::tool {
 class FactBook {
  public:
   void Take(const records::Record& record, const Spot& spot);
-  // From x on nothing is known.
-  void LoseAll(AxisX x);
-  // Of each the different texts that are in force inside, which begins at `begin`.
-  std::vector<CaseFact> Finish(const Inside& inside, AxisX begin) const;
+  // From x on nothing is known; `why` are the words for that.
+  void LoseAll(AxisX x, const char* why);
+  // Of each the different texts that are in force in the part, or all of them without one. Of
+  // a part that is not recorded nothing is known.
+  std::vector<CaseFact> Finish(const Inside* part) const;
+  // Some of them were known and got lost in a gap in front of x.
+  bool AreLostAt(AxisX x) const;
+
+  // What LoseAll may be told.
+  static constexpr const char* kBehindGap = "unknown behind the gap";
+  static constexpr const char* kInNewRun = "unknown in this run of the unit";
 
  private:
   struct Told {
     AxisX x;
     std::string text;
     unsigned int tick;
-    bool is_known;
+    const char* lost;  // why it is unknown from here on; null: it is known
   };
 
-  static bool IsInForce(const std::vector<Told>& told, std::size_t i, const Inside& inside,
-                        AxisX begin);
+  static bool IsInForce(const std::vector<Told>& told, std::size_t i, const Inside& part);
+  // The last one up to x; null: none.
+  static const Told* LastAt(const std::vector<Told>& told, AxisX x);
+  static std::string WhyUntold(const std::vector<Told>& told, const Inside* part);
   static void Add(const Told& told, CaseFact& fact);
 
   std::map<records::KindId, std::vector<Told>> told_;

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "tools/common/console.h"
 #include "tools/read/break_words.h"
 #include "tools/read/overview.h"
 #include "tools/read/phrase.h"
@@ -31,6 +32,12 @@ using records::GapReason;
 using records::KindId;
 using records::Record;
 
+// Of the file, wherever it lies in the recording.
+bool IsDamage(GapReason reason) {
+  return reason == GapReason::kWrongCrc || reason == GapReason::kNoPackets ||
+         reason == GapReason::kCutShort;
+}
+
 // ---- Gathering -------------------------------------------------------------------
 
 class Gatherer final : public PlacedSink {
@@ -46,12 +53,26 @@ class Gatherer final : public PlacedSink {
   void Finish(const Placement& placement, CaseRecording& recording);
 
  private:
-  void LoseAll(AxisX x);
+  // A gap, or another run's beginning, behind which no settings are known.
+  struct SettingsLoss {
+    Gap gap;
+    const char* words;
+  };
+  // The last gap in front of the range.
+  struct FrontGap {
+    std::string words;
+    std::vector<AxisX> lost_from;  // of it and of those before it in its run
+  };
+
+  void LoseAll(AxisX x, const char* why);
   void TellTally();
+  bool ReachesInto(const Gap& gap) const;
+  bool IsLostInFront(const Line& line, AxisX begin) const;
+  void PutFrontGap(AxisX begin, CaseRecording& recording);
   void PutSettings(CaseRecording& recording) const;
   void PutTotals(const Inside& inside, CaseRecording& recording) const;
   void PutWay(const Inside& inside, CaseRecording& recording);
-  void PutFindings(CaseRecording& recording);
+  void PutFindings(const Inside& inside, CaseRecording& recording);
   bool HasRange() const { return range_.from || range_.to; }
 
   const Range& range_;
@@ -70,21 +91,34 @@ class Gatherer final : public PlacedSink {
   std::vector<CaseFinding> findings_;
   std::vector<AxisX> starts_;
   CaseTotals totals_;
-  std::optional<Gap> untallied_;  // whether it is in front of the range's end is open
+  std::optional<SettingsLoss> untallied_;  // whether it is in front of the range's end is open
+  const char* settings_lost_ = nullptr;    // why the tally has forgotten them
+  std::optional<FrontGap> front_gap_;
+  std::int64_t bad_places_ = 0;
   int run_ = 0;
 };
 
 // Behind it nothing is known of settings, as behind another run's beginning.
 void Gatherer::TellTally() {
-  if (untallied_) tally_.OnGap(*untallied_);
+  if (!untallied_) return;
+  tally_.OnGap(untallied_->gap);
+  settings_lost_ = untallied_->words;
   untallied_.reset();
 }
 
-void Gatherer::LoseAll(AxisX x) {
+// Its beginning lies in front of the range's end: there nothing is known.
+bool Gatherer::ReachesInto(const Gap& gap) const {
+  if (!range_.to) return true;
+  if (range_.to->tick) return gap.from_tick != kNoTick && gap.from_tick < *range_.to->tick;
+  return gap.from.quality != records::TimeQuality::kUnknown &&
+         gap.from.us + records::kTick_us <= range_.to->us;
+}
+
+void Gatherer::LoseAll(AxisX x, const char* why) {
   phrases_.Forget();
   series_.LoseAll(x);
   lanes_.LoseAll(x);
-  facts_.LoseAll(x);
+  facts_.LoseAll(x, why);
   events_.Forget();
 }
 
@@ -110,13 +144,21 @@ void Gatherer::OnRecord(const Record& record, const Spot& spot) {
 
 void Gatherer::OnGap(const Gap& gap, const GapSpot& spot) {
   way_.Take(gap, spot.lost_from);
-  LoseAll(spot.lost_from);
-  if (!untallied_) untallied_ = gap;
+  LoseAll(spot.lost_from, FactBook::kBehindGap);
+  if (!untallied_ || ReachesInto(gap))
+    untallied_ = {
+        gap, gap.reason == GapReason::kOverwritten ? nullptr : "none told behind the last gap"};
+  if (ReachesInto(gap)) TellTally();
+  if (IsDamage(gap.reason)) ++bad_places_;
   const std::string words = GapWords(gap);
   if (gap.reason != GapReason::kOverwritten) events_.Take(gap, words, spot, run_);
-  if (SideOf(range_, gap.from_tick, gap.from) == Side::kBehind ||
-      SideOf(range_, gap.to_tick, gap.to) == Side::kBefore)
+  if (SideOf(range_, gap.from_tick, gap.from) == Side::kBehind) return;
+  if (SideOf(range_, gap.to_tick, gap.to) == Side::kBefore) {
+    if (!front_gap_) front_gap_.emplace();
+    front_gap_->words = words;
+    front_gap_->lost_from.push_back(spot.lost_from);
     return;
+  }
   gaps_.push_back(
       {gap.reason, words, spot.from, spot.to, gap.from_tick, gap.to_tick, gap.clusters, gap.bytes});
   const char* const severity = gap.reason == GapReason::kOverwritten ? "note"
@@ -138,8 +180,9 @@ void Gatherer::OnClockStep(const records::ClockStep& step, AxisX x) {
 void Gatherer::OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) {
   run_ = run;
   way_.TakeNewRun(run, tick, lost_from);
-  LoseAll(lost_from);
-  if (!untallied_) untallied_ = Gap(GapReason::kMarked);
+  LoseAll(lost_from, FactBook::kInNewRun);
+  front_gap_.reset();
+  untallied_ = {Gap(GapReason::kMarked), "none told since ticks began anew"};
   const std::string words = NewRunWords(tick);
   events_.TakeNewRun(words, tick, x, run);
   new_runs_.push_back({x, run, tick});
@@ -149,6 +192,10 @@ void Gatherer::OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) {
 
 // Of settings that a later configuration does not tell nothing is known.
 void Gatherer::PutSettings(CaseRecording& recording) const {
+  if (recording.is_part && recording.stretches.empty()) {
+    recording.no_policy = "nothing of the part asked for is recorded";
+    return;
+  }
   const auto component_word = records::KindOf(KindId::kVersion).fields[0].word;
   for (const auto& [component, text] : tally_.versions) {
     const char* const word = component_word(component);
@@ -161,6 +208,10 @@ void Gatherer::PutSettings(CaseRecording& recording) const {
         {number, KeyWords(StateTable::Key{KindId::kPolicy, {number}}),
          words == policy_words_.end() ? fmt::format("{}", value) : words->second});
   }
+  if (recording.policies.empty())
+    recording.no_policy = settings_lost_ != nullptr ? settings_lost_
+                          : recording.is_part ? "none told up to the end of the part asked for"
+                                              : "none told";
   recording.policies_complete = tally_.saw_settings && !tally_.policies.empty();
   if (recording.policies_complete) recording.policy_sha256 = PolicyDigest(tally_.policies);
 }
@@ -195,7 +246,34 @@ void Gatherer::PutWay(const Inside& inside, CaseRecording& recording) {
   if (HasRange()) inside.Clip(recording.way, way_.ends);
 }
 
-void Gatherer::PutFindings(CaseRecording& recording) {
+bool Gatherer::IsLostInFront(const Line& line, AxisX begin) const {
+  const LinePoint* in_force = nullptr;
+  for (const LinePoint& point : line)
+    if (point.Holds() && point.x <= begin) in_force = &point;
+  const std::vector<AxisX>& lost_from = front_gap_->lost_from;
+  return in_force != nullptr && !in_force->IsKnown() &&
+         std::find(lost_from.begin(), lost_from.end(), in_force->x) != lost_from.end();
+}
+
+// Of a part that begins at `begin`; lanes are still whole.
+void Gatherer::PutFrontGap(AxisX begin, CaseRecording& recording) {
+  if (!front_gap_) return;
+  const std::vector<Line> lines = series_.Lines();
+  recording.begins_unknown =
+      std::any_of(lines.begin(), lines.end(),
+                  [&](const Line& line) { return IsLostInFront(line, begin); }) ||
+      std::any_of(recording.lanes.begin(), recording.lanes.end(),
+                  [&](const CaseLane& lane) { return IsLostInFront(lane.line, begin); }) ||
+      facts_.AreLostAt(begin);
+  if (!recording.begins_unknown) return;
+  findings_.push_back({"gap",
+                       fmt::format("in front of the part asked for there is a {}; what was known "
+                                   "before it is unknown until it is told again",
+                                   front_gap_->words),
+                       std::nullopt});
+}
+
+void Gatherer::PutFindings(const Inside& inside, CaseRecording& recording) {
   for (const CaseNewRun& run : recording.new_runs)
     findings_.push_back({"clock", NewRunWords(run.tick), run.x});
   const auto unverified = std::find_if(
@@ -212,6 +290,14 @@ void Gatherer::PutFindings(CaseRecording& recording) {
     findings_.push_back({"note", "nothing tells the time of day", std::nullopt});
   if (recording.zone.empty())
     findings_.push_back({"note", "no time zone is recorded; times are UTC", std::nullopt});
+  // A place outside of the part is none of the page.
+  for (CaseFinding& finding : findings_) {
+    if (!recording.is_part || !finding.x || inside.Has(*finding.x)) continue;
+    const auto gap = std::find_if(recording.gaps.begin(), recording.gaps.end(),
+                                  [&finding](const CaseGap& one) { return one.from == finding.x; });
+    const bool ends_inside = gap != recording.gaps.end() && gap->to && inside.Has(*gap->to);
+    finding.x = ends_inside ? gap->to : std::nullopt;
+  }
   // In the order of the axis; what has no place comes last.
   std::stable_sort(findings_.begin(), findings_.end(),
                    [](const CaseFinding& a, const CaseFinding& b) {
@@ -219,11 +305,6 @@ void Gatherer::PutFindings(CaseRecording& recording) {
                      return a.x.value_or(kLast) < b.x.value_or(kLast);
                    });
   recording.findings = std::move(findings_);
-}
-
-bool TellsSomething(const Line& line) {
-  return std::any_of(line.begin(), line.end(),
-                     [](const LinePoint& point) { return point.IsKnown(); });
 }
 
 // Texts and kinds that no event has are left out.
@@ -249,18 +330,20 @@ void Gatherer::Finish(const Placement& placement, CaseRecording& recording) {
   if (!range_.to) TellTally();
   const std::vector<CaseStretch> stretches = placement.Stretches();
   const Inside inside(stretches, range_);
+  recording.is_part = HasRange();
+  recording.bad_places = bad_places_;
   recording.stretches = inside.Stretches();
-  const AxisX begin = recording.stretches.empty() ? 0 : recording.stretches.front().first;
-  recording.series = series_.Finish(findings_);
   recording.lanes = lanes_.Finish(stretches.empty() ? 0 : stretches.front().first);
   recording.events = events_.Finish();
-  recording.facts = facts_.Finish(inside, begin);
+  recording.facts = facts_.Finish(HasRange() ? &inside : nullptr);
+  if (HasRange() && !recording.stretches.empty())
+    PutFrontGap(recording.stretches.front().first, recording);
+  recording.series = series_.Finish(HasRange() ? &inside : nullptr, findings_);
   recording.gaps = std::move(gaps_);
   recording.steps = std::move(steps_);
   recording.new_runs = std::move(new_runs_);
   PutWay(inside, recording);
   if (HasRange()) {
-    for (CaseSeries& series : recording.series) inside.Clip(series.line);
     for (CaseLane& lane : recording.lanes) inside.Clip(lane.line);
     inside.Clip(recording.events);
     recording.new_runs.erase(
@@ -268,14 +351,10 @@ void Gatherer::Finish(const Placement& placement, CaseRecording& recording) {
                        [&inside](const CaseNewRun& run) { return !inside.Has(run.x); }),
         recording.new_runs.end());
   }
-  recording.series.erase(
-      std::remove_if(recording.series.begin(), recording.series.end(),
-                     [](const CaseSeries& series) { return !TellsSomething(series.line); }),
-      recording.series.end());
   DropUnused(recording.events);
   PutSettings(recording);
   PutTotals(inside, recording);
-  PutFindings(recording);
+  PutFindings(inside, recording);
 }
 
 void Thin(CaseRecording& recording) {
@@ -295,6 +374,11 @@ CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
   outcome = ReadThroughRange(reading, placement);
   placement.Finish();
   gatherer.Finish(placement, recording);
+  if (recording.begins_unknown) {
+    outcome.complete = false;
+    Say(fmt::format("{}: something that was known got lost in a gap, and was not told again",
+                    reading.recording.name));
+  }
   LayOut(AxisLayout(placement.Stretches()), recording);
   Thin(recording);
   return recording;

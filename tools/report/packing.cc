@@ -69,7 +69,8 @@ Json SourcesJson(const CaseRecording& recording) {
     all.push_back({{"path", source.path},
                    {"bytes", source.bytes},
                    {"sha256", OrNull(source.sha256)},
-                   {"problem", source.problem}});
+                   {"problem", source.problem},
+                   {"damage", source.damage}});
   return all;
 }
 
@@ -79,7 +80,7 @@ Json FactsJson(const CaseRecording& recording) {
     Json values = Json::array();
     for (const CaseText& text : fact.values)
       values.push_back({{"text", text.text}, {"x", OrNull(text.x)}, {"tick", TickJson(text.tick)}});
-    all.push_back({{"name", fact.name}, {"values", values}});
+    all.push_back({{"name", fact.name}, {"values", values}, {"untold", fact.untold}});
   }
   return all;
 }
@@ -93,6 +94,7 @@ void AddSettings(const CaseRecording& recording, Json& all) {
     policies.push_back({{"name", policy.name}, {"number", policy.number}, {"value", policy.value}});
   all["policy_sha256"] = OrNull(recording.policy_sha256);
   all["policies_complete"] = recording.policies_complete;
+  all["no_policy"] = recording.no_policy;
 }
 
 Json StretchesJson(const CaseRecording& recording) {

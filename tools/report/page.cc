@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 #include "tools/common/time_point.h"
 #include "tools/read/phrase.h"
@@ -57,7 +58,9 @@ std::optional<Span> SpanOf(const CaseRecording& recording) {
 }
 
 std::string SpanText(const CaseRecording& recording) {
-  if (recording.stretches.empty()) return "Nothing of it is recorded.";
+  if (recording.stretches.empty())
+    return recording.is_part ? "Nothing of the part asked for is recorded."
+                             : "Nothing of it is recorded.";
   const auto span = SpanOf(recording);
   if (!span) return "Nothing tells when it was recorded.";
   return fmt::format("From {} to {}.", LocalTimeText(span->from_us), LocalTimeText(span->to_us));
@@ -102,6 +105,22 @@ void AppendFindings(const CaseRecording& recording, std::string& summary) {
     summary += Paragraph(fmt::format("And {} more findings.", recording.findings.size() - count));
 }
 
+// "officer A and B"; of more than a title holds their number. Each once, whoever rode where.
+std::string OfficersText(const CaseFile& file) {
+  constexpr std::size_t kMostNamed = 3;
+  std::vector<std::string> names;
+  for (const CaseRecording& recording : file.recordings)
+    if (const CaseFact* const officer = FindFact(recording, "officer"))
+      for (const CaseText& name : officer->values)
+        if (!name.text.empty() && std::find(names.begin(), names.end(), name.text) == names.end())
+          names.push_back(name.text);
+  if (names.empty()) return {};
+  if (names.size() > kMostNamed) return fmt::format("{} officers", names.size());
+  std::string text = "officer ";
+  for (const std::string& name : names) text += (&name == &names.front() ? "" : " and ") + name;
+  return text;
+}
+
 // Appends the template up to `place`, and `with` in its stead.
 void Fill(std::string_view& left, std::string_view place, std::string_view with,
           std::string& page) {
@@ -123,12 +142,8 @@ std::string TitleOf(const CaseFile& file, const PageHeading& heading) {
     title += ", " + LocalTimeText(span->from_us).substr(0, std::string_view("2019-06-19").size());
     break;
   }
-  std::string officers;
-  for (const CaseRecording& recording : file.recordings)
-    if (const CaseFact* const officer = FindFact(recording, "officer"))
-      for (const CaseText& name : officer->values)
-        if (!name.text.empty()) officers += (officers.empty() ? "" : " and ") + name.text;
-  return officers.empty() ? title : fmt::format("{}, officer {}", title, officers);
+  const std::string officers = OfficersText(file);
+  return officers.empty() ? title : fmt::format("{}, {}", title, officers);
 }
 
 std::string SummaryOf(const CaseFile& file) {

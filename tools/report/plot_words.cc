@@ -236,16 +236,25 @@ std::string AxisTitle(const CaseFile& file, const AxisSpan& shown) {
   return fmt::format("Local time, {}, {}{}", file.zone.name, OffsetsText(file, shown), estimated);
 }
 
-std::string Caption(const CaseFile& file, const CaseRecording& recording) {
+std::string Caption(const CaseFile& file, const CaseRecording& recording,
+                    const std::vector<std::string>& families) {
   const CaseTotals& totals = recording.totals;
   std::string text = file.recordings.size() > 1 ? recording.name + ": " + IdentityText(recording)
                                                 : Capital(IdentityText(recording));
   Join(text, "; ", LengthText(totals.recorded_halves) + " recorded");
   Join(text, ", ", LostText(totals, recording.gaps.size()));
+  if (recording.begins_unknown) Join(text, ", ", "behind a gap that leaves values unknown");
   if (totals.wrong_crc > 0)
     Join(text, ", ",
          Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record") +
              " of packets whose CRC is wrong");
+  for (const CaseSeries& series : recording.series)
+    if (series.unit_assumed &&
+        std::find(families.begin(), families.end(), series.family) != families.end())
+      Join(text, "; ",
+           fmt::format("where the unit of {} is not told it is shown as {}, the only one that the "
+                       "recording tells",
+                       series.name, series.unit));
   if (file.has_time && !recording.HasTime())
     Join(text, ", ", "tells no time: begins with the axis");
   return text;

@@ -59,6 +59,12 @@ bool Inside::Has(AxisX x) const {
   return part != parts_.begin() && x <= (part - 1)->last;
 }
 
+std::vector<AxisX> Inside::Begins() const {
+  std::vector<AxisX> begins;
+  for (const Part& part : parts_) begins.push_back(part.first);
+  return begins;
+}
+
 void Inside::Clip(Line& line) const {
   Line clipped;
   auto next = line.begin();

@@ -20,6 +20,8 @@ class Inside {
   // What of the stretches is inside.
   const std::vector<CaseStretch>& Stretches() const { return stretches_; }
   bool Has(AxisX x) const;
+  // Of its parts, ascending.
+  std::vector<AxisX> Begins() const;
   // What is in force where a part begins is told anew there, with what is known of since when.
   void Clip(Line& line) const;
   void Clip(CaseEvents& events) const;

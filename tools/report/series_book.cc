@@ -137,18 +137,26 @@ void SeriesBook::LoseAll(AxisX x) {
   for (auto& [device, units] : units_) units.Lose(x);
 }
 
-std::vector<CaseSeries> SeriesBook::Finish(std::vector<CaseFinding>& findings) {
+std::vector<Line> SeriesBook::Lines() const {
+  std::vector<Line> all;
+  for (const auto& [key, line] : lines_) all.push_back(line.Points());
+  return all;
+}
+
+std::vector<CaseSeries> SeriesBook::Finish(const Inside* part, std::vector<CaseFinding>& findings) {
   std::vector<CaseSeries> all;
   for (auto& [key, line] : lines_) {
     const auto& [kind, device, field] = key;
     const DrawnField& drawn = DrawnAs(kind, field);
     Line points = line.Take();
+    if (part != nullptr) part->Clip(points);
     if (TellsNothing(points)) continue;
     if (kind == KindId::kSpeed || kind == KindId::kRadar) {
       PutByUnits(key, std::move(points), all, findings);
       continue;
     }
-    CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
+    CaseSeries series{
+        IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false};
     series.unit = records::KindOf(kind).fields[field].unit;
     series.line = std::move(points);
     all.push_back(std::move(series));
@@ -167,10 +175,11 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
   const bool any_untold = std::any_of(line.begin(), line.end(), [&](const LinePoint& point) {
     return point.IsKnown() && UnitsAt(units, point.x) == kUnitsUntold;
   });
-  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
+  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false};
   if (told.size() <= 1) {
     if (!told.empty()) series.unit = SpeedUnitsText(*told.begin());
-    if (any_untold && !series.unit.empty())
+    series.unit_assumed = any_untold && !series.unit.empty();
+    if (series.unit_assumed)
       findings.push_back(
           {"note",
            fmt::format("where the unit of {} is not told it is shown as {}, the only "

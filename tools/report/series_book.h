@@ -12,6 +12,7 @@
 #include "tools/report/case_file.h"
 #include "tools/report/line_builder.h"
 #include "tools/report/placement.h"
+#include "tools/report/range_clip.h"
 
 namespace vmr::tool {
 
@@ -20,10 +21,12 @@ class SeriesBook {
   void Take(const records::Record& record, const Spot& spot);
   // From x on nothing is known.
   void LoseAll(AxisX x);
-  // What was told at all, kind by kind. Where several units were told, a line for each. Of a
-  // value that was told while its unit was not, the unit is the only one that is told at all;
-  // `findings` gets a note of that.
-  std::vector<CaseSeries> Finish(std::vector<CaseFinding>& findings);
+  // Of each value, whatever its unit.
+  std::vector<Line> Lines() const;
+  // What was told at all, or is in force in the part, kind by kind. Where several units were
+  // told, a line for each. Of a value that was told while its unit was not, the unit is the only
+  // one that is told at all; `findings` gets a note of that.
+  std::vector<CaseSeries> Finish(const Inside* part, std::vector<CaseFinding>& findings);
 
  private:
   using Key = std::tuple<records::KindId, std::int64_t, std::size_t>;  // device, field

@@ -2,10 +2,12 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include "backends/file_io.h"
 #include "tools/common/sha256.h"
+#include "tools/read/overview.h"
 #include "tools/read/phrase.h"
 
 namespace vmr::tool {
@@ -32,7 +34,7 @@ SourceFiles::SourceFiles(const std::vector<std::string>& paths) {
 std::vector<CaseSource> SourceFiles::Digest() const {
   std::vector<CaseSource> sources;
   for (const Look& look : looks_) {
-    CaseSource source{EscapedText(look.path), look.bytes, std::nullopt, look.problem};
+    CaseSource source{EscapedText(look.path), look.bytes, std::nullopt, look.problem, {}};
     if (look.is_there) {
       const int fd = OpenFile(look.path, O_RDONLY);
       if (IsOpenDescriptor(fd)) source.sha256 = Sha256OfFile(fd);
@@ -46,6 +48,21 @@ std::vector<CaseSource> SourceFiles::Digest() const {
     sources.push_back(std::move(source));
   }
   return sources;
+}
+
+void SourceFiles::PutDamage(const OpenedRecording& opened, CaseRecording& recording) {
+  std::vector<CaseSource>& sources = recording.sources;
+  const std::vector<FileHealth> health = CompareFiles(opened);
+  for (std::size_t i = 0; i < health.size() && i < sources.size(); ++i) {
+    if (health[i].IsSound() || !sources[i].problem.empty()) continue;
+    sources[i].damage = HealthWords(health[i]);
+    recording.findings.push_back(
+        {"note", fmt::format("{}: {}", sources[i].path, sources[i].damage), std::nullopt});
+  }
+  if (recording.is_store || recording.bad_places == 0) return;
+  const std::string words =
+      Counted(static_cast<std::uint64_t>(recording.bad_places), "damaged place");
+  for (CaseSource& source : sources) source.damage = words;
 }
 
 }  // namespace vmr::tool

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/read/opened_recording.h"
 #include "tools/report/case_file.h"
 
 namespace vmr::tool {
@@ -17,6 +18,9 @@ class SourceFiles {
 
   // Reads each to its end.
   std::vector<CaseSource> Digest() const;
+  // Says of each what of it cannot be used, as the comparison of a store's files or the decoding
+  // of another file has found it. `recording` was decoded to its end.
+  static void PutDamage(const OpenedRecording& opened, CaseRecording& recording);
 
  private:
   struct Look {

@@ -519,7 +519,8 @@ void Painter::DrawCaptions() {
   Label(kEnd, y_ + 15, version, kSmall, palette::kMuted, "end");
   std::vector<std::string> captions;
   for (const CaseRecording& recording : file_.recordings)
-    if (captions.size() < kMostCaptions) captions.push_back(Caption(file_, recording));
+    if (captions.size() < kMostCaptions)
+      captions.push_back(Caption(file_, recording, request_.families));
   if (file_.recordings.size() > kMostCaptions)
     captions.push_back("and " + Counted(file_.recordings.size() - kMostCaptions, "recording"));
   for (const std::string& caption : captions)
@@ -541,7 +542,7 @@ std::string Painter::WholeText() const {
     for (const PlotLine& line : panel.lines) text += line.words + ' ';
   }
   for (const CaseRecording& recording : file_.recordings)
-    text += Caption(file_, recording) + ". " + BreaksText(file_, recording);
+    text += Caption(file_, recording, request_.families) + ". " + BreaksText(file_, recording);
   text.pop_back();
   return text;
 }
