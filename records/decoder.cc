@@ -562,10 +562,11 @@ void Decoder::TakeTime(Record& record) {
         anchor_->us + static_cast<std::int32_t>(record.tick - anchor_->tick) * kTick_us;
     if (std::llabs(told_us - expected_us) > kToleratedStep_us) {
       record.time = {told_us, TimeQuality::kStepped};
-      sink_.OnClockStep({record.tick, expected_us, told_us, record.place});
+      sink_.OnClockStep({record.tick, expected_us, told_us, record.place, is_anchor_lost_});
     }
   }
   anchor_ = Anchor{record.tick, told_us};
+  is_anchor_lost_ = false;
   anchor_is_sure_ = !is_labelled_ || !is_clock_estimated_;
   next_.reset();
   has_looked_ = false;
@@ -580,6 +581,7 @@ void Decoder::BeginGap(const Gap& gap) {
     gap_->from_tick = last_tick_;
     if (last_tick_ != kNoTick) gap_->from = TimeAt(last_tick_);
     anchor_is_sure_ = false;
+    is_anchor_lost_ = true;
     return;
   }
   // One after the other without a tick between them are one; what most is lost by names it.

@@ -139,6 +139,7 @@ class Decoder {
 
   std::optional<Anchor> anchor_;  // the last time told
   bool anchor_is_sure_ = false;   // nothing is missing behind it
+  bool is_anchor_lost_ = false;   // something is
   std::optional<Anchor> next_;    // the next one, looked ahead for
   bool has_looked_ = false;       // next_ stands for all up to it, or to the run's end
 

@@ -119,6 +119,8 @@ struct ClockStep {
   std::int64_t expected_us;  // from the time told before
   std::int64_t told_us;
   Place place;
+  // Something was lost since the time told before: what the clock showed there nobody knows.
+  bool over_gap = false;
   std::int64_t Microseconds() const { return told_us - expected_us; }
 };
 

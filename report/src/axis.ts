@@ -1,6 +1,6 @@
 // The axis of a recording: where it was recorded, and what its unit's clock showed there.
 
-import type { RecordingHeader, Stretch } from "./data";
+import type { Header, RecordingHeader, Stretch } from "./data";
 
 // A piece of the axis recorded without interruption; `to` is its last half second.
 export interface Segment {
@@ -73,4 +73,16 @@ export class RecordingAxis {
     const stretch = this.stretchAt(x);
     return stretch ? stretch.tick + (x - stretch.x) : null;
   }
+}
+
+// Something is recorded at x, and all of it by a clock that did not show the time of the axis.
+export function isDisplaced(header: Pick<Header, "has_time" | "recordings">, x: number): boolean {
+  let displaced = false;
+  for (const { stretches } of header.recordings)
+    for (const stretch of stretches) {
+      if (x < stretch.x || x > stretch.to) continue;
+      if (!stretch.displaced) return false;
+      displaced = header.has_time;
+    }
+  return displaced;
 }

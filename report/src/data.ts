@@ -14,6 +14,7 @@ export interface Stretch {
   quality: "exact" | "estimated" | "unknown";
   run: number;
   tick: number;
+  displaced?: boolean; // not where its clock says, or that says nothing
 }
 
 export interface Gap {

@@ -2,7 +2,7 @@
 
 import type { Clock } from "./clock";
 import type { Header } from "./data";
-import type { RecordingAxis } from "./axis";
+import { isDisplaced, type RecordingAxis } from "./axis";
 import type { Recording } from "./model";
 import { ticksAhead } from "./moments";
 import { colours, hatch } from "./theme";
@@ -48,7 +48,7 @@ function tickMarks(from: number, to: number, most: number, ahead: number): Mark[
   return marks;
 }
 
-// Places and labels on the axis, at round times of the chosen zone.
+// Places and labels on the axis, at round times of the chosen zone; none at times that no clock showed.
 export function timeMarks(header: Header, clock: Clock, view: Pick<View, "from" | "to">, plot: number): Mark[] {
   const most = Math.max(2, Math.floor(plot / 76));
   if (!header.has_time) return tickMarks(view.from, view.to, most, ticksAhead(header) ?? 0);
@@ -62,7 +62,8 @@ export function timeMarks(header: Header, clock: Clock, view: Pick<View, "from" 
     const us = at * 1e6;
     const midnight = clock.time(us) === "00:00:00";
     const label = midnight || step >= 86400 ? clock.date(us).slice(5) : step < 60 ? clock.time(us) : clock.minute(us);
-    marks.push({ x: (at - base) * 2, label });
+    const x = (at - base) * 2;
+    if (!isDisplaced(header, x)) marks.push({ x, label });
   }
   return marks;
 }

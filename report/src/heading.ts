@@ -30,7 +30,9 @@ function factValue(recording: RecordingHeader, name: string): HTMLElement {
 
 // First and last time that the unit's clock told.
 function span(recording: RecordingHeader, clock: Clock, short: boolean, part: boolean): HTMLElement {
-  const told = recording.stretches.filter((s) => s.us !== null && s.quality !== "unknown");
+  const timed = recording.stretches.filter((s) => s.us !== null && s.quality !== "unknown");
+  const right = timed.filter((s) => !s.displaced);
+  const told = right.length ? right : timed;
   const value = make("dd", { class: "span" });
   const first = told[0];
   const last = told[told.length - 1];
@@ -61,6 +63,8 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean, part: bo
   const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
   const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
   if (halves > 0) value.append(`, and ${durationText(halves)} without a time`);
+  const wrong = timed.filter((s) => !told.includes(s)).reduce((sum, s) => sum + s.to - s.x + 1, 0);
+  if (wrong > 0) value.append(`, and ${durationText(wrong)} by a clock that was wrong or not set`);
   return value;
 }
 

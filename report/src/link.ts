@@ -1,6 +1,7 @@
 // The moment in the address of the page: "#t=2019-06-19T21:51:30.0Z", or "#t=x123" (half seconds)
-// where no time was recorded; "&video=" is the moment at which the reader's video begins.
+// where no clock told that time; "&video=" is the moment at which the reader's video begins.
 
+import { isDisplaced } from "./axis";
 import type { Header } from "./data";
 
 export interface Linked {
@@ -9,7 +10,7 @@ export interface Linked {
 }
 
 export function linkFor(header: Header, x: number, video: number | null): string {
-  const t = header.has_time
+  const t = header.has_time && !isDisplaced(header, x)
     ? new Date((header.axis_us + x * 500000) / 1000).toISOString().replace(/(\.\d)\d\dZ$/, "$1Z")
     : `x${x}`;
   return `#t=${t}${video === null ? "" : `&video=${(video / 2).toFixed(2)}`}`;

@@ -214,7 +214,7 @@ class Page {
       if (several) part.append(recorded(name), " ");
       part.append(make("strong", {}, text));
       const apart = this.moments.apart(axis, x);
-      if (apart) part.append(make("span", { class: "tick" }, ` by the unit's clock, ${apart} on the axis`));
+      if (apart) part.append(make("span", { class: "tick" }, `, ${apart}`));
       const tick = axis.tickAt(x);
       if (tick !== null && !text.includes("tick")) part.append(make("span", { class: "tick" }, ` tick ${tick}`));
       parts.push(part);

@@ -1,6 +1,6 @@
 // Moments of the axis in words.
 
-import type { RecordingAxis } from "./axis";
+import { isDisplaced, RecordingAxis } from "./axis";
 import type { Clock } from "./clock";
 import type { Header } from "./data";
 
@@ -23,11 +23,18 @@ export class Moments {
     return this.header.axis_us + x * 500000;
   }
 
-  // Where the page's axis is, which is the unit's clock unless that jumped.
+  // The time on the axis, or what a unit's clock showed there instead.
   axisText(x: number): string {
-    if (this.header.has_time) return this.clock.full(this.axisUs(x));
-    const ahead = ticksAhead(this.header);
-    return ahead === null ? `half second ${x}` : `tick ${x + ahead}`;
+    if (!this.header.has_time) {
+      const ahead = ticksAhead(this.header);
+      return ahead === null ? `half second ${x}` : `tick ${x + ahead}`;
+    }
+    if (!isDisplaced(this.header, x)) return this.clock.full(this.axisUs(x));
+    for (const recording of this.header.recordings) {
+      const shown = this.clockText(new RecordingAxis(recording), x);
+      if (shown) return `${shown} by a clock that was wrong or not set`;
+    }
+    return "time unknown";
   }
 
   // What the unit's clock showed, and null where it showed nothing.
@@ -36,11 +43,10 @@ export class Moments {
     return shown ? `${shown.estimated ? "about " : ""}${this.clock.full(shown.us)}` : null;
   }
 
-  // The time on the axis, where the unit's clock showed another: after the clock jumped.
+  // Why the recording's clock showed another time than the axis has.
   apart(axis: RecordingAxis, x: number): string | null {
-    const shown = axis.clockAt(x);
-    if (!shown || !this.header.has_time) return null;
-    return Math.abs(shown.us - this.axisUs(x)) < 1e6 ? null : this.clock.full(this.axisUs(x));
+    const displaced = this.header.has_time && axis.stretchAt(x)?.displaced && axis.clockAt(x);
+    return displaced ? "by a clock that was wrong or not set" : null;
   }
 
   // For a recording at a moment: its clock, else its tick, else that there is nothing.

@@ -352,7 +352,7 @@ function file(title, recordings, extra = {}) {
   };
 }
 
-const exact = (x, to, us, extra = {}) => ({ x, to, us, quality: "exact", run: 0, tick: x, ...extra });
+const exact = (x, to, us, extra = {}) => ({ x, to, us, quality: "exact", run: 0, tick: x, displaced: false, ...extra });
 
 function city(longitude = -93.6319) {
   const columns = new Columns();
@@ -380,18 +380,18 @@ function damage() {
   m.event(3001, "gap", "gap: 3 clusters lost; 7 min 30 s not recorded");
   drive(m, 3900, 5200, place, { busy: 2 });
   m.findings.push({ severity: "clock", words: "time estimated for 10 min 50 s: the unit told none after the gap", x: 3900 });
-  const jump = 3 * 3600e6;
-  m.stretches.push(exact(5201, 6800, kStart + 5201 * 5e5 + jump));
-  m.steps.push({ x: 5201, tick: 5201, expected_us: kStart + 5201 * 5e5, told_us: kStart + 5201 * 5e5 + jump, words: "clock set forward by 3 h" });
-  m.event(5201, "clock_step", "clock set forward by 3 h");
-  m.findings.push({ severity: "clock", words: "clock set forward by 3 h", x: 5201 });
+  const jump = -3 * 3600e6;
+  m.stretches.push(exact(5201, 6800, kStart + 5201 * 5e5 + jump, { displaced: true }));
+  m.steps.push({ x: 5201, tick: 5201, expected_us: kStart + 5201 * 5e5, told_us: kStart + 5201 * 5e5 + jump, words: "clock set back by 3 h" });
+  m.event(5201, "clock_step", "clock set back by 3 h");
+  m.findings.push({ severity: "clock", words: "clock set back by 3 h", x: 5201 });
   drive(m, 5202, 6800, place, { busy: 2, fullState: false });
   m.unknownFrom(6801);
   m.run = 1;
   m.newRuns.push({ x: 6801, run: 1, tick: 1 });
   m.tick0 = -6800;
   m.event(6801, "run", "new run of the tick counter");
-  m.stretches.push({ x: 6801, to: 8200, us: null, quality: "unknown", run: 1, tick: 1 });
+  m.stretches.push({ x: 6801, to: 8200, us: null, quality: "unknown", run: 1, tick: 1, displaced: true });
   m.findings.push({ severity: "note", words: "after the restart the unit told no time: placed right behind what came before", x: 6801 });
   drive(m, 6801, 8200, place, { busy: 3 });
   m.gaps.push({ reason: "tick_jump", words: "a gap whose length nobody knows", from: 8200, to: null, from_tick: 1400, to_tick: null, clusters: 0, bytes: 900 });
@@ -549,6 +549,25 @@ function two() {
   return { header: file("Cars 7 and 8, 2026-06-19", [one, other]), columns };
 }
 
+// Two drives of one store, two hours apart: its ticks go on from one to the other.
+function parked() {
+  const columns = new Columns();
+  const m = new Maker(columns, "car5", 31);
+  fitOut(m);
+  const place = new Place(42.0308, -93.6319, m.random, 0.03);
+  const again = 14400;
+  m.stretches.push(exact(0, 1199, kStart), exact(again, again + 1500, kStart + again * 5e5, { tick: 1200 }));
+  drive(m, 0, 1199, place, { busy: 4 });
+  m.unknownFrom(1200);
+  const words = "the unit was off, or its clock was set, 1 h 50 min forward at tick 1200";
+  m.steps.push({ x: again, tick: 1200, expected_us: kStart + 1200 * 5e5, told_us: kStart + again * 5e5, words });
+  m.findings.push({ severity: "clock", words, x: again });
+  m.tick0 = 1200 - again;
+  m.event(again, "clock_step", words);
+  drive(m, again, again + 1500, place, { busy: 4 });
+  return { header: file("Car 5, two drives", [m.finish({ facts: identity("M. Okafor", "Car 5", "VMR-000131") })]), columns };
+}
+
 // Somebody asked for times of another place than the unit's.
 function elsewhere() {
   const made = city();
@@ -572,6 +591,7 @@ export const kMade = {
   shift: () => long(10, "car7", "Car 7, ten hours"),
   week: () => long(168, "car7", "Car 7, a week"),
   two,
+  parked,
 };
 
 export function writePages(folder, names = Object.keys(kMade)) {

@@ -183,6 +183,7 @@ describe("values under the cursor", () => {
 
   test("two vehicles, and a shift with every value", async () => {
     await compareMoments("two", 50);
+    await compareMoments("parked", 50);
     await compareMoments("shift", 30);
   });
 
@@ -199,13 +200,19 @@ describe("values under the cursor", () => {
     });
   });
 
-  test("after the clock jumped, both its time and the axis are told", async () => {
+  test("what the unit's clock showed is told where it was wrong, and no other time", async () => {
     await withPage("damage", {}, async (page) => {
       await goTo(page, 5300);
       const [{ now }] = await readout(page);
-      assert.match(now, /20:18:15 -05:00 by the unit's clock, .*17:18:15 -05:00 on the axis/);
+      assert.match(now, /14:18:15 -05:00, by a clock that was wrong or not set tick 5300/);
+      assert.doesNotMatch(now, /17:18:15/);
+      const valueText = () => page.getAttribute(".surface", "aria-valuetext");
+      assert.match(await valueText(), /14:18:15 -05:00 by a clock that was wrong or not set/);
+      await page.waitForFunction(() => location.hash.startsWith("#t=x5300"));
+      assert.match(await page.textContent(".span"), /and 13 min 20 s by a clock that was wrong or not set/);
       await goTo(page, 7000);
       assert.match((await readout(page))[0].now, /time unknown, tick 200/);
+      assert.equal(await valueText(), "time unknown");
       await goTo(page, 4000);
       assert.match((await readout(page))[0].now, /about 2026-06-19 17:07:25/);
     });
@@ -408,6 +415,18 @@ describe("moving about", () => {
       await page.focus(".surface");
       await page.keyboard.press("ArrowRight");
       await page.waitForFunction(() => location.hash === "#t=2026-06-19T21:44:05.5Z");
+    });
+  });
+
+  test("a link leads to its true time in each of two drives, and to nothing between them", async () => {
+    const moments = { "21:39:05.0": [600, "16:39:05 -05:00 tick 600"], "23:39:05.0": [15000, "18:39:05 -05:00 tick 1800"], "22:39:05.0": [7800, "not recorded"] };
+    for (const [time, [x, text]] of Object.entries(moments))
+      await withPage("parked", { hash: `#t=2026-06-19T${time}Z` }, async (page) => {
+        assert.equal(await cursor(page), x);
+        assert.ok((await page.textContent(".now")).endsWith(text), await page.textContent(".now"));
+      });
+    await withPage("parked", {}, async (page) => {
+      assert.match(await page.textContent(".span"), /16:34:05 to 18:46:35 -05:00/);
     });
   });
 

@@ -68,6 +68,40 @@ TEST_F(PlotTest, ADriveIsAPictureOfAllThatItTells) {
                               Not(HasSubstr("Radar"))));
 }
 
+TEST_F(PlotTest, EachOfTwoDrivesIsFoundAtItsOwnTime) {
+  // 50 seconds, and an hour later, as ticks go on, 30 more.
+  Record("r", {Hdr1(100, std::string(kTime) + kMph + "71 20"), Hdr1(160, "71 40"),
+               Hdr1(200, "03 12 FF 53 65 71 10"), Hdr1(260, "71 30")});
+  EXPECT_THAT(
+      Plot().out,
+      AllOf(
+          HasSubstr(">2023-11-14 22:13:20+00:00 to 2023-11-14 23:13:52+00:00 (1 h 32 s)</text>"),
+          HasSubstr("64 mph, the greatest first at 2023-11-14 22:13:50+00:00"),
+          HasSubstr("1 min 20 s recorded, no gap"), HasSubstr(">not recorded, 59 min 12"),
+          HasSubstr("The unit was off, or its clock was set, 59 min 12 s forward at tick 200: it "
+                    "showed 2023-11-14 22:14:10+00:00 and now 2023-11-14 23:13:22+00:00.</desc>")));
+  EXPECT_THAT(Plot({"--from", "2023-11-14T22:13:20", "--to", "2023-11-14T22:13:40"}).out,
+              AllOf(HasSubstr(">2023-11-14 22:13:20+00:00 to 2023-11-14 22:13:40+00:00 (20 s)<"),
+                    HasSubstr(">22:13:30</text>"), Not(HasSubstr(">23:13"))));
+  EXPECT_THAT(Plot({"--from", "2023-11-14T23:13:30", "--to", "2023-11-14T23:13:40"}).out,
+              AllOf(HasSubstr(">2023-11-14 23:13:30+00:00 to 2023-11-14 23:13:40+00:00 (10 s)<"),
+                    HasSubstr(">23:13:34</text>"), Not(HasSubstr(">22:13"))));
+}
+
+TEST_F(PlotTest, ATimeThatNoClockShowedIsNoLabel) {
+  // Right for 151 seconds, an hour ahead for nine, and right again.
+  Record("r", {Hdr1(100, std::string(kTime) + kMph + "71 20"), Hdr1(402, "03 12 FF 53 65 71 40"),
+               Hdr1(420, "03 A0 F1 53 65 "), Hdr1(800, "71 10")});
+  const std::string all = Plot().out;
+  EXPECT_THAT(all, AllOf(HasSubstr(">2023-11-14 22:13:20+00:00 to 2023-11-14 22:19:10+00:00 "
+                                   "(5 min 50 s), 9 s of it by a clock that was wrong or not set<"),
+                         HasSubstr("64 mph, the greatest first at 2023-11-14 23:13:22+00:00"),
+                         HasSubstr(">22:15</text>"), HasSubstr(">22:17</text>")));
+  const std::string part = Plot({"--from", "390", "--to", "430"}).out;
+  EXPECT_THAT(part, AllOf(HasSubstr(">22:15:50</text>"), HasSubstr(">22:16:00</text>"),
+                          Not(HasSubstr(">22:15:55</text>"))));
+}
+
 TEST_F(PlotTest, AUnitThatIsNotToldIsSaidToBeAssumed) {
   Record("r", {Hdr1(100, std::string(kTime) + "71 20 E1 F6"), Hdr1(110, kMph), Hdr1(150, "71 40")});
   const std::string words = "where the unit of GPS speed is not told it is shown as mph";

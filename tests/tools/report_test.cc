@@ -115,6 +115,7 @@ std::vector<std::string> StretchesOf(const json& recording) {
     const double seconds = static_cast<double>(stretch["us"].get<std::int64_t>() - kTime_us) / 1e6;
     std::ostringstream text;
     text << " at " << seconds << " " << stretch["quality"].get<std::string>();
+    if (stretch["displaced"]) text << " displaced";
     lines.back() += text.str();
   }
   return lines;
@@ -482,29 +483,51 @@ TEST_F(ReportTest, RecordingsOfOneNameAreToldApartByTheirPaths) {
   EXPECT_EQ(CaseOf({"one/r"})["recordings"][0]["name"], "r");
 }
 
-TEST_F(ReportTest, AClockThatIsSetMovesNothingOnTheAxis) {
+TEST_F(ReportTest, WhereTicksGoOnAndTheClockIsAheadTheUnitWasOff) {
   Record("r",
          {Hdr1(100, std::string(kTime) + kSirenOn), Hdr1(104, kAnHourLater), Hdr1(110, kSirenOff)});
   const json recording = RecordingOf();
   EXPECT_THAT(StretchesOf(recording),
-              ElementsAre("0..3 tick 100 at 0 exact", "4..10 tick 104 at 3602 exact"));
-  EXPECT_EQ(LaneOf(recording, "input/siren"), "0=2 10=1");
+              ElementsAre("0..3 tick 100 at 0 exact", "7204..7210 tick 104 at 3602 exact"));
+  EXPECT_EQ(LaneOf(recording, "input/siren"), "0=2 4=0? 7204=2 7210=1");
   ASSERT_THAT(recording["steps"], SizeIs(1));
-  EXPECT_EQ(recording["steps"][0]["x"], 4);
+  EXPECT_EQ(recording["steps"][0]["x"], 7204);
   EXPECT_EQ(recording["steps"][0]["expected_us"], kTime_us + 2000000);
   EXPECT_EQ(recording["steps"][0]["told_us"], kTime_us + 3602000000);
   EXPECT_THAT(recording["steps"][0]["words"].get<std::string>(),
-              HasSubstr("the unit's clock was set forward by 1 h"));
+              HasSubstr("the unit was off, or its clock was set, 1 h forward"));
   EXPECT_EQ(recording["totals"]["recorded_halves"], 10);
 }
 
-TEST_F(ReportTest, TheLongestStretchOfARunSaysWhereItLies) {
+TEST_F(ReportTest, AClockThatWasWrongForAWhileMovesNothingElse) {
+  // Right up to tick 199; an hour ahead for ten seconds.
+  Record("r", {Hdr1(100, std::string(kTime) + kSirenOn), Hdr1(200, kAnHourLater),
+               Hdr1(220, std::string("03 3C F1 53 65 ") + kSirenOff), Hdr1(400, "56")});
+  const json recording = RecordingOf();
+  EXPECT_THAT(StretchesOf(recording),
+              ElementsAre("0..99 tick 100 at 0 exact", "100..119 tick 200 at 3602 exact displaced",
+                          "120..300 tick 220 at 60 exact"));
+  EXPECT_EQ(LaneOf(recording, "input/siren"), "0=2 120=1");
+}
+
+TEST_F(ReportTest, OneMomentOfTwoStoresIsOnePlaceOnTheirAxis) {
+  // One has two drives, the other only the second.
+  Record("both", {Hdr1(100, kTime), Hdr1(104, kAnHourLater), Hdr1(700, "56")});
+  Record("one", {Hdr1(60, kAnHourLater), Hdr1(80, "56")});
+  const json data = CaseOf({"both", "one"});
+  EXPECT_EQ(data["axis_us"], kTime_us);
+  EXPECT_THAT(StretchesOf(data["recordings"][0]),
+              ElementsAre("0..3 tick 100 at 0 exact", "7204..7800 tick 104 at 3602 exact"));
+  EXPECT_THAT(StretchesOf(data["recordings"][1]), ElementsAre("7204..7224 tick 60 at 3602 exact"));
+}
+
+TEST_F(ReportTest, TheLongestOfStretchesThatContradictEachOtherSaysWhereTheyLie) {
   // Ten seconds by a clock that is then set back by an hour and two seconds, and goes on.
   Record("r", {Hdr1(100, kAnHourLater), Hdr1(120, kTime), Hdr1(400, kSirenOn)});
   const json data = CaseOf({"r"});
   EXPECT_EQ(data["axis_us"], kTime_us - 10 * 1000000);
   EXPECT_THAT(StretchesOf(data["recordings"][0]),
-              ElementsAre("0..19 tick 100 at 3602 exact", "20..300 tick 120 at 0 exact"));
+              ElementsAre("0..19 tick 100 at 3602 exact displaced", "20..300 tick 120 at 0 exact"));
 }
 
 TEST_F(ReportTest, ARunLiesWhereItsClockSaysAndKnowsNothingOfTheOneBefore) {
@@ -526,7 +549,7 @@ TEST_F(ReportTest, ARunThatSeemsToBeginTooEarlyIsRightBehindTheOneBefore) {
   Record("r", {Hdr1(5000, kAnHourLater), Hdr1(5010, "56"), Hdr1(10, kTime), Hdr1(20, kSirenOff)});
   const json recording = RecordingOf();
   EXPECT_THAT(StretchesOf(recording),
-              ElementsAre("0..10 tick 5000 at 3602 exact", "12..22 tick 10 at 0 exact"));
+              ElementsAre("0..10 tick 5000 at 3602 exact", "12..22 tick 10 at 0 exact displaced"));
 }
 
 TEST_F(ReportTest, ARunWithoutATimeIsBesideOneThatHasOne) {

@@ -244,9 +244,20 @@ TEST_F(View, AClockThatWasSetIsALineWhereItWasSet) {
   // 1000000000, and two ticks later an hour more.
   WriteFile(Path("flat"), "f]S1" + Text(FullPacket(5, B("03 00 CA 9A 3B")) +
                                         ShortPacket(7, B("03 11 D8 9A 3B"))));
-  EXPECT_THAT(ViewOf({"flat"}),
-              HasSubstr("\n---- the unit's clock was set forward by 1 h at tick 7: it showed "
-                        "2001-09-09 01:46:41+00:00 and now 2001-09-09 02:46:41+00:00 ----\n"));
+  EXPECT_THAT(
+      ViewOf({"flat"}),
+      HasSubstr("\n---- the unit was off, or its clock was set, 1 h forward at tick 7: it showed "
+                "2001-09-09 01:46:41+00:00 and now 2001-09-09 02:46:41+00:00 ----\n"));
+}
+
+TEST_F(View, WhatTheClockShowedBehindAGapIsNoFact) {
+  Bytes damaged = ShortPacket(7, B("56"));
+  damaged.back() ^= 0xFF;
+  WriteFile(Path("flat"), "f]S1" + Text(FullPacket(5, B("03 11 D8 9A 3B")) + damaged +
+                                        ShortPacket(9, B("03 00 CA 9A 3B"))));
+  EXPECT_THAT(ViewOf({"flat"}, 3),
+              HasSubstr(" at tick 9: by what was told before the gap it would have been "
+                        "2001-09-09 02:46:43+00:00 and now 2001-09-09 01:46:40+00:00 ----\n"));
 }
 
 TEST_F(View, TicksThatBeginAnewAreALine) {

@@ -27,6 +27,7 @@ class WrittenImages : public testing::Test {
     });
     files.CopyContent(kFile1, kFile2);
     facts.state = tool::CopyState::kGood;
+    facts.used_bytes = 23;            // a header of 7, two packets of 8
     facts.content.packets = kMadeUp;  // no cluster holds so many: it tells what was taken
     for (std::size_t n = 0; n < kClusters; ++n)
       written.Add(files.ReadBlock(kFile1, n).data(), n == kOne ? &facts : nullptr);

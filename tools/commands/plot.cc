@@ -28,7 +28,7 @@ one axis of local time, or of ticks where no time is recorded.
   lines    a value holds until the next one; where it is unknown the line breaks
   crossed  hatching: not recorded
   stripes  below a panel: recorded, but the value is unknown
-  dashed   upright: the unit's clock was set; dotted: its ticks begin anew
+  dashed   upright: the unit was off, or its clock was set; dotted: ticks begin anew
   x        of a packet whose CRC is wrong: it may not be true
 Several recordings share the axis and differ in their dashes; a row for each shows
 when it was recorded. Long lines keep their least and greatest values. The picture

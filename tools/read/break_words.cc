@@ -84,9 +84,15 @@ std::string GapWords(const Gap& gap) {
 
 std::string ClockStepWords(const ClockStep& step) {
   const std::int64_t by_us = step.Microseconds();
-  return fmt::format("the unit's clock was set {} by {} at tick {}: it showed {} and now {}",
-                     by_us < 0 ? "back" : "forward", DurationText(by_us), step.tick,
-                     LocalTimeText(step.expected_us), LocalTimeText(step.told_us));
+  // Ticks go on where they were when a unit that was off starts again.
+  const std::string what =
+      by_us < 0
+          ? "the unit's clock was set back by " + DurationText(by_us)
+          : fmt::format("the unit was off, or its clock was set, {} forward", DurationText(by_us));
+  return fmt::format(
+      "{} at tick {}: {} {} and now {}", what, step.tick,
+      step.over_gap ? "by what was told before the gap it would have been" : "it showed",
+      LocalTimeText(step.expected_us), LocalTimeText(step.told_us));
 }
 
 std::string NewRunWords(unsigned int tick) {

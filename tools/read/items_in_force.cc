@@ -125,7 +125,7 @@ void ItemsInForce::Take(const Record& record) {
   Slot& slot = SlotOf(record);
   const bool is_position = record.kind->id == KindId::kPosition;
   if (is_position && record.position.quality == PositionQuality::kUnknown) {
-    slot.whole.shape = nullptr;
+    slot.whole.shape = slot.partial.shape = nullptr;
     return;
   }
   // A full state may say less exactly what was said before.

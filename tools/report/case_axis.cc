@@ -38,6 +38,52 @@ void KeepBehind(AxisX begin, CaseRecording& recording) {
   recording.gaps = gaps;
 }
 
+// Between two stretches that their ticks join; moved.
+struct Pause {
+  AxisX from, to;  // the first place of it, and the first behind it
+};
+std::vector<Pause> PausesOf(const AxisLayout& layout, const std::vector<CaseStretch>& stretches) {
+  std::vector<Pause> pauses;
+  for (std::size_t i = 1; i < stretches.size(); ++i) {
+    const CaseStretch &before = stretches[i - 1], &behind = stretches[i];
+    const Pause pause{layout.Moved(before.last) + 1, layout.Moved(behind.first)};
+    const bool joined = before.run == behind.run && before.last + 1 == behind.first;
+    if (joined && pause.from < pause.to) pauses.push_back(pause);
+  }
+  return pauses;
+}
+
+// What held when the unit went off is what its next ticks begin with, as everywhere.
+void Interrupt(const std::vector<Pause>& pauses, Line& line) {
+  if (pauses.empty() || line.empty()) return;
+  Line interrupted;
+  auto next = line.begin();
+  std::optional<LinePoint> in_force;
+  for (const Pause& pause : pauses) {
+    for (; next != line.end() && next->x < pause.to; ++next) {
+      if (next->Holds()) in_force = *next;
+      interrupted.push_back(*next);
+    }
+    if (!in_force || !in_force->IsKnown()) continue;
+    interrupted.push_back({pause.from, 0, LinePoint::kUnknown});
+    const bool is_told = next != line.end() && next->x == pause.to && next->Holds();
+    if (!is_told) interrupted.push_back({pause.to, in_force->value, in_force->flags});
+  }
+  interrupted.insert(interrupted.end(), next, line.end());
+  line = std::move(interrupted);
+}
+
+// Nobody knows the way that was taken then.
+void Interrupt(const std::vector<Pause>& pauses, std::vector<WayPoint>& way) {
+  auto next = way.begin();
+  for (const Pause& pause : pauses) {
+    next = std::find_if(next, way.end(), [&pause](const WayPoint& point) {
+      return point.x >= pause.to && (point.flags & WayPoint::kWrongCrc) == 0;
+    });
+    if (next != way.end()) next->flags |= WayPoint::kBegins;
+  }
+}
+
 void MoveBy(AxisX by, CaseRecording& recording) {
   ForEachX(recording, [by](AxisX& x) { x += by; });
 }
@@ -74,8 +120,19 @@ bool CaseRecording::HasTime() const {
   });
 }
 
-void LayOut(const RunLayout& layout, CaseRecording& recording) {
+bool CaseRecording::IsDisplaced() const {
+  return std::all_of(stretches.begin(), stretches.end(),
+                     [](const CaseStretch& stretch) { return stretch.displaced; });
+}
+
+void LayOut(const AxisLayout& layout, CaseRecording& recording) {
+  for (CaseStretch& stretch : recording.stretches)
+    stretch.displaced = layout.IsDisplaced(stretch.first);
+  const std::vector<Pause> pauses = PausesOf(layout, recording.stretches);
   ForEachX(recording, [&layout](AxisX& x) { x = layout.Moved(x); });
+  for (CaseSeries& series : recording.series) Interrupt(pauses, series.line);
+  for (CaseLane& lane : recording.lanes) Interrupt(pauses, lane.line);
+  Interrupt(pauses, recording.way);
   recording.on_utc = layout.HasTime();
 }
 

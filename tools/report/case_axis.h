@@ -4,13 +4,14 @@
 
 #include <vector>
 
+#include "tools/report/axis_layout.h"
 #include "tools/report/case_file.h"
-#include "tools/report/placement.h"
 
 namespace vmr::tool {
 
-// Moves everything in a recording to where its runs belong.
-void LayOut(const RunLayout& layout, CaseRecording& recording);
+// Moves everything in a recording to where its stretches belong. Where that takes two apart that
+// their ticks join, what was in force is unknown between them, and told anew behind.
+void LayOut(const AxisLayout& layout, CaseRecording& recording);
 
 // Gives recordings one axis: where their clocks tell the time, x is the same UTC in each. One
 // that tells no time begins where the axis does. Their names become short ones, of which no

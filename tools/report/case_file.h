@@ -14,19 +14,21 @@ namespace vmr::tool {
 
 // ---- The axis --------------------------------------------------------------------
 
-// Where on the axis something lies: half seconds, as ticks count them, from
-// CaseFile::axis_us on. Within a run of the unit the axis goes on as ticks do, whatever becomes
-// of the unit's clock; runs follow each other on it and never overlap.
+// Where on the axis something lies: half seconds of UTC, as the unit's clock told it, from
+// CaseFile::axis_us on. The axis never goes back: what was recorded later lies behind.
 using AxisX = std::int64_t;
 
 // Part of a run that goes on without a gap by one reckoning of time. What lies between two
-// stretches is not recorded.
+// stretches is not recorded: lost, or the unit was off, or its clock was set forward.
 struct CaseStretch {
   AxisX first = 0;
   AxisX last = 0;      // its own, too
   records::Time time;  // at `first`; the clock goes on from there as the axis does
   int run = 0;
   unsigned int tick = 0;  // at `first`
+  // It does not lie where `time` says, or that says nothing: it stands between its neighbours,
+  // because its clock contradicts those of more of the recording, or nobody had set it.
+  bool displaced = false;
   // In microseconds, only where `time` is known.
   std::int64_t UtcAt(AxisX x) const { return time.us + (x - first) * records::kTick_us; }
 };
@@ -233,6 +235,8 @@ struct CaseRecording {
 
   // Some of it tells when it was.
   bool HasTime() const;
+  // All of it is.
+  bool IsDisplaced() const;
 };
 
 // Whose local times are shown, and how far those are ahead of UTC.

@@ -13,6 +13,7 @@
 #include "tools/read/overview.h"
 #include "tools/read/phrase.h"
 #include "tools/read/state_words.h"
+#include "tools/report/axis_layout.h"
 #include "tools/report/case_axis.h"
 #include "tools/report/event_book.h"
 #include "tools/report/fact_book.h"
@@ -378,8 +379,7 @@ CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
     Say(fmt::format("{}: something that was known got lost in a gap, and was not told again",
                     reading.recording.name));
   }
-  const RunLayout layout(placement.RunBegins(), placement.Stretches());
-  LayOut(layout, recording);
+  LayOut(AxisLayout(placement.Stretches()), recording);
   Thin(recording);
   return recording;
 }

@@ -106,7 +106,8 @@ Json StretchesJson(const CaseRecording& recording) {
                    {"us", is_known ? Json(stretch.time.us) : Json()},
                    {"quality", TextOf(stretch.time.quality)},
                    {"run", stretch.run},
-                   {"tick", stretch.tick}});
+                   {"tick", stretch.tick},
+                   {"displaced", stretch.displaced}});
   }
   return all;
 }

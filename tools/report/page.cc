@@ -40,13 +40,15 @@ std::string FactText(const CaseFact& fact) {
   return text;
 }
 
-// Of the first and the last stretch that tell a time; nothing when none does.
+// Of the first and the last stretch that tell a time, where they can of those whose clock was
+// right; nothing when none does.
 struct Span {
   std::int64_t from_us, to_us;
 };
 std::optional<Span> SpanOf(const CaseRecording& recording) {
-  const auto is_known = [](const CaseStretch& stretch) {
-    return stretch.time.quality != TimeQuality::kUnknown;
+  const bool takes_all = !recording.on_utc || recording.IsDisplaced();
+  const auto is_known = [takes_all](const CaseStretch& stretch) {
+    return stretch.time.quality != TimeQuality::kUnknown && (takes_all || !stretch.displaced);
   };
   const auto& all = recording.stretches;
   const auto first = std::find_if(all.begin(), all.end(), is_known);

@@ -6,7 +6,6 @@ namespace vmr::tool {
 
 using records::Gap;
 using records::Record;
-using records::TimeQuality;
 
 namespace {
 
@@ -14,8 +13,6 @@ namespace {
 constexpr AxisX kBetweenRuns = 2;
 // Of packets that tell no sound tick there may be any number.
 constexpr std::size_t kMostHeld = 65536;
-// 2000-01-01 00:00 UTC.
-constexpr std::int64_t kClockIsSet_us = 946684800 * records::kSecond_us;
 
 }  // namespace
 
@@ -137,53 +134,6 @@ std::vector<CaseStretch> Placement::Stretches() const {
     stretches.push_back(stretch);
   }
   return stretches;
-}
-
-std::vector<AxisX> Placement::RunBegins() const {
-  std::vector<AxisX> begins;
-  begins.reserve(runs_.size());
-  for (const Run& run : runs_) begins.push_back(run.begin);
-  return begins;
-}
-
-// ---- Runs ------------------------------------------------------------------------
-
-RunLayout::RunLayout(const std::vector<AxisX>& run_begins,
-                     const std::vector<CaseStretch>& stretches) {
-  for (const AxisX begin : run_begins) runs_.push_back({begin, begin, std::nullopt, 0});
-  std::vector<AxisX> longest(runs_.size());  // of the stretches whose time counts
-  for (const CaseStretch& stretch : stretches) {
-    Run& run = runs_[static_cast<std::size_t>(stretch.run)];
-    AxisX& longest_of_run = longest[static_cast<std::size_t>(stretch.run)];
-    run.last = stretch.last;
-    const AxisX length = stretch.last - stretch.first + 1;
-    const bool counts =
-        stretch.time.quality != TimeQuality::kUnknown && stretch.time.us >= kClockIsSet_us;
-    if (!counts || length <= longest_of_run) continue;
-    longest_of_run = length;
-    run.utc = stretch.time.us / records::kTick_us - (stretch.first - run.begin);
-    has_time_ = true;
-  }
-  const auto first_told =
-      std::find_if(runs_.begin(), runs_.end(), [](const Run& run) { return run.utc.has_value(); });
-  AxisX next = 0;
-  if (first_told != runs_.end()) {
-    next = *first_told->utc;
-    for (auto before = runs_.begin(); before != first_told; ++before)
-      next -= before->Length() + kBetweenRuns;
-  }
-  for (Run& run : runs_) {
-    run.moved = std::max(next, run.utc.value_or(next));
-    next = run.moved + run.Length() + kBetweenRuns;
-  }
-}
-
-AxisX RunLayout::Moved(AxisX x) const {
-  if (runs_.empty()) return x;
-  auto run = std::upper_bound(runs_.begin(), runs_.end(), x,
-                              [](AxisX at, const Run& one) { return at < one.begin; });
-  if (run != runs_.begin()) --run;
-  return run->moved + (x - run->begin);
 }
 
 }  // namespace vmr::tool

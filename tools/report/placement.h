@@ -38,10 +38,10 @@ class PlacedSink {
   virtual void OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) = 0;
 };
 
-// Gives each thing its place on an axis on which one run follows the other; where they lie in
-// UTC, `RunLayout` knows when all was read. A tick told by a packet whose CRC is wrong is
-// believed where it lies between those of the sound packets around it; therefore what comes
-// behind such a packet, and a gap, is held back until the next sound tick is told.
+// Gives each thing its place on an axis that goes on as ticks do, and on which one run follows the
+// other; where that is in UTC, `AxisLayout` knows when all was read. A tick told by a packet whose
+// CRC is wrong is believed where it lies between those of the sound packets around it; therefore
+// what comes behind such a packet, and a gap, is held back until the next sound tick is told.
 //
 // Owns     what it holds back. `sink` must outlive it.
 class Placement final : public records::Sink {
@@ -57,8 +57,6 @@ class Placement final : public records::Sink {
 
   // Ascending; they do not overlap.
   std::vector<CaseStretch> Stretches() const;
-  // Where runs begin, by their numbers.
-  std::vector<AxisX> RunBegins() const;
 
  private:
   using Held = std::variant<KeptRecord, records::Gap>;
@@ -92,29 +90,6 @@ class Placement final : public records::Sink {
   std::optional<AxisX> behind_gap_;  // the first place behind the last gap of the run
   std::optional<records::ClockStep> step_;
   std::vector<Held> held_;
-};
-
-// Moves runs to where they belong: such that the clock of a run's longest stretch agrees with
-// UTC. One that would begin before the one in front of it ends, tells no time, or tells one
-// before 2000, which is that of a clock that nobody has set, is put right behind that; where
-// none stands in front, right in front of the next one.
-class RunLayout {
- public:
-  // As Placement has found them.
-  RunLayout(const std::vector<AxisX>& run_begins, const std::vector<CaseStretch>& stretches);
-  // Half seconds since 1970-01-01 00:00 UTC where HasTime, else from the first tick.
-  AxisX Moved(AxisX x) const;
-  bool HasTime() const { return has_time_; }
-
- private:
-  struct Run {
-    AxisX begin = 0, last = 0;  // as they were
-    std::optional<AxisX> utc;   // of its beginning, in half seconds since 1970
-    AxisX moved = 0;            // its beginning
-    AxisX Length() const { return last - begin; }
-  };
-  std::vector<Run> runs_;
-  bool has_time_ = false;
 };
 
 }  // namespace vmr::tool

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "tools/common/time_point.h"
+#include "tools/read/break_words.h"
 #include "tools/read/phrase.h"
 
 namespace vmr::tool {
@@ -43,6 +44,43 @@ std::string PlaceText(const CaseFile& file, AxisX x) {
   if (file.has_time) return LocalTimeText(file.axis_us + x * kTick_us);
   if (const auto ahead = TicksAhead(file)) return fmt::format("tick {}", x + *ahead);
   return fmt::format("{} of the axis", LengthText(x));
+}
+
+const CaseStretch* StretchAt(const CaseRecording& recording, AxisX x) {
+  const auto behind =
+      std::upper_bound(recording.stretches.begin(), recording.stretches.end(), x,
+                       [](AxisX at, const CaseStretch& stretch) { return at < stretch.first; });
+  if (behind == recording.stretches.begin() || x > (behind - 1)->last) return nullptr;
+  return &*(behind - 1);
+}
+
+// What the recording's clock showed there.
+std::string MomentText(const CaseFile& file, const CaseRecording& recording, AxisX x) {
+  const CaseStretch* const stretch = StretchAt(recording, x);
+  if (!file.has_time || stretch == nullptr) return PlaceText(file, x);
+  if (stretch->time.quality == TimeQuality::kUnknown) return "an unknown time";
+  return LocalTimeText(stretch->UtcAt(x));
+}
+
+// An end of what is shown: by a clock that is right there, if there is one.
+std::string EndText(const CaseFile& file, AxisX x) {
+  const CaseRecording* there = nullptr;
+  for (const CaseRecording& recording : file.recordings) {
+    const CaseStretch* const stretch = StretchAt(recording, x);
+    if (stretch == nullptr) continue;
+    if (!stretch->displaced) return MomentText(file, recording, x);
+    if (there == nullptr) there = &recording;
+  }
+  return there == nullptr ? PlaceText(file, x) : MomentText(file, *there, x);
+}
+
+// Of recordings that tell the time somewhere.
+AxisX DisplacedHalves(const CaseFile& file) {
+  AxisX halves = 0;
+  for (const CaseRecording& recording : file.recordings)
+    for (const CaseStretch& stretch : recording.stretches)
+      if (recording.on_utc && stretch.displaced) halves += stretch.last - stretch.first + 1;
+  return halves;
 }
 
 std::string IdentityText(const CaseRecording& recording) {
@@ -157,8 +195,33 @@ std::string DefaultTitle(const CaseFile& file, const std::vector<std::string>& f
 
 std::string SpanText(const CaseFile& file, const AxisSpan& shown) {
   const AxisX last = shown.to - 1;
-  return fmt::format("{} to {} ({})", PlaceText(file, shown.from), PlaceText(file, last),
-                     LengthText(last - shown.from));
+  std::string text = fmt::format("{} to {} ({})", EndText(file, shown.from), EndText(file, last),
+                                 LengthText(last - shown.from));
+  if (const AxisX halves = DisplacedHalves(file); halves > 0 && file.has_time)
+    text += fmt::format(", {} of it by a clock that was wrong or not set", LengthText(halves));
+  return text;
+}
+
+std::vector<AxisMark> ShownMarks(const CaseFile& file, std::vector<AxisMark> marks) {
+  const auto is_not_shown = [&file](const AxisMark& mark) {
+    bool displaced = false;
+    for (const CaseRecording& recording : file.recordings) {
+      const CaseStretch* const stretch = StretchAt(recording, mark.x);
+      if (stretch != nullptr && !stretch->displaced) return false;
+      displaced |= stretch != nullptr;
+    }
+    return displaced;
+  };
+  std::string date;
+  std::vector<AxisMark> shown;
+  for (AxisMark& mark : marks) {
+    if (!mark.date.empty()) date = mark.date;
+    if (is_not_shown(mark)) continue;
+    if (mark.date.empty()) mark.date = date;
+    date.clear();
+    shown.push_back(std::move(mark));
+  }
+  return shown;
 }
 
 std::string AxisTitle(const CaseFile& file, const AxisSpan& shown) {
@@ -199,7 +262,28 @@ std::string Caption(const CaseFile& file, const CaseRecording& recording,
 
 std::string StepText(const CaseClockStep& step) {
   const std::int64_t by_us = step.told_us - step.expected_us;
-  return (by_us < 0 ? "-" : "+") + DurationText(by_us);
+  return (by_us < 0 ? "clock set -" : "off, or clock set +") + DurationText(by_us);
+}
+
+std::string BreaksText(const CaseFile& file, const CaseRecording& recording) {
+  constexpr std::size_t kMost = 20;
+  struct Break {
+    AxisX x;
+    std::string words;
+  };
+  std::vector<Break> breaks;
+  for (const CaseClockStep& step : recording.steps) breaks.push_back({step.x, step.words});
+  for (const CaseNewRun& run : recording.new_runs) breaks.push_back({run.x, NewRunWords(run.tick)});
+  std::stable_sort(breaks.begin(), breaks.end(),
+                   [](const Break& a, const Break& b) { return a.x < b.x; });
+  std::string text;
+  for (std::size_t i = 0; i < std::min(breaks.size(), kMost); ++i)
+    text += (file.recordings.size() > 1 ? recording.name + ": " + breaks[i].words
+                                        : Capital(breaks[i].words)) +
+            ". ";
+  if (breaks.size() > kMost)
+    text += fmt::format("And {} like these. ", Counted(breaks.size() - kMost, "break"));
+  return text;
 }
 
 std::string NameOf(const CaseFile& file, const DescribedSeries& described) {
@@ -216,7 +300,7 @@ std::string Described(const CaseFile& file, const DescribedSeries& described) {
   } else {
     text += fmt::format("{} to {}{}, the greatest first at {}", extremes.least->value,
                         extremes.greatest->value, unit.empty() ? "" : " " + unit,
-                        PlaceText(file, extremes.greatest->x));
+                        MomentText(file, *described.recording, extremes.greatest->x));
     if (const AxisX unknown = LengthOf(described.parts->unknown); unknown > 0)
       text += fmt::format("; unknown for {}", LengthText(unknown));
   }

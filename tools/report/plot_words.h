@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/report/case_file.h"
+#include "tools/report/plot_axis.h"
 #include "tools/report/plot_line.h"
 
 namespace vmr::tool {
@@ -25,14 +26,19 @@ std::string Listed(const std::vector<std::string>& families);
 std::string Capital(std::string text);
 
 std::string DefaultTitle(const CaseFile& file, const std::vector<std::string>& families);
-// "2019-06-19 16:33:57-05:00 to 2019-06-19 17:15:20-05:00 (41 min 23 s)"
+// "2019-06-19 16:33:57-05:00 to 2019-06-19 17:15:20-05:00 (41 min 23 s)"; what is displaced is
+// said to be so.
 std::string SpanText(const CaseFile& file, const AxisSpan& shown);
+// Without those at times that no clock showed: where all that is recorded is displaced.
+std::vector<AxisMark> ShownMarks(const CaseFile& file, std::vector<AxisMark> marks);
 // "Local time, America/Chicago, UTC-05:00", "Tick (half seconds)"
 std::string AxisTitle(const CaseFile& file, const AxisSpan& shown);
 // Which unit, and what of it is there; of a recording among several with its name.
 std::string Caption(const CaseFile& file, const CaseRecording& recording,
                     const std::vector<std::string>& families);
-// "+1 h", "-3 min 20 s": what the clock was set by.
+// What broke the course of time, a sentence each with a blank behind it, as far as there are few.
+std::string BreaksText(const CaseFile& file, const CaseRecording& recording);
+// "off, or clock set +1 h", "clock set -3 min 20 s"
 std::string StepText(const CaseClockStep& step);
 
 // A series of a picture, and whose it is.

@@ -310,7 +310,7 @@ void Painter::DrawJumpLabels(const CaseRecording& recording) {
   };
   std::vector<Jump> jumps;
   for (const CaseClockStep& step : recording.steps)
-    jumps.push_back({step.x, "clock set " + StepText(step), palette::kClock});
+    jumps.push_back({step.x, StepText(step), palette::kClock});
   for (const CaseNewRun& run : recording.new_runs)
     jumps.push_back({run.x, "new run", palette::kMuted});
   if (jumps.empty()) return;
@@ -498,7 +498,7 @@ void Painter::DrawKey() {
   }
   if (has_step_) {
     Line(x + kBox / 2, middle - 7, x + kBox / 2, middle + 7, palette::kClock, kClockDash, 1.2);
-    explain("the unit's clock was set; the axis goes on as its ticks do");
+    explain("the unit was off, or its clock was set");
   }
   if (has_run_) {
     Line(x + kBox / 2, middle - 7, x + kBox / 2, middle + 7, palette::kMuted, kRunDash, 1.2);
@@ -542,7 +542,7 @@ std::string Painter::WholeText() const {
     for (const PlotLine& line : panel.lines) text += line.words + ' ';
   }
   for (const CaseRecording& recording : file_.recordings)
-    text += Caption(file_, recording, request_.families) + ". ";
+    text += Caption(file_, recording, request_.families) + ". " + BreaksText(file_, recording);
   text.pop_back();
   return text;
 }
@@ -585,7 +585,7 @@ std::string Painter::Draw() {
   plot_height_ = PlotHeight(request_.families.size());
   panels_ = PanelsOf(file_, request_, ColumnsOf(kColumnsPerPx),
                      static_cast<int>(plot_height_ / kLeastStep));
-  marks_ = file_.has_time ? TimeMarks(file_.axis_us, shown_, kMostMarks)
+  marks_ = file_.has_time ? ShownMarks(file_, TimeMarks(file_.axis_us, shown_, kMostMarks))
                           : NumberMarks(TicksAhead(file_).value_or(0), shown_, kMostMarks);
   DrawHead();
   for (const PlotPanel& panel : panels_) DrawPanel(panel, &panel == &panels_.front());
