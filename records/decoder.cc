@@ -189,10 +189,11 @@ std::size_t Decoder::TakePacket(const Stretch& stretch, std::size_t at) {
   if (size == 0) return TakeDamage(stretch, at);
   if (IsGapMark(bytes, size)) return TakeGapMark();
   const bool right = PacketEndIsRight(bytes, size);
-  // A wrong CRC is a flipped bit where the packets go on behind it; else no packet stands
-  // here at all.
   if (!right && size == available && !stretch.is_whole) return 0;
-  if (!right && size < available && !BeginsPacket(bytes[size])) return TakeDamage(stretch, at);
+  // A wrong CRC is a flipped bit where the packets go on behind it; else no packet stands
+  // here at all, as where a dictionary ends wrong: it has no CRC, and may have swallowed many.
+  const bool goes_on = size == available || BeginsPacket(bytes[size]);
+  if (!right && (bytes[0] == HEADER_DICTIONARY || !goes_on)) return TakeDamage(stretch, at);
   Add({bytes, size, here_, right});
   return size;
 }
@@ -231,10 +232,7 @@ std::size_t Decoder::TakeGapMark() {
 }
 
 void Decoder::Add(const Packet& packet) {
-  if (packet.bytes[0] == HEADER_DICTIONARY) {
-    Flush();
-    if (packet.crc_right) return;
-  }
+  if (packet.bytes[0] == HEADER_DICTIONARY) return Flush();
   if (packet.bytes[0] == HEADER_1 || packet.bytes[0] == HEADER_2) {
     Flush();
     first_group_ = !has_met_header_;
@@ -245,7 +243,7 @@ void Decoder::Add(const Packet& packet) {
     Flush();
   }
   if (group_.count == 0) group_.tick = needs_header_ ? kNoTick : tick_;
-  if (packet.bytes[0] != HEADER_DICTIONARY) group_.packets[group_.count++] = packet;
+  group_.packets[group_.count++] = packet;
   if (packet.crc_right) return;
   Flush();
   Gap gap{GapReason::kWrongCrc};
@@ -260,8 +258,7 @@ void Decoder::Add(const Packet& packet) {
 // header.
 void Decoder::DoubtTick(const Packet& packet) {
   const auto any = [](const unsigned char*, std::size_t) { return true; };
-  const bool is_dictionary = packet.bytes[0] == HEADER_DICTIONARY;
-  if (is_dictionary || ForEachItem(packet.bytes, packet.size, any) != 0) return LoseTick();
+  if (ForEachItem(packet.bytes, packet.size, any) != 0) return LoseTick();
   if (packet.bytes[0] == HEADER_1) has_upper_bits_ = false;
   if (packet.bytes[0] == HEADER_1 || packet.bytes[0] == HEADER_2) needs_header_ = true;
 }

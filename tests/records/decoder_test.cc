@@ -343,6 +343,15 @@ TEST(Damage, DictionariesAndNullHeadersAreNone) {
   EXPECT_THAT(DecodedLines(B("83 01 56 01 00 84 84") + Hdr1(4, "56")), ElementsAre("4 bookmark"));
 }
 
+// A dictionary has no CRC: what ends wrong may have swallowed packets, and with them a tick.
+TEST(Damage, DictionaryThatEndsWrongHidesNoPacketThatStandsInIt) {
+  EXPECT_THAT(DecodedLines(Hdr1(4, "56") + B("83 05") + Hdr1(6, "34") + Hdr2(7, "56")),
+              ElementsAre("4 bookmark", "gap 4..6 no packets",
+                          "6 input input='emergency lights' on=1", "7 bookmark"));
+  EXPECT_THAT(DecodedLines(Hdr1(4, "56") + B("83 00 93") + Hdr2(7, "56")),
+              ElementsAre("4 bookmark", "gap 4..- no packets", "- bookmark"));
+}
+
 // ---- Full states -----------------------------------------------------------------
 
 // The end of a configuration and every input, filled up to a size that only a full state has.
