@@ -162,7 +162,7 @@ std::string GapRows(const Overview& overview) {
 }
 
 std::string HealthText(const FileHealth& file, const Overview& overview) {
-  const std::string text = HealthWords(file);
+  std::string text = HealthWords(file);
   if (overview.complete || !file.problem.empty()) return text;
   return fmt::format("{} in the {} of {} clusters compared; --full compares all", text,
                      overview.files_looked, overview.clusters);
