@@ -160,9 +160,8 @@ TEST(PlotParts, HoldUpToTheNextPointAndBreakWhereNothingIsKnown) {
 }
 
 TEST(PlotParts, AWordInPlaceOfAValueIsNeitherKnownNorUnknown) {
-  const LineParts parts =
-      PartsOf({{0, 5, 0}, {10, 254, kWord}, {20, 0, kUnknown}, {30, 254, kWord}, {40, 7, 0}},
-              {{0, 50}});
+  const LineParts parts = PartsOf(
+      {{0, 5, 0}, {10, 254, kWord}, {20, 0, kUnknown}, {30, 254, kWord}, {40, 7, 0}}, {{0, 50}});
   EXPECT_THAT(parts.pieces, ElementsAre(LinePiece{{{0, 5}}, 10}, LinePiece{{{40, 7}}, 50}));
   EXPECT_THAT(parts.unknown, ElementsAre(AxisSpan{20, 30}));
 }

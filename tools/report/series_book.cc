@@ -187,7 +187,8 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
   const bool any_untold = std::any_of(line.begin(), line.end(), [&](const LinePoint& point) {
     return point.IsKnown() && UnitsAt(units, point.x) == kUnitsUntold;
   });
-  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false, {}};
+  CaseSeries series{
+      IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false, {}};
   if (told.size() <= 1) {
     if (!told.empty()) series.unit = SpeedUnitsText(*told.begin());
     series.unit_assumed = any_untold && !series.unit.empty();

@@ -41,7 +41,7 @@ class SeriesBook {
 
   std::map<Key, LineBuilder> lines_;
   std::map<std::int64_t, std::string> words_;  // by the numbers that stand for them
-  std::map<Device, LineBuilder> units_;  // of the kind of the readings
+  std::map<Device, LineBuilder> units_;        // of the kind of the readings
 };
 
 }  // namespace vmr::tool
