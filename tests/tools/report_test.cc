@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "tests/records/decoded.h"
+#include "tests/tools/item_bytes.h"
 #include "tests/tools/ring_images.h"
 #include "tests/tools/unpacked_page.h"
 
@@ -25,13 +26,8 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-// 2023-11-14T22:13:20Z, and an hour and two seconds later.
-constexpr const char* kTime = "03 00 F1 53 65 ";
-constexpr const char* kAnHourLater = "03 12 FF 53 65 ";
 constexpr std::int64_t kTime_us = 1700000000000000;
 
-// 37 degrees 50 minutes south, 145 degrees east.
-constexpr const char* kMelbourne = "91 02 25 32 00 00 91 00 00 00 ";
 // 41 degrees 30 minutes north, 93 degrees west.
 constexpr const char* kIowa = "91 01 29 1E 00 00 5D 00 00 00 ";
 constexpr const char* kSirenOn = "36 ";
@@ -42,24 +38,7 @@ constexpr int kUnknown = 1, kWrongCrc = 2, kSinceUnknown = 4, kWord = 8;
 // Of events.
 constexpr int kNoTick = 8, kEstimated = 16;
 
-std::string TextItem(const std::string& tag, const std::string& text) {
-  std::string hex = tag + " ";
-  const auto add = [&hex](unsigned char byte) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    hex += {kDigits[byte >> 4], kDigits[byte & 15], ' '};
-  };
-  add(static_cast<unsigned char>(text.size()));
-  for (const char c : text) add(static_cast<unsigned char>(c));
-  return hex;
-}
-std::string Officer(const std::string& name) { return TextItem("05", name); }
-std::string Log(const std::string& text) { return TextItem("20", text); }
 std::string Zone(const std::string& name) { return TextItem("11", name); }
-
-Bytes WithWrongCrc(Bytes packet) {
-  packet.back() ^= 1;
-  return packet;
-}
 
 // "100=2 110=1!": where a line's points are, their values, and a mark for each flag: ? unknown,
 // ! wrong CRC, ~ since unknown, w a word in place of a value.
