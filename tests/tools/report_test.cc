@@ -905,6 +905,19 @@ TEST_F(ReportTest, AFileOfTheStoreIsNoneHoweverItIsSpeltAndIfItIsMissing) {
   EXPECT_FALSE(std::filesystem::exists(missing));
 }
 
+TEST_F(ReportTest, ForceWithoutAFileIsRefused) {
+  Record("r", {Hdr1(100, kTime)});
+  for (const char* const command : {"report", "plot", "view", "info"})
+    for (const test::Arguments& where : {test::Arguments{}, test::Arguments{"-o", "-"}}) {
+      test::Arguments arguments = {command, "r", "--force"};
+      arguments.insert(arguments.end(), where.begin(), where.end());
+      const Finished refused = Run(arguments);
+      EXPECT_EQ(refused.exit_code, 2) << command;
+      EXPECT_EQ(refused.out, "");
+      EXPECT_THAT(refused.err, HasSubstr("--force replaces a file: give -o FILE")) << command;
+    }
+}
+
 TEST_F(ReportTest, AnOutputWithoutANameIsRefused) {
   Record("r", {Hdr1(100, kTime)});
   const Finished made = Report({"r", "-o", ""});
