@@ -93,17 +93,13 @@ export class Clock {
   // The zone in words, for the heading.
   zoneName(): string {
     if (this.choice === "utc") return "UTC";
-    if (this.choice === "reader") return "reader's zone";
+    if (this.choice === "reader") return `the reader's time, ${Intl.DateTimeFormat().resolvedOptions().timeZone}`;
     const { name, recorded, asked } = this.header.zone;
     if (asked) return `${name}, chosen when this page was made`;
     if (!recorded) return `${name}, the unit's own zone is not recorded`;
     const others = this.others().map((r) => r.name);
-    return others.length === 0 ? name : `${name}; another zone, or none, is recorded in ${others.join(", ")}`;
-  }
-
-  // Not all times are those of the unit that recorded them.
-  hasOtherZones(): boolean {
-    return this.choice === "unit" && (this.header.zone.asked === true || this.others().length > 0);
+    const own = `the unit's time, ${name}`;
+    return others.length === 0 ? own : `${own}; another zone, or none, is recorded in ${others.join(", ")}`;
   }
 
   private others(): RecordingHeader[] {

@@ -58,7 +58,7 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean, part: bo
     make("strong", {}, clock.time(to)),
     ` ${clock.offset(to)}`,
     // In UTC the offset is the zone's name.
-    (short && !clock.hasOtherZones()) || clock.zoneName() === clock.offset(to) ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
+    clock.zoneName() === clock.offset(to) ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
   );
   const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
   const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);

@@ -566,6 +566,33 @@ function parked() {
   return { header: file("Car 5, two drives", [m.finish({ facts: identity("M. Okafor", "Car 5", "VMR-000131") })]), columns };
 }
 
+// Of the same unit, three years apart.
+function years() {
+  const made = two();
+  const [, other] = made.header.recordings;
+  const later = 3 * 365 * 86400 * 2;
+  for (const stretch of other.stretches) {
+    stretch.x += later;
+    stretch.to += later;
+    stretch.us += later * 5e5;
+  }
+  Object.assign(other, { gaps: [], findings: [], series: [], lanes: [] });
+  return made;
+}
+
+// A drive over the hour that clocks of the place show twice.
+function autumn() {
+  const made = city();
+  const shift = Date.UTC(2026, 10, 1, 6, 34, 5) * 1000 - kStart;
+  made.header.axis_us += shift;
+  for (const stretch of made.header.recordings[0].stretches) stretch.us += shift;
+  made.header.zone = {
+    ...zone,
+    offsets: [...zone.offsets, { from_us: Date.UTC(2026, 10, 1, 7) * 1000, minutes: -360, abbreviation: "CST" }],
+  };
+  return made;
+}
+
 // Somebody asked for times of another place than the unit's.
 function elsewhere() {
   const made = city();
@@ -589,6 +616,8 @@ export const kMade = {
   shift: () => long(10, "car7", "Car 7, ten hours"),
   week: () => long(168, "car7", "Car 7, a week"),
   two,
+  years,
+  autumn,
   parked,
 };
 
