@@ -23,8 +23,7 @@ bool IsUnset(const CaseStretch& stretch) {
 }
 
 std::optional<AxisX> OwnPlaceOf(const CaseStretch& stretch) {
-  if (stretch.time.quality == TimeQuality::kUnknown || IsUnset(stretch))
-    return std::nullopt;
+  if (stretch.time.quality == TimeQuality::kUnknown || IsUnset(stretch)) return std::nullopt;
   return stretch.time.us / records::kTick_us;
 }
 
