@@ -32,6 +32,19 @@ export function durationText(halves: number): string {
     .join(" ");
 }
 
+// The same with nothing left out, for what is to add up: "1 d 2 h 5 min 3 s", "1 min 0.5 s".
+export function exactDurationText(halves: number): string {
+  const minutes = Math.floor(halves / 120);
+  const parts: [number, string][] = [
+    [Math.floor(minutes / 1440), "d"],
+    [Math.floor(minutes / 60) % 24, "h"],
+    [minutes % 60, "min"],
+    [(halves % 120) / 2, "s"],
+  ];
+  const told = parts.filter(([n]) => n > 0).map(([n, unit]) => `${n} ${unit}`);
+  return told.length ? told.join(" ") : "0 s";
+}
+
 // All times are those of one zone, the first one told.
 function tellsOtherZone(recording: RecordingHeader, zone: string): boolean {
   const told = recording.facts.find((fact) => fact.name === "time_zone")?.values ?? [];

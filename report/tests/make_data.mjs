@@ -147,7 +147,9 @@ class Maker {
 
   finish(extra = {}) {
     const c = this.columns;
-    const halves = this.stretches.reduce((sum, s) => sum + s.to - s.x + 1, 0);
+    // From the first to the last tick of what hangs together.
+    const goesOn = (s, i) => i > 0 && this.stretches[i - 1].run === s.run && this.stretches[i - 1].to + 1 === s.x;
+    const halves = this.stretches.reduce((sum, s, i) => sum + s.to - s.x + (goesOn(s, i) ? 1 : 0), 0);
     const lost = this.gaps.reduce((sum, g) => sum + (g.from !== null && g.to !== null ? g.to - g.from : 0), 0);
     return {
       name: this.name,
@@ -539,7 +541,7 @@ function two() {
   const place = new Place(42.04, -93.62, b.random, 0.03);
   drive(b, 900, 2600, place, { busy: 4 });
   b.unknownFrom(2601);
-  b.gaps.push({ reason: "off", words: "not recorded for 3 min 20 s", from: 2601, to: 2999, from_tick: 2601, to_tick: 2999, clusters: 0, bytes: 0 });
+  b.gaps.push({ reason: "off", words: "not recorded for 3 min 20 s", from: 2600, to: 3000, from_tick: 2600, to_tick: 3000, clusters: 0, bytes: 0 });
   b.findings.push({ severity: "gap", words: "not recorded for 3 min 20 s", x: 2601 });
   drive(b, 3000, 5200, place, { busy: 4 });
   const one = a.finish({ facts: identity("M. Okafor", "Car 7", "VMR-000123") });

@@ -447,6 +447,21 @@ async function axisLabels(name) {
   return drawn;
 }
 
+test("what is recorded and what is lost add up to the time from the first to the last tick", async () => {
+  const units = { d: 172800, h: 7200, min: 120, s: 2 };
+  const halvesOf = (text) => [...text.matchAll(/([\d.]+) (d|h|min|s)\b/g)].reduce((sum, [, n, unit]) => sum + Number(n) * units[unit], 0);
+  for (const name of ["two", "week", "city"]) {
+    const { header } = readPage(path(name));
+    await withPage(name, {}, async (page) => {
+      const shown = await page.$$eval(".amounts", (all) => all.map((e) => [...e.querySelectorAll("dd")].map((dd) => dd.textContent)));
+      header.recordings.forEach(({ stretches }, i) => {
+        const [recorded, lost] = shown[i];
+        assert.equal(halvesOf(recorded) + halvesOf(lost), stretches[stretches.length - 1].to - stretches[0].x, `${name}: ${recorded}, ${lost}`);
+      });
+    });
+  }
+});
+
 describe("labels of the axis", () => {
   test("keep apart, and none comes twice", async () => {
     for (const name of ["city", "years", "autumn", "parked", "week"]) {
