@@ -32,6 +32,19 @@ export function durationText(halves: number): string {
     .join(" ");
 }
 
+// The same with nothing left out, for what is to add up: "1 d 2 h 5 min 3 s", "1 min 0.5 s".
+export function exactDurationText(halves: number): string {
+  const minutes = Math.floor(halves / 120);
+  const parts: [number, string][] = [
+    [Math.floor(minutes / 1440), "d"],
+    [Math.floor(minutes / 60) % 24, "h"],
+    [minutes % 60, "min"],
+    [(halves % 120) / 2, "s"],
+  ];
+  const told = parts.filter(([n]) => n > 0).map(([n, unit]) => `${n} ${unit}`);
+  return told.length ? told.join(" ") : "0 s";
+}
+
 // All times are those of one zone, the first one told.
 function tellsOtherZone(recording: RecordingHeader, zone: string): boolean {
   const told = recording.facts.find((fact) => fact.name === "time_zone")?.values ?? [];
@@ -93,17 +106,13 @@ export class Clock {
   // The zone in words, for the heading.
   zoneName(): string {
     if (this.choice === "utc") return "UTC";
-    if (this.choice === "reader") return "reader's zone";
+    if (this.choice === "reader") return `the reader's time, ${Intl.DateTimeFormat().resolvedOptions().timeZone}`;
     const { name, recorded, asked } = this.header.zone;
     if (asked) return `${name}, chosen when this page was made`;
     if (!recorded) return `${name}, the unit's own zone is not recorded`;
     const others = this.others().map((r) => r.name);
-    return others.length === 0 ? name : `${name}; another zone, or none, is recorded in ${others.join(", ")}`;
-  }
-
-  // Not all times are those of the unit that recorded them.
-  hasOtherZones(): boolean {
-    return this.choice === "unit" && (this.header.zone.asked === true || this.others().length > 0);
+    const own = `the unit's time, ${name}`;
+    return others.length === 0 ? own : `${own}; another zone, or none, is recorded in ${others.join(", ")}`;
   }
 
   private others(): RecordingHeader[] {

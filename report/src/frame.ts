@@ -34,9 +34,15 @@ export interface Mark {
   label: string;
 }
 
+// Room for a label, in px.
+const kLabel = 76;
+const kLabelWithOffset = 108;
+
+// In seconds; from `kLongStep` on a date without its year would come again.
+const kLongStep = 2592000;
 const kSteps = [
   1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 604800, 1209600,
-  2592000,
+  2592000, 5184000, 15552000, 31536000, 63072000, 157680000, 315360000, 630720000, 1576800000,
 ];
 
 function tickMarks(from: number, to: number, most: number, ahead: number): Mark[] {
@@ -50,20 +56,34 @@ function tickMarks(from: number, to: number, most: number, ahead: number): Mark[
 
 // Places and labels on the axis, at round times of the chosen zone; none at times that no clock showed.
 export function timeMarks(header: Header, clock: Clock, view: Pick<View, "from" | "to">, plot: number): Mark[] {
-  const most = Math.max(2, Math.floor(plot / 76));
-  if (!header.has_time) return tickMarks(view.from, view.to, most, ticksAhead(header) ?? 0);
+  const marks = timeMarksAtMost(header, clock, view, Math.max(2, Math.floor(plot / kLabel)));
+  // An hour that clocks show twice is told apart by its offset, for which labels need more room.
+  const isAmbiguous = new Set(marks.map((mark) => mark.offset)).size > 1;
+  if (!isAmbiguous) return marks;
+  const fewer = timeMarksAtMost(header, clock, view, Math.max(2, Math.floor(plot / kLabelWithOffset)));
+  return fewer.map((mark) => ({ ...mark, label: `${mark.label} ${mark.offset}`.trim() }));
+}
+
+interface ZonedMark extends Mark {
+  offset: string; // empty: the label is a date
+}
+
+function timeMarksAtMost(header: Header, clock: Clock, view: Pick<View, "from" | "to">, most: number): ZonedMark[] {
+  if (!header.has_time) return tickMarks(view.from, view.to, most, ticksAhead(header) ?? 0).map((mark) => ({ ...mark, offset: "" }));
   const seconds = (view.to - view.from) / 2;
   const step = kSteps.find((s) => seconds / s <= most) ?? kSteps[kSteps.length - 1]!;
   const base = header.axis_us / 1e6;
   const shift = clock.offsetAt(header.axis_us + view.from * 500000) * 60;
-  const marks: Mark[] = [];
+  const marks: ZonedMark[] = [];
   let at = Math.ceil((base + view.from / 2 + shift) / step) * step - shift;
   for (; at <= base + view.to / 2; at += step) {
     const us = at * 1e6;
     const midnight = clock.time(us) === "00:00:00";
-    const label = midnight || step >= 86400 ? clock.date(us).slice(5) : step < 60 ? clock.time(us) : clock.minute(us);
+    const isDate = midnight || step >= 86400;
+    const date = step >= kLongStep ? clock.date(us) : clock.date(us).slice(5);
+    const label = isDate ? date : step < 60 ? clock.time(us) : clock.minute(us);
     const x = (at - base) * 2;
-    if (!isDisplaced(header, x)) marks.push({ x, label });
+    if (!isDisplaced(header, x)) marks.push({ x, label, offset: step >= 86400 ? "" : clock.offset(us) });
   }
   return marks;
 }

@@ -1,7 +1,7 @@
 // Who, when, and how much of it is there. Made from the header alone, before any column is read.
 
 import { RecordingAxis } from "./axis";
-import { durationText, type Clock } from "./clock";
+import { exactDurationText, type Clock } from "./clock";
 import type { Finding, Header, RecordingHeader } from "./data";
 import { make, recorded } from "./dom";
 import { Moments } from "./moments";
@@ -58,13 +58,13 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean, part: bo
     make("strong", {}, clock.time(to)),
     ` ${clock.offset(to)}`,
     // In UTC the offset is the zone's name.
-    (short && !clock.hasOtherZones()) || clock.zoneName() === clock.offset(to) ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
+    clock.zoneName() === clock.offset(to) ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
   );
   const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
   const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
-  if (halves > 0) value.append(`, and ${durationText(halves)} without a time`);
+  if (halves > 0) value.append(`, and ${exactDurationText(halves)} without a time`);
   const wrong = timed.filter((s) => !told.includes(s)).reduce((sum, s) => sum + s.to - s.x + 1, 0);
-  if (wrong > 0) value.append(`, and ${durationText(wrong)} by a clock that was wrong or not set`);
+  if (wrong > 0) value.append(`, and ${exactDurationText(wrong)} by a clock that was wrong or not set`);
   return value;
 }
 
@@ -73,8 +73,8 @@ function amounts(recording: RecordingHeader): HTMLElement {
   const list = make("dl", { class: "amounts" });
   const amount = (name: string, text: string, kind: string) =>
     list.append(make("div", { class: `amount ${kind}` }, make("dt", {}, name), make("dd", {}, text)));
-  amount("Recorded", durationText(totals.recorded_halves), "good");
-  amount("Lost", totals.lost_halves > 0 ? durationText(totals.lost_halves) : "none", totals.lost_halves > 0 ? "bad" : "");
+  amount("Recorded", exactDurationText(totals.recorded_halves), "good");
+  amount("Lost", totals.lost_halves > 0 ? exactDurationText(totals.lost_halves) : "none", totals.lost_halves > 0 ? "bad" : "");
   const unknown = totals.lost_unknown;
   amount(
     "Lost, for how long unknown",

@@ -70,7 +70,9 @@ const kOff = 2;
 const kUnknown = 4;
 
 export class Lanes {
-  readonly row: HTMLElement;
+  readonly element: HTMLElement;
+  private readonly row: HTMLElement;
+  private readonly printed = make("div", { class: "printed-lanes" });
   private readonly canvas = make("canvas", { "aria-hidden": "true" });
   private readonly rows: Row[];
   private readonly values: (HTMLElement | null)[] = [];
@@ -87,6 +89,36 @@ export class Lanes {
     const side = make("div", { class: "side lane-names" });
     for (const row of this.rows) side.append(this.name(row));
     this.row = make("div", { class: "row lanes" }, side, make("div", { class: "area" }, this.canvas));
+    this.element = make("div", {}, this.row, this.printed);
+  }
+
+  // On paper a row for each group, with its part of the drawing: a page ends between two of them,
+  // and none stays half empty because all together do not fit into what is left of it.
+  beginPrint(): void {
+    const names = [...this.row.querySelectorAll(".lane-names > *")];
+    const ratio = this.canvas.height / this.height;
+    const begins = this.rows.flatMap((row, i) => (row.kind === "head" ? [i] : []));
+    let top = 0;
+    const parts = begins.map((first, n) => {
+      const behind = begins[n + 1] ?? this.rows.length;
+      const axis = behind === this.rows.length ? kAxisHeight : 0;
+      const height = kHeadHeight + (behind - first - 1) * this.laneHeight + axis;
+      const part = make("canvas", { "aria-hidden": "true" });
+      part.width = this.canvas.width;
+      part.height = Math.round(height * ratio);
+      part.style.width = this.canvas.style.width;
+      part.style.height = `${height}px`;
+      part.getContext("2d")!.drawImage(this.canvas, 0, -Math.round(top * ratio));
+      top += height;
+      const side = make("div", { class: "side lane-names" });
+      for (const name of names.slice(first, behind)) side.append(name.cloneNode(true));
+      return make("div", { class: "row" }, side, make("div", { class: "area" }, part));
+    });
+    this.printed.replaceChildren(...parts);
+  }
+
+  endPrint(): void {
+    this.printed.replaceChildren();
   }
 
   private name(row: Row): HTMLElement {

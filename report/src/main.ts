@@ -253,11 +253,13 @@ class Page {
       document.querySelectorAll<HTMLDetailsElement>("#details-list details").forEach((d) => (d.open = true));
       this.table?.beginPrint();
       this.size();
+      this.panel?.beginPrint();
     });
     window.addEventListener("afterprint", () => {
       setPrinting(false);
       document.documentElement.classList.remove("printing");
       this.table?.endPrint();
+      this.panel?.endPrint();
       this.size();
     });
   }

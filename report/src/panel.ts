@@ -64,7 +64,7 @@ export class TimePanel {
       "div",
       { class: "time-body" },
       ...speeds.map((p) => p.row),
-      this.lanes.row,
+      this.lanes.element,
       ...others.map((p) => p.row),
       this.surface,
     );
@@ -86,6 +86,14 @@ export class TimePanel {
     for (const plot of this.plots) plot.resize(this.frame);
     this.overview.draw();
     this.draw();
+  }
+
+  beginPrint(): void {
+    this.lanes.beginPrint();
+  }
+
+  endPrint(): void {
+    this.lanes.endPrint();
   }
 
   drawAll(): void {

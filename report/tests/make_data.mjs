@@ -148,7 +148,9 @@ class Maker {
 
   finish(extra = {}) {
     const c = this.columns;
-    const halves = this.stretches.reduce((sum, s) => sum + s.to - s.x + 1, 0);
+    // From the first to the last tick of what hangs together.
+    const goesOn = (s, i) => i > 0 && this.stretches[i - 1].run === s.run && this.stretches[i - 1].to + 1 === s.x;
+    const halves = this.stretches.reduce((sum, s, i) => sum + s.to - s.x + (goesOn(s, i) ? 1 : 0), 0);
     const lost = this.gaps.reduce((sum, g) => sum + (g.from !== null && g.to !== null ? g.to - g.from : 0), 0);
     return {
       name: this.name,
@@ -541,7 +543,7 @@ function two() {
   const place = new Place(42.04, -93.62, b.random, 0.03);
   drive(b, 900, 2600, place, { busy: 4 });
   b.unknownFrom(2601);
-  b.gaps.push({ reason: "off", words: "not recorded for 3 min 20 s", from: 2601, to: 2999, from_tick: 2601, to_tick: 2999, clusters: 0, bytes: 0 });
+  b.gaps.push({ reason: "off", words: "not recorded for 3 min 20 s", from: 2600, to: 3000, from_tick: 2600, to_tick: 3000, clusters: 0, bytes: 0 });
   b.findings.push({ severity: "gap", words: "not recorded for 3 min 20 s", x: 2601 });
   drive(b, 3000, 5200, place, { busy: 4 });
   const one = a.finish({ facts: identity("M. Okafor", "Car 7", "VMR-000123") });
@@ -568,6 +570,33 @@ function parked() {
   return { header: file("Car 5, two drives", [m.finish({ facts: identity("M. Okafor", "Car 5", "VMR-000131") })]), columns };
 }
 
+// Of the same unit, three years apart.
+function years() {
+  const made = two();
+  const [, other] = made.header.recordings;
+  const later = 3 * 365 * 86400 * 2;
+  for (const stretch of other.stretches) {
+    stretch.x += later;
+    stretch.to += later;
+    stretch.us += later * 5e5;
+  }
+  Object.assign(other, { gaps: [], findings: [], series: [], lanes: [] });
+  return made;
+}
+
+// A drive over the hour that clocks of the place show twice.
+function autumn() {
+  const made = city();
+  const shift = Date.UTC(2026, 10, 1, 6, 34, 5) * 1000 - kStart;
+  made.header.axis_us += shift;
+  for (const stretch of made.header.recordings[0].stretches) stretch.us += shift;
+  made.header.zone = {
+    ...zone,
+    offsets: [...zone.offsets, { from_us: Date.UTC(2026, 10, 1, 7) * 1000, minutes: -360, abbreviation: "CST" }],
+  };
+  return made;
+}
+
 // Somebody asked for times of another place than the unit's.
 function elsewhere() {
   const made = city();
@@ -591,6 +620,8 @@ export const kMade = {
   shift: () => long(10, "car7", "Car 7, ten hours"),
   week: () => long(168, "car7", "Car 7, a week"),
   two,
+  years,
+  autumn,
   parked,
 };
 

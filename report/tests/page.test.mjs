@@ -381,6 +381,21 @@ describe("events", () => {
     });
   });
 
+  test("what is drawn is printed whether backgrounds are or not, and lanes fill the paper", async () => {
+    const drawn = async (printBackground) => {
+      const file = join(folder, "drawn.pdf");
+      await withPage("two", {}, (page) => page.pdf({ path: file, preferCSSPageSize: true, printBackground }));
+      const paper = ["-r", "60", "-l", "2", file];
+      return { file, pixels: execFileSync("pdftoppm", paper, { maxBuffer: 1e8 }) };
+    };
+    const { pixels } = await drawn(true);
+    const without = await drawn(false);
+    assert.ok(pixels.equals(without.pixels));
+    // The plots alone would leave most of it free.
+    const second = execFileSync("pdftotext", ["-f", "2", "-l", "2", "-layout", without.file, "-"], { encoding: "utf8" });
+    assert.match(second, /Speed[^]*Lights and siren[^]*car7 · Radar[^]*car8 · Inputs/);
+  });
+
   test("on paper are all of them, on A4", async () => {
     for (const name of ["city", "damage", "two"]) {
       const data = readPage(path(name));
@@ -405,6 +420,63 @@ describe("events", () => {
       for (const line of lines) if (at < wanted.length && line.includes(wanted[at])) at++;
       assert.equal(at, wanted.length, `${name}: not found in its place: ${wanted[at]}`);
     }
+  });
+});
+
+// The labels of the time axis below the lanes, as they are drawn.
+async function axisLabels(name) {
+  let drawn = [];
+  await withPage(name, {}, async (page) => {
+    await page.evaluate(() => {
+      window.labels = [];
+      const write = CanvasRenderingContext2D.prototype.fillText;
+      CanvasRenderingContext2D.prototype.fillText = function (text, x, y) {
+        if (this.canvas.closest(".lanes") && this.textAlign === "center") {
+          const half = this.measureText(text).width / 2;
+          window.labels.push({ text, y, from: x - half, to: x + half });
+        }
+        write.call(this, text, x, y);
+      };
+    });
+    await page.click('button[title="Light or dark"]');
+    drawn = await page.evaluate(() => {
+      const lowest = Math.max(...window.labels.map((l) => l.y));
+      return window.labels.filter((l) => l.y === lowest);
+    });
+  });
+  return drawn;
+}
+
+test("what is recorded and what is lost add up to the time from the first to the last tick", async () => {
+  const units = { d: 172800, h: 7200, min: 120, s: 2 };
+  const halvesOf = (text) => [...text.matchAll(/([\d.]+) (d|h|min|s)\b/g)].reduce((sum, [, n, unit]) => sum + Number(n) * units[unit], 0);
+  for (const name of ["two", "week", "city"]) {
+    const { header } = readPage(path(name));
+    await withPage(name, {}, async (page) => {
+      const shown = await page.$$eval(".amounts", (all) => all.map((e) => [...e.querySelectorAll("dd")].map((dd) => dd.textContent)));
+      header.recordings.forEach(({ stretches }, i) => {
+        const [recorded, lost] = shown[i];
+        assert.equal(halvesOf(recorded) + halvesOf(lost), stretches[stretches.length - 1].to - stretches[0].x, `${name}: ${recorded}, ${lost}`);
+      });
+    });
+  }
+});
+
+describe("labels of the axis", () => {
+  test("keep apart, and none comes twice", async () => {
+    for (const name of ["city", "years", "autumn", "parked", "week"]) {
+      const labels = await axisLabels(name);
+      assert.ok(labels.length >= 2, name);
+      labels.slice(1).forEach((label, i) => assert.ok(label.from > labels[i].to, `${name}: ${labels[i].text} ${label.text}`));
+      assert.equal(new Set(labels.map((l) => l.text)).size, labels.length, name);
+    }
+  });
+
+  test("say the year where there are several, and the offset where clocks are set", async () => {
+    for (const { text } of await axisLabels("years")) assert.match(text, /^20\d\d-\d\d-\d\d$/);
+    const autumn = (await axisLabels("autumn")).map((l) => l.text);
+    assert.ok(autumn.includes("01:40 -05:00") && autumn.includes("01:10 -06:00"), autumn.join(", "));
+    for (const { text } of await axisLabels("city")) assert.match(text, /^\d\d:\d\d$/);
   });
 });
 
@@ -545,7 +617,9 @@ describe("moving about", () => {
 
   test("whose time is shown is said", async () => {
     await withPage("city", {}, async (page) => {
-      assert.equal(await page.textContent(".zone"), " America/Chicago");
+      assert.match(await page.textContent(".span"), /-05:00 the unit's time, America\/Chicago$/);
+      await page.selectOption("#zone", "reader");
+      assert.match(await page.textContent(".span"), /[+-]\d\d:\d\d the reader's time, [\w/]+$/);
     });
     await withPage("elsewhere", {}, async (page) => {
       assert.equal(await page.textContent(".zone"), " Australia/Sydney, chosen when this page was made");
@@ -554,7 +628,8 @@ describe("moving about", () => {
       assert.match(await page.textContent(".made"), /2026-06-20 21:34:05 UTC/);
     });
     await withPage("two", {}, async (page) => {
-      assert.match(await page.textContent(".zone"), /America\/Chicago; another zone, or none, is recorded in car8/);
+      assert.match(await page.textContent(".zone"), /the unit's time, America\/Chicago; another zone, or none, is recorded in car8/);
+      assert.equal(await page.locator(".span .zone").count(), 2);
     });
   });
 

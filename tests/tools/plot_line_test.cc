@@ -114,6 +114,16 @@ TEST(PlotTimes, OfHoursStayRoundWhenClocksAreSet) {
               ElementsAre("28800 00:00 2019-11-03", "79200 06:00", "122400 12:00"));
 }
 
+TEST(PlotTimes, AnHourThatComesTwiceIsToldApartByItsOffset) {
+  ASSERT_TRUE(UseTimeZone("America/Chicago"));
+  // 2019-11-03T00:00 there.
+  const std::int64_t begin_us = 1572757200 * kSecond_us;
+  EXPECT_THAT(LabelsOf(TimeMarks(begin_us, {0, 4 * 7200}, 9)),
+              ElementsAre("0 00:00-05:00 2019-11-03", "3600 00:30-05:00", "7200 01:00-05:00",
+                          "10800 01:30-05:00", "14400 01:00-06:00", "18000 01:30-06:00",
+                          "21600 02:00-06:00", "25200 02:30-06:00"));
+}
+
 TEST(PlotTimes, OfSecondsShowThem) {
   ASSERT_TRUE(UseTimeZone("UTC"));
   EXPECT_THAT(LabelsOf(TimeMarks(kDrive_us, {0, 8}, 5)),

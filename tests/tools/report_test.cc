@@ -14,6 +14,7 @@
 #include "tests/tools/item_bytes.h"
 #include "tests/tools/ring_images.h"
 #include "tests/tools/unpacked_page.h"
+#include "tools/read/phrase.h"
 
 namespace vmr::test {
 namespace {
@@ -908,6 +909,32 @@ TEST_F(ReportTest, AFileOfTheStoreIsNoneHoweverItIsSpeltAndIfItIsMissing) {
     EXPECT_THAT(made.err, HasSubstr("belongs to the recording")) << out;
   }
   EXPECT_FALSE(std::filesystem::exists(missing));
+}
+
+TEST(ExactDuration, LeavesNothingOut) {
+  constexpr std::int64_t kHalf_us = 500000, kMinute_us = 120 * kHalf_us,
+                         kDay_us = 1440 * kMinute_us;
+  EXPECT_EQ(tool::ExactDurationText(0), "0 s");
+  EXPECT_EQ(tool::ExactDurationText(kHalf_us), "0.5 s");
+  EXPECT_EQ(tool::ExactDurationText(kMinute_us - kHalf_us), "59.5 s");
+  EXPECT_EQ(tool::ExactDurationText(kMinute_us), "1 min");
+  EXPECT_EQ(tool::ExactDurationText(kMinute_us + kHalf_us), "1 min 0.5 s");
+  EXPECT_EQ(tool::ExactDurationText(61 * kMinute_us + 6 * kHalf_us), "1 h 1 min 3 s");
+  EXPECT_EQ(tool::ExactDurationText(2 * kDay_us + 125 * kMinute_us + 7 * kHalf_us),
+            "2 days 2 h 5 min 3.5 s");
+}
+
+TEST_F(ReportTest, ForceWithoutAFileIsRefused) {
+  Record("r", {Hdr1(100, kTime)});
+  for (const char* const command : {"report", "plot", "view", "info"})
+    for (const test::Arguments& where : {test::Arguments{}, test::Arguments{"-o", "-"}}) {
+      test::Arguments arguments = {command, "r", "--force"};
+      arguments.insert(arguments.end(), where.begin(), where.end());
+      const Finished refused = Run(arguments);
+      EXPECT_EQ(refused.exit_code, 2) << command;
+      EXPECT_EQ(refused.out, "");
+      EXPECT_THAT(refused.err, HasSubstr("--force replaces a file: give -o FILE")) << command;
+    }
 }
 
 TEST_F(ReportTest, AnOutputWithoutANameIsRefused) {

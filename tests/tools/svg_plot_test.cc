@@ -180,7 +180,7 @@ TEST(SvgPlot, AGapIsHatchedAndNoLineCrossesIt) {
   EXPECT_THAT(Paths(svg), ElementsAre("M60 192H260M660 92H850"));
   EXPECT_THAT(Holes(svg), ElementsAre("x=\"260\" y=\"92\" width=\"300\" height=\"300\"",
                                       testing::_));  // and in the key
-  EXPECT_THAT(Texts(svg), testing::Contains("not recorded, 2 min 30 s"));
+  EXPECT_THAT(Texts(svg), testing::Contains("not recorded, 2 min 30.5 s"));
 }
 
 TEST(SvgPlot, NoLineCrossesAnyOfManyHoles) {
@@ -255,7 +255,7 @@ TEST(SvgPlot, WithoutATimeTheAxisHasTheUnitsTicks) {
   const std::string svg = Draw(FileOf({Recording("r", {{0, 40, 0}})}));
   EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"1000", "1100", "1700",
                                                  "Tick (half seconds; no time is recorded)",
-                                                 "tick 1000 to tick 1789 (6 min 34 s)"}));
+                                                 "tick 1000 to tick 1789 (6 min 34.5 s)"}));
 }
 
 TEST(SvgPlot, WhereTicksBeginAnewHalfSecondsAreCounted) {
@@ -273,7 +273,7 @@ TEST(SvgPlot, TimesAreLocalAndTheAxisSaysHowFarAheadOfUtc) {
   EXPECT_THAT(Texts(Draw(file)),
               testing::IsSupersetOf(
                   {"16:34", "2019-06-19", "16:40", "Local time, America/Chicago, UTC-05:00",
-                   "2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34 s)"}));
+                   "2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34.5 s)"}));
 }
 
 TEST(SvgPlot, OnlyOffsetsOfWhatIsShownAreTold) {
@@ -366,7 +366,7 @@ TEST(SvgPlot, SaysInWordsWhatItShows) {
   GiveTime(file);
   const std::string svg = Draw(file, {"speed", "radar"});
   EXPECT_EQ(TitleOf(svg), "Speed and radar of r");
-  EXPECT_EQ(WordsOf(svg), ("2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34 s). "
+  EXPECT_EQ(WordsOf(svg), ("2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34.5 s). "
                            "Speed, mph: GPS speed: 3 to 80 mph, the greatest first at "
                            "2019-06-19 16:34:46-05:00; unknown for 4 min 5 s. "
                            "Radar: not recorded. "

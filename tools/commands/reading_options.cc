@@ -148,6 +148,8 @@ void CheckOrder(const std::optional<TypedTime>& from, const std::optional<TypedT
 void CheckReadingUsage(ReadingOptions& options) {
   for (const std::string& path : options.paths)
     if (path.empty()) RefuseUsage("PATH is empty");
+  if (options.force && (options.out.empty() || options.out == "-"))
+    RefuseUsage("--force replaces a file: give -o FILE");
   CheckTimeZone(options.time_zone);
   if (IsTickAt(options.from, 0)) options.from.reset();
   if (IsTickAt(options.to, kEndOfRecording)) options.to.reset();

@@ -346,6 +346,20 @@ std::string DurationText(std::int64_t us) {
   return text;
 }
 
+std::string ExactDurationText(std::int64_t us) {
+  us = std::llabs(us);
+  const std::int64_t seconds = us / kSecond_us;
+  const std::int64_t minutes = seconds / 60;
+  const bool half = us % kSecond_us != 0;
+  if (minutes == 0) return DurationText(us);
+  std::string text = DurationText(minutes * 60 * kSecond_us);
+  if (half)
+    text += fmt::format(" {:.1f} s", static_cast<double>(us % (60 * kSecond_us)) / 1e6);
+  else if (seconds % 60 > 0)
+    text += fmt::format(" {} s", seconds % 60);
+  return text;
+}
+
 std::string PositionText(const Position& position) {
   return AxisText(position.latitude_tts, 'N', 'S') + ' ' +
          AxisText(position.longitude_tts, 'E', 'W');

@@ -25,6 +25,8 @@ std::string QuotedText(std::string_view text);
 
 // "3 min 20 s", "1 day 2 h 5 min", "0.5 s"; of the magnitude.
 std::string DurationText(std::int64_t us);
+// The same with nothing left out, for what is to add up: "1 day 2 h 5 min 3 s", "1 min 0.5 s".
+std::string ExactDurationText(std::int64_t us);
 // "41.65889 N 93.49940 W", to about a metre.
 std::string PositionText(const records::Position& position);
 // "02:00:5E:10:00:01"

@@ -25,7 +25,9 @@ std::string Html(std::string_view text) {
 
 std::string Paragraph(std::string_view text) { return fmt::format("<p>{}</p>\n", Html(text)); }
 
-std::string HalvesText(std::int64_t halves) { return DurationText(halves * records::kTick_us); }
+std::string HalvesText(std::int64_t halves) {
+  return ExactDurationText(halves * records::kTick_us);
+}
 
 const CaseFact* FindFact(const CaseRecording& recording, std::string_view name) {
   const auto found = std::find_if(recording.facts.begin(), recording.facts.end(),

@@ -172,7 +172,7 @@ std::optional<AxisX> TicksAhead(const CaseFile& file) {
   return first;
 }
 
-std::string LengthText(AxisX halves) { return DurationText(halves * kTick_us); }
+std::string LengthText(AxisX halves) { return ExactDurationText(halves * kTick_us); }
 
 std::string Listed(const std::vector<std::string>& families) {
   std::string text;
