@@ -300,7 +300,7 @@ function drive(m, from, to, place, { busy = 1, fullState = true } = {}) {
       m.event(x, "radar", `radar target ${target} mph, approaching`);
       if (r() < 0.1) m.value("radar/lock", x, target);
     } else if (r() < 0.02) m.value("radar/target", x, 0, kUnknownFrom);
-    else if (r() < 0.04) m.value("radar/target", x, 254, kUnknownFrom | kWord);
+    else if (r() < 0.002) m.value("radar/target", x, 254, kUnknownFrom | kWord);
     if (r() < 0.004) m.value("temperature/cpu", x, 40 + Math.floor(r() * 20));
     if (r() < 0.002) m.value("temperature/inlet", x, 20 + Math.floor(r() * 12));
     if (r() < 0.0015 * busy) m.event(x, "bookmark", "bookmark");
