@@ -74,8 +74,14 @@ bool IsAnyFileUnsound(const Overview& overview) {
                      [](const FileHealth& file) { return !file.IsSound(); });
 }
 
+bool DoFilesContradict(const Overview& overview) {
+  return std::any_of(overview.files.begin(), overview.files.end(),
+                     [](const FileHealth& file) { return file.contradicted > 0; });
+}
+
 int ExitCodeOf(const Overview& overview) {
-  if (Losses(overview) > 0 || overview.tally.wrong_crc > 0) return kExitPartial;
+  if (Losses(overview) > 0 || overview.tally.wrong_crc > 0 || DoFilesContradict(overview))
+    return kExitPartial;
   return IsAnyFileUnsound(overview) ? kExitDamaged : kExitSuccess;
 }
 
@@ -313,7 +319,8 @@ Json FilesJson(const Overview& overview) {
                    {"sound", file.IsSound()},
                    {"problem", file.problem.empty() ? Json() : Json(file.problem)},
                    {"bad_clusters", file.bad},
-                   {"lacking_clusters", file.lacking}});
+                   {"lacking_clusters", file.lacking},
+                   {"contradicted_clusters", file.contradicted}});
   return all;
 }
 
