@@ -22,7 +22,7 @@ function factValue(recording: RecordingHeader, name: string): HTMLElement {
     return value;
   }
   values.forEach((v, i) => {
-    if (i > 0) value.append(i + 1 === values.length && fact?.left_out ? `, then ${fact.left_out} more changes, last ` : ", then ");
+    if (i > 0) value.append(i + 1 === values.length && fact?.left_out ? `, then ${fact.left_out} more ${fact.left_out === 1 ? "change" : "changes"}, last ` : ", then ");
     value.append(recorded(v.text || "(empty)"));
   });
   return value;

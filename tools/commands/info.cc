@@ -49,8 +49,8 @@ constexpr const char* kFooterEnd =
     R"(Nothing on disk is changed, and a recorder may go on meanwhile.
 
 Exit codes: 0 success, 1 PATH could not be read, 2 wrong usage, 3 something of it
-is known to be lost, 4 nothing is known to be lost, but one of a store's two files
-is not sound: `vmr check` says more.)";
+is known to be lost, or a store's two files contradict each other, 4 neither is so,
+but one of the two files is not sound: `vmr check` says more.)";
 
 struct InfoOptions {
   ReadingOptions reading;
