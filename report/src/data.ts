@@ -78,7 +78,10 @@ export interface RecordingHeader {
   name: string;
   kind: string;
   sources: { path: string; bytes: number; sha256: string | null; problem: string; damage?: string }[];
-  facts: { name: string; values: FactValue[]; untold: string }[];
+  zone?: string;
+  part?: { from: number; to: number } | null;
+  nothing?: string;
+  facts: { name: string; values: FactValue[]; left_out?: number; untold: string }[];
   versions: { component: string; text: string }[];
   policies: { name: string; number: number; value: string }[];
   policy_sha256: string | null;
@@ -91,6 +94,7 @@ export interface RecordingHeader {
     lost_unknown: number;
     records: number;
     wrong_crc: number;
+    wrong_crc_packets: number;
     unverified: number;
     runs: number;
     starts: number;

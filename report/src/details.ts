@@ -33,7 +33,8 @@ function totals(recording: RecordingHeader): HTMLElement {
   const t = recording.totals;
   const rows: [string, string][] = [
     ["records", String(t.records)],
-    ["packets with a wrong CRC", String(t.wrong_crc)],
+    ["packets with a wrong CRC", String(t.wrong_crc_packets)],
+    ["records in them", String(t.wrong_crc)],
     ["unverified positions", String(t.unverified)],
     ["runs of the tick counter", String(t.runs)],
     ["starts of the unit", String(t.starts)],

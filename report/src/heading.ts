@@ -22,7 +22,7 @@ function factValue(recording: RecordingHeader, name: string): HTMLElement {
     return value;
   }
   values.forEach((v, i) => {
-    if (i > 0) value.append(", then ");
+    if (i > 0) value.append(i + 1 === values.length && fact?.left_out ? `, then ${fact.left_out} more ${fact.left_out === 1 ? "change" : "changes"}, last ` : ", then ");
     value.append(recorded(v.text || "(empty)"));
   });
   return value;
@@ -37,8 +37,7 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean, part: bo
   const first = told[0];
   const last = told[told.length - 1];
   if (!first || !last) {
-    const nothing = part && recording.stretches.length === 0;
-    const words = nothing ? "nothing of the part asked for is recorded" : `no time was recorded${part ? " in the part asked for" : ""}`;
+    const words = part && recording.nothing ? recording.nothing : `no time was recorded${part ? " in the part asked for" : ""}`;
     value.append(make("span", { class: "unknown" }, words));
     return value;
   }
@@ -123,7 +122,7 @@ export function doubts(header: Header): HTMLElement {
   const found = counts(header);
   const line = make("p", { class: "doubts" });
   const parts = kCounted.filter(([kind]) => (found.get(kind) ?? 0) > 0);
-  if (header.recordings.every((r) => r.totals.recorded_halves === 0)) {
+  if (parts.length === 0 && header.recordings.every((r) => r.stretches.length === 0 && r.totals.records === 0)) {
     line.append(make("span", { class: "doubt note" }, "Nothing is recorded here"));
   } else if (parts.length === 0) {
     line.append(make("span", { class: "doubt none" }, "✓ No gap, clock jump, wrong CRC or unverified position was found"));

@@ -199,6 +199,10 @@ export function extent(header: Header): { from: number; to: number } {
   let from = Infinity;
   let to = -Infinity;
   for (const recording of header.recordings) {
+    if (recording.part) {
+      from = Math.min(from, recording.part.from);
+      to = Math.max(to, recording.part.to);
+    }
     for (const stretch of recording.stretches) {
       from = Math.min(from, stretch.x);
       to = Math.max(to, stretch.to);

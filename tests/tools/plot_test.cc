@@ -123,6 +123,30 @@ TEST_F(PlotTest, AKindThatIsNotRecordedIsSaid) {
                               HasSubstr("GPS speed: 16 to 64 mph")));
 }
 
+TEST_F(PlotTest, WordsAloneAreNoPanelAndAreSaid) {
+  Record("r", {Hdr1(100, std::string(kTime) + kMph + "71 20 79 FE 00"), Hdr1(150, "71 40")});
+  const Finished plot = Plot();
+  EXPECT_EQ(plot.exit_code, 0);
+  EXPECT_THAT(plot.out.substr(0, plot.out.find("</desc>")),
+              HasSubstr("radar patrol speed: no value, it told \"blank\" alone."));
+  EXPECT_THAT(plot.out, AllOf(Not(HasSubstr("unknown throughout")), Not(HasSubstr("not told<"))));
+  Record("r", {Hdr1(100, std::string(kTime) + "79 FE 00"), Hdr1(150, "56")});
+  const Finished nothing = Plot();
+  EXPECT_EQ(nothing.exit_code, 1);
+  EXPECT_EQ(
+      nothing.err,
+      "vmr: r: of speed no value is recorded, words alone\nvmr: r: there is nothing to draw\n");
+}
+
+TEST_F(PlotTest, ARangeThatEndsInAGapEndsThere) {
+  Record("r", {Hdr1(100, std::string(kTime) + kMph + "71 20"), Hdr1(110, "71 40"), B("00 00"),
+               Hdr1(300, "71 10")});
+  const Finished plot = Plot({"--to", "150"});
+  EXPECT_EQ(plot.exit_code, 3);
+  EXPECT_THAT(plot.out, AllOf(HasSubstr("22:13:20+00:00 to 2023-11-14 22:13:45+00:00 (25 s)"),
+                              HasSubstr(">not recorded, 20 s</text>"), HasSubstr("1 gap (20 s)")));
+}
+
 TEST_F(PlotTest, OfNothingToDrawThereIsNoPicture) {
   Record("r", {Hdr1(100, "56")});
   const Finished plot = Plot({"-o", "o.svg"});

@@ -49,8 +49,8 @@ constexpr const char* kFooterEnd =
     R"(Nothing on disk is changed, and a recorder may go on meanwhile.
 
 Exit codes: 0 success, 1 PATH could not be read, 2 wrong usage, 3 something of it
-is known to be lost, 4 nothing is known to be lost, but one of a store's two files
-is not sound: `vmr check` says more.)";
+is known to be lost, or a store's two files contradict each other, 4 neither is so,
+but one of the two files is not sound: `vmr check` says more.)";
 
 struct InfoOptions {
   ReadingOptions reading;
@@ -74,8 +74,14 @@ bool IsAnyFileUnsound(const Overview& overview) {
                      [](const FileHealth& file) { return !file.IsSound(); });
 }
 
+bool DoFilesContradict(const Overview& overview) {
+  return std::any_of(overview.files.begin(), overview.files.end(),
+                     [](const FileHealth& file) { return file.contradicted > 0; });
+}
+
 int ExitCodeOf(const Overview& overview) {
-  if (Losses(overview) > 0 || overview.tally.wrong_crc > 0) return kExitPartial;
+  if (Losses(overview) > 0 || overview.tally.wrong_crc > 0 || DoFilesContradict(overview))
+    return kExitPartial;
   return IsAnyFileUnsound(overview) ? kExitDamaged : kExitSuccess;
 }
 
@@ -313,7 +319,8 @@ Json FilesJson(const Overview& overview) {
                    {"sound", file.IsSound()},
                    {"problem", file.problem.empty() ? Json() : Json(file.problem)},
                    {"bad_clusters", file.bad},
-                   {"lacking_clusters", file.lacking}});
+                   {"lacking_clusters", file.lacking},
+                   {"contradicted_clusters", file.contradicted}});
   return all;
 }
 

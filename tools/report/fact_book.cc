@@ -45,7 +45,7 @@ std::vector<CaseFact> FactBook::Finish(const Inside* part) const {
   const std::vector<Told> none;
   std::vector<CaseFact> facts;
   for (const KindId kind : kFacts) {
-    CaseFact fact{records::KindOf(kind).name, {}, ""};
+    CaseFact fact{records::KindOf(kind).name, {}, "", 0};
     const auto found = told_.find(kind);
     const std::vector<Told>& told = found == told_.end() ? none : found->second;
     for (std::size_t i = 0; i < told.size(); ++i)
@@ -87,9 +87,13 @@ bool FactBook::AreLostAt(AxisX x) const {
 }
 
 void FactBook::Add(const Told& told, CaseFact& fact) {
-  const bool is_new = std::none_of(fact.values.begin(), fact.values.end(),
-                                   [&](const CaseText& text) { return text.text == told.text; });
-  if (is_new) fact.values.push_back({told.text, told.x, told.tick});
+  if (!fact.values.empty() && fact.values.back().text == told.text) return;
+  // The last place is the last change's.
+  if (fact.values.size() == kMostChanges) {
+    fact.values.pop_back();
+    ++fact.left_out;
+  }
+  fact.values.push_back({told.text, told.x, told.tick});
 }
 
 }  // namespace vmr::tool

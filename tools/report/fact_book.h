@@ -20,12 +20,14 @@ class FactBook {
   void Take(const records::Record& record, const Spot& spot);
   // From x on nothing is known; `why` are the words for that.
   void LoseAll(AxisX x, const char* why);
-  // Of each the different texts that are in force in the part, or all of them without one. Of
-  // a part that is not recorded nothing is known.
+  // Of each the texts that are in force in the part, or all of them without one, a text for each
+  // change: who comes back is told again. Of more than kMostChanges the first ones and the last
+  // one. Of a part that is not recorded nothing is known.
   std::vector<CaseFact> Finish(const Inside* part) const;
   // Some of them were known and got lost in a gap in front of x.
   bool AreLostAt(AxisX x) const;
 
+  static constexpr std::size_t kMostChanges = 8;
   // What LoseAll may be told.
   static constexpr const char* kBehindGap = "unknown behind the gap";
   static constexpr const char* kInNewRun = "unknown in this run of the unit";

@@ -8,7 +8,10 @@
 #include <string>
 #include <utility>
 
+#include "store/speed.h"
+#include "store/stream_format.h"
 #include "tools/common/console.h"
+#include "tools/common/time_point.h"
 #include "tools/read/break_words.h"
 #include "tools/read/overview.h"
 #include "tools/read/phrase.h"
@@ -66,9 +69,12 @@ class Gatherer final : public PlacedSink {
 
   void LoseAll(AxisX x, const char* why);
   void TellTally();
+  void FollowPosition(const Record& record, AxisX x);
+  void PutPositionFindings();
   bool ReachesInto(const Gap& gap) const;
   bool IsLostInFront(const Line& line, AxisX begin) const;
   void PutFrontGap(AxisX begin, CaseRecording& recording);
+  void PutPart(const Inside& inside, CaseRecording& recording);
   void PutSettings(CaseRecording& recording) const;
   void PutTotals(const Inside& inside, CaseRecording& recording) const;
   void PutWay(const Inside& inside, CaseRecording& recording);
@@ -96,6 +102,18 @@ class Gatherer final : public PlacedSink {
   std::optional<FrontGap> front_gap_;
   std::int64_t bad_places_ = 0;
   int run_ = 0;
+  // Ticks between which ways were told, and no place they begin at was known.
+  struct Pathless {
+    struct Span {
+      AxisX x;
+      unsigned int first_tick, last_tick;
+    };
+    std::vector<Span> spans;
+    bool is_open = false;  // the last one goes on
+  };
+  Pathless pathless_;
+  std::uint64_t impossible_ = 0;  // positions that are none on earth
+  AxisX impossible_x_ = 0;        // of the first one
 };
 
 // Behind it nothing is known of settings, as behind another run's beginning.
@@ -131,6 +149,8 @@ void Gatherer::OnRecord(const Record& record, const Spot& spot) {
   series_.Take(record, spot);
   lanes_.Take(record, spot, phrases_);
   facts_.Take(record, spot);
+  if (record.crc_right && SideOf(range_, record.tick, record.time) == Side::kInside)
+    FollowPosition(record, spot.x);
   if (SideOf(upto_, record.tick, record.time) == Side::kBehind) return;
   TellTally();
   const std::uint64_t starts = tally_.starts;
@@ -140,6 +160,46 @@ void Gatherer::OnRecord(const Record& record, const Spot& spot) {
   if (tally_.starts == starts) return;
   starts_.push_back(spot.x);
   events_.TakeStart(record, spot);
+}
+
+// Of ways that are told while nothing tells where they begin, and of places that are none.
+void Gatherer::FollowPosition(const Record& record, AxisX x) {
+  if (pathless_.is_open && record.tick != kNoTick) pathless_.spans.back().last_tick = record.tick;
+  if (record.kind->id != KindId::kPosition) return;
+  if (record.position.quality != records::PositionQuality::kUnknown) {
+    pathless_.is_open = false;
+    return;
+  }
+  if (record.item[0] == TAG_GPS_ABS) {
+    if (impossible_ == 0) impossible_x_ = x;
+    ++impossible_;
+  }
+  if (pathless_.is_open || record.tick == kNoTick) return;
+  pathless_.spans.push_back({x, record.tick, record.tick});
+  pathless_.is_open = true;
+}
+
+void Gatherer::PutPositionFindings() {
+  constexpr std::uint64_t kLeastTicks = 2 * 60;
+  for (const Pathless::Span& span : pathless_.spans) {
+    const std::uint64_t ticks = span.last_tick - span.first_tick;
+    if (ticks <= kLeastTicks) continue;
+    findings_.push_back(
+        {"position",
+         fmt::format("no position is known from tick {} to {}, {}, although the recording goes on: "
+                     "it tells ways, and not from where",
+                     span.first_tick, span.last_tick,
+                     ExactDurationText(static_cast<std::int64_t>(ticks) * records::kTick_us)),
+         span.x});
+  }
+  if (impossible_ == 0) return;
+  findings_.push_back(
+      {"position",
+       fmt::format("{} told that {} nowhere on earth; {} left out",
+                   impossible_ == 1 ? std::string("a position was")
+                                    : Counted(impossible_, "position") + " were",
+                   impossible_ == 1 ? "is" : "are", impossible_ == 1 ? "it is" : "they are"),
+       impossible_x_});
 }
 
 void Gatherer::OnGap(const Gap& gap, const GapSpot& spot) {
@@ -179,6 +239,7 @@ void Gatherer::OnClockStep(const records::ClockStep& step, AxisX x) {
 
 void Gatherer::OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) {
   run_ = run;
+  pathless_.is_open = false;
   way_.TakeNewRun(run, tick, lost_from);
   LoseAll(lost_from, FactBook::kInNewRun);
   front_gap_.reset();
@@ -193,7 +254,7 @@ void Gatherer::OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) {
 // Of settings that a later configuration does not tell nothing is known.
 void Gatherer::PutSettings(CaseRecording& recording) const {
   if (recording.is_part && recording.stretches.empty()) {
-    recording.no_policy = "nothing of the part asked for is recorded";
+    recording.no_policy = recording.nothing;
     return;
   }
   const auto component_word = records::KindOf(KindId::kVersion).fields[0].word;
@@ -227,6 +288,7 @@ void Gatherer::PutTotals(const Inside& inside, CaseRecording& recording) const {
     before = &stretch;
   }
   for (const CaseGap& gap : recording.gaps) {
+    if (gap.reason == GapReason::kWrongCrc) ++totals.wrong_crc_packets;
     if (gap.reason == GapReason::kOverwritten)
       totals.overwritten = true;
     else if (gap.from && gap.to)
@@ -241,7 +303,7 @@ void Gatherer::PutTotals(const Inside& inside, CaseRecording& recording) const {
 }
 
 void Gatherer::PutWay(const Inside& inside, CaseRecording& recording) {
-  way_.Finish();
+  way_.Finish(series_.SoleUnits(KindId::kSpeed, kGpsSpeedId));
   recording.way = std::move(way_.way);
   if (HasRange()) inside.Clip(recording.way, way_.ends);
 }
@@ -273,6 +335,39 @@ void Gatherer::PutFrontGap(AxisX begin, CaseRecording& recording) {
                        std::nullopt});
 }
 
+// Of a gap that reaches beyond what was asked for no more than the part of it counts.
+void Gatherer::PutPart(const Inside& inside, CaseRecording& recording) {
+  recording.part = inside.Asked();
+  for (CaseGap& gap : recording.gaps) {
+    if (!gap.from || !gap.to || !recording.part) continue;
+    const std::string words = gap.words;
+    const std::optional<AxisX> place = gap.from;
+    if (!inside.Clip(*gap.from, *gap.to)) continue;
+    gap.words += *gap.from == *gap.to
+                     ? "; it begins or ends where the part asked for does"
+                     : fmt::format("; it reaches beyond the part asked for, of which {} are lost",
+                                   ExactDurationText((*gap.to - *gap.from) * records::kTick_us));
+    const auto finding =
+        std::find_if(findings_.begin(), findings_.end(),
+                     [&](const CaseFinding& one) { return one.x == place && one.words == words; });
+    if (finding == findings_.end()) continue;
+    finding->words = gap.words;
+    finding->x = gap.from;
+  }
+}
+
+// Empty: something is there.
+std::string WhyNothing(const CaseRecording& recording) {
+  if (!recording.stretches.empty()) return {};
+  if (!recording.is_part) return "nothing of it is recorded";
+  const bool is_lost =
+      std::any_of(recording.gaps.begin(), recording.gaps.end(), [](const CaseGap& gap) {
+        return gap.reason != GapReason::kOverwritten && gap.from && gap.to;
+      });
+  return is_lost ? "all that was recorded in the part asked for is lost"
+                 : "nothing of the part asked for is recorded";
+}
+
 void Gatherer::PutFindings(const Inside& inside, CaseRecording& recording) {
   for (const CaseNewRun& run : recording.new_runs)
     findings_.push_back({"clock", NewRunWords(run.tick), run.x});
@@ -281,18 +376,27 @@ void Gatherer::PutFindings(const Inside& inside, CaseRecording& recording) {
       [](const WayPoint& point) { return (point.flags & WayPoint::kUnverified) != 0; });
   if (unverified != recording.way.end())
     findings_.push_back({"position", kUnverifiedWords, unverified->x});
+  PutPositionFindings();
   if (recording.stretches.empty())
-    findings_.push_back({"note",
-                         HasRange() ? "nothing of what was asked for is recorded"
-                                    : "nothing is recorded, or nothing tells when",
-                         std::nullopt});
+    findings_.push_back(
+        {"note", HasRange() ? recording.nothing : "nothing is recorded, or nothing tells when",
+         std::nullopt});
   else if (!recording.HasTime())
     findings_.push_back({"note", "nothing tells the time of day", std::nullopt});
   if (recording.zone.empty())
-    findings_.push_back({"note", "no time zone is recorded; times are UTC", std::nullopt});
+    findings_.push_back(
+        {"note",
+         recording.recorded_zone.empty()
+             ? "no time zone is recorded; times are UTC"
+             : fmt::format(
+                   "the recorded time zone \"{}\" is not known on this machine; times are UTC",
+                   recording.recorded_zone),
+         std::nullopt});
   // A place outside of the part is none of the page.
   for (CaseFinding& finding : findings_) {
     if (!recording.is_part || !finding.x || inside.Has(*finding.x)) continue;
+    if (recording.part && *finding.x >= recording.part->from && *finding.x <= recording.part->to)
+      continue;
     const auto gap = std::find_if(recording.gaps.begin(), recording.gaps.end(),
                                   [&finding](const CaseGap& one) { return one.from == finding.x; });
     const bool ends_inside = gap != recording.gaps.end() && gap->to && inside.Has(*gap->to);
@@ -340,6 +444,8 @@ void Gatherer::Finish(const Placement& placement, CaseRecording& recording) {
     PutFrontGap(recording.stretches.front().first, recording);
   recording.series = series_.Finish(HasRange() ? &inside : nullptr, findings_);
   recording.gaps = std::move(gaps_);
+  if (HasRange()) PutPart(inside, recording);
+  recording.nothing = WhyNothing(recording);
   recording.steps = std::move(steps_);
   recording.new_runs = std::move(new_runs_);
   PutWay(inside, recording);
@@ -369,6 +475,7 @@ CaseRecording GatherRecording(Reading& reading, ReadOutcome& outcome) {
   recording.name = EscapedText(reading.recording.name);
   recording.is_store = reading.recording.is_store;
   recording.zone = reading.zone;
+  recording.recorded_zone = EscapedText(RecordedZone(*reading.recording.source));
   Gatherer gatherer(reading.range);
   Placement placement(gatherer);
   outcome = ReadThroughRange(reading, placement);

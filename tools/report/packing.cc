@@ -60,6 +60,7 @@ Json ZoneJson(const CaseZone& zone) {
   return {{"name", zone.name},
           {"recorded", zone.recorded},
           {"asked", zone.asked},
+          {"unknown", zone.unknown},
           {"offsets", offsets}};
 }
 
@@ -80,7 +81,10 @@ Json FactsJson(const CaseRecording& recording) {
     Json values = Json::array();
     for (const CaseText& text : fact.values)
       values.push_back({{"text", text.text}, {"x", OrNull(text.x)}, {"tick", TickJson(text.tick)}});
-    all.push_back({{"name", fact.name}, {"values", values}, {"untold", fact.untold}});
+    all.push_back({{"name", fact.name},
+                   {"values", values},
+                   {"left_out", fact.left_out},
+                   {"untold", fact.untold}});
   }
   return all;
 }
@@ -118,6 +122,7 @@ Json TotalsJson(const CaseTotals& totals) {
           {"lost_unknown", totals.lost_unknown},
           {"records", totals.records},
           {"wrong_crc", totals.wrong_crc},
+          {"wrong_crc_packets", totals.wrong_crc_packets},
           {"unverified", totals.unverified},
           {"runs", totals.runs},
           {"starts", totals.starts},
@@ -218,6 +223,10 @@ Json RecordingJson(const CaseRecording& recording, Columns& columns) {
   all["name"] = recording.name;
   all["sources"] = SourcesJson(recording);
   all["kind"] = recording.is_store ? "store" : "file";
+  all["zone"] = recording.recorded_zone;
+  all["nothing"] = recording.nothing;
+  all["part"] = Json();
+  if (recording.part) all["part"] = {{"from", recording.part->from}, {"to", recording.part->to}};
   all["facts"] = FactsJson(recording);
   AddSettings(recording, all);
   all["stretches"] = StretchesJson(recording);

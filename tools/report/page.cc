@@ -10,6 +10,7 @@
 #include "tools/read/phrase.h"
 #include "tools/read/value_text.h"
 #include "tools/report/packing.h"
+#include "tools/report/plot_words.h"
 
 namespace vmr::tool {
 namespace {
@@ -37,8 +38,14 @@ const CaseFact* FindFact(const CaseRecording& recording, std::string_view name) 
 
 std::string FactText(const CaseFact& fact) {
   std::string text;
-  for (const CaseText& value : fact.values)
-    text += (text.empty() ? "" : ", then ") + (value.text.empty() ? "(empty)" : value.text);
+  for (const CaseText& value : fact.values) {
+    const bool is_last = &value == &fact.values.back();
+    text += text.empty() ? "" : ", then ";
+    if (is_last && fact.left_out > 0)
+      text += fmt::format("{}, last ",
+                          Counted(static_cast<std::uint64_t>(fact.left_out), "more change"));
+    text += value.text.empty() ? "(empty)" : value.text;
+  }
   return text;
 }
 
@@ -60,9 +67,7 @@ std::optional<Span> SpanOf(const CaseRecording& recording) {
 }
 
 std::string SpanText(const CaseRecording& recording) {
-  if (recording.stretches.empty())
-    return recording.is_part ? "Nothing of the part asked for is recorded."
-                             : "Nothing of it is recorded.";
+  if (recording.stretches.empty()) return Capital(recording.nothing) + ".";
   const auto span = SpanOf(recording);
   if (!span) return "Nothing tells when it was recorded.";
   return fmt::format("From {} to {}.", LocalTimeText(span->from_us), LocalTimeText(span->to_us));
@@ -93,8 +98,9 @@ std::string TotalsText(const CaseTotals& totals) {
     text += fmt::format(", and {} nobody knows how long",
                         Counted(static_cast<std::uint64_t>(totals.lost_unknown), "gap"));
   if (totals.wrong_crc > 0)
-    text += fmt::format("; {} in packets with a wrong CRC",
-                        Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record"));
+    text += fmt::format("; {} in {} with a wrong CRC",
+                        Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record"),
+                        Counted(static_cast<std::uint64_t>(totals.wrong_crc_packets), "packet"));
   if (totals.overwritten) text += "; what came before was overwritten by newer packets";
   return text + ".";
 }

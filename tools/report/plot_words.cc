@@ -156,6 +156,13 @@ AxisSpan ExtentOf(const CaseFile& file) {
       extent->from = std::min(extent->from, stretch.first);
       extent->to = std::max(extent->to, stretch.last + 1);
     }
+  // What was asked for may begin and end in a gap.
+  for (const CaseRecording& recording : file.recordings) {
+    if (!recording.part) continue;
+    if (!extent) extent = AxisSpan{recording.part->from, recording.part->to + 1};
+    extent->from = std::min(extent->from, recording.part->from);
+    extent->to = std::max(extent->to, recording.part->to + 1);
+  }
   return extent.value_or(AxisSpan{0, 1});
 }
 

@@ -101,7 +101,12 @@ Line OfUnits(const Line& line, const Line& units, std::int64_t wanted) {
 
 bool TellsNothing(const Line& line) {
   return std::none_of(line.begin(), line.end(),
-                      [](const LinePoint& point) { return point.IsKnown(); });
+                      [](const LinePoint& point) { return point.IsKnown() || point.IsWord(); });
+}
+
+std::string DeviceName(KindId kind, std::int64_t device) {
+  if (kind == KindId::kRadar) return fmt::format("radar {}", device);
+  return NameOf(DrawnAs(kind, 1), device);
 }
 
 }  // namespace
@@ -155,7 +160,7 @@ std::vector<CaseSeries> SeriesBook::Finish(const Inside* part, std::vector<CaseF
     Line points = line.Take();
     if (part != nullptr) part->Clip(points);
     if (kind == KindId::kSpeed || kind == KindId::kRadar) {
-      PutByUnits(key, std::move(points), all, findings);
+      PutByUnits(key, std::move(points), all);
       continue;
     }
     CaseSeries series{
@@ -164,7 +169,29 @@ std::vector<CaseSeries> SeriesBook::Finish(const Inside* part, std::vector<CaseF
     series.line = std::move(points);
     Put(std::move(series), all);
   }
+  PutAssumedUnits(findings);
   return all;
+}
+
+void SeriesBook::PutAssumedUnits(std::vector<CaseFinding>& findings) const {
+  for (const auto& [device, unit] : assumed_)
+    findings.push_back({"note",
+                        fmt::format("where the unit of {} is not told it is shown as {}, the only "
+                                    "one that the recording tells",
+                                    DeviceName(device.first, device.second), unit),
+                        std::nullopt});
+}
+
+std::optional<std::int64_t> SeriesBook::SoleUnits(KindId kind, std::int64_t device) const {
+  const auto units = units_.find({kind, device});
+  if (units == units_.end()) return std::nullopt;
+  std::optional<std::int64_t> sole;
+  for (const LinePoint& point : units->second.Points()) {
+    if (!point.IsKnown()) continue;
+    if (sole && *sole != point.value) return std::nullopt;
+    sole = point.value;
+  }
+  return sole;
 }
 
 void SeriesBook::Put(CaseSeries series, std::vector<CaseSeries>& all) const {
@@ -176,8 +203,7 @@ void SeriesBook::Put(CaseSeries series, std::vector<CaseSeries>& all) const {
   all.push_back(std::move(series));
 }
 
-void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all,
-                            std::vector<CaseFinding>& findings) {
+void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all) {
   const auto& [kind, device, field] = key;
   const DrawnField& drawn = DrawnAs(kind, field);
   const Line& units = units_[{kind, device}].Points();
@@ -189,16 +215,13 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
   });
   CaseSeries series{
       IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false, {}};
-  if (told.size() <= 1) {
-    if (!told.empty()) series.unit = SpeedUnitsText(*told.begin());
+  // Words have no unit.
+  const bool any_value =
+      std::any_of(line.begin(), line.end(), [](const LinePoint& point) { return point.IsKnown(); });
+  if (told.size() <= 1 || !any_value) {
+    if (told.size() == 1) series.unit = SpeedUnitsText(*told.begin());
     series.unit_assumed = any_untold && !series.unit.empty();
-    if (series.unit_assumed)
-      findings.push_back(
-          {"note",
-           fmt::format("where the unit of {} is not told it is shown as {}, the only "
-                       "one that the recording tells",
-                       series.name, series.unit),
-           std::nullopt});
+    if (series.unit_assumed) assumed_[{kind, device}] = series.unit;
     series.line = std::move(line);
     Put(std::move(series), all);
     return;
@@ -209,6 +232,9 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
     part.id += fmt::format("/{}", unit);
     part.unit = SpeedUnitsText(unit);
     part.line = OfUnits(line, units, unit);
+    if (std::none_of(part.line.begin(), part.line.end(),
+                     [](const LinePoint& point) { return point.IsKnown(); }))
+      continue;
     Put(std::move(part), all);
   }
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -27,6 +28,8 @@ class SeriesBook {
   // What was told at all, or is in force in the part, kind by kind. Where several units were
   // told, a line for each. Of a value that was told while its unit was not, the unit is the only
   // one that is told at all; `findings` gets a note of that.
+  // The only unit that the recording tells of a device's readings; nothing: none, or several.
+  std::optional<std::int64_t> SoleUnits(records::KindId kind, std::int64_t device) const;
   std::vector<CaseSeries> Finish(const Inside* part, std::vector<CaseFinding>& findings);
 
  private:
@@ -34,14 +37,16 @@ class SeriesBook {
   using Device = std::pair<records::KindId, std::int64_t>;
 
   void TakeReading(const records::Record& record, std::size_t field, const Spot& spot);
-  // A line of no value at all is left out.
+  // Says of each device whose readings are shown in a unit that was not told for all of them.
+  void PutAssumedUnits(std::vector<CaseFinding>& findings) const;
+  // A line of neither values nor words is left out.
   void Put(CaseSeries series, std::vector<CaseSeries>& all) const;
-  void PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all,
-                  std::vector<CaseFinding>& findings);
+  void PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all);
 
   std::map<Key, LineBuilder> lines_;
   std::map<std::int64_t, std::string> words_;  // by the numbers that stand for them
   std::map<Device, LineBuilder> units_;        // of the kind of the readings
+  std::map<Device, std::string> assumed_;      // the units in words
 };
 
 }  // namespace vmr::tool
