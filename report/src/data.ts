@@ -144,6 +144,9 @@ export const kPieceBegins = 1; // flags of the track
 export const kUnverified = 2;
 export const kTrackWrongCrc = 4;
 
+// A position that lies where it says.
+export const isSure = (flags: number): boolean => (flags & (kUnverified | kTrackWrongCrc)) === 0;
+
 export interface Inflated {
   header: Header;
   columns: Uint8Array;

@@ -275,7 +275,7 @@ async function run(): Promise<void> {
   await slices.pause();
   const model = await readModel(inflated, slices);
   const { view, clock } = page.events;
-  const map = new TrackMap(model, view);
+  const map = new TrackMap(model, view, clock);
   await map.read(slices);
   const table = new EventTable(model, view, clock);
   await table.read(slices);

@@ -570,6 +570,26 @@ function parked() {
   return { header: file("Car 5, two drives", [m.finish({ facts: identity("M. Okafor", "Car 5", "VMR-000131") })]), columns };
 }
 
+// A unit that tells no hemisphere at first: north-east stands for all. The receiver finds nothing for
+// its last five minutes.
+function hemisphere() {
+  const made = city();
+  const columns = new Columns();
+  const m = new Maker(columns, "car7", 7);
+  fitOut(m);
+  m.stretches.push(exact(0, 5040, kStart));
+  drive(m, 0, 5040, new Place(42.0308, -93.6319, m.random), { busy: 2 });
+  const kept = m.track.x.map((x) => x <= 4440);
+  for (const key of Object.keys(m.track)) m.track[key] = m.track[key].filter((_, i) => kept[i]);
+  m.track.x.forEach((x, i) => {
+    if (x >= 600) return;
+    m.track.longitude[i] *= -1;
+    m.track.flags[i] |= 2;
+  });
+  const [{ facts }] = made.header.recordings;
+  return { header: { ...made.header, recordings: [m.finish({ facts })] }, columns };
+}
+
 // Of the same unit, three years apart.
 function years() {
   const made = two();
@@ -623,6 +643,7 @@ export const kMade = {
   years,
   autumn,
   parked,
+  hemisphere,
 };
 
 export function writePages(folder, names = Object.keys(kMade)) {

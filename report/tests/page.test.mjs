@@ -279,6 +279,64 @@ describe("the map", () => {
   });
 });
 
+// Lines and labels of the map, as they are drawn.
+async function mapDrawn(name, options = {}) {
+  let drawn;
+  await withPage(name, options, async (page) => {
+    await page.evaluate(() => {
+      window.drawn = { lines: [], labels: [] };
+      const { moveTo, lineTo } = Path2D.prototype;
+      const pens = new WeakMap();
+      Path2D.prototype.moveTo = function (x, y) {
+        pens.set(this, [x, y]);
+        moveTo.call(this, x, y);
+      };
+      Path2D.prototype.lineTo = function (x, y) {
+        window.drawn.lines.push([...pens.get(this), x, y]);
+        pens.set(this, [x, y]);
+        lineTo.call(this, x, y);
+      };
+      const write = CanvasRenderingContext2D.prototype.fillText;
+      CanvasRenderingContext2D.prototype.fillText = function (text, x, y) {
+        if (this.canvas.closest(".map") && this.textAlign === "left") window.drawn.labels.push({ text, x, y, to: x + this.measureText(text).width });
+        write.call(this, text, x, y);
+      };
+    });
+    await page.click('button[title="Light or dark"]');
+    const legend = await page.textContent(".map-legend");
+    drawn = { ...(await page.evaluate(() => window.drawn)), legend };
+  });
+  return drawn;
+}
+
+describe("positions that are not verified", () => {
+  test("are joined to no others, and the map shows those that are", async () => {
+    const { lines, legend } = await mapDrawn("hemisphere");
+    assert.ok(lines.length > 300);
+    assert.deepEqual(lines.filter(([x, y, toX, toY]) => Math.hypot(toX - x, toY - y) > 100), []);
+    const inside = lines.filter(([x]) => x >= 0 && x < 400);
+    assert.ok(inside.length > 100 && inside.length < lines.length, `${inside.length} of ${lines.length}`);
+    assert.match(legend, /unverified/);
+    assert.doesNotMatch((await mapDrawn("city")).legend, /unverified/);
+  });
+
+  test("are no start, and what goes on without a position does not end at the last one", async () => {
+    const { labels } = await mapDrawn("hemisphere");
+    assert.deepEqual(labels.map((l) => l.text), ["first known, 16:39:05", "last known, 17:11:05"]);
+    assert.deepEqual((await mapDrawn("city")).labels.map((l) => l.text), ["start", "end"]);
+  });
+});
+
+test("labels of the map cover none of each other", async () => {
+  for (const [name, options] of [["two", {}], ["two", { viewport: kPhone }], ["hemisphere", {}]]) {
+    const { labels } = await mapDrawn(name, options);
+    assert.ok(labels.length >= 2);
+    for (const a of labels)
+      for (const b of labels)
+        assert.ok(a === b || Math.abs(a.y - b.y) >= 12 || a.x >= b.to || b.x >= a.to, `${a.text} over ${b.text}`);
+  }
+});
+
 test("a place of a recording without a time is its tick", async () => {
   await withPage("ticks", {}, async (page) => {
     assert.equal(await page.textContent("#findings-list button"), "tick 500");
