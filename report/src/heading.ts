@@ -1,6 +1,6 @@
 // Who, when, and how much of it is there. Made from the header alone, before any column is read.
 
-import { RecordingAxis } from "./axis";
+import { displacedWords, RecordingAxis } from "./axis";
 import { exactDurationText, type Clock } from "./clock";
 import type { Finding, Header, RecordingHeader } from "./data";
 import { make, recorded } from "./dom";
@@ -63,8 +63,12 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean, part: bo
   const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
   const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
   if (halves > 0) value.append(`, and ${exactDurationText(halves)} without a time`);
-  const wrong = timed.filter((s) => !told.includes(s)).reduce((sum, s) => sum + s.to - s.x + 1, 0);
-  if (wrong > 0) value.append(`, and ${exactDurationText(wrong)} by a clock that was wrong or not set`);
+  const apart = new Map<string, number>();
+  for (const s of timed.filter((one) => !told.includes(one))) {
+    const words = displacedWords(recording, s);
+    apart.set(words, (apart.get(words) ?? 0) + s.to - s.x + 1);
+  }
+  for (const [words, length] of apart) value.append(`, and ${exactDurationText(length)} ${words}`);
   return value;
 }
 

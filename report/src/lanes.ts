@@ -1,7 +1,7 @@
 // One lane per input, microphone, camera and stream, and before them the lights and sirens of all
 // recordings and what each of them recorded at all.
 
-import { countUpTo } from "./axis";
+import { countUpTo, type HoleKind } from "./axis";
 import type { Clock } from "./clock";
 import { kUnverified, kWrongCrc } from "./data";
 import { make, recorded, setText } from "./dom";
@@ -16,6 +16,9 @@ const narrow = matchMedia("(max-width: 620px)");
 function heightOfLane(): number {
   return narrow.matches && !isPrinting() ? 34 : 20;
 }
+
+// What the line of a lane has room for.
+const kShortHoleTexts: Record<HoleKind, string> = { lost: "lost", clock: "no such time", jump: "not recorded", none: "not recorded" };
 
 const kHeadHeight = 24;
 const kAxisHeight = 20;
@@ -148,8 +151,9 @@ export class Lanes {
       const value = this.values[i];
       if (!value || row.kind === "head") return;
       if (row.kind === "coverage") {
-        const known = row.recording.axis.segmentAt(x) !== null;
-        setText(value, known ? "recorded" : "not recorded");
+        const { axis } = row.recording;
+        const known = axis.segmentAt(x) !== null;
+        setText(value, known ? "recorded" : kShortHoleTexts[axis.holeAt(x)]);
         value.classList.toggle("unknown", !known);
         return;
       }
@@ -210,7 +214,7 @@ export class Lanes {
     this.collect(lane, frame);
     const role = lane.header.role;
     const solid = role === "lights" ? c.lights : role === "siren" ? c.siren : c.active;
-    const striped = hatch(ctx, c.unknown, false);
+    const striped = hatch(ctx, c.unknown, "striped");
     const columns = this.columns;
     const width = Math.ceil(frame.plot);
     for (let px = 0; px < width; ) {

@@ -207,13 +207,14 @@ class Page {
     const x = this.view.moment;
     const parts: Node[] = [];
     const several = this.header.recordings.length > 1;
-    this.header.recordings.forEach(({ name }, i) => {
+    this.header.recordings.forEach((recording, i) => {
+      const { name } = recording;
       const axis = this.axes[i]!;
       const text = this.moments.text(axis, x);
       const part = make("span", { class: "now-part", "data-recording": name });
       if (several) part.append(recorded(name), " ");
       part.append(make("strong", {}, text));
-      const apart = this.moments.apart(axis, x);
+      const apart = this.moments.apart(recording, axis, x);
       if (apart) part.append(make("span", { class: "tick" }, `, ${apart}`));
       const tick = axis.tickAt(x);
       if (tick !== null && !text.includes("tick")) part.append(make("span", { class: "tick" }, ` tick ${tick}`));

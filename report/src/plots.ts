@@ -253,7 +253,7 @@ export class Plot {
   }
 
   private drawUnknown(ctx: CanvasRenderingContext2D, series: Series, top: number): void {
-    ctx.fillStyle = hatch(ctx, colours().unknown, false);
+    ctx.fillStyle = hatch(ctx, colours().unknown, "striped");
     eachPiece(series.held, series.recording.axis, this.view.from, this.view.to, (from, to, entry) => {
       if (entry >= 0 || wordAt(series, from) !== null) return;
       const left = toPx(this.frame, this.view, from);

@@ -590,6 +590,17 @@ function hemisphere() {
   return { header: { ...made.header, recordings: [m.finish({ facts })] }, columns };
 }
 
+// A clock that was 90 minutes ahead for ten minutes, then set; ticks went on.
+function setBack() {
+  const made = city();
+  const [recording] = made.header.recordings;
+  const to = recording.stretches[0].to;
+  const ahead = 90 * 60e6;
+  recording.stretches = [exact(0, 1199, kStart + ahead, { displaced: true }), exact(3000, to, kStart + 3000 * 5e5, { tick: 1200 })];
+  recording.steps.push({ x: 3000, tick: 1200, expected_us: kStart + 1200 * 5e5 + ahead, told_us: kStart + 3000 * 5e5, words: "the unit's clock was set back by 1 h 15 min" });
+  return made;
+}
+
 // Of the same unit, three years apart.
 function years() {
   const made = two();
@@ -644,6 +655,7 @@ export const kMade = {
   autumn,
   parked,
   hemisphere,
+  setBack,
 };
 
 export function writePages(folder, names = Object.keys(kMade)) {

@@ -15,9 +15,16 @@ namespace vmr::tool {
 // Where a recording goes on without a hole: its stretches, those of one run that follow each
 // other as one. The clock may have been set in between.
 std::vector<AxisSpan> RecordedSpans(const CaseRecording& recording);
-// What of it is not there: between these spans, and its gaps whose ends are known. Where something
-// is lost and no place of the axis with it, the span is empty. Ascending; they do not overlap.
-std::vector<AxisSpan> HolesOf(const CaseRecording& recording);
+// Why something of the axis is not there.
+enum class HoleKind {
+  kLost,         // a gap says so
+  kNoTime,       // the clock was set back while ticks went on: it never showed these times
+  kNotRecorded,  // the unit was off, or its clock was set forward
+};
+// Of one kind, what of the recording is not there: between its spans, and its gaps whose ends are
+// known. Where something is lost and no place of the axis with it, the span is empty. Ascending;
+// they do not overlap.
+std::vector<AxisSpan> HolesOf(const CaseRecording& recording, HoleKind kind);
 
 struct LineStep {
   AxisX x = 0;

@@ -74,13 +74,41 @@ std::string EndText(const CaseFile& file, AxisX x) {
   return there == nullptr ? PlaceText(file, x) : MomentText(file, *there, x);
 }
 
-// Of recordings that tell the time somewhere.
-AxisX DisplacedHalves(const CaseFile& file) {
-  AxisX halves = 0;
+bool IsStep(const CaseRecording& recording, const CaseStretch& stretch) {
+  return std::any_of(recording.steps.begin(), recording.steps.end(),
+                     [&](const CaseClockStep& step) { return step.x == stretch.first; });
+}
+
+// What is known of the clock that showed a displaced stretch: whether it was set at its end, or at
+// its beginning.
+const char* DisplacedWords(const CaseRecording& recording, std::size_t at) {
+  const std::vector<CaseStretch>& all = recording.stretches;
+  if (all[at].time.quality == TimeQuality::kUnknown) return "without a time";
+  for (std::size_t i = at + 1; i < all.size() && all[i].run == all[at].run; ++i) {
+    if (IsStep(recording, all[i])) return "by the clock before it was set";
+    if (!all[i].displaced) break;
+  }
+  for (std::size_t i = at;; --i) {
+    if (IsStep(recording, all[i])) return "by the clock after it was set";
+    if (i == 0 || all[i - 1].run != all[at].run) return "by a clock that contradicts the rest";
+  }
+}
+
+// Of recordings that tell the time somewhere: what of them does not lie where a clock said.
+std::string DisplacedText(const CaseFile& file) {
+  std::vector<std::pair<std::string, AxisX>> lengths;
   for (const CaseRecording& recording : file.recordings)
-    for (const CaseStretch& stretch : recording.stretches)
-      if (recording.on_utc && stretch.displaced) halves += stretch.last - stretch.first + 1;
-  return halves;
+    for (std::size_t i = 0; i < recording.stretches.size(); ++i) {
+      const CaseStretch& stretch = recording.stretches[i];
+      if (!recording.on_utc || !stretch.displaced) continue;
+      const std::string words = DisplacedWords(recording, i);
+      if (lengths.empty() || lengths.back().first != words) lengths.emplace_back(words, 0);
+      lengths.back().second += stretch.last - stretch.first + 1;
+    }
+  std::string text;
+  for (const auto& [words, halves] : lengths)
+    text += fmt::format(", {} of it {}", LengthText(halves), words);
+  return text;
 }
 
 std::string IdentityText(const CaseRecording& recording) {
@@ -197,8 +225,7 @@ std::string SpanText(const CaseFile& file, const AxisSpan& shown) {
   const AxisX last = shown.to - 1;
   std::string text = fmt::format("{} to {} ({})", EndText(file, shown.from), EndText(file, last),
                                  LengthText(last - shown.from));
-  if (const AxisX halves = DisplacedHalves(file); halves > 0 && file.has_time)
-    text += fmt::format(", {} of it by a clock that was wrong or not set", LengthText(halves));
+  if (file.has_time) text += DisplacedText(file);
   return text;
 }
 
