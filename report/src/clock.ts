@@ -69,9 +69,24 @@ export class Clock {
     return found;
   }
 
+  // When clocks of the zone show this, given as if it were UTC; of an hour that they show twice the first.
+  usOf(local: number): number {
+    const offsets = [this.offsetAt(local - 86400e6), this.offsetAt(local), this.offsetAt(local + 86400e6)];
+    const fits = offsets.map((minutes) => local - minutes * 60e6).filter((us) => us + this.offsetAt(us) * 60e6 === local);
+    return fits.length ? Math.min(...fits) : local - this.offsetAt(local) * 60e6;
+  }
+
   // Shifted so that the UTC fields of the result are the local ones.
   private local(us: number): Date {
     return new Date(us / 1000 + this.offsetAt(us) * 60000);
+  }
+
+  // Whether times of the recordings shown have more than one: an hour is shown twice then, or left out.
+  get changesOffset(): boolean {
+    const shown = this.header.recordings.flatMap((r) =>
+      r.stretches.flatMap((s) => (s.us === null || s.quality === "unknown" ? [] : [s.us, s.us + (s.to - s.x) * 500000])),
+    );
+    return new Set(shown.map((us) => this.offsetAt(us))).size > 1;
   }
 
   date(us: number): string {

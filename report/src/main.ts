@@ -27,6 +27,7 @@ class Page {
   private readonly view: View;
   private readonly now = make("output", { class: "now", "data-readout": "moment" });
   private readonly link = make("a", { class: "button", href: "#", title: "Copy this address to come back to this moment" }, "Link");
+  private readonly problem = make("p", { class: "link-problem", role: "status", hidden: "" });
   private readonly video: Video;
   private panel: TimePanel | null = null;
   private map: TrackMap | null = null;
@@ -48,9 +49,10 @@ class Page {
   // All that needs no columns, in its final size: nothing moves when the panels come.
   frame(): void {
     this.texts();
-    byId("toolbar").append(this.now, this.tools());
+    byId("toolbar").append(this.now, this.tools(), this.problem);
     byId("video").append(this.video.element);
     this.readout();
+    this.readLink(); // what it says of itself stands there before anything is drawn below it
     byId("app").hidden = false;
     byId("loading").hidden = true;
   }
@@ -152,7 +154,9 @@ class Page {
 
   private readLink(): void {
     this.address = location.hash;
-    const linked = readLink(this.header, location.hash);
+    const linked = readLink(this.header, this.clock, location.hash);
+    setText(this.problem, linked.problem === null ? "" : `The link leads nowhere: ${linked.problem}.`);
+    this.problem.hidden = linked.problem === null;
     if (linked.video !== null) this.video.setBegin(linked.video);
     if (linked.x !== null && linked.x !== this.view.cursor) this.view.choose(linked.x);
   }

@@ -492,6 +492,21 @@ describe("events", () => {
   });
 });
 
+test("times of the table have an offset where it changes, and on paper always", async () => {
+  await withPage("autumn", {}, async (page) => {
+    assert.match(await page.textContent(".event .when"), /^2026-11-01 01:34:05 -05:00$/);
+    await page.selectOption("#zone", "utc");
+    assert.doesNotMatch(await page.textContent(".event .when"), /UTC/);
+  });
+  for (const [name, heading] of [["city", "Time, -05:00"], ["autumn", "Time"]])
+    await withPage(name, {}, async (page) => {
+      await page.evaluate(() => dispatchEvent(new Event("beforeprint")));
+      assert.equal(await page.textContent(".printed th"), heading);
+      const times = await page.locator(".printed .when").allTextContents();
+      assert.equal(times.every((time) => /-0[56]:00$/.test(time)), name === "autumn");
+    });
+});
+
 // The labels of the time axis below the lanes, as they are drawn.
 async function axisLabels(name) {
   let drawn = [];
@@ -571,12 +586,47 @@ describe("moving about", () => {
     });
   });
 
-  test("a link without sense changes nothing", async () => {
-    for (const hash of ["#t=", "#t=yesterday", "#t=x1e9", "#video=abc", "#<script>"])
+  test("a link without sense changes nothing, and says so", async () => {
+    const links = {
+      "#t=": /"" is neither a time nor a tick/,
+      "#t=yesterday": /"yesterday" is neither a time nor a tick/,
+      "#t=2026-06-31T16:40": /neither a time nor a tick/,
+      "#t=x1e9": /"x1e9" is neither a time nor a tick/,
+      "#t=x99999": /half second 99999 is outside of what was recorded/,
+      "#t=99999": /tick 99999 is not recorded/,
+      "#t=2027-01-01T00:00:00Z": /2026-12-31 19:00:00 -05:00 is outside of what was recorded/,
+      "#video=abc": /^$/,
+      "#<script>": /^$/,
+    };
+    for (const [hash, words] of Object.entries(links))
       await withPage("city", { hash }, async (page, notes) => {
         assert.equal(await cursor(page), 0);
+        assert.match(await page.textContent(".link-problem"), words, hash);
+        assert.deepEqual((await seen(page)).shifts, [], hash);
         assert.deepEqual(notes.console, []);
       });
+  });
+
+  test("a link written by hand has a time of the zone shown, or a tick", async () => {
+    for (const [hash, x] of [["#t=2026-06-19T16:44:05", 1200], ["#t=2026-06-19 16:44", 1190], ["#t=2026-06-19T23:44:05+02:00", 1200], ["#t=1200", 1200]])
+      await withPage("city", { hash, timezoneId: "Asia/Kolkata" }, async (page) => {
+        assert.equal(await cursor(page), x, hash);
+        assert.equal(await page.isVisible(".link-problem"), false);
+      });
+  });
+
+  test("keys work without the focus on the slider, and leave those of a field alone", async () => {
+    await withPage("city", {}, async (page) => {
+      await page.keyboard.press("End");
+      assert.equal(await cursor(page), 5040);
+      await page.keyboard.press("ArrowLeft");
+      assert.equal(await cursor(page), 5039);
+      await page.focus("#event-search");
+      await page.keyboard.press("Home");
+      await page.keyboard.type("0+");
+      assert.equal(await cursor(page), 5039);
+      assert.equal(await page.inputValue("#event-search"), "0+");
+    });
   });
 
   const range = async (page) => [
