@@ -1,5 +1,6 @@
 // Who, when, and how much of it is there. Made from the header alone, before any column is read.
 
+import { answerTexts, type Answers } from "./answers";
 import { displacedWords, RecordingAxis } from "./axis";
 import { exactDurationText, type Clock } from "./clock";
 import type { Finding, Header, RecordingHeader } from "./data";
@@ -89,13 +90,15 @@ function amounts(recording: RecordingHeader): HTMLElement {
 }
 
 // A line of its name and how much of it there is, one of who and when.
-function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean, part: boolean): HTMLElement {
+function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean, part: boolean, answers: Answers): HTMLElement {
   const facts = make("dl", { class: "facts" });
   for (const [name, label] of kShown)
     facts.append(make("div", { class: "fact" }, make("dt", {}, label), factValue(recording, name)));
   const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock, short, part));
   facts.append(when);
-  return make("div", { class: "card" }, make("div", { class: "card-head" }, name, amounts(recording)), facts);
+  const texts = answerTexts(answers, recording, clock);
+  const asked = texts.length ? make("ul", { class: "answers" }, ...texts.map((text) => make("li", {}, recorded(text)))) : null;
+  return make("div", { class: "card" }, make("div", { class: "card-head" }, name, amounts(recording)), facts, asked);
 }
 
 const kCounted: [Finding["severity"], string, string][] = [
@@ -145,7 +148,7 @@ export function doubts(header: Header): HTMLElement {
   return line;
 }
 
-export function heading(header: Header, clock: Clock): HTMLElement {
+export function heading(header: Header, clock: Clock, answers: Answers[]): HTMLElement {
   const element = make("div", { class: "heading" });
   const title = make("h1", {}, recorded(header.title));
   const single = header.recordings.length === 1;
@@ -160,9 +163,9 @@ export function heading(header: Header, clock: Clock): HTMLElement {
     words.append(to === null ? " to the end" : " to ", to === null ? "" : recorded(to));
     element.append(words);
   }
-  for (const recording of header.recordings) {
+  for (const [i, recording] of header.recordings.entries()) {
     const name = single ? title : make("h2", { class: "card-name" }, recorded(recording.name));
-    element.append(card(name, recording, clock, !single, header.range !== null));
+    element.append(card(name, recording, clock, !single, header.range !== null, answers[i]!));
   }
   if (header.recordings.length === 0) element.append(make("p", { class: "unknown" }, "Nothing was recorded."));
   return element;

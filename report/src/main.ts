@@ -1,5 +1,6 @@
 // Puts the page together: the header at once, then the columns in slices, then the panels.
 
+import { readAnswers, type Answers } from "./answers";
 import { RecordingAxis } from "./axis";
 import { Clock, type ZoneChoice } from "./clock";
 import { inflate, Slices, type Header } from "./data";
@@ -37,7 +38,10 @@ class Page {
   private address = ""; // as last read or written
   private writing = false;
 
-  constructor(private readonly header: Header) {
+  constructor(
+    private readonly header: Header,
+    private readonly answers: Answers[],
+  ) {
     this.clock = new Clock(header);
     this.moments = new Moments(header, this.clock);
     this.axes = header.recordings.map((recording) => new RecordingAxis(recording));
@@ -58,7 +62,7 @@ class Page {
   }
 
   private texts(): void {
-    byId("heading").replaceChildren(heading(this.header, this.clock), doubts(this.header));
+    byId("heading").replaceChildren(heading(this.header, this.clock, this.answers), doubts(this.header));
     byId("findings-list").replaceChildren(findings(this.header, this.clock, (x) => this.view.choose(x)));
     const open = [...document.querySelectorAll<HTMLDetailsElement>("#details-list details")].map((d) => d.open);
     byId("details-list").replaceChildren(details(this.header));
@@ -275,7 +279,7 @@ async function run(): Promise<void> {
   const slices = new Slices();
   const text = byId("vmr-data").textContent ?? "";
   const inflated = await inflate(text, slices);
-  const page = new Page(inflated.header);
+  const page = new Page(inflated.header, await readAnswers(inflated, slices));
   page.frame();
   await slices.pause();
   const model = await readModel(inflated, slices);

@@ -601,6 +601,19 @@ function setBack() {
   return made;
 }
 
+// Lights are told at all only from a full state on and end in a gap; there is no speed.
+function lights() {
+  const columns = new Columns();
+  const m = new Maker(columns, "car9", 9);
+  m.addLane("input/emergency lights", "inputs", "emergency lights", "lights");
+  m.stretches.push(exact(0, 999, kStart), exact(2000, 3000, kStart + 2000 * 5e5));
+  m.word("input/emergency lights", 100, 2, kFullState);
+  for (const [x, word] of [[300, 1], [400, 2], [500, 1], [600, 2], [610, 1], [700, 2]]) m.word("input/emergency lights", x, word);
+  m.unknownFrom(1000);
+  m.word("input/emergency lights", 2000, 1, kFullState);
+  return { header: file("Car 9", [m.finish()]), columns };
+}
+
 // Of the same unit, three years apart.
 function years() {
   const made = two();
@@ -656,6 +669,7 @@ export const kMade = {
   parked,
   hemisphere,
   setBack,
+  lights,
 };
 
 export function writePages(folder, names = Object.keys(kMade)) {

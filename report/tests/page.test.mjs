@@ -261,6 +261,27 @@ describe("the first minute", () => {
     });
   });
 
+  test("when the lights were on and how fast it was stand there in digits", async () => {
+    await withPage("lights", {}, async (page) => {
+      const on = "Lights on 4 times: 16:34:55 or before–16:36:35, 16:37:25–16:38:15, 16:39:05–16:39:10 and 1 more; unknown for 50 s";
+      assert.deepEqual(await page.locator(".answers li").allTextContents(), [on]);
+      // Its times are on the first screen, too.
+      const box = await page.locator(".overview canvas").boundingBox();
+      assert.ok(box.height === 50 && box.y + box.height <= 768);
+    });
+    const data = readPage(path("city"));
+    const speed = data.header.recordings[0].series.find((s) => s.family === "speed");
+    const [x, value, flags] = [speed.x, speed.value, speed.flags].map((c) => data.column(c));
+    const most = Math.max(...value.filter((_, i) => !(flags[i] & 3)));
+    const at = new Date(data.header.axis_us / 1000 + x[value.indexOf(most)] * 500 - 5 * 3600e3).toISOString().slice(11, 19);
+    await withPage("city", {}, async (page) => {
+      const texts = await page.locator(".answers li").allTextContents();
+      assert.match(texts[0], /^Lights on \d+ times: \d\d:\d\d:\d\d–/);
+      assert.equal(texts[1].replace(/\.5 \(/, " ("), `Greatest speed ${most} mph at ${at} (GPS)`);
+    });
+    await withPage("empty", {}, async (page) => assert.equal(await page.locator(".answers").count(), 0));
+  });
+
   test("a store without anything says so", async () => {
     await withPage("empty", {}, async (page) => {
       const text = await page.textContent("#app");
