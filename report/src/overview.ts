@@ -75,8 +75,10 @@ export class Overview {
     ctx.font = "11px system-ui, sans-serif";
     ctx.textAlign = "center";
     ctx.textBaseline = "top";
-    for (const mark of timeMarks(this.model.header, this.clock, this.whole, this.frame.plot))
-      ctx.fillText(mark.label, toPx(this.frame, this.whole, mark.x), kHeight + 4);
+    for (const mark of timeMarks(this.model.header, this.clock, this.whole, this.frame.plot)) {
+      const most = this.frame.width - ctx.measureText(mark.label).width / 2;
+      ctx.fillText(mark.label, Math.min(most, toPx(this.frame, this.whole, mark.x)), kHeight + 4);
+    }
   }
 
   private drawSpeed(ctx: CanvasRenderingContext2D, index: number, top: number, height: number): void {

@@ -614,6 +614,17 @@ function lights() {
   return { header: file("Car 9", [m.finish()]), columns };
 }
 
+// A unit with many things that it never tells.
+function silent() {
+  const columns = new Columns();
+  const m = new Maker(columns, "car7", 3);
+  fitOut(m);
+  for (let i = 0; i < 45; i++) m.addLane(`camera/silent ${i}`, "cameras", `silent ${i}`);
+  m.stretches.push(exact(0, 600, kStart));
+  drive(m, 0, 600, new Place(42.0308, -93.6319, m.random), { fullState: false });
+  return { header: file("Car 7, ten minutes", [m.finish()]), columns };
+}
+
 // Of the same unit, three years apart.
 function years() {
   const made = two();
@@ -670,6 +681,7 @@ export const kMade = {
   hemisphere,
   setBack,
   lights,
+  silent,
 };
 
 export function writePages(folder, names = Object.keys(kMade)) {

@@ -486,6 +486,28 @@ describe("events", () => {
     assert.match(second, /Speed[^]*Lights and siren[^]*car7 · Radar[^]*car8 · Inputs/);
   });
 
+  test("on paper a long group is in parts, each with its name and no higher than a quarter of a page", async () => {
+    await withPage("silent", {}, async (page) => {
+      const names = await page.locator(".lanes .lane .name").allTextContents();
+      await page.emulateMedia({ media: "print" });
+      await page.evaluate(() => dispatchEvent(new Event("beforeprint")));
+      const rows = await page.$$eval(".printed-lanes > .row", (all) =>
+        all.map((row) => ({
+          height: row.getBoundingClientRect().height,
+          drawn: row.querySelector("canvas").getBoundingClientRect().height,
+          names: [...row.querySelectorAll(".lane .name")].map((e) => e.textContent),
+          head: row.querySelector(".lane-head").textContent,
+        })),
+      );
+      assert.deepEqual(rows.flatMap((row) => row.names), names);
+      for (const { height, drawn, head } of rows) {
+        assert.ok(height <= 255, `${head}: ${height}`);
+        assert.ok(drawn >= height - 1, `${head}: ${drawn} of ${height}`);
+      }
+      assert.ok(rows.filter((row) => row.head === "Unknown throughout, continued").length >= 4);
+    });
+  });
+
   test("on paper are all of them, on A4", async () => {
     for (const name of ["city", "damage", "two"]) {
       const data = readPage(path(name));
@@ -565,6 +587,27 @@ test("what is recorded and what is lost add up to the time from the first to the
       });
     });
   }
+});
+
+test("a word in place of a value is drawn in its plot, and its key tells what it is", async () => {
+  const data = readPage(path("city"));
+  const target = data.header.recordings[0].series.find((s) => s.id === "radar/target");
+  const told = data.column(target.flags).findIndex((flags) => flags & 8);
+  await withPage("city", {}, async (page) => {
+    await goTo(page, data.column(target.x)[told]);
+    for (let i = 0; i < 8; i++) await page.keyboard.press("+");
+    await page.evaluate(() => {
+      window.words = 0;
+      const write = CanvasRenderingContext2D.prototype.fillText;
+      CanvasRenderingContext2D.prototype.fillText = function (text, x, y) {
+        if (text === "blank" && this.canvas.closest(".plot")) window.words++;
+        write.call(this, text, x, y);
+      };
+    });
+    await page.click('button[title="Light or dark"]');
+    await page.waitForFunction(() => window.words > 0);
+    assert.match(await page.textContent(".key"), /a word told in place of a value/);
+  });
 });
 
 describe("labels of the axis", () => {

@@ -337,6 +337,18 @@ TEST(SvgPlot, AClockThatWasSetAndANewRunAreUprightLines) {
   EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"clock set -1 min 30 s", "new run"}));
 }
 
+TEST(SvgPlot, AWordInPlaceOfAValueIsALineWithItsText) {
+  CaseRecording recording = Recording("r", {{0, 40, 0}, {200, 254, kUnknown | LinePoint::kWord},
+                                            {600, 60, 0}});
+  recording.series[0].words = {{254, "blank"}};
+  const std::string svg = Draw(FileOf({recording}));
+  EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"blank", "a word told in place of a value"}));
+  EXPECT_THAT(svg, HasSubstr("<line x1=\"260\" y1=\"401\" x2=\"660\" y2=\"401\""));
+  EXPECT_THAT(WordsOf(svg), HasSubstr(R"(; "blank" for 3 min 20 s.)"));
+  EXPECT_THAT(Texts(Draw(FileOf({Recording("r", {{0, 40, 0}})}))),
+              Not(testing::Contains(HasSubstr("word"))));
+}
+
 // ---- Panels ----------------------------------------------------------------------
 
 TEST(SvgPlot, WhatNoRecordingTellsIsSaidInItsPanel) {

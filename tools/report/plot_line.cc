@@ -26,6 +26,11 @@ class SpanParts {
   // What is in force goes on up to x.
   void Close(AxisX x) {
     if (is_word_) {
+      std::vector<WordSpan>& words = parts_.words;
+      if (!words.empty() && words.back().span.to == at_ && words.back().number == value_)
+        words.back().span.to = x;
+      else if (x > at_)
+        words.push_back({{at_, x}, value_});
       in_piece_ = in_unknown_ = false;
       return;
     }
@@ -210,6 +215,19 @@ void Thin(std::vector<AxisSpan>& spans, const Columns& columns) {
       kept.push_back(span);
   }
   spans = std::move(kept);
+}
+
+void Thin(std::vector<WordSpan>& words, const Columns& columns) {
+  std::vector<WordSpan> kept;
+  for (const WordSpan& word : words) {
+    const bool touches =
+        !kept.empty() && columns.Of(word.span.from) <= columns.Of(kept.back().span.to);
+    if (touches && kept.back().number == word.number)
+      kept.back().span.to = word.span.to;
+    else if (!touches || columns.Of(word.span.to) > columns.Of(kept.back().span.to))
+      kept.push_back(word);
+  }
+  words = std::move(kept);
 }
 
 }  // namespace vmr::tool

@@ -36,9 +36,14 @@ struct LinePiece {
   AxisX to = 0;
   AxisX From() const { return steps.front().x; }
 };
+struct WordSpan {
+  AxisSpan span;
+  std::int64_t number = 0;  // the word's
+};
 struct LineParts {
   std::vector<LinePiece> pieces;
   std::vector<AxisSpan> unknown;  // recorded, but nothing tells the value
+  std::vector<WordSpan> words;    // a word is told in place of it
   std::vector<LineStep> wrong;    // of packets whose CRC is wrong: they hold nowhere
 };
 // What is told in front of a span does not hold in it.
@@ -61,6 +66,8 @@ void Thin(std::vector<LineStep>& steps, const Columns& columns);
 void Thin(std::vector<LinePiece>& pieces, const Columns& columns);
 // Joins those that would touch.
 void Thin(std::vector<AxisSpan>& spans, const Columns& columns);
+// The same of those of one word; of others that lie within one column the first is left.
+void Thin(std::vector<WordSpan>& words, const Columns& columns);
 
 }  // namespace vmr::tool
 

@@ -33,6 +33,7 @@ struct PlotLine {
   std::string recording;
   std::string words;  // what it shows, in a sentence
   LineParts parts;    // no finer than the picture
+  std::vector<CaseWord> told;  // what its words are
   LineStyle style;
 };
 

@@ -318,6 +318,12 @@ std::string NameOf(const CaseFile& file, const DescribedSeries& described) {
   return file.recordings.size() > 1 ? described.recording->name + ": " + name : name;
 }
 
+std::string WordText(const std::vector<CaseWord>& words, std::int64_t number) {
+  for (const CaseWord& word : words)
+    if (word.number == number) return word.text;
+  return fmt::format("number {}", number);
+}
+
 std::string Described(const CaseFile& file, const DescribedSeries& described) {
   const Extremes extremes = ExtremesOf(*described.parts);
   const std::string& unit = described.series->unit;
@@ -330,6 +336,12 @@ std::string Described(const CaseFile& file, const DescribedSeries& described) {
                         MomentText(file, *described.recording, extremes.greatest->x));
     if (const AxisX unknown = LengthOf(described.parts->unknown); unknown > 0)
       text += fmt::format("; unknown for {}", LengthText(unknown));
+  }
+  for (const CaseWord& word : described.series->words) {
+    AxisX halves = 0;
+    for (const WordSpan& told : described.parts->words)
+      if (told.number == word.number) halves += told.span.Length();
+    if (halves > 0) text += fmt::format("; {} for {}", InQuotes(word.text), LengthText(halves));
   }
   if (const std::size_t wrong = described.parts->wrong.size(); wrong > 0)
     text += fmt::format("; {} of packets whose CRC is wrong", Counted(wrong, "value"));

@@ -141,6 +141,7 @@ class Painter {
   void DrawWrong(const PlotLine& line, const Box& box);
   void DrawNames(const PlotPanel& panel, const Box& box);
   void DrawUnknown(const PlotPanel& panel);
+  void DrawWords(const PlotPanel& panel);
   void DrawRecorded();
   void DrawTimes();
   void DrawKey();
@@ -159,7 +160,7 @@ class Painter {
   double y_ = 0;
   // What is to be explained.
   std::set<HoleKind> holes_;
-  bool has_step_ = false, has_run_ = false, has_wrong_ = false;
+  bool has_step_ = false, has_run_ = false, has_wrong_ = false, has_word_ = false;
 };
 
 void Painter::Label(double x, double y, const std::string& text, double font, const char* colour,
@@ -271,6 +272,7 @@ void Painter::DrawPlot(const PlotPanel& panel, bool is_first) {
   DrawNames(panel, box);
   y_ += box.height;
   DrawUnknown(panel);
+  DrawWords(panel);
 }
 
 void Painter::DrawTimeGrid(double top, double bottom) {
@@ -453,6 +455,25 @@ void Painter::DrawUnknown(const PlotPanel& panel) {
   }
 }
 
+// The same for each line that has words in place of values: a thin line, with the word on it.
+void Painter::DrawWords(const PlotPanel& panel) {
+  constexpr double kLeast = 1, kAir = 3, kBetween = 9;
+  for (const PlotLine& line : panel.lines) {
+    if (line.parts.words.empty()) continue;
+    has_word_ = true;
+    y_ += kBetween;
+    Sample(kLeft - kSample - 4, y_, kSample, line.style);
+    for (const auto& [span, number] : line.parts.words) {
+      const double left = XOf(span.from), width = std::max(XOf(span.to) - left, kLeast);
+      Line(left, y_, left + width, y_, palette::kMuted, "", 1.2);
+      const std::string text = WordText(line.told, number);
+      if (TextWidth(text, kSmall) + 2 * kAir < width)
+        Label(left + kAir, y_ - 2, text, kSmall, palette::kMuted);
+    }
+    y_ += kAir;
+  }
+}
+
 // ---- Below the panels ------------------------------------------------------------
 
 // Of several recordings: when each was, and what of it is not there.
@@ -504,7 +525,7 @@ void Painter::DrawTimes() {
 // What the marks stand for, those that are there.
 void Painter::DrawKey() {
   constexpr double kBox = 18, kBeside = 6, kBetween = 24;
-  if (holes_.empty() && !has_step_ && !has_run_ && !has_wrong_) return;
+  if (holes_.empty() && !has_step_ && !has_run_ && !has_wrong_ && !has_word_) return;
   double x = kLeft;
   const double middle = y_ + 8;
   const auto explain = [&](const char* text) {
@@ -524,6 +545,10 @@ void Painter::DrawKey() {
   if (has_run_) {
     Line(x + kBox / 2, middle - 7, x + kBox / 2, middle + 7, palette::kMuted, kRunDash, 1.2);
     explain("new run of the unit");
+  }
+  if (has_word_) {
+    Line(x, middle, x + kBox, middle, palette::kMuted, "", 1.2);
+    explain("a word told in place of a value");
   }
   if (has_wrong_) {
     Cross(x + kBox / 2, middle);
