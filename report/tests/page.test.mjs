@@ -80,6 +80,14 @@ describe("a file that keeps to itself", () => {
     }
   });
 
+  test("a phone's table has room for a time and for its headings", async () => {
+    for (const name of ["two", "damage", "autumn"])
+      await withPage(name, { viewport: kPhone }, async (page) => {
+        const cut = await page.$$eval(".events-head > div, .event .when", (all) => all.filter((e) => e.scrollWidth > e.clientWidth).map((e) => e.textContent));
+        assert.deepEqual(cut, [], name);
+      });
+  });
+
   test("the policy stops what is not the page's own", async () => {
     await withPage("city", {}, async (page) => {
       await page.evaluate(() => {
