@@ -330,10 +330,10 @@ TEST_F(ExportTest, NoSegmentLeadsFromUnverifiedPositionsToVerifiedOnes) {
   Record("r", {Hdr1(100, Log("Range 100 to 200") + kTime + kMelbourne), Hdr1(102, "92 10 10"),
                Hdr1(104, kMelbourne), Hdr1(106, "92 10 10")});
   const std::vector<std::string> way = Gpx();
-  EXPECT_THAT(way, ElementsAre("<trkseg>", HasSubstr("<cmt>unverified</cmt>"),
-                               HasSubstr("<cmt>unverified</cmt>"), "</trkseg>",  //
-                               "<trkseg>", Not(HasSubstr("<cmt>")), Not(HasSubstr("<cmt>")),
-                               "</trkseg>"));
+  EXPECT_THAT(
+      way, ElementsAre("<trkseg>", HasSubstr("<cmt>unverified</cmt>"),
+                       HasSubstr("<cmt>unverified</cmt>"), "</trkseg>",  //
+                       "<trkseg>", Not(HasSubstr("<cmt>")), Not(HasSubstr("<cmt>")), "</trkseg>"));
 }
 
 TEST_F(ExportTest, PositionsWithoutPlaceOrTimeAreCountedAndLeftOut) {

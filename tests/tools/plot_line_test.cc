@@ -154,8 +154,7 @@ TEST(PlotSpans, WhatGapsLeaveOfAHoleIsNotRecorded) {
   CaseGap open;
   open.from = 39;
   recording.gaps = {gap, open};
-  EXPECT_THAT(HolesOf(recording, HoleKind::kLost),
-              ElementsAre(AxisSpan{10, 20}, AxisSpan{40, 50}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kLost), ElementsAre(AxisSpan{10, 20}, AxisSpan{40, 50}));
   EXPECT_THAT(HolesOf(recording, HoleKind::kNotRecorded), ElementsAre(AxisSpan{20, 30}));
 }
 

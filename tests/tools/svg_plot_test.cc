@@ -338,8 +338,8 @@ TEST(SvgPlot, AClockThatWasSetAndANewRunAreUprightLines) {
 }
 
 TEST(SvgPlot, AWordInPlaceOfAValueIsALineWithItsText) {
-  CaseRecording recording = Recording("r", {{0, 40, 0}, {200, 254, kUnknown | LinePoint::kWord},
-                                            {600, 60, 0}});
+  CaseRecording recording =
+      Recording("r", {{0, 40, 0}, {200, 254, kUnknown | LinePoint::kWord}, {600, 60, 0}});
   recording.series[0].words = {{254, "blank"}};
   const std::string svg = Draw(FileOf({recording}));
   EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"blank", "a word told in place of a value"}));
