@@ -48,7 +48,7 @@ export function exactDurationText(halves: number): string {
 // All times are those of one zone, the first one told.
 function tellsOtherZone(recording: RecordingHeader, zone: string): boolean {
   const told = recording.facts.find((fact) => fact.name === "time_zone")?.values ?? [];
-  return told.length !== 1 || told[0]!.text !== zone;
+  return told.length ? told.some((v) => v.text !== zone) : (recording.zone ?? "") !== zone;
 }
 
 export class Clock {
@@ -69,9 +69,24 @@ export class Clock {
     return found;
   }
 
+  // When clocks of the zone show this, given as if it were UTC; of an hour that they show twice the first.
+  usOf(local: number): number {
+    const offsets = [this.offsetAt(local - 86400e6), this.offsetAt(local), this.offsetAt(local + 86400e6)];
+    const fits = offsets.map((minutes) => local - minutes * 60e6).filter((us) => us + this.offsetAt(us) * 60e6 === local);
+    return fits.length ? Math.min(...fits) : local - this.offsetAt(local) * 60e6;
+  }
+
   // Shifted so that the UTC fields of the result are the local ones.
   private local(us: number): Date {
     return new Date(us / 1000 + this.offsetAt(us) * 60000);
+  }
+
+  // Whether times of the recordings shown have more than one: an hour is shown twice then, or left out.
+  get changesOffset(): boolean {
+    const shown = this.header.recordings.flatMap((r) =>
+      r.stretches.flatMap((s) => (s.us === null || s.quality === "unknown" ? [] : [s.us, s.us + (s.to - s.x) * 500000])),
+    );
+    return new Set(shown.map((us) => this.offsetAt(us))).size > 1;
   }
 
   date(us: number): string {
@@ -107,8 +122,9 @@ export class Clock {
   zoneName(): string {
     if (this.choice === "utc") return "UTC";
     if (this.choice === "reader") return `the reader's time, ${Intl.DateTimeFormat().resolvedOptions().timeZone}`;
-    const { name, recorded, asked } = this.header.zone;
+    const { name, recorded, asked, unknown } = this.header.zone;
     if (asked) return `${name}, chosen when this page was made`;
+    if (!recorded && unknown) return `${name}; the recorded zone "${unknown}" was not known where this page was made`;
     if (!recorded) return `${name}, the unit's own zone is not recorded`;
     const others = this.others().map((r) => r.name);
     const own = `the unit's time, ${name}`;

@@ -74,6 +74,13 @@ export interface Finding {
   x: number | null;
 }
 
+export interface Fact {
+  name: string;
+  values: FactValue[];
+  left_out?: number;
+  untold: string;
+}
+
 export interface RecordingHeader {
   name: string;
   kind: string;
@@ -81,7 +88,7 @@ export interface RecordingHeader {
   zone?: string;
   part?: { from: number; to: number } | null;
   nothing?: string;
-  facts: { name: string; values: FactValue[]; left_out?: number; untold: string }[];
+  facts: Fact[];
   versions: { component: string; text: string }[];
   policies: { name: string; number: number; value: string }[];
   policy_sha256: string | null;
@@ -134,7 +141,7 @@ export interface Header {
   video?: { name: string } | null;
   axis_us: number;
   has_time: boolean;
-  zone: { name: string; recorded: boolean; asked?: boolean; offsets: Offset[] };
+  zone: { name: string; recorded: boolean; asked?: boolean; unknown?: string; offsets: Offset[] };
   recordings: RecordingHeader[];
 }
 
@@ -147,6 +154,9 @@ export const kEstimated = 16; // of events
 export const kPieceBegins = 1; // flags of the track
 export const kUnverified = 2;
 export const kTrackWrongCrc = 4;
+
+// A position that lies where it says.
+export const isSure = (flags: number): boolean => (flags & (kUnverified | kTrackWrongCrc)) === 0;
 
 export interface Inflated {
   header: Header;

@@ -2,7 +2,7 @@
 
 import type { Clock } from "./clock";
 import type { Header } from "./data";
-import { isDisplaced, type RecordingAxis } from "./axis";
+import { isDisplaced, type HoleKind, type RecordingAxis } from "./axis";
 import type { Recording } from "./model";
 import { ticksAhead } from "./moments";
 import { colours, hatch } from "./theme";
@@ -89,16 +89,18 @@ function timeMarksAtMost(header: Header, clock: Clock, view: Pick<View, "from" |
 }
 
 // The parts of what is shown where this recording has nothing.
-export function eachHole(axis: RecordingAxis, from: number, to: number, hole: (from: number, to: number) => void): void {
-  let at = from;
-  for (const segment of axis.segments) {
-    if (segment.to < from) continue;
-    if (segment.from > to) break;
-    if (segment.from > at + 1) hole(at, segment.from);
-    at = Math.max(at, segment.to);
-  }
-  if (at < to) hole(at, to);
+export function eachHole(axis: RecordingAxis, from: number, to: number, draw: (from: number, to: number, kind: HoleKind) => void): void {
+  for (const hole of axis.holes)
+    if (hole.to >= from && hole.from <= to && Math.max(hole.from, from) < Math.min(hole.to, to))
+      draw(Math.max(hole.from, from), Math.min(hole.to, to), hole.kind);
 }
+
+const kHolePatterns: Record<HoleKind, "crossed" | "dotted" | "upright"> = {
+  lost: "crossed",
+  clock: "upright",
+  jump: "dotted",
+  none: "dotted",
+};
 
 export function drawHoles(
   ctx: CanvasRenderingContext2D,
@@ -108,8 +110,8 @@ export function drawHoles(
   top: number,
   height: number,
 ): void {
-  ctx.fillStyle = hatch(ctx, colours().gap, true);
-  eachHole(axis, view.from, view.to, (from, to) => {
+  eachHole(axis, view.from, view.to, (from, to, kind) => {
+    ctx.fillStyle = hatch(ctx, colours()[kind === "clock" ? "clock" : "gap"], kHolePatterns[kind]);
     const left = toPx(frame, view, from);
     ctx.fillRect(left, top, Math.max(2, toPx(frame, view, to) - left), height);
   });

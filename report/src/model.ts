@@ -116,7 +116,7 @@ export function eachPiece(
   }
 }
 
-function split(x: Float64Array, state: Float64Array, flags: Float64Array): { held: Held; wrong: Held } {
+export function split(x: Float64Array, state: Float64Array, flags: Float64Array): { held: Held; wrong: Held } {
   let count = 0;
   for (let i = 0; i < x.length; i++) if (flags[i]! & kWrongCrc) count++;
   const pick = (values: Float64Array, crc: boolean) =>

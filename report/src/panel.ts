@@ -33,8 +33,8 @@ export class TimePanel {
     private readonly momentText: (x: number) => string,
     around: (direction: number) => void,
   ) {
-    this.overview = new Overview(model, view, momentText);
     const all = groups(model);
+    this.overview = new Overview(model, view, clock, momentText, !all.some((g) => g.title === "Speed"));
     const build = (title: boolean) =>
       all
         .filter((g) => (g.title === "Speed") === title)

@@ -2,7 +2,7 @@
 // latitude: good to well under a percent over the distances a vehicle drives in a shift. Near a pole,
 // where that shortens to nothing, distances and directions are kept from the middle of the track.
 
-import type { Slices } from "./data";
+import { isSure, type Slices } from "./data";
 
 export const kPerDegree = 600000; // parts of a degree that positions are recorded in
 const kMetresPerPart = 111195 / kPerDegree; // along a meridian
@@ -12,6 +12,7 @@ const kPolarFrom = 80 * kPerDegree;
 interface Track {
   latitude: ArrayLike<number>;
   longitude: ArrayLike<number>;
+  flags: ArrayLike<number>;
 }
 
 const kBuckets = 3600; // round the world
@@ -52,14 +53,17 @@ export class Plane {
     this.shrink = Math.cos(radians(latitude));
   }
 
-  // Null: there is no position.
+  // Of the positions that can be relied on, where there are any. Null: there is none at all.
   static async of(tracks: Track[], slices: Slices): Promise<Plane | null> {
     const used = new Uint8Array(kBuckets);
     let south = Infinity;
     let north = -Infinity;
     const sum = { x: 0, y: 0, z: 0 };
-    for (const { latitude, longitude } of tracks) {
+    const hasSure = tracks.some(({ flags }) => Array.prototype.some.call(flags, isSure));
+    const takes = (flags: number) => !hasSure || isSure(flags);
+    for (const { latitude, longitude, flags } of tracks) {
       for (let i = 0; i < latitude.length; i++) {
+        if (!takes(flags[i]!)) continue;
         const up = latitude[i]!;
         south = Math.min(south, up);
         north = Math.max(north, up);
@@ -80,8 +84,9 @@ export class Plane {
     const east = new Plane(false, cut, 0, 0);
     let least = Infinity;
     let most = -Infinity;
-    for (const { longitude } of tracks)
+    for (const { longitude, flags } of tracks)
       for (let i = 0; i < longitude.length; i++) {
+        if (!takes(flags[i]!)) continue;
         const x = east.eastOfCut(longitude[i]!);
         least = Math.min(least, x);
         most = Math.max(most, x);

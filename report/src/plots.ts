@@ -185,6 +185,7 @@ export class Plot {
       const i = this.group.series.length - 1 - behind;
       this.drawSeriesLine(ctx, series, i, toY);
       this.drawUnknown(ctx, series, top + height - kRug * (this.group.series.length - i));
+      this.drawWords(ctx, series, top + height - kRug * (this.group.series.length - i));
       this.drawWrong(ctx, series, toY);
     });
     ctx.restore();
@@ -253,11 +254,30 @@ export class Plot {
   }
 
   private drawUnknown(ctx: CanvasRenderingContext2D, series: Series, top: number): void {
-    ctx.fillStyle = hatch(ctx, colours().unknown, false);
+    ctx.fillStyle = hatch(ctx, colours().unknown, "striped");
     eachPiece(series.held, series.recording.axis, this.view.from, this.view.to, (from, to, entry) => {
       if (entry >= 0 || wordAt(series, from) !== null) return;
       const left = toPx(this.frame, this.view, from);
       ctx.fillRect(left, top, Math.max(1, toPx(this.frame, this.view, to) - left), kRug - 1);
+    });
+  }
+
+  // Where the device tells a word it is no value, but neither is it unknown: a thin line, and the
+  // word above it where there is room.
+  private drawWords(ctx: CanvasRenderingContext2D, series: Series, top: number): void {
+    ctx.fillStyle = colours().muted;
+    ctx.font = "10px system-ui, sans-serif";
+    ctx.textAlign = "left";
+    ctx.textBaseline = "bottom";
+    const { held, recording } = series;
+    const { from: first, to: last } = this.view;
+    eachPiece(held, recording.axis, first, last, (from, to, entry) => {
+      const word = entry < 0 ? wordAt(series, from) : null;
+      if (word === null) return;
+      const left = toPx(this.frame, this.view, from);
+      const room = toPx(this.frame, this.view, to) - left;
+      ctx.fillRect(left, top + 1, Math.max(1, room), 1.5);
+      if (ctx.measureText(word).width + 6 < room) ctx.fillText(word, left + 3, top);
     });
   }
 

@@ -80,7 +80,8 @@ export function momentReader(page) {
         const word = piece && wordInForce(piece, s, xs, value, flags, x);
         values[s.id] = word ? word : raw === null ? "unknown" : [(raw * s.scale).toFixed(s.decimals), s.unit.length > 7 ? "" : s.unit].join(" ").trim();
       }
-      const words = { coverage: piece ? "recorded" : "not recorded" };
+      const lost = recording.gaps.some((gap) => gap.from !== null && gap.to !== null && gap.from <= x && x <= gap.to);
+      const words = { coverage: piece ? "recorded" : lost ? "lost" : "not recorded" };
       for (const { l, x: xs, word, flags } of lanes) {
         const raw = piece && inForce(piece, xs, word, flags, x);
         words[l.id] = l.words[raw ?? 0];

@@ -177,6 +177,7 @@ class Maker {
         lost_halves: lost,
         lost_unknown: this.gaps.filter((g) => g.from === null || g.to === null).length,
         records: this.events.x.length + this.track.x.length,
+        wrong_crc_packets: new Set(this.events.x.filter((_, i) => this.events.flags[i] & kWrongCrc)).size,
         wrong_crc: this.events.flags.filter((f) => f & kWrongCrc).length,
         unverified: this.track.flags.filter((f) => f & 2).length,
         runs: this.run + 1,
@@ -570,6 +571,61 @@ function parked() {
   return { header: file("Car 5, two drives", [m.finish({ facts: identity("M. Okafor", "Car 5", "VMR-000131") })]), columns };
 }
 
+// A unit that tells no hemisphere at first: north-east stands for all. The receiver finds nothing for
+// its last five minutes.
+function hemisphere() {
+  const made = city();
+  const columns = new Columns();
+  const m = new Maker(columns, "car7", 7);
+  fitOut(m);
+  m.stretches.push(exact(0, 5040, kStart));
+  drive(m, 0, 5040, new Place(42.0308, -93.6319, m.random), { busy: 2 });
+  const kept = m.track.x.map((x) => x <= 4440);
+  for (const key of Object.keys(m.track)) m.track[key] = m.track[key].filter((_, i) => kept[i]);
+  m.track.x.forEach((x, i) => {
+    if (x >= 600) return;
+    m.track.longitude[i] *= -1;
+    m.track.flags[i] |= 2;
+  });
+  const [{ facts }] = made.header.recordings;
+  return { header: { ...made.header, recordings: [m.finish({ facts })] }, columns };
+}
+
+// A clock that was 90 minutes ahead for ten minutes, then set; ticks went on.
+function setBack() {
+  const made = city();
+  const [recording] = made.header.recordings;
+  const to = recording.stretches[0].to;
+  const ahead = 90 * 60e6;
+  recording.stretches = [exact(0, 1199, kStart + ahead, { displaced: true }), exact(3000, to, kStart + 3000 * 5e5, { tick: 1200 })];
+  recording.steps.push({ x: 3000, tick: 1200, expected_us: kStart + 1200 * 5e5 + ahead, told_us: kStart + 3000 * 5e5, words: "the unit's clock was set back by 1 h 15 min" });
+  return made;
+}
+
+// Lights are told at all only from a full state on and end in a gap; there is no speed.
+function lights() {
+  const columns = new Columns();
+  const m = new Maker(columns, "car9", 9);
+  m.addLane("input/emergency lights", "inputs", "emergency lights", "lights");
+  m.stretches.push(exact(0, 999, kStart), exact(2000, 3000, kStart + 2000 * 5e5));
+  m.word("input/emergency lights", 100, 2, kFullState);
+  for (const [x, word] of [[300, 1], [400, 2], [500, 1], [600, 2], [610, 1], [700, 2]]) m.word("input/emergency lights", x, word);
+  m.unknownFrom(1000);
+  m.word("input/emergency lights", 2000, 1, kFullState);
+  return { header: file("Car 9", [m.finish()]), columns };
+}
+
+// A unit with many things that it never tells.
+function silent() {
+  const columns = new Columns();
+  const m = new Maker(columns, "car7", 3);
+  fitOut(m);
+  for (let i = 0; i < 45; i++) m.addLane(`camera/silent ${i}`, "cameras", `silent ${i}`);
+  m.stretches.push(exact(0, 600, kStart));
+  drive(m, 0, 600, new Place(42.0308, -93.6319, m.random), { fullState: false });
+  return { header: file("Car 7, ten minutes", [m.finish()]), columns };
+}
+
 // Of the same unit, three years apart.
 function years() {
   const made = two();
@@ -623,6 +679,10 @@ export const kMade = {
   years,
   autumn,
   parked,
+  hemisphere,
+  setBack,
+  lights,
+  silent,
 };
 
 export function writePages(folder, names = Object.keys(kMade)) {

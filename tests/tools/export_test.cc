@@ -326,6 +326,16 @@ TEST_F(ExportTest, ASegmentBeginsWhereTheWayIsBroken) {
                                "<trkseg", "<trkpt", "</trkseg"));
 }
 
+TEST_F(ExportTest, NoSegmentLeadsFromUnverifiedPositionsToVerifiedOnes) {
+  Record("r", {Hdr1(100, Log("Range 100 to 200") + kTime + kMelbourne), Hdr1(102, "92 10 10"),
+               Hdr1(104, kMelbourne), Hdr1(106, "92 10 10")});
+  const std::vector<std::string> way = Gpx();
+  EXPECT_THAT(
+      way, ElementsAre("<trkseg>", HasSubstr("<cmt>unverified</cmt>"),
+                       HasSubstr("<cmt>unverified</cmt>"), "</trkseg>",  //
+                       "<trkseg>", Not(HasSubstr("<cmt>")), Not(HasSubstr("<cmt>")), "</trkseg>"));
+}
+
 TEST_F(ExportTest, PositionsWithoutPlaceOrTimeAreCountedAndLeftOut) {
   Record("r", {Hdr1(100, "92 01 01"), Hdr1(102, kMelbourne)});
   const Finished exported = Export({"--format", "gpx"});
@@ -354,7 +364,7 @@ TEST_F(ExportTest, ARepeatedPositionIsNoPointWhereAnotherFollowsAtItsTick) {
   EXPECT_THAT(way[1], AllOf(HasSubstr("lat=\"-37.8333333\""), HasSubstr("22:13:20.000Z")));
   EXPECT_THAT(way[2], HasSubstr("22:13:21.000Z"));
   Record("r", {Hdr1(100, state), Hdr1(102, kMelbourne)});
-  EXPECT_EQ(Gpx().size(), 4U) << "alone it is one";
+  EXPECT_EQ(Gpx().size(), 6U) << "alone it is one, in a segment of its own: it is unverified";
 }
 
 TEST_F(ExportTest, AHundredAndEightyDegreesEastAreWestInGpx) {

@@ -141,7 +141,21 @@ TEST(PlotSpans, AreWholeWhereTheClockWasSetAndBreakAtHolesAndRuns) {
   recording.stretches = {Stretch(0, 9), Stretch(10, 19), Stretch(30, 39), Stretch(40, 49, 1)};
   EXPECT_THAT(RecordedSpans(recording),
               ElementsAre(AxisSpan{0, 20}, AxisSpan{30, 40}, AxisSpan{40, 50}));
-  EXPECT_THAT(HolesOf(recording), ElementsAre(AxisSpan{20, 30}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kNotRecorded), ElementsAre(AxisSpan{20, 30}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kLost), testing::IsEmpty());
+}
+
+TEST(PlotSpans, WhatGapsLeaveOfAHoleIsNotRecorded) {
+  CaseRecording recording;
+  recording.stretches = {Stretch(0, 9), Stretch(30, 39), Stretch(50, 59)};
+  CaseGap gap;
+  gap.from = 9;
+  gap.to = 20;
+  CaseGap open;
+  open.from = 39;
+  recording.gaps = {gap, open};
+  EXPECT_THAT(HolesOf(recording, HoleKind::kLost), ElementsAre(AxisSpan{10, 20}, AxisSpan{40, 50}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kNotRecorded), ElementsAre(AxisSpan{20, 30}));
 }
 
 TEST(PlotSpans, AGapWithoutAPlaceOfItsOwnIsAnEmptyHole) {
@@ -153,7 +167,7 @@ TEST(PlotSpans, AGapWithoutAPlaceOfItsOwnIsAnEmptyHole) {
   CaseGap open;
   open.to = 0;
   recording.gaps = {open, gap};
-  EXPECT_THAT(HolesOf(recording), ElementsAre(AxisSpan{41, 41}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kLost), ElementsAre(AxisSpan{41, 41}));
 }
 
 // ---- Pieces ----------------------------------------------------------------------

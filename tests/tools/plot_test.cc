@@ -94,7 +94,7 @@ TEST_F(PlotTest, ATimeThatNoClockShowedIsNoLabel) {
                Hdr1(420, "03 A0 F1 53 65 "), Hdr1(800, "71 10")});
   const std::string all = Plot().out;
   EXPECT_THAT(all, AllOf(HasSubstr(">2023-11-14 22:13:20+00:00 to 2023-11-14 22:19:10+00:00 "
-                                   "(5 min 50 s), 9 s of it by a clock that was wrong or not set<"),
+                                   "(5 min 50 s), 9 s of it by the clock before it was set<"),
                          HasSubstr("64 mph, the greatest first at 2023-11-14 23:13:22+00:00"),
                          HasSubstr(">22:15</text>"), HasSubstr(">22:17</text>")));
   const std::string part = Plot({"--from", "390", "--to", "430"}).out;
@@ -202,7 +202,7 @@ TEST_F(PlotTest, WhatIsLostInAStoreIsHatchedAndShowsInTheExitCode) {
   EXPECT_THAT(plot.err, HasSubstr("1 gap: something of it is lost or damaged"));
   EXPECT_TRUE(IsWellFormed(plot.out));
   // From tick 260 to 410.
-  EXPECT_THAT(plot.out, AllOf(HasSubstr(">not recorded, 1 min 15 s</text>"),
+  EXPECT_THAT(plot.out, AllOf(HasSubstr(">lost, 1 min 15 s</text>"),
                               ContainsRegex("<rect [^>]* fill=\"url.#vmr-plot-hole.\"/>"),
                               HasSubstr("1 gap (1 min 15 s)")));
 }

@@ -129,6 +129,24 @@ std::string OfficersText(const CaseFile& file) {
   return text;
 }
 
+// ", 2019-06-19" or ", 2019-06-19 to 2019-06-21": the days of all that tell a time.
+std::string DaysText(const CaseFile& file) {
+  std::optional<Span> all;
+  for (const CaseRecording& recording : file.recordings) {
+    const auto span = SpanOf(recording);
+    if (!span) continue;
+    if (!all) all = span;
+    all->from_us = std::min(all->from_us, span->from_us);
+    all->to_us = std::max(all->to_us, span->to_us);
+  }
+  if (!all) return {};
+  const auto day = [](std::int64_t us) {
+    return LocalTimeText(us).substr(0, std::string_view("2019-06-19").size());
+  };
+  const std::string first = day(all->from_us), last = day(all->to_us);
+  return first == last ? ", " + first : fmt::format(", {} to {}", first, last);
+}
+
 // Appends the template up to `place`, and `with` in its stead.
 void Fill(std::string_view& left, std::string_view place, std::string_view with,
           std::string& page) {
@@ -144,12 +162,7 @@ std::string TitleOf(const CaseFile& file, const PageHeading& heading) {
   std::string title;
   for (const CaseRecording& recording : file.recordings)
     title += (title.empty() ? "" : " and ") + recording.name;
-  for (const CaseRecording& recording : file.recordings) {
-    const auto span = SpanOf(recording);
-    if (!span) continue;
-    title += ", " + LocalTimeText(span->from_us).substr(0, std::string_view("2019-06-19").size());
-    break;
-  }
+  title += DaysText(file);
   const std::string officers = OfficersText(file);
   return officers.empty() ? title : fmt::format("{}, {}", title, officers);
 }

@@ -57,8 +57,10 @@ PlotLine LineOf(const CaseFile& file, const CaseRecording& recording, const Case
   line.short_name = series.name;
   line.recording = recording.name;
   line.words = Described(file, described);
+  line.told = series.words;
   Thin(line.parts.pieces, columns);
   Thin(line.parts.unknown, columns);
+  Thin(line.parts.words, columns);
   Thin(line.parts.wrong, columns);
   return line;
 }

@@ -51,6 +51,8 @@ struct DescribedSeries {
 std::string NameOf(const CaseFile& file, const DescribedSeries& described);
 // "GPS speed: 0 to 74 mph, the greatest first at 2019-06-19 16:51:28-05:00; unknown for 2 min."
 std::string Described(const CaseFile& file, const DescribedSeries& described);
+// What a line's word is: its text, or its number where nothing tells one.
+std::string WordText(const std::vector<CaseWord>& words, std::int64_t number);
 
 }  // namespace vmr::tool
 
