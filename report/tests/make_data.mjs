@@ -469,7 +469,8 @@ function part() {
   const [recording] = made.header.recordings;
   recording.sources[0].damage = "1 cluster bad";
   for (const one of recording.facts) one.untold = "unknown";
-  recording.no_policy = "nothing of the part asked for is recorded";
+  recording.nothing = "all that was recorded in the part asked for is lost";
+  recording.no_policy = recording.nothing;
   const words = "gap: 1 cluster lost; tick 2116 to 3064";
   recording.gaps.push({ reason: "lost clusters", words, from: -84, to: 764, from_tick: 2116, to_tick: 3064, clusters: 1, bytes: 4096 });
   recording.findings.push({ severity: "gap", words, x: null });

@@ -390,8 +390,8 @@ describe("a part of a recording", () => {
     await withPage("part", {}, async (page) => {
       const text = await page.textContent("#app");
       assert.match(text, /Officerunknown/);
-      assert.match(text, /Whennothing of the part asked for is recorded/);
-      assert.match(text, /No policy is known: nothing of the part asked for is recorded\./);
+      assert.match(text, /Whenall that was recorded in the part asked for is lost/);
+      assert.match(text, /No policy is known: all that was recorded in the part asked for is lost\./);
       assert.doesNotMatch(text, /half second|✓|No policy was recorded/);
       assert.match(await page.textContent("#findings-list"), /1 cluster lost/);
       const problems = await page.locator("#details-list td:last-child").allTextContents();

@@ -144,7 +144,7 @@ TEST_F(PlotTest, ARangeThatEndsInAGapEndsThere) {
   const Finished plot = Plot({"--to", "150"});
   EXPECT_EQ(plot.exit_code, 3);
   EXPECT_THAT(plot.out, AllOf(HasSubstr("22:13:20+00:00 to 2023-11-14 22:13:45+00:00 (25 s)"),
-                              HasSubstr(">not recorded, 20 s</text>"), HasSubstr("1 gap (20 s)")));
+                              HasSubstr(">lost, 20 s</text>"), HasSubstr("1 gap (20 s)")));
 }
 
 TEST_F(PlotTest, OfNothingToDrawThereIsNoPicture) {
