@@ -185,7 +185,7 @@ export class Plot {
       const i = this.group.series.length - 1 - behind;
       this.drawSeriesLine(ctx, series, i, toY);
       this.drawUnknown(ctx, series, top + height - kRug * (this.group.series.length - i));
-      this.drawWords(ctx, series, top + height - kRug * (this.group.series.length - i));
+      this.drawWords(ctx, i, top + height - kRug * (this.group.series.length - i));
       this.drawWrong(ctx, series, toY);
     });
     ctx.restore();
@@ -263,8 +263,10 @@ export class Plot {
   }
 
   // Where the device tells a word it is no value, but neither is it unknown: a thin line, and the
-  // word above it where there is room.
-  private drawWords(ctx: CanvasRenderingContext2D, series: Series, top: number): void {
+  // word above it where there is room, and no word of a series above.
+  private drawWords(ctx: CanvasRenderingContext2D, index: number, top: number): void {
+    const series = this.group.series[index]!;
+    const above = this.group.series.slice(0, index);
     ctx.fillStyle = colours().muted;
     ctx.font = "10px system-ui, sans-serif";
     ctx.textAlign = "left";
@@ -277,7 +279,8 @@ export class Plot {
       const left = toPx(this.frame, this.view, from);
       const room = toPx(this.frame, this.view, to) - left;
       ctx.fillRect(left, top + 1, Math.max(1, room), 1.5);
-      if (ctx.measureText(word).width + 6 < room) ctx.fillText(word, left + 3, top);
+      const taken = above.some((other) => wordAt(other, from) !== null);
+      if (!taken && ctx.measureText(word).width + 6 < room) ctx.fillText(word, left + 3, top);
     });
   }
 
