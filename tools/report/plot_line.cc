@@ -152,7 +152,7 @@ std::vector<AxisSpan> RecordedSpans(const CaseRecording& recording) {
 
 std::vector<AxisSpan> HolesOf(const CaseRecording& recording, HoleKind kind) {
   const std::vector<AxisSpan> recorded = RecordedSpans(recording);
-  const std::vector<AxisSpan> lost = LostSpans(recording, recorded);
+  std::vector<AxisSpan> lost = LostSpans(recording, recorded);
   if (kind == HoleKind::kLost) return lost;
   std::vector<AxisSpan> holes;
   for (std::size_t i = 1; i < recorded.size(); ++i)
