@@ -32,13 +32,13 @@ void FactBook::Take(const Record& record, const Spot& spot) {
   if (!record.crc_right || !IsFact(record.kind->id)) return;
   std::vector<Told>& told = told_[record.kind->id];
   const std::string text = FactText(record);
-  if (!told.empty() && told.back().lost == nullptr && told.back().text == text) return;
-  told.push_back({spot.holds_from.value_or(spot.x), text, record.tick, nullptr});
+  if (!told.empty() && told.back().lost == Loss::kNone && told.back().text == text) return;
+  told.push_back({spot.holds_from.value_or(spot.x), text, record.tick, Loss::kNone});
 }
 
-void FactBook::LoseAll(AxisX x, const char* why) {
+void FactBook::LoseAll(AxisX x, Loss why) {
   for (auto& [kind, told] : told_)
-    if (told.back().lost == nullptr) told.push_back({x, "", kNoTick, why});
+    if (told.back().lost == Loss::kNone) told.push_back({x, "", kNoTick, why});
 }
 
 std::vector<CaseFact> FactBook::Finish(const Inside* part) const {
@@ -49,7 +49,7 @@ std::vector<CaseFact> FactBook::Finish(const Inside* part) const {
     const auto found = told_.find(kind);
     const std::vector<Told>& told = found == told_.end() ? none : found->second;
     for (std::size_t i = 0; i < told.size(); ++i)
-      if (told[i].lost == nullptr && (part == nullptr || IsInForce(told, i, *part)))
+      if (told[i].lost == Loss::kNone && (part == nullptr || IsInForce(told, i, *part)))
         Add(told[i], fact);
     if (fact.values.empty()) fact.untold = WhyUntold(told, part);
     facts.push_back(std::move(fact));
@@ -76,13 +76,21 @@ std::string FactBook::WhyUntold(const std::vector<Told>& told, const Inside* par
   const std::vector<AxisX> begins = part->Begins();
   if (begins.empty()) return "unknown";
   const Told* const last = LastAt(told, begins.front());
-  return last == nullptr || last->lost == nullptr ? "not told up to here" : last->lost;
+  switch (last == nullptr ? Loss::kNone : last->lost) {
+    case Loss::kBehindGap:
+      return "unknown behind the gap";
+    case Loss::kInNewRun:
+      return "unknown in this run of the unit";
+    case Loss::kNone:
+      break;
+  }
+  return "not told up to here";
 }
 
 bool FactBook::AreLostAt(AxisX x) const {
   return std::any_of(told_.begin(), told_.end(), [x](const auto& told) {
     const Told* const last = LastAt(told.second, x);
-    return last != nullptr && last->lost == kBehindGap;
+    return last != nullptr && last->lost == Loss::kBehindGap;
   });
 }
 

@@ -17,9 +17,11 @@ namespace vmr::tool {
 // they are told again.
 class FactBook {
  public:
+  enum class Loss { kNone, kBehindGap, kInNewRun };
+
   void Take(const records::Record& record, const Spot& spot);
-  // From x on nothing is known; `why` are the words for that.
-  void LoseAll(AxisX x, const char* why);
+  // From x on nothing is known.
+  void LoseAll(AxisX x, Loss why);
   // Of each the texts that are in force in the part, or all of them without one, a text for each
   // change: who comes back is told again. Of more than kMostChanges the first ones and the last
   // one. Of a part that is not recorded nothing is known.
@@ -28,16 +30,13 @@ class FactBook {
   bool AreLostAt(AxisX x) const;
 
   static constexpr std::size_t kMostChanges = 8;
-  // What LoseAll may be told.
-  static constexpr const char* kBehindGap = "unknown behind the gap";
-  static constexpr const char* kInNewRun = "unknown in this run of the unit";
 
  private:
   struct Told {
     AxisX x;
     std::string text;
     unsigned int tick;
-    const char* lost;  // why it is unknown from here on; null: it is known
+    Loss lost;  // kNone: it is known from here on
   };
 
   static bool IsInForce(const std::vector<Told>& told, std::size_t i, const Inside& part);

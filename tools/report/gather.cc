@@ -67,7 +67,7 @@ class Gatherer final : public PlacedSink {
     std::vector<AxisX> lost_from;  // of it and of those before it in its run
   };
 
-  void LoseAll(AxisX x, const char* why);
+  void LoseAll(AxisX x, FactBook::Loss why);
   void TellTally();
   void FollowPosition(const Record& record, AxisX x);
   void PutPositionFindings();
@@ -132,7 +132,7 @@ bool Gatherer::ReachesInto(const Gap& gap) const {
          gap.from.us + records::kTick_us <= range_.to->us;
 }
 
-void Gatherer::LoseAll(AxisX x, const char* why) {
+void Gatherer::LoseAll(AxisX x, FactBook::Loss why) {
   phrases_.Forget();
   series_.LoseAll(x);
   lanes_.LoseAll(x);
@@ -204,7 +204,7 @@ void Gatherer::PutPositionFindings() {
 
 void Gatherer::OnGap(const Gap& gap, const GapSpot& spot) {
   way_.Take(gap, spot.lost_from);
-  LoseAll(spot.lost_from, FactBook::kBehindGap);
+  LoseAll(spot.lost_from, FactBook::Loss::kBehindGap);
   if (!untallied_ || ReachesInto(gap))
     untallied_ = {
         gap, gap.reason == GapReason::kOverwritten ? nullptr : "none told behind the last gap"};
@@ -241,7 +241,7 @@ void Gatherer::OnNewRun(int run, unsigned int tick, AxisX lost_from, AxisX x) {
   run_ = run;
   pathless_.is_open = false;
   way_.TakeNewRun(run, tick, lost_from);
-  LoseAll(lost_from, FactBook::kInNewRun);
+  LoseAll(lost_from, FactBook::Loss::kInNewRun);
   front_gap_.reset();
   untallied_ = {Gap(GapReason::kMarked), "none told since ticks began anew"};
   const std::string words = NewRunWords(tick);
