@@ -85,7 +85,7 @@ vmr_add_package(development libvmr-dev libdevel
 if(TARGET vmr_tool)
   vmr_add_package(tool vmr utils "Vehicle Metadata Recorder: the program vmr"
     docs/check.md docs/cookbook.md docs/events.md docs/events.schema.json docs/evidence.md
-    docs/reliability.md)
+    docs/redaction.md docs/reliability.md docs/report.png)
   # What the program loads itself: dpkg-shlibdeps, which adds the rest, sees what is linked.
   get_target_property(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS vmr_tool VMR_LOADED_PACKAGES)
   file(GLOB schemas CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/schema/*)

@@ -32,10 +32,23 @@ export function durationText(halves: number): string {
     .join(" ");
 }
 
+// The same with nothing left out, for what is to add up: "1 d 2 h 5 min 3 s", "1 min 0.5 s".
+export function exactDurationText(halves: number): string {
+  const minutes = Math.floor(halves / 120);
+  const parts: [number, string][] = [
+    [Math.floor(minutes / 1440), "d"],
+    [Math.floor(minutes / 60) % 24, "h"],
+    [minutes % 60, "min"],
+    [(halves % 120) / 2, "s"],
+  ];
+  const told = parts.filter(([n]) => n > 0).map(([n, unit]) => `${n} ${unit}`);
+  return told.length ? told.join(" ") : "0 s";
+}
+
 // All times are those of one zone, the first one told.
 function tellsOtherZone(recording: RecordingHeader, zone: string): boolean {
   const told = recording.facts.find((fact) => fact.name === "time_zone")?.values ?? [];
-  return told.length !== 1 || told[0]!.text !== zone;
+  return told.length ? told.some((v) => v.text !== zone) : (recording.zone ?? "") !== zone;
 }
 
 export class Clock {
@@ -56,9 +69,24 @@ export class Clock {
     return found;
   }
 
+  // When clocks of the zone show this, given as if it were UTC; of an hour that they show twice the first.
+  usOf(local: number): number {
+    const offsets = [this.offsetAt(local - 86400e6), this.offsetAt(local), this.offsetAt(local + 86400e6)];
+    const fits = offsets.map((minutes) => local - minutes * 60e6).filter((us) => us + this.offsetAt(us) * 60e6 === local);
+    return fits.length ? Math.min(...fits) : local - this.offsetAt(local) * 60e6;
+  }
+
   // Shifted so that the UTC fields of the result are the local ones.
   private local(us: number): Date {
     return new Date(us / 1000 + this.offsetAt(us) * 60000);
+  }
+
+  // Whether times of the recordings shown have more than one: an hour is shown twice then, or left out.
+  get changesOffset(): boolean {
+    const shown = this.header.recordings.flatMap((r) =>
+      r.stretches.flatMap((s) => (s.us === null || s.quality === "unknown" ? [] : [s.us, s.us + (s.to - s.x) * 500000])),
+    );
+    return new Set(shown.map((us) => this.offsetAt(us))).size > 1;
   }
 
   date(us: number): string {
@@ -93,17 +121,14 @@ export class Clock {
   // The zone in words, for the heading.
   zoneName(): string {
     if (this.choice === "utc") return "UTC";
-    if (this.choice === "reader") return "reader's zone";
-    const { name, recorded, asked } = this.header.zone;
+    if (this.choice === "reader") return `the reader's time, ${Intl.DateTimeFormat().resolvedOptions().timeZone}`;
+    const { name, recorded, asked, unknown } = this.header.zone;
     if (asked) return `${name}, chosen when this page was made`;
+    if (!recorded && unknown) return `${name}; the recorded zone "${unknown}" was not known where this page was made`;
     if (!recorded) return `${name}, the unit's own zone is not recorded`;
     const others = this.others().map((r) => r.name);
-    return others.length === 0 ? name : `${name}; another zone, or none, is recorded in ${others.join(", ")}`;
-  }
-
-  // Not all times are those of the unit that recorded them.
-  hasOtherZones(): boolean {
-    return this.choice === "unit" && (this.header.zone.asked === true || this.others().length > 0);
+    const own = `the unit's time, ${name}`;
+    return others.length === 0 ? own : `${own}; another zone, or none, is recorded in ${others.join(", ")}`;
   }
 
   private others(): RecordingHeader[] {

@@ -53,6 +53,7 @@ export interface SeriesHeader {
   value: Column;
   flags: Column;
   thinned: boolean;
+  words: { number: number; text: string }[]; // what the device tells in place of a value
 }
 
 export interface LaneHeader {
@@ -73,15 +74,26 @@ export interface Finding {
   x: number | null;
 }
 
+export interface Fact {
+  name: string;
+  values: FactValue[];
+  left_out?: number;
+  untold: string;
+}
+
 export interface RecordingHeader {
   name: string;
   kind: string;
-  sources: { path: string; bytes: number; sha256: string | null; problem: string }[];
-  facts: { name: string; values: FactValue[] }[];
+  sources: { path: string; bytes: number; sha256: string | null; problem: string; damage?: string }[];
+  zone?: string;
+  part?: { from: number; to: number } | null;
+  nothing?: string;
+  facts: Fact[];
   versions: { component: string; text: string }[];
   policies: { name: string; number: number; value: string }[];
   policy_sha256: string | null;
   policies_complete: boolean;
+  no_policy: string;
   stretches: Stretch[];
   totals: {
     recorded_halves: number;
@@ -89,6 +101,7 @@ export interface RecordingHeader {
     lost_unknown: number;
     records: number;
     wrong_crc: number;
+    wrong_crc_packets: number;
     unverified: number;
     runs: number;
     starts: number;
@@ -128,11 +141,12 @@ export interface Header {
   video?: { name: string } | null;
   axis_us: number;
   has_time: boolean;
-  zone: { name: string; recorded: boolean; asked?: boolean; offsets: Offset[] };
+  zone: { name: string; recorded: boolean; asked?: boolean; unknown?: string; offsets: Offset[] };
   recordings: RecordingHeader[];
 }
 
 export const kUnknownFrom = 1; // flags of series and lanes: no value from here on
+export const kWord = 8; // beside it, of series: a word in place of a value
 export const kWrongCrc = 2;
 export const kRepeats = 4; // of events; of series and lanes: known only from a full state
 export const kNoTick = 8; // of events
@@ -140,6 +154,9 @@ export const kEstimated = 16; // of events
 export const kPieceBegins = 1; // flags of the track
 export const kUnverified = 2;
 export const kTrackWrongCrc = 4;
+
+// A position that lies where it says.
+export const isSure = (flags: number): boolean => (flags & (kUnverified | kTrackWrongCrc)) === 0;
 
 export interface Inflated {
   header: Header;

@@ -25,7 +25,7 @@ function digest(text: string | null): HTMLElement {
 }
 
 function sources(recording: RecordingHeader): HTMLElement {
-  const rows = recording.sources.map((s) => [s.path, String(s.bytes), digest(s.sha256), s.problem || "none"]);
+  const rows = recording.sources.map((s) => [s.path, String(s.bytes), digest(s.sha256), [s.problem, s.damage].filter(Boolean).join("; ") || "none"]);
   return table("Sources that this page was made from", ["File", "Bytes", "SHA-256", "Problem"], rows);
 }
 
@@ -33,7 +33,8 @@ function totals(recording: RecordingHeader): HTMLElement {
   const t = recording.totals;
   const rows: [string, string][] = [
     ["records", String(t.records)],
-    ["packets with a wrong CRC", String(t.wrong_crc)],
+    ["packets with a wrong CRC", String(t.wrong_crc_packets)],
+    ["records in them", String(t.wrong_crc)],
     ["unverified positions", String(t.unverified)],
     ["runs of the tick counter", String(t.runs)],
     ["starts of the unit", String(t.starts)],
@@ -69,7 +70,7 @@ export function details(header: Header): HTMLElement {
       more.append(scrolling(table(title, ["Setting", "Number", "Value"], rows), name("policy")));
       more.append(make("p", {}, "SHA-256 of the policy: ", digest(recording.policy_sha256)));
       part.append(more);
-    } else part.append(make("p", { class: "unknown" }, "No policy was recorded."));
+    } else part.append(make("p", { class: "unknown" }, `No policy is known: ${recording.no_policy}.`));
     element.append(part);
   }
   // Not in the recording's zone: its offsets are known for the recording's time alone.

@@ -2,8 +2,9 @@
 
 import type { Clock } from "./clock";
 import type { Header } from "./data";
-import { isDisplaced, type RecordingAxis } from "./axis";
+import { isDisplaced, type HoleKind, type RecordingAxis } from "./axis";
 import type { Recording } from "./model";
+import { ticksAhead } from "./moments";
 import { colours, hatch } from "./theme";
 import type { View } from "./view";
 
@@ -33,50 +34,73 @@ export interface Mark {
   label: string;
 }
 
+// Room for a label, in px.
+const kLabel = 76;
+const kLabelWithOffset = 108;
+
+// In seconds; from `kLongStep` on a date without its year would come again.
+const kLongStep = 2592000;
 const kSteps = [
   1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800, 604800, 1209600,
-  2592000,
+  2592000, 5184000, 15552000, 31536000, 63072000, 157680000, 315360000, 630720000, 1576800000,
 ];
 
-function tickMarks(from: number, to: number, most: number): Mark[] {
+function tickMarks(from: number, to: number, most: number, ahead: number): Mark[] {
   let step = 1;
   for (let i = 0; (to - from) / step > most; i++) step *= i % 3 === 1 ? 2.5 : 2;
   const marks: Mark[] = [];
-  for (let x = Math.ceil(from / step) * step; x <= to; x += step) marks.push({ x, label: String(Math.round(x)) });
+  for (let tick = Math.ceil((from + ahead) / step) * step; tick <= to + ahead; tick += step)
+    marks.push({ x: tick - ahead, label: String(Math.round(tick)) });
   return marks;
 }
 
 // Places and labels on the axis, at round times of the chosen zone; none at times that no clock showed.
 export function timeMarks(header: Header, clock: Clock, view: Pick<View, "from" | "to">, plot: number): Mark[] {
-  const most = Math.max(2, Math.floor(plot / 76));
-  if (!header.has_time) return tickMarks(view.from, view.to, most);
+  const marks = timeMarksAtMost(header, clock, view, Math.max(2, Math.floor(plot / kLabel)));
+  // An hour that clocks show twice is told apart by its offset, for which labels need more room.
+  const isAmbiguous = new Set(marks.map((mark) => mark.offset)).size > 1;
+  if (!isAmbiguous) return marks;
+  const fewer = timeMarksAtMost(header, clock, view, Math.max(2, Math.floor(plot / kLabelWithOffset)));
+  return fewer.map((mark) => ({ ...mark, label: `${mark.label} ${mark.offset}`.trim() }));
+}
+
+interface ZonedMark extends Mark {
+  offset: string; // empty: the label is a date
+}
+
+function timeMarksAtMost(header: Header, clock: Clock, view: Pick<View, "from" | "to">, most: number): ZonedMark[] {
+  if (!header.has_time) return tickMarks(view.from, view.to, most, ticksAhead(header) ?? 0).map((mark) => ({ ...mark, offset: "" }));
   const seconds = (view.to - view.from) / 2;
   const step = kSteps.find((s) => seconds / s <= most) ?? kSteps[kSteps.length - 1]!;
   const base = header.axis_us / 1e6;
   const shift = clock.offsetAt(header.axis_us + view.from * 500000) * 60;
-  const marks: Mark[] = [];
+  const marks: ZonedMark[] = [];
   let at = Math.ceil((base + view.from / 2 + shift) / step) * step - shift;
   for (; at <= base + view.to / 2; at += step) {
     const us = at * 1e6;
     const midnight = clock.time(us) === "00:00:00";
-    const label = midnight || step >= 86400 ? clock.date(us).slice(5) : step < 60 ? clock.time(us) : clock.minute(us);
+    const isDate = midnight || step >= 86400;
+    const date = step >= kLongStep ? clock.date(us) : clock.date(us).slice(5);
+    const label = isDate ? date : step < 60 ? clock.time(us) : clock.minute(us);
     const x = (at - base) * 2;
-    if (!isDisplaced(header, x)) marks.push({ x, label });
+    if (!isDisplaced(header, x)) marks.push({ x, label, offset: step >= 86400 ? "" : clock.offset(us) });
   }
   return marks;
 }
 
 // The parts of what is shown where this recording has nothing.
-export function eachHole(axis: RecordingAxis, from: number, to: number, hole: (from: number, to: number) => void): void {
-  let at = from;
-  for (const segment of axis.segments) {
-    if (segment.to < from) continue;
-    if (segment.from > to) break;
-    if (segment.from > at + 1) hole(at, segment.from);
-    at = Math.max(at, segment.to);
-  }
-  if (at < to) hole(at, to);
+export function eachHole(axis: RecordingAxis, from: number, to: number, draw: (from: number, to: number, kind: HoleKind) => void): void {
+  for (const hole of axis.holes)
+    if (hole.to >= from && hole.from <= to && Math.max(hole.from, from) < Math.min(hole.to, to))
+      draw(Math.max(hole.from, from), Math.min(hole.to, to), hole.kind);
 }
+
+const kHolePatterns: Record<HoleKind, "crossed" | "dotted" | "upright"> = {
+  lost: "crossed",
+  clock: "upright",
+  jump: "dotted",
+  none: "dotted",
+};
 
 export function drawHoles(
   ctx: CanvasRenderingContext2D,
@@ -86,8 +110,8 @@ export function drawHoles(
   top: number,
   height: number,
 ): void {
-  ctx.fillStyle = hatch(ctx, colours().gap, true);
-  eachHole(axis, view.from, view.to, (from, to) => {
+  eachHole(axis, view.from, view.to, (from, to, kind) => {
+    ctx.fillStyle = hatch(ctx, colours()[kind === "clock" ? "clock" : "gap"], kHolePatterns[kind]);
     const left = toPx(frame, view, from);
     ctx.fillRect(left, top, Math.max(2, toPx(frame, view, to) - left), height);
   });

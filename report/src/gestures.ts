@@ -67,9 +67,14 @@ export function onPointers(surface: HTMLElement, view: View, place: Place): void
   surface.addEventListener("dblclick", () => view.all());
 }
 
+// Wherever the focus is, but where keys mean something else: in a field, on a button, in the map,
+// in the table, in what scrolls.
+const kOwnKeys = "input, select, textarea, button, video, summary, a[href], [role=slider], [role=grid], .map-surface, [tabindex]";
+
 export function onKeys(surface: HTMLElement, view: View, around: (direction: number) => void): void {
-  surface.addEventListener("keydown", (e) => {
-    if (e.ctrlKey || e.metaKey || e.altKey) return;
+  document.addEventListener("keydown", (e) => {
+    if (e.ctrlKey || e.metaKey || e.altKey || e.defaultPrevented) return;
+    if (e.target !== surface && e.target instanceof Element && e.target.closest(kOwnKeys)) return;
     const span = view.to - view.from;
     const step = e.shiftKey ? Math.max(1, Math.round(span / 50)) : 1;
     const keys: Record<string, () => void> = {

@@ -1,8 +1,9 @@
 // Who, when, and how much of it is there. Made from the header alone, before any column is read.
 
-import { RecordingAxis } from "./axis";
-import { durationText, type Clock } from "./clock";
-import type { Finding, Header, RecordingHeader } from "./data";
+import { answerTexts, type Answers } from "./answers";
+import { displacedWords, RecordingAxis } from "./axis";
+import { exactDurationText, type Clock } from "./clock";
+import type { Fact, Finding, Header, RecordingHeader } from "./data";
 import { make, recorded } from "./dom";
 import { Moments } from "./moments";
 
@@ -13,22 +14,29 @@ const kShown: [string, string][] = [
   ["serial_number", "Unit"],
 ];
 
+// What stands in front of value `i` of a fact.
+function between(fact: Fact, i: number): string {
+  if (i === 0) return "";
+  if (!fact.left_out || i + 1 < fact.values.length) return ", then ";
+  return `, then ${fact.left_out} more ${fact.left_out === 1 ? "change" : "changes"}, last `;
+}
+
 function factValue(recording: RecordingHeader, name: string): HTMLElement {
-  const values = recording.facts.find((f) => f.name === name)?.values ?? [];
+  const fact = recording.facts.find((f) => f.name === name);
+  const values = fact?.values ?? [];
   const value = make("dd");
   if (values.length === 0) {
-    value.append(make("span", { class: "unknown" }, "not recorded"));
+    value.append(make("span", { class: "unknown" }, fact?.untold || "not recorded"));
     return value;
   }
   values.forEach((v, i) => {
-    if (i > 0) value.append(", then ");
-    value.append(recorded(v.text || "(empty)"));
+    value.append(between(fact!, i), recorded(v.text || "(empty)"));
   });
   return value;
 }
 
 // First and last time that the unit's clock told.
-function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
+function span(recording: RecordingHeader, clock: Clock, short: boolean, part: boolean): HTMLElement {
   const timed = recording.stretches.filter((s) => s.us !== null && s.quality !== "unknown");
   const right = timed.filter((s) => !s.displaced);
   const told = right.length ? right : timed;
@@ -36,7 +44,8 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLEle
   const first = told[0];
   const last = told[told.length - 1];
   if (!first || !last) {
-    value.append(make("span", { class: "unknown" }, "no time was recorded"));
+    const words = part && recording.nothing ? recording.nothing : `no time was recorded${part ? " in the part asked for" : ""}`;
+    value.append(make("span", { class: "unknown" }, words));
     return value;
   }
   const from = first.us!;
@@ -54,13 +63,18 @@ function span(recording: RecordingHeader, clock: Clock, short: boolean): HTMLEle
     about(last.quality === "estimated"),
     make("strong", {}, clock.time(to)),
     ` ${clock.offset(to)}`,
-    short && !clock.hasOtherZones() ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
+    // In UTC the offset is the zone's name.
+    clock.zoneName() === clock.offset(to) ? "" : make("span", { class: "zone" }, ` ${clock.zoneName()}`),
   );
   const silent = recording.stretches.filter((s) => s.us === null || s.quality === "unknown");
   const halves = silent.reduce((sum, s) => sum + s.to - s.x + 1, 0);
-  if (halves > 0) value.append(`, and ${durationText(halves)} without a time`);
-  const wrong = timed.filter((s) => !told.includes(s)).reduce((sum, s) => sum + s.to - s.x + 1, 0);
-  if (wrong > 0) value.append(`, and ${durationText(wrong)} by a clock that was wrong or not set`);
+  if (halves > 0) value.append(`, and ${exactDurationText(halves)} without a time`);
+  const apart = new Map<string, number>();
+  for (const s of timed.filter((one) => !told.includes(one))) {
+    const words = displacedWords(recording, s);
+    apart.set(words, (apart.get(words) ?? 0) + s.to - s.x + 1);
+  }
+  for (const [words, length] of apart) value.append(`, and ${exactDurationText(length)} ${words}`);
   return value;
 }
 
@@ -69,8 +83,8 @@ function amounts(recording: RecordingHeader): HTMLElement {
   const list = make("dl", { class: "amounts" });
   const amount = (name: string, text: string, kind: string) =>
     list.append(make("div", { class: `amount ${kind}` }, make("dt", {}, name), make("dd", {}, text)));
-  amount("Recorded", durationText(totals.recorded_halves), "good");
-  amount("Lost", totals.lost_halves > 0 ? durationText(totals.lost_halves) : "none", totals.lost_halves > 0 ? "bad" : "");
+  amount("Recorded", exactDurationText(totals.recorded_halves), "good");
+  amount("Lost", totals.lost_halves > 0 ? exactDurationText(totals.lost_halves) : "none", totals.lost_halves > 0 ? "bad" : "");
   const unknown = totals.lost_unknown;
   amount(
     "Lost, for how long unknown",
@@ -81,32 +95,40 @@ function amounts(recording: RecordingHeader): HTMLElement {
 }
 
 // A line of its name and how much of it there is, one of who and when.
-function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean): HTMLElement {
+function card(name: HTMLElement, recording: RecordingHeader, clock: Clock, short: boolean, part: boolean, answers: Answers): HTMLElement {
   const facts = make("dl", { class: "facts" });
   for (const [name, label] of kShown)
     facts.append(make("div", { class: "fact" }, make("dt", {}, label), factValue(recording, name)));
-  const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock, short));
+  const when = make("div", { class: "fact when" }, make("dt", {}, "When"), span(recording, clock, short, part));
   facts.append(when);
-  return make("div", { class: "card" }, make("div", { class: "card-head" }, name, amounts(recording)), facts);
+  const texts = answerTexts(answers, recording, clock);
+  const asked = texts.length ? make("ul", { class: "answers" }, ...texts.map((text) => make("li", {}, recorded(text)))) : null;
+  return make("div", { class: "card" }, make("div", { class: "card-head" }, name, amounts(recording)), facts, asked);
 }
 
-const kCounted: [Finding["severity"], string, string][] = [
+type Counted = Finding["severity"] | "where";
+const kCounted: [Counted, string, string][] = [
   ["gap", "gap", "gaps"],
   ["clock", "clock finding", "clock findings"],
   ["crc", "wrong CRC", "wrong CRCs"],
   ["position", "unverified position", "unverified positions"],
+  ["where", "doubt about where it was", "doubts about where it was"],
 ];
 
-function counts(header: Header): Map<Finding["severity"], number> {
-  const found = new Map<Finding["severity"], number>();
+function counts(header: Header): Map<Counted, number> {
+  const found = new Map<Counted, number>();
   for (const { findings, gaps, totals } of header.recordings) {
-    const add = (kind: Finding["severity"], n: number) => found.set(kind, (found.get(kind) ?? 0) + n);
+    const add = (kind: Counted, n: number) => found.set(kind, (found.get(kind) ?? 0) + n);
     const listed = (kind: Finding["severity"]) => findings.filter((f) => f.severity === kind).length;
-    // The ring goes round: what it has overwritten was not lost.
-    add("gap", gaps.filter((g) => g.reason !== "overwritten").length);
+    // The ring goes round: what it has overwritten was not lost. A gap in front of the part asked for
+    // is listed alone.
+    const inFront = Math.max(0, listed("gap") - gaps.filter((g) => g.reason !== "overwritten" && g.reason !== "wrong packet CRC").length);
+    add("gap", gaps.filter((g) => g.reason !== "overwritten").length + inFront);
     add("clock", listed("clock"));
-    add("crc", Math.max(totals.wrong_crc, listed("crc")));
-    add("position", Math.max(totals.unverified, listed("position")));
+    add("crc", Math.max(totals.wrong_crc_packets, listed("crc")));
+    add("position", totals.unverified);
+    // All that are unverified are one finding.
+    add("where", listed("position") - (totals.unverified > 0 ? 1 : 0));
     add("note", listed("note"));
   }
   return found;
@@ -117,7 +139,7 @@ export function doubts(header: Header): HTMLElement {
   const found = counts(header);
   const line = make("p", { class: "doubts" });
   const parts = kCounted.filter(([kind]) => (found.get(kind) ?? 0) > 0);
-  if (header.recordings.every((r) => r.totals.recorded_halves === 0)) {
+  if (parts.length === 0 && header.recordings.every((r) => r.stretches.length === 0 && r.totals.records === 0)) {
     line.append(make("span", { class: "doubt note" }, "Nothing is recorded here"));
   } else if (parts.length === 0) {
     line.append(make("span", { class: "doubt none" }, "✓ No gap, clock jump, wrong CRC or unverified position was found"));
@@ -125,7 +147,7 @@ export function doubts(header: Header): HTMLElement {
     line.append(make("span", { class: "doubts-name" }, "Missing or doubtful:"));
     for (const [kind, one, many] of parts) {
       const n = found.get(kind)!;
-      line.append(make("a", { class: `doubt ${kind}`, href: "#findings" }, `${n} ${n === 1 ? one : many}`));
+      line.append(make("a", { class: `doubt ${kind === "where" ? "position" : kind}`, href: "#findings" }, `${n} ${n === 1 ? one : many}`));
     }
   }
   if (header.recordings.some((r) => r.totals.overwritten))
@@ -135,7 +157,7 @@ export function doubts(header: Header): HTMLElement {
   return line;
 }
 
-export function heading(header: Header, clock: Clock): HTMLElement {
+export function heading(header: Header, clock: Clock, answers: Answers[]): HTMLElement {
   const element = make("div", { class: "heading" });
   const title = make("h1", {}, recorded(header.title));
   const single = header.recordings.length === 1;
@@ -150,9 +172,9 @@ export function heading(header: Header, clock: Clock): HTMLElement {
     words.append(to === null ? " to the end" : " to ", to === null ? "" : recorded(to));
     element.append(words);
   }
-  for (const recording of header.recordings) {
+  for (const [i, recording] of header.recordings.entries()) {
     const name = single ? title : make("h2", { class: "card-name" }, recorded(recording.name));
-    element.append(card(name, recording, clock, !single));
+    element.append(card(name, recording, clock, !single, header.range !== null, answers[i]!));
   }
   if (header.recordings.length === 0) element.append(make("p", { class: "unknown" }, "Nothing was recorded."));
   return element;
@@ -188,7 +210,7 @@ export function otherFacts(header: Header): [RecordingHeader, [string, string][]
     recording,
     recording.facts.map((f): [string, string] => [
       f.name.replace(/_/g, " "),
-      f.values.length ? f.values.map((v) => v.text || "(empty)").join(", then ") : "not recorded",
+      f.values.length ? f.values.map((v, i) => between(f, i) + (v.text || "(empty)")).join("") : f.untold || "not recorded",
     ]),
   ]);
 }

@@ -1,7 +1,7 @@
 // One lane per input, microphone, camera and stream, and before them the lights and sirens of all
 // recordings and what each of them recorded at all.
 
-import { countUpTo } from "./axis";
+import { countUpTo, type HoleKind } from "./axis";
 import type { Clock } from "./clock";
 import { kUnverified, kWrongCrc } from "./data";
 import { make, recorded, setText } from "./dom";
@@ -17,8 +17,12 @@ function heightOfLane(): number {
   return narrow.matches && !isPrinting() ? 34 : 20;
 }
 
+// What the line of a lane has room for.
+const kShortHoleTexts: Record<HoleKind, string> = { lost: "lost", clock: "no such time", jump: "not recorded", none: "not recorded" };
+
 const kHeadHeight = 24;
 const kAxisHeight = 20;
+const kMostPrintedTogether = 10; // rows of lanes, a fifth of a page
 
 type Row =
   | { kind: "head"; text: string; recording: Recording | null }
@@ -70,7 +74,9 @@ const kOff = 2;
 const kUnknown = 4;
 
 export class Lanes {
-  readonly row: HTMLElement;
+  readonly element: HTMLElement;
+  private readonly row: HTMLElement;
+  private readonly printed = make("div", { class: "printed-lanes" });
   private readonly canvas = make("canvas", { "aria-hidden": "true" });
   private readonly rows: Row[];
   private readonly values: (HTMLElement | null)[] = [];
@@ -87,6 +93,52 @@ export class Lanes {
     const side = make("div", { class: "side lane-names" });
     for (const row of this.rows) side.append(this.name(row));
     this.row = make("div", { class: "row lanes" }, side, make("div", { class: "area" }, this.canvas));
+    this.element = make("div", {}, this.row, this.printed);
+  }
+
+  // On paper a row for each group, of a long one for each of its parts, with its part of the drawing:
+  // a page ends between two of them, and none stays half empty because what is next does not fit
+  // into what is left of it.
+  beginPrint(): void {
+    const names = [...this.row.querySelectorAll(".lane-names > *")];
+    const ratio = this.canvas.height / this.height;
+    const parts: HTMLElement[] = [];
+    let head = 0; // of the group
+    let first = 0; // of the part
+    let top = 0;
+    for (let behind = 1; behind <= this.rows.length; behind++) {
+      const ends = behind === this.rows.length || this.rows[behind]!.kind === "head";
+      if (!ends && behind - first < kMostPrintedTogether) continue;
+      const heading = first === head ? 0 : kHeadHeight;
+      const axis = behind === this.rows.length ? kAxisHeight : 0;
+      const drawn = this.rows.slice(first, behind).reduce((sum, row) => sum + (row.kind === "head" ? kHeadHeight : this.laneHeight), axis);
+      const part = make("canvas", { "aria-hidden": "true" });
+      part.width = this.canvas.width;
+      part.height = Math.round((heading + drawn) * ratio);
+      part.style.width = this.canvas.style.width;
+      part.style.height = `${heading + drawn}px`;
+      const ctx = part.getContext("2d")!;
+      ctx.beginPath();
+      ctx.rect(0, Math.round(heading * ratio), part.width, part.height);
+      ctx.clip();
+      ctx.drawImage(this.canvas, 0, -Math.round((top - heading) * ratio));
+      top += drawn;
+      const side = make("div", { class: "side lane-names" });
+      if (heading) {
+        const again = names[head]!.cloneNode(true) as HTMLElement;
+        again.append(", continued");
+        side.append(again);
+      }
+      for (const name of names.slice(first, behind)) side.append(name.cloneNode(true));
+      parts.push(make("div", { class: "row" }, side, make("div", { class: "area" }, part)));
+      first = behind;
+      if (ends) head = behind;
+    }
+    this.printed.replaceChildren(...parts);
+  }
+
+  endPrint(): void {
+    this.printed.replaceChildren();
   }
 
   private name(row: Row): HTMLElement {
@@ -116,8 +168,9 @@ export class Lanes {
       const value = this.values[i];
       if (!value || row.kind === "head") return;
       if (row.kind === "coverage") {
-        const known = row.recording.axis.segmentAt(x) !== null;
-        setText(value, known ? "recorded" : "not recorded");
+        const { axis } = row.recording;
+        const known = axis.segmentAt(x) !== null;
+        setText(value, known ? "recorded" : kShortHoleTexts[axis.holeAt(x)]);
         value.classList.toggle("unknown", !known);
         return;
       }
@@ -178,7 +231,7 @@ export class Lanes {
     this.collect(lane, frame);
     const role = lane.header.role;
     const solid = role === "lights" ? c.lights : role === "siren" ? c.siren : c.active;
-    const striped = hatch(ctx, c.unknown, false);
+    const striped = hatch(ctx, c.unknown, "striped");
     const columns = this.columns;
     const width = Math.ceil(frame.plot);
     for (let px = 0; px < width; ) {

@@ -1,5 +1,6 @@
 // Puts the page together: the header at once, then the columns in slices, then the panels.
 
+import { readAnswers, type Answers } from "./answers";
 import { RecordingAxis } from "./axis";
 import { Clock, type ZoneChoice } from "./clock";
 import { inflate, Slices, type Header } from "./data";
@@ -27,6 +28,7 @@ class Page {
   private readonly view: View;
   private readonly now = make("output", { class: "now", "data-readout": "moment" });
   private readonly link = make("a", { class: "button", href: "#", title: "Copy this address to come back to this moment" }, "Link");
+  private readonly problem = make("p", { class: "link-problem", role: "status", hidden: "" });
   private readonly video: Video;
   private panel: TimePanel | null = null;
   private map: TrackMap | null = null;
@@ -36,7 +38,10 @@ class Page {
   private address = ""; // as last read or written
   private writing = false;
 
-  constructor(private readonly header: Header) {
+  constructor(
+    private readonly header: Header,
+    private readonly answers: Answers[],
+  ) {
     this.clock = new Clock(header);
     this.moments = new Moments(header, this.clock);
     this.axes = header.recordings.map((recording) => new RecordingAxis(recording));
@@ -48,15 +53,16 @@ class Page {
   // All that needs no columns, in its final size: nothing moves when the panels come.
   frame(): void {
     this.texts();
-    byId("toolbar").append(this.now, this.tools());
+    byId("toolbar").append(this.now, this.tools(), this.problem);
     byId("video").append(this.video.element);
     this.readout();
+    this.readLink(); // what it says of itself stands there before anything is drawn below it
     byId("app").hidden = false;
     byId("loading").hidden = true;
   }
 
   private texts(): void {
-    byId("heading").replaceChildren(heading(this.header, this.clock), doubts(this.header));
+    byId("heading").replaceChildren(heading(this.header, this.clock, this.answers), doubts(this.header));
     byId("findings-list").replaceChildren(findings(this.header, this.clock, (x) => this.view.choose(x)));
     const open = [...document.querySelectorAll<HTMLDetailsElement>("#details-list details")].map((d) => d.open);
     byId("details-list").replaceChildren(details(this.header));
@@ -143,6 +149,7 @@ class Page {
     window.addEventListener("hashchange", () => this.readLink());
     this.print();
     this.readout();
+    this.setLink();
   }
 
   get events(): { view: View; clock: Clock } {
@@ -151,13 +158,19 @@ class Page {
 
   private readLink(): void {
     this.address = location.hash;
-    const linked = readLink(this.header, location.hash);
+    const linked = readLink(this.header, this.clock, location.hash);
+    setText(this.problem, linked.problem === null ? "" : `The link leads nowhere: ${linked.problem}.`);
+    this.problem.hidden = linked.problem === null;
     if (linked.video !== null) this.video.setBegin(linked.video);
     if (linked.x !== null && linked.x !== this.view.cursor) this.view.choose(linked.x);
   }
 
-  private writeLink(): void {
+  private setLink(): void {
     this.link.setAttribute("href", linkFor(this.header, this.view.cursor, this.video.begins));
+  }
+
+  private writeLink(): void {
+    this.setLink();
     if (this.writing) return;
     this.writing = true;
     setTimeout(() => this.writeAddress(), kAddressEveryMs);
@@ -202,13 +215,14 @@ class Page {
     const x = this.view.moment;
     const parts: Node[] = [];
     const several = this.header.recordings.length > 1;
-    this.header.recordings.forEach(({ name }, i) => {
+    this.header.recordings.forEach((recording, i) => {
+      const { name } = recording;
       const axis = this.axes[i]!;
       const text = this.moments.text(axis, x);
       const part = make("span", { class: "now-part", "data-recording": name });
       if (several) part.append(recorded(name), " ");
       part.append(make("strong", {}, text));
-      const apart = this.moments.apart(axis, x);
+      const apart = this.moments.apart(recording, axis, x);
       if (apart) part.append(make("span", { class: "tick" }, `, ${apart}`));
       const tick = axis.tickAt(x);
       if (tick !== null && !text.includes("tick")) part.append(make("span", { class: "tick" }, ` tick ${tick}`));
@@ -248,26 +262,29 @@ class Page {
       document.querySelectorAll<HTMLDetailsElement>("#details-list details").forEach((d) => (d.open = true));
       this.table?.beginPrint();
       this.size();
+      this.panel?.beginPrint();
     });
     window.addEventListener("afterprint", () => {
       setPrinting(false);
       document.documentElement.classList.remove("printing");
       this.table?.endPrint();
+      this.panel?.endPrint();
       this.size();
     });
   }
 }
 
 async function run(): Promise<void> {
+  byId("loading").hidden = false;
   const slices = new Slices();
   const text = byId("vmr-data").textContent ?? "";
   const inflated = await inflate(text, slices);
-  const page = new Page(inflated.header);
+  const page = new Page(inflated.header, await readAnswers(inflated, slices));
   page.frame();
   await slices.pause();
   const model = await readModel(inflated, slices);
   const { view, clock } = page.events;
-  const map = new TrackMap(model, view);
+  const map = new TrackMap(model, view, clock);
   await map.read(slices);
   const table = new EventTable(model, view, clock);
   await table.read(slices);

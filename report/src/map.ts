@@ -1,16 +1,16 @@
-// The track on a plain grid. Degrees of longitude are shortened by the cosine of the middle latitude:
-// good to well under a percent over the distances a vehicle drives in a shift.
+// The track on a plain grid.
 
 import { countUpTo } from "./axis";
-import { kPieceBegins, kTrackWrongCrc, kUnknownFrom, kUnverified, Slices } from "./data";
+import { isSure, kPieceBegins, kTrackWrongCrc, kUnknownFrom, kUnverified, Slices } from "./data";
 import { button, make, recorded, setText } from "./dom";
+import type { Clock } from "./clock";
 import { drawCross } from "./frame";
 import type { Lane, Model, Recording } from "./model";
+import { kPerDegree, Plane } from "./plane";
 import { colours, prepare } from "./theme";
 import type { View } from "./view";
 
-const kPerDegree = 600000; // parts of a degree that positions are recorded in
-const kMetresPerPart = 111195 / kPerDegree; // along a meridian
+const kMapKeys = "Arrow keys move it, plus and minus zoom, 0 shows all.";
 
 const kLights = 1;
 const kSiren = 2;
@@ -30,7 +30,26 @@ const kUnknownLayer = 6;
 const kOutside = 7;
 const kLightsLayer = 8;
 const kSirenLayer = 9;
-const kLayers = 10;
+const kUnverifiedLayer = 10;
+const kLayers = 11;
+
+// A recording that goes on for longer than this without a position does not end at its last one.
+const kGoesOn = 120;
+
+interface Box {
+  left: number;
+  right: number;
+  bottom: number;
+  top: number;
+}
+
+// What is drawn may cover itself, labels may not.
+interface Label {
+  left: number;
+  top: number;
+  width: number;
+}
+const kLabelHeight = 15;
 
 export interface SpeedUnit {
   name: string;
@@ -42,6 +61,10 @@ export function speedUnit(model: Model): SpeedUnit {
   return units[0]?.header.unit === "mph"
     ? { name: "mph", perMmS: 1 / 447.04 }
     : { name: "km/h", perMmS: 0.0036 };
+}
+
+function lengthText(metres: number): string {
+  return metres >= 1000 ? `${Number((metres / 1000).toPrecision(2))} km` : `${Math.round(metres)} m`;
 }
 
 function degrees(parts: number, plus: string, minus: string): string {
@@ -94,19 +117,20 @@ export class TrackMap {
   private paths: Path[] = [];
   private readonly unit: SpeedUnit;
   private readonly steps: number[];
-  private latitude = 0;
-  private longitude = 0;
-  private shrink = 1; // cosine of the latitude
+  private polar = false;
   private metres = 1; // per pixel
   private middle = { x: 0, y: 0 };
   private fitted = true;
-  private box = { left: 0, right: 0, bottom: 0, top: 0 };
+  private box: Box = { left: 0, right: 0, bottom: 0, top: 0 }; // of what can be relied on
+  private whole: Box = this.box;
+  private labels: Label[] = [];
   private width = 0;
   private height = 0;
 
   constructor(
     private readonly model: Model,
     private readonly view: View,
+    private readonly clock: Clock,
   ) {
     this.unit = speedUnit(model);
     this.steps = speedSteps(this.unit);
@@ -114,7 +138,7 @@ export class TrackMap {
       class: "map-surface",
       tabindex: "0",
       role: "group",
-      "aria-label": "Map of the track. Arrow keys move it, plus and minus zoom, 0 shows all.",
+      "aria-label": `Map of the track. ${kMapKeys}`,
     });
     this.surface.append(this.canvas, this.overlay);
     const keys = make(
@@ -159,6 +183,8 @@ export class TrackMap {
     item("nospeed", "speed unknown");
     item("lights", "lights on");
     item("siren", "siren on");
+    if (this.model.recordings.some((r) => r.track.flags.some((flags) => (flags & kUnverified) !== 0)))
+      item("unverified", "unverified: may lie in another hemisphere");
     for (const { index, header } of this.model.recordings) {
       if (index === 0) continue;
       item(`edge${index}`, "");
@@ -168,39 +194,33 @@ export class TrackMap {
   }
 
   async read(slices: Slices): Promise<void> {
-    let south = Infinity;
-    let north = -Infinity;
-    let west = Infinity;
-    let east = -Infinity;
-    for (const { track } of this.model.recordings) {
-      for (let i = 0; i < track.x.length; i++) {
-        const latitude = track.latitude[i]!;
-        const longitude = track.longitude[i]!;
-        if (latitude < south) south = latitude;
-        if (latitude > north) north = latitude;
-        if (longitude < west) west = longitude;
-        if (longitude > east) east = longitude;
+    const plane = await Plane.of(this.model.recordings.map((r) => r.track), slices);
+    if (!plane) return;
+    this.polar = plane.polar;
+    for (const recording of this.model.recordings) this.paths.push(await this.path(recording, plane, slices));
+    this.whole = this.boxOf(() => true);
+    const sure = this.boxOf(isSure);
+    this.box = sure.left <= sure.right ? sure : this.whole;
+    const { box } = this;
+    const size = `${lengthText(box.right - box.left)} wide and ${lengthText(box.top - box.bottom)} high`;
+    this.surface.setAttribute("aria-label", `Map of the track, ${size}. ${kMapKeys}`);
+  }
+
+  // Of the positions with such flags; of none it is empty, its left above its right.
+  private boxOf(takes: (flags: number) => boolean): Box {
+    const box = { left: Infinity, right: -Infinity, bottom: Infinity, top: -Infinity };
+    for (const { x, y, recording } of this.paths)
+      for (let i = 0; i < x.length; i++) {
+        if (!takes(recording.track.flags[i]!)) continue;
+        box.left = Math.min(box.left, x[i]!);
+        box.right = Math.max(box.right, x[i]!);
+        box.bottom = Math.min(box.bottom, y[i]!);
+        box.top = Math.max(box.top, y[i]!);
       }
-      if (slices.due()) await slices.pause();
-    }
-    if (south > north) return;
-    this.latitude = (south + north) / 2;
-    this.longitude = (west + east) / 2;
-    this.shrink = Math.cos((this.latitude / kPerDegree / 180) * Math.PI);
-    const half = { x: this.toMetresX(east), y: this.toMetresY(north) };
-    this.box = { left: -half.x, right: half.x, bottom: -half.y, top: half.y };
-    for (const recording of this.model.recordings) this.paths.push(await this.path(recording, slices));
+    return box;
   }
 
-  private toMetresX(longitude: number): number {
-    return (longitude - this.longitude) * kMetresPerPart * this.shrink;
-  }
-
-  private toMetresY(latitude: number): number {
-    return (latitude - this.latitude) * kMetresPerPart;
-  }
-
-  private async path(recording: Recording, slices: Slices): Promise<Path> {
+  private async path(recording: Recording, plane: Plane, slices: Slices): Promise<Path> {
     const { track } = recording;
     const count = track.x.length;
     const path: Path = {
@@ -218,8 +238,9 @@ export class TrackMap {
     siren.next(0);
     for (let i = 0; i < count; i++) {
       const x = track.x[i]!;
-      path.x[i] = this.toMetresX(track.longitude[i]!);
-      path.y[i] = this.toMetresY(track.latitude[i]!);
+      const at = plane.at(track.latitude[i]!, track.longitude[i]!);
+      path.x[i] = at.x;
+      path.y[i] = at.y;
       path.speed[i] = rampIndex(track.speed[i]!, this.steps, this.unit);
       path.signals[i] =
         (active(lightsLane, lights.next(x).value) ? kLights : 0) | (active(sirenLane, siren.next(x).value) ? kSiren : 0);
@@ -254,7 +275,8 @@ export class TrackMap {
 
   private zoom(factor: number, px = this.width / 2, py = this.height / 2): void {
     const least = 0.05;
-    const most = Math.max(1, (this.box.right - this.box.left) / 100, (this.box.top - this.box.bottom) / 100);
+    const { left, right, bottom, top } = this.whole;
+    const most = Math.max(1, (right - left) / 100, (top - bottom) / 100);
     const next = Math.min(most, Math.max(least, this.metres * factor));
     this.middle.x += (px - this.width / 2) * (this.metres - next);
     this.middle.y -= (py - this.height / 2) * (this.metres - next);
@@ -278,6 +300,12 @@ export class TrackMap {
     return this.height / 2 - (y - this.middle.y) / this.metres;
   }
 
+  private whyEmpty(): string {
+    const lost = this.model.header.recordings.find((r) => r.nothing)?.nothing;
+    if (lost) return `${lost[0]!.toUpperCase()}${lost.slice(1)}.`;
+    return this.model.header.range ? "No positions were recorded in the part asked for." : "No positions were recorded.";
+  }
+
   draw(): void {
     if (this.width === 0) return;
     const ctx = prepare(this.canvas, this.width, this.height);
@@ -289,15 +317,16 @@ export class TrackMap {
       ctx.fillStyle = c.muted;
       ctx.font = "14px system-ui, sans-serif";
       ctx.textAlign = "center";
-      ctx.fillText("No positions were recorded.", this.width / 2, this.height / 2);
+      ctx.fillText(this.whyEmpty(), this.width / 2, this.height / 2);
       this.drawCursor();
       return;
     }
     this.drawGrid(ctx);
     for (const path of this.paths) this.drawPath(ctx, path);
+    this.labels = [];
     for (const path of this.paths) this.drawEnds(ctx, path);
     this.drawScale(ctx);
-    this.drawNorth(ctx);
+    if (!this.polar) this.drawNorth(ctx);
     this.drawCursor();
   }
 
@@ -341,8 +370,10 @@ export class TrackMap {
       const py = this.py(path.y[i]!);
       const flags = track.flags[i]!;
       if (flags & (kUnverified | kTrackWrongCrc)) doubtful.push([px, py, (flags & kTrackWrongCrc) !== 0]);
-      const begins = i === 0 || (flags & kPieceBegins) !== 0;
-      const ends = i + 1 === count || (track.flags[i + 1]! & kPieceBegins) !== 0;
+      // No line leads from a place that may lie in another hemisphere to one that does not.
+      const breaksAt = (at: number) => (track.flags[at]! & kPieceBegins) !== 0 || ((track.flags[at]! ^ track.flags[at - 1]!) & kUnverified) !== 0;
+      const begins = i === 0 || breaksAt(i);
+      const ends = i + 1 === count || breaksAt(i + 1);
       if (!begins && !ends && Math.abs(px - lastX) < 1 && Math.abs(py - lastY) < 1) continue;
       if (!begins) {
         const here = cell(px, py);
@@ -359,7 +390,8 @@ export class TrackMap {
           layers[layer]!.lineTo(px, py);
           pens[layer] = i;
         };
-        if (x < from || x > to) add(kOutside);
+        if (flags & kUnverified) add(kUnverifiedLayer);
+        else if (x < from || x > to) add(kOutside);
         else {
           const signals = path.signals[i]!;
           if (signals & kLights) add(kLightsLayer);
@@ -394,6 +426,7 @@ export class TrackMap {
     ctx.lineCap = "butt";
     stroke(kSirenLayer, c.siren, 7, [2, 4]);
     stroke(kUnknownLayer, c.unknown, 2.5, [2, 3]);
+    stroke(kUnverifiedLayer, c.position, 1.5, [5, 4]);
     ctx.lineCap = "round";
     // Of several vehicles each but the first has a dark edge, wider from one to the next.
     const edge = path.recording.index;
@@ -423,13 +456,18 @@ export class TrackMap {
     }
   }
 
+  // Of the positions that can be relied on. Where the recording goes on without one, that place is
+  // not where it ends: it was there last.
   private drawEnds(ctx: CanvasRenderingContext2D, path: Path): void {
-    const count = path.x.length;
-    if (count === 0) return;
+    const { track, axis } = path.recording;
+    const first = track.flags.findIndex(isSure);
+    if (first < 0) return;
+    let last = track.flags.length - 1;
+    while (!isSure(track.flags[last]!)) last--;
     const c = colours();
     const name = this.paths.length > 1 ? `${path.recording.header.name} ` : "";
-    const start = { px: this.px(path.x[0]!), py: this.py(path.y[0]!) };
-    const end = { px: this.px(path.x[count - 1]!), py: this.py(path.y[count - 1]!) };
+    const start = { px: this.px(path.x[first]!), py: this.py(path.y[first]!) };
+    const end = { px: this.px(path.x[last]!), py: this.py(path.y[last]!) };
     ctx.strokeStyle = c.text;
     ctx.fillStyle = c.background;
     ctx.lineWidth = 2;
@@ -439,27 +477,48 @@ export class TrackMap {
     ctx.stroke();
     ctx.fillStyle = c.text;
     ctx.fillRect(end.px - 5, end.py - 5, 10, 10);
+    const begins = track.x[first]! - axis.from! <= kGoesOn;
+    const ends = axis.to! - track.x[last]! <= kGoesOn;
     const near = Math.abs(start.px - end.px) < 60 && Math.abs(start.py - end.py) < 16;
-    if (near) this.label(ctx, `${name}start and end`, start.px, start.py);
-    else {
-      this.label(ctx, `${name}start`, start.px, start.py);
-      this.label(ctx, `${name}end`, end.px, end.py);
+    if (near && begins && ends) {
+      this.label(ctx, `${name}start and end`, start.px, start.py);
+      return;
     }
+    this.label(ctx, name + (begins ? "start" : `first known, ${this.timeAt(path.recording, track.x[first]!)}`), start.px, start.py);
+    this.label(ctx, name + (ends ? "end" : `last known, ${this.timeAt(path.recording, track.x[last]!)}`), end.px, end.py);
   }
 
+  private timeAt(recording: Recording, x: number): string {
+    const shown = recording.axis.clockAt(x);
+    return shown ? this.clock.time(shown.us) : `tick ${recording.axis.tickAt(x)}`;
+  }
+
+  // Beside its place, on the side where there is room, or as near above or below as no other is.
   private label(ctx: CanvasRenderingContext2D, text: string, px: number, py: number): void {
     const c = colours();
     ctx.font = "600 12px system-ui, sans-serif";
     ctx.textBaseline = "middle";
     ctx.textAlign = "left";
     const width = ctx.measureText(text).width;
-    const left = Math.max(4, px + 10 + width > this.width - 4 ? px - 10 - width : px + 10);
+    const right = px + 10 + width > this.width - 4;
+    const sides = right ? [px - 10 - width, px + 10] : [px + 10, px - 10 - width];
+    const rows = [0, -1, 1, -2, 2, -3, 3].map((row) => py + row * kLabelHeight);
+    const places = rows.flatMap((top) => sides.map((left) => ({ left: Math.max(4, Math.min(left, this.width - 4 - width)), top, width })));
+    const isFree = (place: Label) =>
+      this.labels.every(
+        (other) =>
+          place.left >= other.left + other.width + 4 ||
+          other.left >= place.left + place.width + 4 ||
+          Math.abs(place.top - other.top) >= kLabelHeight,
+      );
+    const place = places.find(isFree) ?? places[0]!;
+    this.labels.push(place);
     ctx.lineWidth = 4;
     ctx.lineJoin = "round";
     ctx.strokeStyle = c.panel;
-    ctx.strokeText(text, left, py);
+    ctx.strokeText(text, place.left, place.top);
     ctx.fillStyle = c.text;
-    ctx.fillText(text, left, py);
+    ctx.fillText(text, place.left, place.top);
   }
 
   private drawScale(ctx: CanvasRenderingContext2D): void {
@@ -527,6 +586,15 @@ export class TrackMap {
         ctx.globalAlpha = 1;
       } else if (kind === "siren") line(c.siren, 7, [2, 4]);
       else if (kind === "nospeed") line(c.unknown, 2.5, [2, 3]);
+      else if (kind === "unverified") {
+        line(c.position, 1.5, [4, 3]);
+        ctx.setLineDash([]);
+        ctx.fillStyle = c.background;
+        ctx.beginPath();
+        ctx.arc(10, 6, 3, 0, 7);
+        ctx.fill();
+        ctx.stroke();
+      }
       else if (kind.startsWith("edge")) {
         line(c.text, 3 + 2 * Math.min(3, Number(kind.slice(4))));
         line(c.speed_ramp[2]!, 3);

@@ -6,6 +6,7 @@ import {
   decode,
   kNoTick,
   kUnknownFrom,
+  kWord,
   kWrongCrc,
   Slices,
   type Header,
@@ -115,7 +116,7 @@ export function eachPiece(
   }
 }
 
-function split(x: Float64Array, state: Float64Array, flags: Float64Array): { held: Held; wrong: Held } {
+export function split(x: Float64Array, state: Float64Array, flags: Float64Array): { held: Held; wrong: Held } {
   let count = 0;
   for (let i = 0; i < x.length; i++) if (flags[i]! & kWrongCrc) count++;
   const pick = (values: Float64Array, crc: boolean) =>
@@ -198,6 +199,10 @@ export function extent(header: Header): { from: number; to: number } {
   let from = Infinity;
   let to = -Infinity;
   for (const recording of header.recordings) {
+    if (recording.part) {
+      from = Math.min(from, recording.part.from);
+      to = Math.max(to, recording.part.to);
+    }
     for (const stretch of recording.stretches) {
       from = Math.min(from, stretch.x);
       to = Math.max(to, stretch.to);
@@ -236,6 +241,16 @@ export function seriesText(series: Series, entry: number): string {
   const { scale, decimals, unit } = series.header;
   const number = (series.held.state[entry]! * scale).toFixed(decimals);
   return unit && unit.length <= kLongUnit ? `${number} ${unit}` : number;
+}
+
+// What the device tells at x in place of a value; null: nothing.
+export function wordAt(series: Series, x: number): string | null {
+  const { held, header, recording } = series;
+  const segment = recording.axis.segmentAt(x);
+  const i = segment ? countUpTo(held.x, x) - 1 : -1;
+  if (!segment || i < 0 || held.x[i]! < segment.from || !(held.flags[i]! & kWord)) return null;
+  const number = held.state[i]!;
+  return header.words.find((word) => word.number === number)?.text ?? `number ${number}`;
 }
 
 export function laneText(lane: Lane, entry: number): string {

@@ -1,8 +1,17 @@
 // Moments of the axis in words.
 
-import { isDisplaced, RecordingAxis } from "./axis";
+import { displacedWords, isDisplaced, kHoleTexts, RecordingAxis } from "./axis";
 import type { Clock } from "./clock";
-import type { Header } from "./data";
+import type { Header, RecordingHeader } from "./data";
+
+// What ticks are ahead of the axis, where that is the same all over: of one run of one recording.
+export function ticksAhead(header: Pick<Header, "recordings">): number | null {
+  const [recording, ...others] = header.recordings;
+  const first = recording?.stretches[0];
+  if (!first || others.length > 0) return null;
+  const same = recording.stretches.every((s) => s.run === first.run && s.tick - s.x === first.tick - first.x);
+  return same ? first.tick - first.x : null;
+}
 
 export class Moments {
   constructor(
@@ -16,11 +25,15 @@ export class Moments {
 
   // The time on the axis, or what a unit's clock showed there instead.
   axisText(x: number): string {
-    if (!this.header.has_time) return `half second ${x}`;
+    if (!this.header.has_time) {
+      const ahead = ticksAhead(this.header);
+      return ahead === null ? `half second ${x}` : `tick ${x + ahead}`;
+    }
     if (!isDisplaced(this.header, x)) return this.clock.full(this.axisUs(x));
     for (const recording of this.header.recordings) {
-      const shown = this.clockText(new RecordingAxis(recording), x);
-      if (shown) return `${shown} by a clock that was wrong or not set`;
+      const axis = new RecordingAxis(recording);
+      const shown = this.clockText(axis, x);
+      if (shown) return `${shown} ${displacedWords(recording, axis.stretchAt(x)!)}`;
     }
     return "time unknown";
   }
@@ -32,9 +45,10 @@ export class Moments {
   }
 
   // Why the recording's clock showed another time than the axis has.
-  apart(axis: RecordingAxis, x: number): string | null {
-    const displaced = this.header.has_time && axis.stretchAt(x)?.displaced && axis.clockAt(x);
-    return displaced ? "by a clock that was wrong or not set" : null;
+  apart(recording: RecordingHeader, axis: RecordingAxis, x: number): string | null {
+    const stretch = axis.stretchAt(x);
+    const displaced = this.header.has_time && stretch?.displaced && axis.clockAt(x);
+    return displaced ? displacedWords(recording, stretch) : null;
   }
 
   // For a recording at a moment: its clock, else its tick, else that there is nothing.
@@ -42,6 +56,6 @@ export class Moments {
     const clock = this.clockText(axis, x);
     if (clock) return clock;
     const tick = axis.tickAt(x);
-    return tick === null ? "not recorded" : `time unknown, tick ${tick}`;
+    return tick === null ? kHoleTexts[axis.holeAt(x)] : `time unknown, tick ${tick}`;
   }
 }

@@ -1,12 +1,14 @@
 // The whole recording as one strip, with the part shown below it as a window that can be moved.
 
+import type { Clock } from "./clock";
 import { make } from "./dom";
-import { drawHoles, frameOf, toPx, toX, type Frame } from "./frame";
+import { drawHoles, frameOf, timeMarks, toPx, toX, type Frame } from "./frame";
 import { eachPiece, type Lane, type Model } from "./model";
 import { colours, prepare } from "./theme";
 import { View } from "./view";
 
 const kHeight = 34;
+const kAxisHeight = 16;
 
 type Grip = "from" | "to" | "window";
 
@@ -22,7 +24,9 @@ export class Overview {
   constructor(
     private readonly model: Model,
     private readonly view: View,
+    private readonly clock: Clock,
     private readonly momentText: (x: number) => string,
+    private readonly timed: boolean, // has the times itself: no plot below it is on the first screen
   ) {
     this.whole = new View(view.first, view.last);
     const grip = (which: "from" | "to", label: string) => {
@@ -34,7 +38,7 @@ export class Overview {
     this.area = make("div", { class: "area" }, this.canvas, this.window, this.grips.from, this.grips.to);
     this.row = make(
       "div",
-      { class: "row overview" },
+      { class: timed ? "row overview timed" : "row overview" },
       make("div", { class: "side" }, make("h3", {}, "Whole recording"), make("p", { class: "hint" }, "drag to choose a part")),
       this.area,
     );
@@ -47,9 +51,10 @@ export class Overview {
 
   // All of it is always there: drawn again only for another size or other colours.
   draw(): void {
-    const ctx = prepare(this.canvas, this.frame.width, kHeight);
+    const all = this.timed ? kHeight + kAxisHeight : kHeight;
+    const ctx = prepare(this.canvas, this.frame.width, all);
     this.canvas.style.width = `${this.frame.width}px`;
-    this.canvas.style.height = `${kHeight}px`;
+    this.canvas.style.height = `${all}px`;
     const c = colours();
     ctx.fillStyle = c.panel;
     ctx.fillRect(this.frame.left, 0, this.frame.plot, kHeight);
@@ -61,7 +66,19 @@ export class Overview {
       this.drawSpeed(ctx, i, top, height);
       for (const lane of recording.lanes) if (lane.header.role) this.drawSignal(ctx, lane, top, height);
     });
+    if (this.timed) this.drawTimes(ctx);
     this.placeWindow();
+  }
+
+  private drawTimes(ctx: CanvasRenderingContext2D): void {
+    ctx.fillStyle = colours().muted;
+    ctx.font = "11px system-ui, sans-serif";
+    ctx.textAlign = "center";
+    ctx.textBaseline = "top";
+    for (const mark of timeMarks(this.model.header, this.clock, this.whole, this.frame.plot)) {
+      const most = this.frame.width - ctx.measureText(mark.label).width / 2;
+      ctx.fillText(mark.label, Math.min(most, toPx(this.frame, this.whole, mark.x)), kHeight + 4);
+    }
   }
 
   private drawSpeed(ctx: CanvasRenderingContext2D, index: number, top: number, height: number): void {

@@ -33,8 +33,8 @@ export class TimePanel {
     private readonly momentText: (x: number) => string,
     around: (direction: number) => void,
   ) {
-    this.overview = new Overview(model, view, momentText);
     const all = groups(model);
+    this.overview = new Overview(model, view, clock, momentText, !all.some((g) => g.title === "Speed"));
     const build = (title: boolean) =>
       all
         .filter((g) => (g.title === "Speed") === title)
@@ -64,7 +64,7 @@ export class TimePanel {
       "div",
       { class: "time-body" },
       ...speeds.map((p) => p.row),
-      this.lanes.row,
+      this.lanes.element,
       ...others.map((p) => p.row),
       this.surface,
     );
@@ -86,6 +86,14 @@ export class TimePanel {
     for (const plot of this.plots) plot.resize(this.frame);
     this.overview.draw();
     this.draw();
+  }
+
+  beginPrint(): void {
+    this.lanes.beginPrint();
+  }
+
+  endPrint(): void {
+    this.lanes.endPrint();
   }
 
   drawAll(): void {

@@ -9,7 +9,7 @@ import type { Clock } from "./clock";
 import { kUnknownFrom } from "./data";
 import { make, recorded, setText } from "./dom";
 import { drawCross, drawHoles, drawJumps, frameOf, kRight, timeMarks, toPx, type Frame } from "./frame";
-import { eachPiece, entryAt, seriesText, type Model, type Recording, type Series } from "./model";
+import { eachPiece, entryAt, seriesText, wordAt, type Model, type Recording, type Series } from "./model";
 import { colours, hatch } from "./theme";
 import type { View } from "./view";
 
@@ -125,8 +125,9 @@ export class Plot {
   readout(x: number): void {
     this.group.series.forEach((series, i) => {
       const entry = entryAt(series.held, series.recording.axis, x);
-      setText(this.values[i]!, seriesText(series, entry));
-      this.values[i]!.classList.toggle("unknown", entry < 0);
+      const word = entry < 0 ? wordAt(series, x) : null;
+      setText(this.values[i]!, word ?? seriesText(series, entry));
+      this.values[i]!.classList.toggle("unknown", entry < 0 && word === null);
     });
   }
 
@@ -184,6 +185,7 @@ export class Plot {
       const i = this.group.series.length - 1 - behind;
       this.drawSeriesLine(ctx, series, i, toY);
       this.drawUnknown(ctx, series, top + height - kRug * (this.group.series.length - i));
+      this.drawWords(ctx, i, top + height - kRug * (this.group.series.length - i));
       this.drawWrong(ctx, series, toY);
     });
     ctx.restore();
@@ -252,11 +254,33 @@ export class Plot {
   }
 
   private drawUnknown(ctx: CanvasRenderingContext2D, series: Series, top: number): void {
-    ctx.fillStyle = hatch(ctx, colours().unknown, false);
+    ctx.fillStyle = hatch(ctx, colours().unknown, "striped");
     eachPiece(series.held, series.recording.axis, this.view.from, this.view.to, (from, to, entry) => {
-      if (entry >= 0) return;
+      if (entry >= 0 || wordAt(series, from) !== null) return;
       const left = toPx(this.frame, this.view, from);
       ctx.fillRect(left, top, Math.max(1, toPx(this.frame, this.view, to) - left), kRug - 1);
+    });
+  }
+
+  // Where the device tells a word it is no value, but neither is it unknown: a thin line, and the
+  // word above it where there is room, and no word of a series above.
+  private drawWords(ctx: CanvasRenderingContext2D, index: number, top: number): void {
+    const series = this.group.series[index]!;
+    const above = this.group.series.slice(0, index);
+    ctx.fillStyle = colours().muted;
+    ctx.font = "10px system-ui, sans-serif";
+    ctx.textAlign = "left";
+    ctx.textBaseline = "bottom";
+    const { held, recording } = series;
+    const { from: first, to: last } = this.view;
+    eachPiece(held, recording.axis, first, last, (from, to, entry) => {
+      const word = entry < 0 ? wordAt(series, from) : null;
+      if (word === null) return;
+      const left = toPx(this.frame, this.view, from);
+      const room = toPx(this.frame, this.view, to) - left;
+      ctx.fillRect(left, top + 1, Math.max(1, room), 1.5);
+      const taken = above.some((other) => wordAt(other, from) !== null);
+      if (!taken && ctx.measureText(word).width + 6 < room) ctx.fillText(word, left + 3, top);
     });
   }
 

@@ -13,6 +13,9 @@ const kSpare = 8; // rows above and below those in sight
 // Browsers stop at some ten million pixels: beyond this height the scroll bar stands for more.
 const kMostHeight = 8_000_000;
 
+// As in the rows: a phone has no room for them.
+const kHeadClasses: Record<string, string> = { Tick: "tick", Kind: "kind-name" };
+
 interface KindFilter {
   name: string;
   count: number;
@@ -53,12 +56,13 @@ export class EventTable {
       autocomplete: "off",
       spellcheck: "false",
     });
+    const offsets = clock.changesOffset ? " offsets" : "";
     const head = make("div", { class: "events-head", role: "row" });
-    for (const text of this.columns()) head.append(make("div", { role: "columnheader" }, text));
+    for (const text of this.columns()) head.append(make("div", { role: "columnheader", class: kHeadClasses[text] ?? "" }, text));
     this.scroller = make(
       "div",
       {
-        class: this.several ? "events-grid several" : "events-grid",
+        class: (this.several ? "events-grid several" : "events-grid") + offsets,
         role: "grid",
         tabindex: "0",
         "aria-label": "Events. Up and down choose one, Enter shows its moment.",
@@ -70,8 +74,8 @@ export class EventTable {
     this.element = make("div", { class: "events" });
   }
 
-  private columns(): string[] {
-    return this.several ? ["Time", "Recording", "Tick", "Kind", "What"] : ["Time", "Tick", "Kind", "What"];
+  private columns(time = "Time"): string[] {
+    return this.several ? [time, "Recording", "Tick", "Kind", "What"] : [time, "Tick", "Kind", "What"];
   }
 
   async read(slices: Slices): Promise<void> {
@@ -237,6 +241,7 @@ export class EventTable {
     if (shown && !(flags & kNoTick)) {
       if (flags & kEstimated || shown.estimated) time.append("about ");
       time.append(make("span", { class: "day" }, `${this.clock.date(shown.us)} `), this.clock.time(shown.us));
+      if (this.clock.changesOffset) time.append(` ${this.clock.offset(shown.us)}`);
     } else time.append(flags & kNoTick ? "no time of its own" : "unknown");
     const what = make("div", { class: "what" }, recorded(header.events.texts[events.text[at]!] ?? ""));
     if (flags & kWrongCrc) what.append(make("span", { class: "badge crc" }, "wrong CRC"));
@@ -314,10 +319,16 @@ export class EventTable {
     });
   }
 
+  // Where one offset is that of all times the heading says it, else each of them does.
+  private timeHeading(): string {
+    const first = this.model.header.recordings.flatMap((r) => r.stretches).find((s) => s.us !== null);
+    return first && !this.clock.changesOffset ? `Time, ${this.clock.offset(first.us!)}` : "Time";
+  }
+
   // Paper has no scroll bar and no filter: it gets every event.
   beginPrint(): void {
     const head = make("tr");
-    for (const text of this.columns()) head.append(make("th", { scope: "col" }, text));
+    for (const text of this.columns(this.timeHeading())) head.append(make("th", { scope: "col" }, text));
     const body = make("tbody");
     for (let i = 0; i < this.place.length; i++) {
       const line = make("tr");

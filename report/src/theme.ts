@@ -42,10 +42,13 @@ export function pixelRatio(): number {
 
 const hatches = new Map<string, CanvasPattern>();
 
-// Stripes for "unknown", crossed ones for "not recorded": told apart without their colour.
-export function hatch(ctx: CanvasRenderingContext2D, colour: string, crossed: boolean): CanvasPattern | string {
+// Told apart without their colour: stripes for "unknown", crossed ones for "lost", dots for "not
+// recorded", upright lines for times that no clock showed.
+export type Hatch = "striped" | "crossed" | "dotted" | "upright";
+
+export function hatch(ctx: CanvasRenderingContext2D, colour: string, kind: Hatch): CanvasPattern | string {
   const ratio = pixelRatio();
-  const key = `${colour} ${crossed} ${ratio}`;
+  const key = `${colour} ${kind} ${ratio}`;
   const known = hatches.get(key);
   if (known) return known;
   const size = Math.round(6 * ratio);
@@ -56,10 +59,16 @@ export function hatch(ctx: CanvasRenderingContext2D, colour: string, crossed: bo
   t.strokeStyle = colour;
   t.lineWidth = ratio;
   t.beginPath();
-  for (const shift of [-size, 0, size]) {
+  if (kind === "dotted") t.rect(size / 2, size / 2, ratio / 2, ratio / 2);
+  else if (kind === "upright") {
+    t.moveTo(size / 2, 0);
+    t.lineTo(size / 2, size);
+    t.lineWidth = 0.7 * ratio;
+  }
+  for (const shift of kind === "striped" || kind === "crossed" ? [-size, 0, size] : []) {
     t.moveTo(shift, size);
     t.lineTo(shift + size, 0);
-    if (crossed) {
+    if (kind === "crossed") {
       t.moveTo(shift, 0);
       t.lineTo(shift + size, size);
     }

@@ -55,6 +55,14 @@ function inForce(piece, xs, values, flags, x) {
   return value;
 }
 
+// What a device tells at x in place of a value.
+function wordInForce(piece, s, xs, values, flags, x) {
+  let told = null;
+  for (let i = 0; i < xs.length && xs[i] <= x; i++)
+    if (xs[i] >= piece.from && !(flags[i] & 2)) told = flags[i] & 8 ? s.words.find((w) => w.number === values[i]).text : null;
+  return told;
+}
+
 // What the page must show at x: by recording the tick, the position, the series and the lanes.
 export function momentReader(page) {
   const recordings = page.header.recordings.map((recording) => ({
@@ -69,9 +77,11 @@ export function momentReader(page) {
       const values = {};
       for (const { s, x: xs, value, flags } of series) {
         const raw = piece && inForce(piece, xs, value, flags, x);
-        values[s.id] = raw === null ? "unknown" : [(raw * s.scale).toFixed(s.decimals), s.unit.length > 7 ? "" : s.unit].join(" ").trim();
+        const word = piece && wordInForce(piece, s, xs, value, flags, x);
+        values[s.id] = word ? word : raw === null ? "unknown" : [(raw * s.scale).toFixed(s.decimals), s.unit.length > 7 ? "" : s.unit].join(" ").trim();
       }
-      const words = { coverage: piece ? "recorded" : "not recorded" };
+      const lost = recording.gaps.some((gap) => gap.from !== null && gap.to !== null && gap.from <= x && x <= gap.to);
+      const words = { coverage: piece ? "recorded" : lost ? "lost" : "not recorded" };
       for (const { l, x: xs, word, flags } of lanes) {
         const raw = piece && inForce(piece, xs, word, flags, x);
         words[l.id] = l.words[raw ?? 0];

@@ -61,6 +61,7 @@ export function fill(template, { title, summary, data }) {
 
 const kUnknownFrom = 1;
 const kWrongCrc = 2;
+const kWord = 8;
 const kFullState = 4;
 
 // One recording while it is made: `step` calls in order of x, `finish` packs it.
@@ -86,7 +87,7 @@ class Maker {
   }
 
   addSeries(id, family, name, unit, scale = 1, decimals = 0) {
-    this.series.set(id, { id, family, name, unit, scale, decimals, x: [], value: [], flags: [], last: null });
+    this.series.set(id, { id, family, name, unit, scale, decimals, words: [{ number: 254, text: "blank" }], x: [], value: [], flags: [], last: null });
   }
 
   addLane(id, group, name, role = null, words = ["unknown", "off", "on"], on = [2]) {
@@ -147,7 +148,9 @@ class Maker {
 
   finish(extra = {}) {
     const c = this.columns;
-    const halves = this.stretches.reduce((sum, s) => sum + s.to - s.x + 1, 0);
+    // From the first to the last tick of what hangs together.
+    const goesOn = (s, i) => i > 0 && this.stretches[i - 1].run === s.run && this.stretches[i - 1].to + 1 === s.x;
+    const halves = this.stretches.reduce((sum, s, i) => sum + s.to - s.x + (goesOn(s, i) ? 1 : 0), 0);
     const lost = this.gaps.reduce((sum, g) => sum + (g.from !== null && g.to !== null ? g.to - g.from : 0), 0);
     return {
       name: this.name,
@@ -174,6 +177,7 @@ class Maker {
         lost_halves: lost,
         lost_unknown: this.gaps.filter((g) => g.from === null || g.to === null).length,
         records: this.events.x.length + this.track.x.length,
+        wrong_crc_packets: new Set(this.events.x.filter((_, i) => this.events.flags[i] & kWrongCrc)).size,
         wrong_crc: this.events.flags.filter((f) => f & kWrongCrc).length,
         unverified: this.track.flags.filter((f) => f & 2).length,
         runs: this.run + 1,
@@ -209,7 +213,7 @@ class Maker {
 }
 
 function fact(name, ...texts) {
-  return { name, values: texts.map((text, i) => ({ text, x: i * 1200, tick: i * 1200 + 5 })) };
+  return { name, values: texts.map((text, i) => ({ text, x: i * 1200, tick: i * 1200 + 5 })), untold: texts.length ? "" : "not recorded" };
 }
 
 function identity(officer, vehicle, serial, zone = "America/Chicago") {
@@ -297,6 +301,7 @@ function drive(m, from, to, place, { busy = 1, fullState = true } = {}) {
       m.event(x, "radar", `radar target ${target} mph, approaching`);
       if (r() < 0.1) m.value("radar/lock", x, target);
     } else if (r() < 0.02) m.value("radar/target", x, 0, kUnknownFrom);
+    else if (r() < 0.002) m.value("radar/target", x, 254, kUnknownFrom | kWord);
     if (r() < 0.004) m.value("temperature/cpu", x, 40 + Math.floor(r() * 20));
     if (r() < 0.002) m.value("temperature/inlet", x, 20 + Math.floor(r() * 12));
     if (r() < 0.0015 * busy) m.event(x, "bookmark", "bookmark");
@@ -352,13 +357,14 @@ function file(title, recordings, extra = {}) {
 
 const exact = (x, to, us, extra = {}) => ({ x, to, us, quality: "exact", run: 0, tick: x, displaced: false, ...extra });
 
-function city() {
+function city(longitude = -93.6319) {
   const columns = new Columns();
   const m = new Maker(columns, "car7", 7);
   fitOut(m);
   const to = 5040;
   m.stretches.push(exact(0, to, kStart));
-  drive(m, 0, to, new Place(42.0308, -93.6319, m.random), { busy: 2 });
+  drive(m, 0, to, new Place(42.0308, longitude, m.random), { busy: 2 });
+  m.track.longitude = m.track.longitude.map((parts) => (parts > 180 * 600000 ? parts - 360 * 600000 : parts));
   const facts = identity("M. Okafor", "Car 7", "VMR-000123");
   return { header: file("Car 7, 2026-06-19, evening", [m.finish({ facts })]), columns };
 }
@@ -436,6 +442,51 @@ function empty() {
   return { header: { ...header, axis_us: 0, has_time: false, zone: { name: "UTC", recorded: false, offsets: [{ from_us: null, minutes: 0, abbreviation: "UTC" }] } }, columns };
 }
 
+// Once round the pole, a kilometre from it.
+function pole() {
+  const made = empty();
+  const m = new Maker(made.columns, "sledge", 3);
+  m.stretches.push(exact(0, 720, kStart));
+  for (let x = 0; x <= 720; x++) m.point(x, -90 + 1 / 111.195, ((x / 2 + 200) % 360) - 180, 8700);
+  made.header = file("The pole", [m.finish()]);
+  return made;
+}
+
+// A unit that was never told the time.
+function ticks() {
+  const made = pole();
+  const [recording] = made.header.recordings;
+  recording.stretches = [{ x: 0, to: 720, us: null, quality: "unknown", run: 0, tick: 500 }];
+  recording.findings.push({ severity: "position", words: "positions without a hemisphere", x: 0 });
+  made.header.axis_us = 0;
+  made.header.has_time = false;
+  return made;
+}
+
+// A part that lies in a gap: nobody is known in it, and nothing has a place.
+function part() {
+  const made = empty();
+  const [recording] = made.header.recordings;
+  recording.sources[0].damage = "1 cluster bad";
+  for (const one of recording.facts) one.untold = "unknown";
+  recording.nothing = "all that was recorded in the part asked for is lost";
+  recording.no_policy = recording.nothing;
+  const words = "gap: 1 cluster lost; tick 2116 to 3064";
+  recording.gaps.push({ reason: "lost clusters", words, from: -84, to: 764, from_tick: 2116, to_tick: 3064, clusters: 1, bytes: 4096 });
+  recording.findings.push({ severity: "gap", words, x: null });
+  made.header.range = { from: "2200", to: "2300" };
+  return made;
+}
+
+// Behind a gap that lies in front of the part asked for.
+function behind() {
+  const made = city();
+  made.header.range = { from: "3100", to: null };
+  made.header.recordings[0].facts[0] = { name: "officer", values: [], untold: "unknown behind the gap" };
+  made.header.recordings[0].findings.push({ severity: "gap", words: "in front of the part asked for there is a gap", x: null });
+  return made;
+}
+
 export const kHostile = [
   "</script><script>alert(1)</script>",
   "<img src=x onerror=alert(1)>",
@@ -494,7 +545,7 @@ function two() {
   const place = new Place(42.04, -93.62, b.random, 0.03);
   drive(b, 900, 2600, place, { busy: 4 });
   b.unknownFrom(2601);
-  b.gaps.push({ reason: "off", words: "not recorded for 3 min 20 s", from: 2601, to: 2999, from_tick: 2601, to_tick: 2999, clusters: 0, bytes: 0 });
+  b.gaps.push({ reason: "off", words: "not recorded for 3 min 20 s", from: 2600, to: 3000, from_tick: 2600, to_tick: 3000, clusters: 0, bytes: 0 });
   b.findings.push({ severity: "gap", words: "not recorded for 3 min 20 s", x: 2601 });
   drive(b, 3000, 5200, place, { busy: 4 });
   const one = a.finish({ facts: identity("M. Okafor", "Car 7", "VMR-000123") });
@@ -521,6 +572,88 @@ function parked() {
   return { header: file("Car 5, two drives", [m.finish({ facts: identity("M. Okafor", "Car 5", "VMR-000131") })]), columns };
 }
 
+// A unit that tells no hemisphere at first: north-east stands for all. The receiver finds nothing for
+// its last five minutes.
+function hemisphere() {
+  const made = city();
+  const columns = new Columns();
+  const m = new Maker(columns, "car7", 7);
+  fitOut(m);
+  m.stretches.push(exact(0, 5040, kStart));
+  drive(m, 0, 5040, new Place(42.0308, -93.6319, m.random), { busy: 2 });
+  const kept = m.track.x.map((x) => x <= 4440);
+  for (const key of Object.keys(m.track)) m.track[key] = m.track[key].filter((_, i) => kept[i]);
+  m.track.x.forEach((x, i) => {
+    if (x >= 600) return;
+    m.track.longitude[i] *= -1;
+    m.track.flags[i] |= 2;
+  });
+  const [{ facts }] = made.header.recordings;
+  return { header: { ...made.header, recordings: [m.finish({ facts })] }, columns };
+}
+
+// A clock that was 90 minutes ahead for ten minutes, then set; ticks went on.
+function setBack() {
+  const made = city();
+  const [recording] = made.header.recordings;
+  const to = recording.stretches[0].to;
+  const ahead = 90 * 60e6;
+  recording.stretches = [exact(0, 1199, kStart + ahead, { displaced: true }), exact(3000, to, kStart + 3000 * 5e5, { tick: 1200 })];
+  recording.steps.push({ x: 3000, tick: 1200, expected_us: kStart + 1200 * 5e5 + ahead, told_us: kStart + 3000 * 5e5, words: "the unit's clock was set back by 1 h 15 min" });
+  return made;
+}
+
+// Lights are told at all only from a full state on and end in a gap; there is no speed.
+function lights() {
+  const columns = new Columns();
+  const m = new Maker(columns, "car9", 9);
+  m.addLane("input/emergency lights", "inputs", "emergency lights", "lights");
+  m.stretches.push(exact(0, 999, kStart), exact(2000, 3000, kStart + 2000 * 5e5));
+  m.word("input/emergency lights", 100, 2, kFullState);
+  for (const [x, word] of [[300, 1], [400, 2], [500, 1], [600, 2], [610, 1], [700, 2]]) m.word("input/emergency lights", x, word);
+  m.unknownFrom(1000);
+  m.word("input/emergency lights", 2000, 1, kFullState);
+  return { header: file("Car 9", [m.finish()]), columns };
+}
+
+// A unit with many things that it never tells.
+function silent() {
+  const columns = new Columns();
+  const m = new Maker(columns, "car7", 3);
+  fitOut(m);
+  for (let i = 0; i < 45; i++) m.addLane(`camera/silent ${i}`, "cameras", `silent ${i}`);
+  m.stretches.push(exact(0, 600, kStart));
+  drive(m, 0, 600, new Place(42.0308, -93.6319, m.random), { fullState: false });
+  return { header: file("Car 7, ten minutes", [m.finish()]), columns };
+}
+
+// Of the same unit, three years apart.
+function years() {
+  const made = two();
+  const [, other] = made.header.recordings;
+  const later = 3 * 365 * 86400 * 2;
+  for (const stretch of other.stretches) {
+    stretch.x += later;
+    stretch.to += later;
+    stretch.us += later * 5e5;
+  }
+  Object.assign(other, { gaps: [], findings: [], series: [], lanes: [] });
+  return made;
+}
+
+// A drive over the hour that clocks of the place show twice.
+function autumn() {
+  const made = city();
+  const shift = Date.UTC(2026, 10, 1, 6, 34, 5) * 1000 - kStart;
+  made.header.axis_us += shift;
+  for (const stretch of made.header.recordings[0].stretches) stretch.us += shift;
+  made.header.zone = {
+    ...zone,
+    offsets: [...zone.offsets, { from_us: Date.UTC(2026, 10, 1, 7) * 1000, minutes: -360, abbreviation: "CST" }],
+  };
+  return made;
+}
+
 // Somebody asked for times of another place than the unit's.
 function elsewhere() {
   const made = city();
@@ -530,15 +663,27 @@ function elsewhere() {
 }
 
 export const kMade = {
-  city,
+  city: () => city(),
+  // The same on both sides of the 180th meridian.
+  dateLine: () => city(180.01),
+  pole,
+  ticks,
   elsewhere,
   damage,
   empty,
+  part,
+  behind,
   hostile,
   shift: () => long(10, "car7", "Car 7, ten hours"),
   week: () => long(168, "car7", "Car 7, a week"),
   two,
+  years,
+  autumn,
   parked,
+  hemisphere,
+  setBack,
+  lights,
+  silent,
 };
 
 export function writePages(folder, names = Object.keys(kMade)) {

@@ -28,6 +28,6 @@ async function pictures(folder) {
   await browser.close();
 }
 
-const tests = spawnSync(process.execPath, ["--test", "--test-reporter=spec", join(here, "page.test.mjs")], { stdio: "inherit" });
+const tests = spawnSync(process.execPath, ["--test", join(here, "page.test.mjs")], { stdio: "inherit" });
 if (process.argv[2]) await pictures(resolve(process.argv[2]));
 process.exit(tests.status ?? 1);

@@ -102,7 +102,18 @@ TEST(AxisLayout, AClockOf1970IsNoTime) {
   const auto set_late = Recorded().In1970(50).Goes(100, 0);
   EXPECT_THAT(Placed(set_late), ElementsAre("-50..-1!", "0..99"));
   const auto set_later = Recorded().Goes(100, 0).In1970(50).Goes(20, kHour);
-  EXPECT_THAT(Placed(set_later), ElementsAre("0..99", "100..149!", "7200..7219"));
+  EXPECT_THAT(Placed(set_later), ElementsAre("0..99", "7150..7199!", "7200..7219"));
+  const auto never_set = Recorded().Goes(100, 0).In1970(50);
+  EXPECT_THAT(Placed(never_set), ElementsAre("0..99", "100..149!"));
+}
+
+TEST(AxisLayout, WhatWasRecordedBeforeTheClockWasSetIsPartOfTheDriveThatFollows) {
+  const auto lost = Recorded().Goes(100, 0).In1970(50).In1970(30).Lost(4).Goes(20, kHour);
+  EXPECT_THAT(Placed(lost), ElementsAre("0..99", "7116..7165!", "7166..7195!", "7200..7219"));
+  const auto tight = Recorded().Goes(100, 0).In1970(50).Lost(400).Goes(20, 160);
+  EXPECT_THAT(Placed(tight), ElementsAre("0..99", "100..149!", "160..179"));
+  const auto anew = Recorded().Goes(100, 0).NewRun().In1970(50).Goes(20, kHour);
+  EXPECT_THAT(Placed(anew), ElementsAre("0..99", "7150..7199!", "7200..7219"));
 }
 
 TEST(AxisLayout, WithoutATimeTicksGoOn) {

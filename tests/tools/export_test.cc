@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/records/decoded.h"
+#include "tests/tools/item_bytes.h"
 #include "tests/tools/program.h"
 
 namespace vmr::test {
@@ -19,32 +20,8 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-// 2023-11-14T22:13:20Z, and an hour and two seconds later.
-constexpr const char* kTime = "03 00 F1 53 65 ";
-constexpr const char* kAnHourLater = "03 12 FF 53 65 ";
-
-// 37 degrees 50 minutes south, 145 degrees east.
-constexpr const char* kMelbourne = "91 02 25 32 00 00 91 00 00 00 ";
 // 0.0010 minutes south, 179 degrees 59.9000 minutes east.
 constexpr const char* kNearDateLine = "91 02 00 00 0A 00 B3 3B 28 23 ";
-
-std::string TextItem(const std::string& tag, const std::string& text) {
-  std::string hex = tag + " ";
-  const auto add = [&hex](unsigned char byte) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    hex += {kDigits[byte >> 4], kDigits[byte & 15], ' '};
-  };
-  add(static_cast<unsigned char>(text.size()));
-  for (const char c : text) add(static_cast<unsigned char>(c));
-  return hex;
-}
-std::string Officer(const std::string& name) { return TextItem("05", name); }
-std::string Log(const std::string& text) { return TextItem("20", text); }
-
-Bytes WithWrongCrc(Bytes packet) {
-  packet.back() ^= 1;
-  return packet;
-}
 
 std::vector<std::string> LinesOf(const std::string& text) {
   std::vector<std::string> lines;
@@ -349,6 +326,16 @@ TEST_F(ExportTest, ASegmentBeginsWhereTheWayIsBroken) {
                                "<trkseg", "<trkpt", "</trkseg"));
 }
 
+TEST_F(ExportTest, NoSegmentLeadsFromUnverifiedPositionsToVerifiedOnes) {
+  Record("r", {Hdr1(100, Log("Range 100 to 200") + kTime + kMelbourne), Hdr1(102, "92 10 10"),
+               Hdr1(104, kMelbourne), Hdr1(106, "92 10 10")});
+  const std::vector<std::string> way = Gpx();
+  EXPECT_THAT(
+      way, ElementsAre("<trkseg>", HasSubstr("<cmt>unverified</cmt>"),
+                       HasSubstr("<cmt>unverified</cmt>"), "</trkseg>",  //
+                       "<trkseg>", Not(HasSubstr("<cmt>")), Not(HasSubstr("<cmt>")), "</trkseg>"));
+}
+
 TEST_F(ExportTest, PositionsWithoutPlaceOrTimeAreCountedAndLeftOut) {
   Record("r", {Hdr1(100, "92 01 01"), Hdr1(102, kMelbourne)});
   const Finished exported = Export({"--format", "gpx"});
@@ -377,7 +364,7 @@ TEST_F(ExportTest, ARepeatedPositionIsNoPointWhereAnotherFollowsAtItsTick) {
   EXPECT_THAT(way[1], AllOf(HasSubstr("lat=\"-37.8333333\""), HasSubstr("22:13:20.000Z")));
   EXPECT_THAT(way[2], HasSubstr("22:13:21.000Z"));
   Record("r", {Hdr1(100, state), Hdr1(102, kMelbourne)});
-  EXPECT_EQ(Gpx().size(), 4U) << "alone it is one";
+  EXPECT_EQ(Gpx().size(), 6U) << "alone it is one, in a segment of its own: it is unverified";
 }
 
 TEST_F(ExportTest, AHundredAndEightyDegreesEastAreWestInGpx) {

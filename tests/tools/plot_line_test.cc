@@ -114,6 +114,16 @@ TEST(PlotTimes, OfHoursStayRoundWhenClocksAreSet) {
               ElementsAre("28800 00:00 2019-11-03", "79200 06:00", "122400 12:00"));
 }
 
+TEST(PlotTimes, AnHourThatComesTwiceIsToldApartByItsOffset) {
+  ASSERT_TRUE(UseTimeZone("America/Chicago"));
+  // 2019-11-03T00:00 there.
+  const std::int64_t begin_us = 1572757200 * kSecond_us;
+  EXPECT_THAT(LabelsOf(TimeMarks(begin_us, {0, 4 * 7200}, 9)),
+              ElementsAre("0 00:00-05:00 2019-11-03", "3600 00:30-05:00", "7200 01:00-05:00",
+                          "10800 01:30-05:00", "14400 01:00-06:00", "18000 01:30-06:00",
+                          "21600 02:00-06:00", "25200 02:30-06:00"));
+}
+
 TEST(PlotTimes, OfSecondsShowThem) {
   ASSERT_TRUE(UseTimeZone("UTC"));
   EXPECT_THAT(LabelsOf(TimeMarks(kDrive_us, {0, 8}, 5)),
@@ -131,7 +141,21 @@ TEST(PlotSpans, AreWholeWhereTheClockWasSetAndBreakAtHolesAndRuns) {
   recording.stretches = {Stretch(0, 9), Stretch(10, 19), Stretch(30, 39), Stretch(40, 49, 1)};
   EXPECT_THAT(RecordedSpans(recording),
               ElementsAre(AxisSpan{0, 20}, AxisSpan{30, 40}, AxisSpan{40, 50}));
-  EXPECT_THAT(HolesOf(recording), ElementsAre(AxisSpan{20, 30}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kNotRecorded), ElementsAre(AxisSpan{20, 30}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kLost), testing::IsEmpty());
+}
+
+TEST(PlotSpans, WhatGapsLeaveOfAHoleIsNotRecorded) {
+  CaseRecording recording;
+  recording.stretches = {Stretch(0, 9), Stretch(30, 39), Stretch(50, 59)};
+  CaseGap gap;
+  gap.from = 9;
+  gap.to = 20;
+  CaseGap open;
+  open.from = 39;
+  recording.gaps = {gap, open};
+  EXPECT_THAT(HolesOf(recording, HoleKind::kLost), ElementsAre(AxisSpan{10, 20}, AxisSpan{40, 50}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kNotRecorded), ElementsAre(AxisSpan{20, 30}));
 }
 
 TEST(PlotSpans, AGapWithoutAPlaceOfItsOwnIsAnEmptyHole) {
@@ -143,12 +167,13 @@ TEST(PlotSpans, AGapWithoutAPlaceOfItsOwnIsAnEmptyHole) {
   CaseGap open;
   open.to = 0;
   recording.gaps = {open, gap};
-  EXPECT_THAT(HolesOf(recording), ElementsAre(AxisSpan{41, 41}));
+  EXPECT_THAT(HolesOf(recording, HoleKind::kLost), ElementsAre(AxisSpan{41, 41}));
 }
 
 // ---- Pieces ----------------------------------------------------------------------
 
 constexpr unsigned char kUnknown = LinePoint::kUnknown, kWrong = LinePoint::kWrongCrc;
+constexpr unsigned char kWord = LinePoint::kUnknown | LinePoint::kWord;
 
 TEST(PlotParts, HoldUpToTheNextPointAndBreakWhereNothingIsKnown) {
   const LineParts parts =
@@ -156,6 +181,13 @@ TEST(PlotParts, HoldUpToTheNextPointAndBreakWhereNothingIsKnown) {
   EXPECT_THAT(parts.pieces,
               ElementsAre(LinePiece{{{10, 5}, {20, 7}}, 30}, LinePiece{{{40, 7}}, 50}));
   EXPECT_THAT(parts.unknown, ElementsAre(AxisSpan{0, 10}, AxisSpan{30, 40}));
+}
+
+TEST(PlotParts, AWordInPlaceOfAValueIsNeitherKnownNorUnknown) {
+  const LineParts parts = PartsOf(
+      {{0, 5, 0}, {10, 254, kWord}, {20, 0, kUnknown}, {30, 254, kWord}, {40, 7, 0}}, {{0, 50}});
+  EXPECT_THAT(parts.pieces, ElementsAre(LinePiece{{{0, 5}}, 10}, LinePiece{{{40, 7}}, 50}));
+  EXPECT_THAT(parts.unknown, ElementsAre(AxisSpan{20, 30}));
 }
 
 TEST(PlotParts, WhatIsToldBeforeAHoleDoesNotHoldBehindIt) {

@@ -94,12 +94,24 @@ TEST_F(PlotTest, ATimeThatNoClockShowedIsNoLabel) {
                Hdr1(420, "03 A0 F1 53 65 "), Hdr1(800, "71 10")});
   const std::string all = Plot().out;
   EXPECT_THAT(all, AllOf(HasSubstr(">2023-11-14 22:13:20+00:00 to 2023-11-14 22:19:10+00:00 "
-                                   "(5 min 50 s), 9 s of it by a clock that was wrong or not set<"),
+                                   "(5 min 50 s), 9 s of it by the clock before it was set<"),
                          HasSubstr("64 mph, the greatest first at 2023-11-14 23:13:22+00:00"),
                          HasSubstr(">22:15</text>"), HasSubstr(">22:17</text>")));
   const std::string part = Plot({"--from", "390", "--to", "430"}).out;
   EXPECT_THAT(part, AllOf(HasSubstr(">22:15:50</text>"), HasSubstr(">22:16:00</text>"),
                           Not(HasSubstr(">22:15:55</text>"))));
+}
+
+TEST_F(PlotTest, AUnitThatIsNotToldIsSaidToBeAssumed) {
+  Record("r", {Hdr1(100, std::string(kTime) + "71 20 E1 F6"), Hdr1(110, kMph), Hdr1(150, "71 40")});
+  const std::string words = "where the unit of GPS speed is not told it is shown as mph";
+  const std::string plot = Plot().out;
+  const std::size_t drawn = plot.find("</desc>");
+  EXPECT_THAT(plot.substr(0, drawn), HasSubstr(words));
+  EXPECT_THAT(plot.substr(drawn), HasSubstr(words));
+  EXPECT_THAT(Plot({"--kind", "temperature"}).out, Not(HasSubstr("GPS speed")));
+  RecordSpeeds();
+  EXPECT_THAT(Plot().out, Not(HasSubstr("is not told it is shown")));
 }
 
 TEST_F(PlotTest, AKindThatIsNotRecordedIsSaid) {
@@ -109,6 +121,30 @@ TEST_F(PlotTest, AKindThatIsNotRecordedIsSaid) {
   EXPECT_EQ(plot.err, "vmr: r: radar is not recorded\n");
   EXPECT_THAT(plot.out, AllOf(HasSubstr(">Radar</text>"), HasSubstr(">not recorded</text>"),
                               HasSubstr("GPS speed: 16 to 64 mph")));
+}
+
+TEST_F(PlotTest, WordsAloneAreNoPanelAndAreSaid) {
+  Record("r", {Hdr1(100, std::string(kTime) + kMph + "71 20 79 FE 00"), Hdr1(150, "71 40")});
+  const Finished plot = Plot();
+  EXPECT_EQ(plot.exit_code, 0);
+  EXPECT_THAT(plot.out.substr(0, plot.out.find("</desc>")),
+              HasSubstr("radar patrol speed: no value, it told \"blank\" alone."));
+  EXPECT_THAT(plot.out, AllOf(Not(HasSubstr("unknown throughout")), Not(HasSubstr("not told<"))));
+  Record("r", {Hdr1(100, std::string(kTime) + "79 FE 00"), Hdr1(150, "56")});
+  const Finished nothing = Plot();
+  EXPECT_EQ(nothing.exit_code, 1);
+  EXPECT_EQ(
+      nothing.err,
+      "vmr: r: of speed no value is recorded, words alone\nvmr: r: there is nothing to draw\n");
+}
+
+TEST_F(PlotTest, ARangeThatEndsInAGapEndsThere) {
+  Record("r", {Hdr1(100, std::string(kTime) + kMph + "71 20"), Hdr1(110, "71 40"), B("00 00"),
+               Hdr1(300, "71 10")});
+  const Finished plot = Plot({"--to", "150"});
+  EXPECT_EQ(plot.exit_code, 3);
+  EXPECT_THAT(plot.out, AllOf(HasSubstr("22:13:20+00:00 to 2023-11-14 22:13:45+00:00 (25 s)"),
+                              HasSubstr(">lost, 20 s</text>"), HasSubstr("1 gap (20 s)")));
 }
 
 TEST_F(PlotTest, OfNothingToDrawThereIsNoPicture) {
@@ -166,7 +202,7 @@ TEST_F(PlotTest, WhatIsLostInAStoreIsHatchedAndShowsInTheExitCode) {
   EXPECT_THAT(plot.err, HasSubstr("1 gap: something of it is lost or damaged"));
   EXPECT_TRUE(IsWellFormed(plot.out));
   // From tick 260 to 410.
-  EXPECT_THAT(plot.out, AllOf(HasSubstr(">not recorded, 1 min 15 s</text>"),
+  EXPECT_THAT(plot.out, AllOf(HasSubstr(">lost, 1 min 15 s</text>"),
                               ContainsRegex("<rect [^>]* fill=\"url.#vmr-plot-hole.\"/>"),
                               HasSubstr("1 gap (1 min 15 s)")));
 }

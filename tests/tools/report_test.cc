@@ -11,8 +11,10 @@
 #include <sstream>
 
 #include "tests/records/decoded.h"
+#include "tests/tools/item_bytes.h"
 #include "tests/tools/ring_images.h"
 #include "tests/tools/unpacked_page.h"
+#include "tools/read/phrase.h"
 
 namespace vmr::test {
 namespace {
@@ -25,42 +27,22 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-// 2023-11-14T22:13:20Z, and an hour and two seconds later.
-constexpr const char* kTime = "03 00 F1 53 65 ";
-constexpr const char* kAnHourLater = "03 12 FF 53 65 ";
 constexpr std::int64_t kTime_us = 1700000000000000;
 
-// 37 degrees 50 minutes south, 145 degrees east.
-constexpr const char* kMelbourne = "91 02 25 32 00 00 91 00 00 00 ";
 // 41 degrees 30 minutes north, 93 degrees west.
 constexpr const char* kIowa = "91 01 29 1E 00 00 5D 00 00 00 ";
 constexpr const char* kSirenOn = "36 ";
 constexpr const char* kSirenOff = "37 ";
 
 // Of points, as the page's description has them.
-constexpr int kUnknown = 1, kWrongCrc = 2, kSinceUnknown = 4, kNoTick = 8, kEstimated = 16;
+constexpr int kUnknown = 1, kWrongCrc = 2, kSinceUnknown = 4, kWord = 8;
+// Of events.
+constexpr int kNoTick = 8, kEstimated = 16;
 
-std::string TextItem(const std::string& tag, const std::string& text) {
-  std::string hex = tag + " ";
-  const auto add = [&hex](unsigned char byte) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    hex += {kDigits[byte >> 4], kDigits[byte & 15], ' '};
-  };
-  add(static_cast<unsigned char>(text.size()));
-  for (const char c : text) add(static_cast<unsigned char>(c));
-  return hex;
-}
-std::string Officer(const std::string& name) { return TextItem("05", name); }
-std::string Log(const std::string& text) { return TextItem("20", text); }
 std::string Zone(const std::string& name) { return TextItem("11", name); }
 
-Bytes WithWrongCrc(Bytes packet) {
-  packet.back() ^= 1;
-  return packet;
-}
-
 // "100=2 110=1!": where a line's points are, their values, and a mark for each flag: ? unknown,
-// ! wrong CRC, ~ since unknown.
+// ! wrong CRC, ~ since unknown, w a word in place of a value.
 std::string LineText(const json& line, const char* value) {
   std::string text;
   for (std::size_t i = 0; i < line["x"].size(); ++i) {
@@ -69,6 +51,7 @@ std::string LineText(const json& line, const char* value) {
     if ((flags & kUnknown) != 0) text += "?";
     if ((flags & kWrongCrc) != 0) text += "!";
     if ((flags & kSinceUnknown) != 0) text += "~";
+    if ((flags & kWord) != 0) text += "w";
   }
   return text;
 }
@@ -233,6 +216,15 @@ TEST_F(ReportTest, WhatSomebodyHasRecordedEndsNeitherTitleNorData) {
   EXPECT_THAT(EventsOf(recording), testing::Contains("0 log: log \"<!--vmr:data-->\""));
 }
 
+TEST_F(ReportTest, TheTitleNamesEachOfficerOnceAndCountsMany) {
+  Record("a", {Hdr1(100, kTime + Officer("A")), Hdr1(110, Officer("B"))});
+  Record("b", {Hdr1(100, kTime + Officer("B"))});
+  EXPECT_EQ(CaseOf({"a", "b"})["title"], "a and b, 2023-11-14, officer A and B");
+  Record("r", {Hdr1(100, kTime + Officer("A")), Hdr1(110, Officer("B")), Hdr1(120, Officer("C")),
+               Hdr1(130, Officer("D"))});
+  EXPECT_EQ(CaseOf({"r"})["title"], "r, 2023-11-14, 4 officers");
+}
+
 TEST_F(ReportTest, ATitleMayNameAPlaceOfThePage) {
   Record("r", {Hdr1(100, kTime)});
   const std::string page = Report({"r", "--title", "<!--vmr:data--> & \x1B"}).out;
@@ -344,6 +336,55 @@ TEST_F(ReportTest, AWrongPacketIsMarkedAndHoldsForNothing) {
   EXPECT_THAT(FindingsOf(recording), testing::Contains(testing::StartsWith("crc: gap: ")));
 }
 
+TEST_F(ReportTest, WrongPacketsAreCountedAndSoAreTheirRecords) {
+  Record("r", {Hdr1(100, kTime), WithWrongCrc(Hdr1(105, "56 56 56")), Hdr1(110, "56"),
+               WithWrongCrc(Hdr1(115, "34 35")), Hdr1(120, "56")});
+  const Finished made = Report();
+  const json totals = DataOf(made.out)["recordings"][0]["totals"];
+  EXPECT_EQ(totals["wrong_crc"], 5);
+  EXPECT_EQ(totals["wrong_crc_packets"], 2);
+  EXPECT_THAT(made.out, HasSubstr("5 records in 2 packets with a wrong CRC"));
+}
+
+TEST_F(ReportTest, WhoComesBackIsToldAgain) {
+  Record("r", {Hdr1(100, kTime + Officer("A")), Hdr1(110, Officer("B")), Hdr1(120, Officer("B")),
+               Hdr1(130, Officer("A"))});
+  EXPECT_EQ(FactOf(RecordingOf(), "officer"), "A, B, A");
+  EXPECT_EQ(CaseOf({"r"})["title"], "r, 2023-11-14, officer A and B");
+}
+
+TEST_F(ReportTest, OfManyChangesTheFirstOnesAndTheLastAreTold) {
+  std::vector<Bytes> packets = {Hdr1(100, kTime)};
+  for (unsigned int i = 0; i < 10; ++i)
+    packets.push_back(Hdr1(110 + i, Officer(std::string(1, static_cast<char>('A' + i)))));
+  Record("r", packets);
+  const Finished made = Report();
+  const json recording = DataOf(made.out)["recordings"][0];
+  EXPECT_EQ(FactOf(recording, "officer"), "A, B, C, D, E, F, G, J");
+  EXPECT_EQ(recording["facts"][0]["left_out"], 2);
+  EXPECT_THAT(made.out, HasSubstr("G, then 2 more changes, last J"));
+}
+
+TEST_F(ReportTest, AZoneThatNobodyKnowsHereIsRecordedAllTheSame) {
+  Record("r", {Hdr1(100, kTime + Zone("Mars/\x01Olympus"))});
+  const json data = CaseOf({"r"});
+  EXPECT_EQ(data["zone"]["unknown"], tool::EscapedText("Mars/\x01Olympus"));
+  EXPECT_EQ(data["recordings"][0]["zone"], tool::EscapedText("Mars/\x01Olympus"));
+  EXPECT_THAT(
+      FindingsOf(data["recordings"][0]),
+      ElementsAre("note: the recorded time zone \"" + tool::EscapedText("Mars/\x01Olympus") +
+                  "\" is not known on this machine; times are UTC"));
+}
+
+TEST_F(ReportTest, AZoneThatWasToldInFrontOfAGapIsTheRecordings) {
+  Record("r", {Hdr1(100, kTime + Zone("America/Chicago")), B("00 00"), Hdr1(110, "56"),
+               Hdr1(130, "56")});
+  const json data = CaseOf({"r", "--from", "120"});
+  EXPECT_EQ(data["zone"]["name"], "America/Chicago");
+  EXPECT_EQ(data["recordings"][0]["zone"], "America/Chicago");
+  EXPECT_EQ(FactOf(data["recordings"][0], "time_zone"), "");
+}
+
 TEST_F(ReportTest, AWrongPacketsTickIsBelievedOnlyBetweenThoseAroundIt) {
   Record("r", {Hdr1(100, std::string(kTime) + kSirenOn), WithWrongCrc(Hdr1(90105, kSirenOff)),
                Hdr1(110, "56")});
@@ -384,6 +425,47 @@ TEST_F(ReportTest, AUnitThatIsNotToldIsTheOnlyOneThatIsAndThatIsSaid) {
   EXPECT_EQ(WithId(RecordingOf()["series"], "speed/1")["unit"], "");
 }
 
+// Device 2, the radar, shows BLANK, and then is lost sight of.
+TEST_F(ReportTest, WhatARadarShowsInPlaceOfASpeedIsAWordAndNoValue) {
+  Record("r", {Hdr1(100, std::string(kTime) + "72 1B"), Hdr1(110, "79 FE 00"),
+               Hdr1(120, "79 FE 00"), Hdr1(130, "72 1C"), Hdr1(140, "79 FD 00"),
+               WithWrongCrc(Hdr1(150, "56")), Hdr1(160, "79 FF 00")});
+  const json recording = RecordingOf();
+  EXPECT_EQ(SeriesOf(recording, "speed/2"), "0=27 10=254?w 30=28 40=253?w 41=0? 60=255?w");
+  EXPECT_EQ(WithId(recording["series"], "speed/2")["words"],
+            json::parse(R"([{"number":253,"text":"error"},{"number":254,"text":"blank"},
+                            {"number":255,"text":"bad reading"}])"));
+}
+
+TEST_F(ReportTest, AWordIsOfTheSpeedInWhateverUnits) {
+  // Device 2 in miles an hour (2), then in kilometres an hour (1).
+  Record("r", {Hdr1(100, std::string(kTime) + "70 02 42 00 72 1B"), Hdr1(110, "79 FE 00"),
+               Hdr1(120, "70 02 22 00 72 2B")});
+  std::map<std::string, std::string> lines;
+  const json recording = RecordingOf();
+  for (const json& series : recording["series"]) lines[series["unit"]] = LineText(series, "value");
+  EXPECT_EQ(lines["mph"], "0=27 10=254?w 20=0?");
+  EXPECT_EQ(lines["km/h"], "10=254?w 20=43");
+}
+
+TEST_F(ReportTest, AReadingThatIsNeverANumberIsWordsAndKeepsItsSeries) {
+  Record("r", {Hdr1(100, std::string(kTime) + "79 FE 00"), Hdr1(110, "79 FF 00")});
+  const json recording = RecordingOf();
+  EXPECT_EQ(SeriesOf(recording, "speed/2"), "0=254?w 10=255?w");
+  EXPECT_EQ(WithId(recording["series"], "speed/2")["words"][0]["text"], "blank");
+}
+
+TEST_F(ReportTest, OfARadarWhoseUnitIsNotToldThereIsOneNote) {
+  Record("r", {Hdr1(100, std::string(kTime) + "61 00 3D 40 3E"), Hdr1(110, "60 01 41 02 47 31")});
+  const json recording = RecordingOf();
+  EXPECT_THAT(recording["series"], SizeIs(3));
+  std::vector<std::string> notes;
+  for (const std::string& finding : FindingsOf(recording))
+    if (finding.find("is not told it is shown") != std::string::npos) notes.push_back(finding);
+  EXPECT_THAT(notes, ElementsAre(testing::StartsWith(
+                         "note: where the unit of radar 1 is not told it is shown as ")));
+}
+
 TEST_F(ReportTest, ATemperatureMayBeBelowZero) {
   Record("r", {Hdr1(100, std::string(kTime) + "E1 F6"), Hdr1(110, "E1 05")});
   EXPECT_EQ(SeriesOf(RecordingOf(), "temperature/0"), "0=-10 10=5");
@@ -411,6 +493,48 @@ TEST_F(ReportTest, AGapBeginsAnotherPieceOfTheWay) {
   const json track = RecordingOf()["track"];
   EXPECT_EQ(track["x"], json({0, 2, 10, 12}));
   EXPECT_EQ(track["flags"], json({1, 0, 1, 0}));
+}
+
+TEST_F(ReportTest, ASpeedWhoseUnitNobodyTellsIsNoneOfTheWay) {
+  Record("r", {Hdr1(100, std::string(kTime) + kMelbourne + "71 0A")});
+  EXPECT_EQ(RecordingOf()["track"]["speed"], json({-1}));
+  // Told later on, in kilometres an hour (1): the only one, which is said.
+  Record("r", {Hdr1(100, std::string(kTime) + kMelbourne + "71 0A"), Hdr1(110, "70 01 21 00")});
+  EXPECT_EQ(RecordingOf()["track"]["speed"], json({2778}));
+  // Of two nobody knows which it was.
+  Record("r", {Hdr1(100, std::string(kTime) + kMelbourne + "71 0A"), Hdr1(110, "70 01 21 00"),
+               Hdr1(120, "70 01 41 00")});
+  EXPECT_EQ(RecordingOf()["track"]["speed"], json({-1}));
+}
+
+TEST_F(ReportTest, WaysFromNowhereAreSaidWhenTheyTakeLong) {
+  const auto record = [this](unsigned int end) {
+    Record("r", {Hdr1(100, std::string(kTime) + kIowa), B("00 00"), Hdr1(110, "92 10 10"),
+                 Hdr1(end - 2, "92 10 10"), Hdr1(end, "56")});
+  };
+  record(230);
+  EXPECT_THAT(FindingsOf(RecordingOf()), Not(testing::Contains(HasSubstr("no position"))));
+  record(231);
+  EXPECT_THAT(FindingsOf(RecordingOf()),
+              testing::Contains("position: no position is known from tick 110 to 231, 1 min 0.5 s, "
+                                "although the recording goes on: it tells ways, and not from "
+                                "where"));
+  EXPECT_THAT(FindingsOf(RecordingOf({"r", "--from", "200"})),
+              Not(testing::Contains(HasSubstr("no position"))));
+}
+
+TEST_F(ReportTest, PlacesThatAreNoneOnEarthAreSaid) {
+  // 99 degrees north, and one in a quadrant 7.
+  Record("r", {Hdr1(100, std::string(kTime) + "91 01 63 00 00 00 5D 00 00 00"), Hdr1(110, kIowa)});
+  EXPECT_THAT(
+      FindingsOf(RecordingOf()),
+      testing::Contains("position: a position was told that is nowhere on earth; it is left out"));
+  Record("r", {Hdr1(100, std::string(kTime) + "91 01 63 00 00 00 5D 00 00 00"),
+               Hdr1(105, "91 07 29 00 00 00 5D 00 00 00"), Hdr1(110, kIowa)});
+  EXPECT_THAT(FindingsOf(RecordingOf()),
+              testing::Contains(
+                  "position: 2 positions were told that are nowhere on earth; they are left out"));
+  EXPECT_EQ(RecordingOf()["track"]["x"], json::array({10}));
 }
 
 TEST_F(ReportTest, UnverifiedPositionsAreMarkedAndSaid) {
@@ -587,6 +711,107 @@ TEST_F(ReportTest, ARangeBehindAGapKnowsNothingOfWhatWasInFrontOfIt) {
   EXPECT_THAT(recording["gaps"], IsEmpty());
 }
 
+TEST_F(ReportTest, APartThatIsNotRecordedTellsNobodysName) {
+  const std::string told = kTime + Officer("A") + kSirenOn + "64 09 00 00 00";
+  Record("r", {Hdr1(100, told), B("00 00"), Hdr1(200, Officer("B")), Hdr1(300, "56")});
+  const std::string lost = "all that was recorded in the part asked for is lost";
+  const std::string none = "nothing of the part asked for is recorded";
+  struct Asked {
+    const char *from, *to;
+    std::string words, capital;
+  };
+  for (const auto& [from, to, words, capital] :
+       {Asked{"120", "150", lost, "All that was recorded in the part asked for is lost."},
+        Asked{"5000", "6000", none, "Nothing of the part asked for is recorded."}}) {
+    const Finished made = Report({"r", "--from", from, "--to", to});
+    EXPECT_EQ(made.exit_code, 3);
+    EXPECT_THAT(made.out, HasSubstr("<title>r</title>"));
+    EXPECT_THAT(made.out, HasSubstr(capital));
+    const json recording = DataOf(made.out)["recordings"][0];
+    EXPECT_EQ(FactOf(recording, "officer"), "");
+    EXPECT_EQ(recording["facts"][0]["untold"], "unknown");
+    EXPECT_THAT(recording["policies"], IsEmpty());
+    EXPECT_EQ(recording["no_policy"], words);
+    EXPECT_EQ(recording["nothing"], words);
+    EXPECT_THAT(FindingsOf(recording), testing::Contains("note: " + words));
+    EXPECT_EQ(recording["part"].is_null(), words == none);
+    for (const json& finding : recording["findings"])
+      EXPECT_EQ(finding["x"].is_null(), finding["severity"] != "gap") << finding;
+  }
+  EXPECT_EQ(FactOf(RecordingOf({"r", "--to", "150"}), "officer"), "A");
+  EXPECT_EQ(FactOf(RecordingOf({"r", "--from", "150"}), "officer"), "B");
+}
+
+TEST_F(ReportTest, WhyNothingIsKnownIsSaid) {
+  Record("r", {Hdr1(100, kTime + Officer("A") + kSirenOn), B("00 00"), Hdr1(110, "56"),
+               Hdr1(130, TextItem("07", "Car 7"))});
+  const auto untold = [](const json& recording, const std::string& name) {
+    for (const json& fact : recording["facts"])
+      if (fact["name"] == name) return fact["untold"].get<std::string>();
+    return std::string("no such fact");
+  };
+  const json behind = RecordingOf({"r", "--from", "112", "--to", "120"});
+  EXPECT_EQ(untold(behind, "officer"), "unknown behind the gap");
+  EXPECT_EQ(untold(behind, "badge"), "not recorded");
+  EXPECT_EQ(behind["no_policy"], "none told behind the last gap");
+  EXPECT_EQ(RecordingOf({"r", "--to", "100"})["no_policy"],
+            "none told up to the end of the part asked for");
+  EXPECT_EQ(RecordingOf()["no_policy"], "none told behind the last gap");
+  EXPECT_EQ(untold(RecordingOf(), "officer"), "");
+}
+
+TEST_F(ReportTest, AGapInFrontOfThePartIsSaidWhereItLeavesSomethingUnknown) {
+  Record("r", {Hdr1(100, kTime + Officer("A")), B("00 00"), Hdr1(110, "56"),
+               Hdr1(130, Officer("A")), Hdr1(150, "56")});
+  const Finished made = Report({"r", "--from", "112", "--to", "120"});
+  EXPECT_EQ(made.exit_code, 3);
+  EXPECT_THAT(made.err, HasSubstr("something that was known got lost in a gap"));
+  EXPECT_THAT(FindingsOf(DataOf(made.out)["recordings"][0]),
+              testing::Contains(testing::StartsWith(
+                  "gap: in front of the part asked for there is a gap: damage")));
+  const Finished told_again = Report({"r", "--from", "140"});
+  EXPECT_EQ(told_again.exit_code, 0);
+  EXPECT_THAT(FindingsOf(DataOf(told_again.out)["recordings"][0]),
+              Not(testing::Contains(HasSubstr("in front of"))));
+}
+
+// Recorded from 100 to 110 and from 200 to 300.
+TEST_F(ReportTest, OfAGapNoMoreCountsThanLiesInThePartAskedFor) {
+  Record("r", {Hdr1(100, kTime), Hdr1(110, "56"), B("00 00"), Hdr1(200, "56"), Hdr1(300, "56")});
+  struct Asked {
+    const char *from, *to;
+    int recorded, lost, gap_from, gap_to, part_to;
+    const char* words;
+  };
+  for (const Asked& asked : {Asked{"120", "150", 0, 30, 0, 30, 30, "15 s"},
+                             Asked{"104", "150", 6, 40, 6, 46, 46, "20 s"},
+                             Asked{"150", "220", 20, 50, 0, 50, 70, "25 s"}}) {
+    SCOPED_TRACE(asked.from);
+    const Finished made = Report({"r", "--from", asked.from, "--to", asked.to});
+    EXPECT_EQ(made.exit_code, 3);
+    const json recording = DataOf(made.out)["recordings"][0];
+    EXPECT_EQ(recording["totals"]["recorded_halves"], asked.recorded);
+    EXPECT_EQ(recording["totals"]["lost_halves"], asked.lost);
+    EXPECT_EQ(recording["part"], json({{"from", 0}, {"to", asked.part_to}}));
+    ASSERT_THAT(recording["gaps"], SizeIs(1));
+    EXPECT_EQ(recording["gaps"][0]["from"], asked.gap_from);
+    EXPECT_EQ(recording["gaps"][0]["to"], asked.gap_to);
+    EXPECT_THAT(FindingsOf(recording),
+                testing::Contains(testing::AllOf(
+                    testing::StartsWith("gap: gap: damage"), HasSubstr("tick 110 to 200"),
+                    EndsWith(std::string("it reaches beyond the part asked for, of which ") +
+                             asked.words + " are lost"))));
+  }
+  const json whole = RecordingOf({"r", "--from", "104", "--to", "220"});
+  EXPECT_EQ(whole["totals"]["lost_halves"], 90);
+  EXPECT_THAT(whole["gaps"][0]["words"].get<std::string>(), Not(HasSubstr("reaches beyond")));
+  // The same in times.
+  const json timed =
+      RecordingOf({"r", "--from", "2023-11-14T22:13:45Z", "--to", "2023-11-14T22:14:20Z"});
+  EXPECT_EQ(timed["totals"]["lost_halves"], 50);
+  EXPECT_EQ(timed["stretches"][0]["x"], 50);
+}
+
 TEST_F(ReportTest, ARangeOfTicksIsInEachRun) {
   Record("r", {Hdr1(5000, std::string(kTime) + kSirenOn), Hdr1(5010, "56"), Hdr1(10, kAnHourLater),
                Hdr1(5005, "56")});
@@ -603,7 +828,7 @@ TEST_F(ReportTest, ARangeOutsideOfTheRecordingIsSaidToBe) {
   const json recording = DataOf(made.out)["recordings"][0];
   EXPECT_THAT(recording["stretches"], IsEmpty());
   EXPECT_THAT(FindingsOf(recording),
-              testing::Contains("note: nothing of what was asked for is recorded"));
+              testing::Contains("note: nothing of the part asked for is recorded"));
 }
 
 // ---- Against the other readers ---------------------------------------------------
@@ -735,10 +960,56 @@ TEST_F(ReportTest, AStoreHasTwoSourcesAndOneOfThemWillDo) {
   EXPECT_EQ(recording["sources"][0]["sha256"], recording["sources"][1]["sha256"]);
   EXPECT_EQ(recording["events"]["x"].size(), 6U);
   std::filesystem::remove(Path("s_2.mtd"));
-  recording = RecordingOf({"s_1.mtd"});
+  const Finished made = Report({"s_1.mtd"});
+  EXPECT_EQ(made.exit_code, 3) << "the newest packet may be in the other file";
+  recording = DataOf(made.out)["recordings"][0];
+  EXPECT_THAT(FindingsOf(recording),
+              testing::Contains("gap: s_2.mtd: No such file or directory; the newest packets may "
+                                "stand in this file alone"));
   EXPECT_EQ(recording["sources"][1]["sha256"], json());
   EXPECT_EQ(recording["sources"][1]["problem"], "No such file or directory");
   EXPECT_EQ(recording["events"]["x"].size(), 6U);
+}
+
+TEST_F(ReportTest, ADamagedSourceIsNotCalledSound) {
+  MakeRingOfBookmarks(4);
+  Damage(1, 1);
+  const Finished made = Report({"s"});
+  EXPECT_EQ(made.exit_code, 0) << "the other file has it";
+  const json recording = DataOf(made.out)["recordings"][0];
+  EXPECT_EQ(recording["sources"][0]["damage"], "1 cluster bad");
+  EXPECT_EQ(recording["sources"][1]["damage"], "");
+  EXPECT_THAT(FindingsOf(recording), testing::Contains("note: s_1.mtd: 1 cluster bad"));
+  Record("r", {Hdr1(100, kTime), B("00 00"), Hdr1(110, "56")});
+  EXPECT_EQ(RecordingOf({"r"})["sources"][0]["damage"], "1 damaged place");
+  EXPECT_EQ(RecordingOf({"r", "--from", "110"})["sources"][0]["damage"], "1 damaged place");
+  Record("r", {Hdr1(100, kTime), Hdr1(110, "56")});
+  EXPECT_EQ(RecordingOf({"r"})["sources"][0]["damage"], "");
+}
+
+TEST_F(ReportTest, TwoSoundCopiesThatDifferAreAFindingAndNeitherIsOlder) {
+  MakeRingOfBookmarks(5);
+  Put(2, 1, ClusterOf(110, FullPacket(110, B("34")) + FullPacket(160, B("35"))));
+  const std::string words = "the files hold different packets, and nothing tells which are right";
+  EXPECT_THAT(Run({"check", "s"}).out, HasSubstr(words));
+  const Finished made = Report({"s"});
+  EXPECT_EQ(made.exit_code, 3);
+  const json recording = DataOf(made.out)["recordings"][0];
+  EXPECT_THAT(FindingsOf(recording),
+              testing::Contains("gap: 1 cluster: " + words + "; those of one file are shown"));
+  for (const json& source : recording["sources"])
+    EXPECT_EQ(source["damage"], "1 cluster of which " + words);
+  const Finished info = Run({"info", "s"});
+  EXPECT_EQ(info.exit_code, 3);
+  EXPECT_THAT(info.out, HasSubstr(words));
+  EXPECT_THAT(made.out + info.out, Not(HasSubstr("older or shorter")));
+  // A copy that is a beginning of the other contradicts nothing, nor does one of an earlier time.
+  Put(2, 1, ClusterOf(110, FullPacket(110, B("56"))));
+  Put(2, 2, ClusterOf(10, FullPacket(10, B("34")) + FullPacket(60, B("35"))));
+  const Finished lags = Report({"s"});
+  EXPECT_EQ(lags.exit_code, 0);
+  EXPECT_EQ(DataOf(lags.out)["recordings"][0]["sources"][1]["damage"],
+            "2 clusters older or shorter than in the other file");
 }
 
 TEST_F(ReportTest, ALostClusterIsAGapOfKnownLength) {
@@ -809,6 +1080,56 @@ TEST_F(ReportTest, TheRecordingItselfIsNoPlaceForThePage) {
   Record("r", {Hdr1(100, kTime)});
   EXPECT_EQ(Report({"r", "-o", "r", "--force"}).exit_code, 1);
   EXPECT_EQ(ReadFile(Path("r")).substr(0, 3), "f]S");
+}
+
+TEST_F(ReportTest, AFileOfTheStoreIsNoneHoweverItIsSpeltAndIfItIsMissing) {
+  Record("r", {Hdr1(100, kTime)});
+  std::filesystem::create_directory(Path("d"));
+  std::filesystem::create_directory_symlink(Path("d"), Path("link"));
+  WriteFile(Path("d/s_1.mtd"), "");
+  const std::string missing = Path("d/s_2.mtd");
+  for (const std::string& out :
+       {std::string("d/s_2.mtd"), std::string("./d/s_2.mtd"), missing, std::string("link/s_2.mtd"),
+        std::string("d/../d/s_2.mtd"), std::string("./r")}) {
+    const Finished made = Report({"d/s", "r", "-o", out, "--force"});
+    EXPECT_EQ(made.exit_code, 1) << out;
+    EXPECT_THAT(made.err, HasSubstr("belongs to the recording")) << out;
+  }
+  EXPECT_FALSE(std::filesystem::exists(missing));
+}
+
+TEST(ExactDuration, LeavesNothingOut) {
+  constexpr std::int64_t kHalf_us = 500000, kMinute_us = 120 * kHalf_us,
+                         kDay_us = 1440 * kMinute_us;
+  EXPECT_EQ(tool::ExactDurationText(0), "0 s");
+  EXPECT_EQ(tool::ExactDurationText(kHalf_us), "0.5 s");
+  EXPECT_EQ(tool::ExactDurationText(kMinute_us - kHalf_us), "59.5 s");
+  EXPECT_EQ(tool::ExactDurationText(kMinute_us), "1 min");
+  EXPECT_EQ(tool::ExactDurationText(kMinute_us + kHalf_us), "1 min 0.5 s");
+  EXPECT_EQ(tool::ExactDurationText(61 * kMinute_us + 6 * kHalf_us), "1 h 1 min 3 s");
+  EXPECT_EQ(tool::ExactDurationText(2 * kDay_us + 125 * kMinute_us + 7 * kHalf_us),
+            "2 days 2 h 5 min 3.5 s");
+}
+
+TEST_F(ReportTest, ForceWithoutAFileIsRefused) {
+  Record("r", {Hdr1(100, kTime)});
+  for (const char* const command : {"report", "plot", "view", "info"})
+    for (const test::Arguments& where : {test::Arguments{}, test::Arguments{"-o", "-"}}) {
+      test::Arguments arguments = {command, "r", "--force"};
+      arguments.insert(arguments.end(), where.begin(), where.end());
+      const Finished refused = Run(arguments);
+      EXPECT_EQ(refused.exit_code, 2) << command;
+      EXPECT_EQ(refused.out, "");
+      EXPECT_THAT(refused.err, HasSubstr("--force replaces a file: give -o FILE")) << command;
+    }
+}
+
+TEST_F(ReportTest, AnOutputWithoutANameIsRefused) {
+  Record("r", {Hdr1(100, kTime)});
+  const Finished made = Report({"r", "-o", ""});
+  EXPECT_EQ(made.exit_code, 2);
+  EXPECT_THAT(made.err, HasSubstr("-o is empty"));
+  EXPECT_EQ(made.out, "");
 }
 
 // ---- The browser -----------------------------------------------------------------

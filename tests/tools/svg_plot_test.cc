@@ -113,7 +113,8 @@ std::vector<std::string> Texts(const std::string& svg) {
 std::vector<std::string> Holes(const std::string& svg) {
   std::vector<std::string> holes;
   for (const std::string& rect : All(svg, "<rect ", "/>"))
-    if (rect.find("url(#vmr-plot-hole)") != rect.npos)
+    if (rect.find("url(#vmr-plot-hole)") != rect.npos ||
+        rect.find("url(#vmr-plot-off)") != rect.npos)
       holes.push_back(rect.substr(0, rect.find(" fill")));
   return holes;
 }
@@ -180,7 +181,43 @@ TEST(SvgPlot, AGapIsHatchedAndNoLineCrossesIt) {
   EXPECT_THAT(Paths(svg), ElementsAre("M60 192H260M660 92H850"));
   EXPECT_THAT(Holes(svg), ElementsAre("x=\"260\" y=\"92\" width=\"300\" height=\"300\"",
                                       testing::_));  // and in the key
-  EXPECT_THAT(Texts(svg), testing::Contains("not recorded, 2 min 30 s"));
+  EXPECT_THAT(Texts(svg), testing::Contains("lost, 2 min 30.5 s"));
+}
+
+TEST(SvgPlot, WhyNothingIsThereIsSaid) {
+  CaseRecording recording = Recording("r", {{0, 40, 0}});
+  recording.stretches = {Stretch(0, 99), Stretch(300, 399), Stretch(600, kHalves - 1)};
+  recording.stretches[0].displaced = true;
+  recording.on_utc = true;
+  CaseClockStep back;
+  back.x = 300;
+  back.expected_us = 2;
+  back.told_us = 1;
+  CaseClockStep forward;
+  forward.x = 600;
+  forward.expected_us = 1;
+  forward.told_us = 2;
+  recording.steps = {back, forward};
+  CaseFile file = FileOf({recording});
+  GiveTime(file);
+  const std::string svg = Draw(file);
+  EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"clock set: no such time",  // in the key, too
+                                                 "clock set: no such time",
+                                                 "not recorded, 1 min 40.5 s", "not recorded"}));
+  EXPECT_THAT(Texts(svg), Not(testing::Contains(HasSubstr("lost"))));
+  EXPECT_THAT(svg, HasSubstr("fill=\"url(#vmr-plot-no-time)\""));
+  EXPECT_THAT(WordsOf(svg), HasSubstr(", 50 s of it by the clock before it was set. "));
+}
+
+TEST(SvgPlot, ARunWithoutATimeIsSaidToHaveNone) {
+  CaseRecording recording = Recording("r", {{0, 40, 0}});
+  recording.stretches = {Stretch(0, 99), Stretch(100, kHalves - 1, 1)};
+  recording.stretches[1].displaced = true;
+  recording.on_utc = true;
+  CaseFile file = FileOf({recording});
+  GiveTime(file);
+  file.recordings[0].stretches[1].time = {};
+  EXPECT_THAT(WordsOf(Draw(file)), HasSubstr(", 5 min 45 s of it without a time. "));
 }
 
 TEST(SvgPlot, NoLineCrossesAnyOfManyHoles) {
@@ -255,7 +292,7 @@ TEST(SvgPlot, WithoutATimeTheAxisHasTheUnitsTicks) {
   const std::string svg = Draw(FileOf({Recording("r", {{0, 40, 0}})}));
   EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"1000", "1100", "1700",
                                                  "Tick (half seconds; no time is recorded)",
-                                                 "tick 1000 to tick 1789 (6 min 34 s)"}));
+                                                 "tick 1000 to tick 1789 (6 min 34.5 s)"}));
 }
 
 TEST(SvgPlot, WhereTicksBeginAnewHalfSecondsAreCounted) {
@@ -273,7 +310,7 @@ TEST(SvgPlot, TimesAreLocalAndTheAxisSaysHowFarAheadOfUtc) {
   EXPECT_THAT(Texts(Draw(file)),
               testing::IsSupersetOf(
                   {"16:34", "2019-06-19", "16:40", "Local time, America/Chicago, UTC-05:00",
-                   "2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34 s)"}));
+                   "2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34.5 s)"}));
 }
 
 TEST(SvgPlot, OnlyOffsetsOfWhatIsShownAreTold) {
@@ -298,6 +335,18 @@ TEST(SvgPlot, AClockThatWasSetAndANewRunAreUprightLines) {
   EXPECT_THAT(svg, AllOf(HasSubstr("x1=\"160\" y1=\"106\" x2=\"160\" y2=\"406\""),
                          HasSubstr("x1=\"460\" y1=\"106\" x2=\"460\" y2=\"406\"")));
   EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"clock set -1 min 30 s", "new run"}));
+}
+
+TEST(SvgPlot, AWordInPlaceOfAValueIsALineWithItsText) {
+  CaseRecording recording =
+      Recording("r", {{0, 40, 0}, {200, 254, kUnknown | LinePoint::kWord}, {600, 60, 0}});
+  recording.series[0].words = {{254, "blank"}};
+  const std::string svg = Draw(FileOf({recording}));
+  EXPECT_THAT(Texts(svg), testing::IsSupersetOf({"blank", "a word told in place of a value"}));
+  EXPECT_THAT(svg, HasSubstr("<line x1=\"260\" y1=\"401\" x2=\"660\" y2=\"401\""));
+  EXPECT_THAT(WordsOf(svg), HasSubstr(R"(; "blank" for 3 min 20 s.)"));
+  EXPECT_THAT(Texts(Draw(FileOf({Recording("r", {{0, 40, 0}})}))),
+              Not(testing::Contains(HasSubstr("word"))));
 }
 
 // ---- Panels ----------------------------------------------------------------------
@@ -359,14 +408,14 @@ TEST(SvgPlot, ARecordingThatTellsNoTimeIsSaidToBeginWithTheAxis) {
 TEST(SvgPlot, SaysInWordsWhatItShows) {
   CaseRecording recording =
       Recording("r", {{0, 40, 0}, {100, 80, 0}, {200, 3, 0}, {300, 0, kUnknown}});
-  recording.facts = {{"vehicle", {{"Car 7", {}, 5}}}, {"serial_number", {}}};
+  recording.facts = {{"vehicle", {{"Car 7", {}, 5}}, ""}, {"serial_number", {}, "not recorded"}};
   recording.totals.lost_unknown = 1;
   recording.gaps.emplace_back();
   CaseFile file = FileOf({recording});
   GiveTime(file);
   const std::string svg = Draw(file, {"speed", "radar"});
   EXPECT_EQ(TitleOf(svg), "Speed and radar of r");
-  EXPECT_EQ(WordsOf(svg), ("2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34 s). "
+  EXPECT_EQ(WordsOf(svg), ("2019-06-19 16:33:56-05:00 to 2019-06-19 16:40:30-05:00 (6 min 34.5 s). "
                            "Speed, mph: GPS speed: 3 to 80 mph, the greatest first at "
                            "2019-06-19 16:34:46-05:00; unknown for 4 min 5 s. "
                            "Radar: not recorded. "
@@ -381,7 +430,7 @@ TEST_F(SvgPlotTest, NoNameEndsAnElementOrReachesOutside) {
   CaseRecording recording = Recording(hostile, {{0, 40, 0}, {100, 70, kWrong}});
   recording.series[0].name = recording.series[0].unit = hostile;
   recording.series.push_back(recording.series[0]);
-  recording.facts = {{"vehicle", {{hostile, {}, 5}}}};
+  recording.facts = {{"vehicle", {{hostile, {}, 5}}, ""}};
   recording.zone = hostile;
   CaseFile file = FileOf({recording, recording});
   GiveTime(file);
@@ -407,7 +456,7 @@ TEST_F(SvgPlotTest, AsksForNothingFromOutside) {
 
 TEST_F(SvgPlotTest, LongTextsStayInside) {
   CaseRecording recording = Recording(std::string(3000, 'w'), {{0, 40, 0}});
-  recording.facts = {{"vehicle", {{std::string(3000, 'm'), {}, 5}}}};
+  recording.facts = {{"vehicle", {{std::string(3000, 'm'), {}, 5}}, ""}};
   recording.series[0].name = std::string(3000, 'W');
   recording.series[0].unit = std::string(3000, 'M');
   recording.series.push_back(recording.series[0]);

@@ -49,8 +49,8 @@ constexpr const char* kFooterEnd =
     R"(Nothing on disk is changed, and a recorder may go on meanwhile.
 
 Exit codes: 0 success, 1 PATH could not be read, 2 wrong usage, 3 something of it
-is known to be lost, 4 nothing is known to be lost, but one of a store's two files
-is not sound: `vmr check` says more.)";
+is known to be lost, or a store's two files contradict each other, 4 neither is so,
+but one of the two files is not sound: `vmr check` says more.)";
 
 struct InfoOptions {
   ReadingOptions reading;
@@ -74,8 +74,14 @@ bool IsAnyFileUnsound(const Overview& overview) {
                      [](const FileHealth& file) { return !file.IsSound(); });
 }
 
+bool DoFilesContradict(const Overview& overview) {
+  return std::any_of(overview.files.begin(), overview.files.end(),
+                     [](const FileHealth& file) { return file.contradicted > 0; });
+}
+
 int ExitCodeOf(const Overview& overview) {
-  if (Losses(overview) > 0 || overview.tally.wrong_crc > 0) return kExitPartial;
+  if (Losses(overview) > 0 || overview.tally.wrong_crc > 0 || DoFilesContradict(overview))
+    return kExitPartial;
   return IsAnyFileUnsound(overview) ? kExitDamaged : kExitSuccess;
 }
 
@@ -162,14 +168,8 @@ std::string GapRows(const Overview& overview) {
 }
 
 std::string HealthText(const FileHealth& file, const Overview& overview) {
-  if (!file.problem.empty()) return "cannot be read: " + file.problem;
-  std::string text;
-  if (file.bad > 0) text = Counted(file.bad, "cluster") + " bad";
-  if (file.lacking > 0)
-    text += fmt::format("{}{} older or shorter than in the other file", text.empty() ? "" : ", ",
-                        Counted(file.lacking, "cluster"));
-  if (text.empty()) text = "sound";
-  if (overview.complete) return text;
+  std::string text = HealthWords(file);
+  if (overview.complete || !file.problem.empty()) return text;
   return fmt::format("{} in the {} of {} clusters compared; --full compares all", text,
                      overview.files_looked, overview.clusters);
 }
@@ -319,7 +319,8 @@ Json FilesJson(const Overview& overview) {
                    {"sound", file.IsSound()},
                    {"problem", file.problem.empty() ? Json() : Json(file.problem)},
                    {"bad_clusters", file.bad},
-                   {"lacking_clusters", file.lacking}});
+                   {"lacking_clusters", file.lacking},
+                   {"contradicted_clusters", file.contradicted}});
   return all;
 }
 

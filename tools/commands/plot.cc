@@ -86,6 +86,16 @@ std::string ZoneOf(const CaseFile& file) {
   return told == file.recordings.end() ? "" : told->zone;
 }
 
+bool TellsValues(const CaseFile& file, const std::string& family) {
+  const auto is_drawn = [&family](const CaseSeries& series) {
+    return series.family == family && !series.IsWordsAlone();
+  };
+  return std::any_of(
+      file.recordings.begin(), file.recordings.end(), [&is_drawn](const CaseRecording& recording) {
+        return std::any_of(recording.series.begin(), recording.series.end(), is_drawn);
+      });
+}
+
 // Says which of those asked for are not told. False after saying that none is.
 bool ChooseFamilies(const CaseFile& file, std::vector<std::string>& families) {
   const std::string of = file.recordings.size() == 1
@@ -98,8 +108,11 @@ bool ChooseFamilies(const CaseFile& file, std::vector<std::string>& families) {
   bool tells_any = false;
   for (const std::string& family : families) {
     const bool tells = Tells(file, family);
-    if (!tells) Say(fmt::format("{}: {} is not recorded", of, family));
-    tells_any |= tells;
+    if (!tells)
+      Say(fmt::format("{}: {} is not recorded", of, family));
+    else if (!TellsValues(file, family))
+      Say(fmt::format("{}: of {} no value is recorded, words alone", of, family));
+    tells_any |= TellsValues(file, family);
   }
   if (!tells_any) Say(fmt::format("{}: there is nothing to draw", of));
   return tells_any;

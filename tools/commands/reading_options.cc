@@ -94,7 +94,14 @@ void AddKinds(CLI::App& parser, ReadingOptions& options) {
 }
 
 void AddOutput(CLI::App& parser, ReadingOptions& options) {
-  parser.add_option("-o,--output", options.out, "Write to FILE, which appears when complete")
+  parser
+      .add_option_function<std::string>(
+          "-o,--output",
+          [&options](const std::string& file) {
+            if (file.empty()) RefuseUsage("-o is empty: name a FILE, or - for standard output");
+            options.out = file;
+          },
+          "Write to FILE, which appears when complete")
       ->type_name("FILE");
   parser.add_flag("--force", options.force, "Replace FILE if it exists");
 }
@@ -134,6 +141,8 @@ void CheckOrder(const std::optional<TypedTime>& from, const std::optional<TypedT
 void CheckReadingUsage(ReadingOptions& options) {
   for (const std::string& path : options.paths)
     if (path.empty()) RefuseUsage("PATH is empty");
+  if (options.force && (options.out.empty() || options.out == "-"))
+    RefuseUsage("--force replaces a file: give -o FILE");
   CheckTimeZone(options.time_zone);
   DropOpenEnds(options);
   CheckOrder(options.from, options.to);

@@ -17,6 +17,17 @@ bool Exists(const std::string& path) {
   return std::filesystem::exists(path, error);
 }
 
+bool LeadToOne(const std::string& a, const std::string& b) {
+  struct stat first {};
+  struct stat second {};
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
+         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+std::string FolderOf(const std::filesystem::path& path) {
+  return path.has_parent_path() ? path.parent_path().string() : ".";
+}
+
 Recording Unusable(const std::string& reason) { return {false, {}, reason, {}}; }
 
 Recording FindFlat(const std::string& path) {
@@ -54,10 +65,11 @@ std::optional<std::string> RingBaseOf(const std::string& path) {
 }
 
 bool SameFile(const std::string& a, const std::string& b) {
-  struct stat first {};
-  struct stat second {};
-  return a == b || (stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
-                    first.st_dev == second.st_dev && first.st_ino == second.st_ino);
+  if (a == b || LeadToOne(a, b)) return true;
+  // Of a file that is not there yet: the same name in the same folder, however that is spelt.
+  const std::filesystem::path one(a), other(b);
+  return one.has_filename() && one.filename() == other.filename() &&
+         LeadToOne(FolderOf(one), FolderOf(other));
 }
 
 bool BelongsToRing(const std::string& path, const std::string& base) {

@@ -10,7 +10,7 @@ namespace vmr::tool {
 // The base of a ring when `path` has the form of one of its two files.
 std::optional<std::string> RingBaseOf(const std::string& path);
 
-// Both paths are the same, or lead to the same file.
+// Both paths are the same, or lead to the same file, which need not be there.
 bool SameFile(const std::string& a, const std::string& b);
 // `path` is one of the ring's two files, or of what recovery leaves beside them.
 bool BelongsToRing(const std::string& path, const std::string& base);

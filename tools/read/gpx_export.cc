@@ -45,6 +45,9 @@ class GpxTrack final : public TrackSink {
   GpxTrack(std::string name, TextOutput& out) : name_(std::move(name)), out_(out) {}
 
   void OnPoint(const TrackPoint& point) override {
+    // A segment is a way: none leads from a place that may lie in another hemisphere.
+    if (point.verified != is_verified_) OnPieceEnd();
+    is_verified_ = point.verified;
     line_.clear();
     if (!in_track_) BeginTrack();
     if (!in_segment_) Append("<trkseg>\n", line_);
@@ -92,6 +95,7 @@ class GpxTrack final : public TrackSink {
   LineBuffer line_;
   bool in_track_ = false;
   bool in_segment_ = false;
+  bool is_verified_ = true;  // the last point
 };
 
 class GpxExporter final : public Exporter {

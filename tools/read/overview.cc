@@ -98,8 +98,14 @@ class Files {
       }
     }
     if (best == nullptr || ClusterSize(best) <= kClusterHeaderBytes) return false;
-    for (std::size_t i = 0; i < images.size(); ++i)
-      if (images[i] != nullptr && !may_lag && !HoldSame(images[i], best)) ++health[i].lacking;
+    const bool contradict = images.size() == 2 && images[0] != nullptr && images[1] != nullptr &&
+                            Contradict(images[0], images[1]);
+    for (std::size_t i = 0; i < images.size(); ++i) {
+      if (contradict)
+        ++health[i].contradicted;
+      else if (images[i] != nullptr && !may_lag && !HoldSame(images[i], best))
+        ++health[i].lacking;
+    }
     if (sink != nullptr) {
       OneCluster source(best, static_cast<int>(best_file) + 1, cluster);
       Decoder(source, *sink).Run();
@@ -116,6 +122,19 @@ class Files {
     if (IsBetterCopy(than, image)) return false;
     const unsigned int st = ClusterSt(image), than_st = ClusterSt(than);
     return TellsTick(st) && (!TellsTick(than_st) || st > than_st);
+  }
+  // Both are whole, neither is the other's beginning, and neither is of an earlier time.
+  static bool Contradict(const unsigned char* a, const unsigned char* b) {
+    const auto holds_packets = [](const unsigned char* image) {
+      return ClusterSize(image) > kClusterHeaderBytes;
+    };
+    const auto is_older = [](const unsigned char* image, const unsigned char* than) {
+      const unsigned int st = ClusterSt(image), than_st = ClusterSt(than);
+      return TellsTick(st) != TellsTick(than_st) || std::max(st, LastToldTick(image)) < than_st;
+    };
+    return holds_packets(a) && holds_packets(b) && !HoldSame(a, b) &&
+           PacketsAreSound(a) == PacketsAreSound(b) && !IsBetterCopy(a, b) && !IsBetterCopy(b, a) &&
+           !is_older(a, b) && !is_older(b, a);
   }
   // A copy may lack the tick in its header, which continuations get later.
   static bool HoldSame(const unsigned char* a, const unsigned char* b) {
@@ -364,6 +383,29 @@ Overview LookAtEnds(const Source& source) {
   DecodeEnd(source, clusters, end);
   TakeEnd(end, overview);
   return overview;
+}
+
+std::vector<FileHealth> CompareFiles(const OpenedRecording& recording) {
+  const auto* const ring = dynamic_cast<const RingSource*>(recording.source.get());
+  if (ring == nullptr) return {};
+  const Clusters clusters(ring->Span());
+  Files files(recording.files);
+  for (int i = 0; i < clusters.Count(); ++i)
+    static_cast<void>(files.LookAt(clusters.At(i), clusters.MayLag(i), nullptr));  // it counts
+  return files.health;
+}
+
+std::string HealthWords(const FileHealth& file) {
+  if (!file.problem.empty()) return "cannot be read: " + file.problem;
+  std::string text;
+  if (file.bad > 0) text = Counted(file.bad, "cluster") + " bad";
+  if (file.lacking > 0)
+    text += fmt::format("{}{} older or shorter than in the other file", text.empty() ? "" : ", ",
+                        Counted(file.lacking, "cluster"));
+  if (file.contradicted > 0)
+    text += fmt::format("{}{} of which {}", text.empty() ? "" : ", ",
+                        Counted(file.contradicted, "cluster"), kConflictWords);
+  return text.empty() ? "sound" : text;
 }
 
 Overview LookOver(OpenedRecording& recording, bool all) {

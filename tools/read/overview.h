@@ -80,8 +80,17 @@ struct FileHealth {
   std::string problem;        // why it cannot be read at all; empty: it can
   std::uint64_t bad = 0;      // clusters that cannot be used
   std::uint64_t lacking = 0;  // clusters that the other file has, or has more of
-  bool IsSound() const { return problem.empty() && bad == 0 && lacking == 0; }
+  // Clusters that are sound in both files and not the same, and nothing tells which is right.
+  std::uint64_t contradicted = 0;
+  bool IsSound() const { return problem.empty() && bad == 0 && lacking == 0 && contradicted == 0; }
 };
+
+// Of two sound copies of a cluster, as `vmr check` says it, too.
+inline constexpr const char* kConflictWords =
+    "the files hold different packets, and nothing tells which are right";
+
+// "1 cluster bad, 2 clusters older or shorter than in the other file"; "sound".
+std::string HealthWords(const FileHealth& file);
 
 struct Overview {
   Tally tally;               // of what was looked at
@@ -103,6 +112,9 @@ struct Overview {
 Overview LookAtEnds(const records::Source& source);
 // Of a large store the ends and clusters in between at equal distances, unless `all`.
 Overview LookOver(OpenedRecording& recording, bool all);
+// Compares the two files of a store that was decoded already, cluster by cluster; of a flat
+// file there is nothing.
+std::vector<FileHealth> CompareFiles(const OpenedRecording& recording);
 
 }  // namespace vmr::tool
 

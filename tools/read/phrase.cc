@@ -75,15 +75,6 @@ struct Status {
 constexpr Status kStatuses[] = {
     {"TST", "self-test"}, {"ERR", "error"}, {"BLANK", "blank"}, {"BAD", "bad reading"}};
 
-// "74", "blank", "not present"
-std::string Reading(const Value& value) {
-  if (!value.present) return "not present";
-  if (value.word == nullptr) return fmt::format("{}", value.number);
-  for (const Status& status : kStatuses)
-    if (status.word == value.word) return status.meaning;
-  return value.word;
-}
-
 bool IsCarried(const Record& record, std::size_t index) {
   return record.shape->fields[index].order != Order::kAbsent;
 }
@@ -141,7 +132,7 @@ std::string SpeedPhrase(const Phrases& phrases, const Record& record) {
   const Value speed = Field(record, 1);
   const std::string units =
       speed.word == nullptr ? phrases.UnitsOf(KindId::kSpeedDevice, device) : "";
-  return fmt::format("{} speed {}{}", SpeedDeviceName(device), Reading(speed), units);
+  return fmt::format("{} speed {}{}", SpeedDeviceName(device), ReadingWords(speed), units);
 }
 
 std::string DevicePhrase(const char* thing, const Record& record) {
@@ -157,13 +148,13 @@ std::string RadarDevicePhrase(const Phrases&, const Record& record) {
 
 std::string RadarPhrase(const Phrases& phrases, const Record& record) {
   const std::int64_t radar = Field(record, 0).number;
-  std::string text = fmt::format("radar {}: target {}", radar, Reading(Field(record, 1)));
+  std::string text = fmt::format("radar {}: target {}", radar, ReadingWords(Field(record, 1)));
   bool any_speed = Field(record, 1).present && Field(record, 1).word == nullptr;
   constexpr std::pair<std::size_t, const char*> kMore[] = {{2, "locked"}, {3, "fastest"}};
   for (const auto& [index, name] : kMore) {
     if (!IsCarried(record, index)) continue;
     const Value speed = Field(record, index);
-    text += fmt::format(", {} {}", name, Reading(speed));
+    text += fmt::format(", {} {}", name, ReadingWords(speed));
     any_speed |= speed.present && speed.word == nullptr;
   }
   if (any_speed) text += phrases.UnitsOf(KindId::kRadarDevice, radar);
@@ -322,6 +313,14 @@ std::string AxisText(std::int32_t tts, char positive, char negative) {
 
 }  // namespace
 
+std::string ReadingWords(const Value& value) {
+  if (!value.present) return "not present";
+  if (value.word == nullptr) return fmt::format("{}", value.number);
+  for (const Status& status : kStatuses)
+    if (status.word == value.word) return status.meaning;
+  return value.word;
+}
+
 std::string EscapedText(std::string_view text) { return Escaped(text, false); }
 
 std::string QuotedText(std::string_view text) { return '"' + Escaped(text, true) + '"'; }
@@ -344,6 +343,20 @@ std::string DurationText(std::int64_t us) {
     if (count > 0)
       text += fmt::format("{}{}{} {}", text.empty() ? "" : " ", count,
                           half && *unit == 's' ? ".5" : "", unit);
+  return text;
+}
+
+std::string ExactDurationText(std::int64_t us) {
+  us = std::llabs(us);
+  const std::int64_t seconds = us / kSecond_us;
+  const std::int64_t minutes = seconds / 60;
+  const bool half = us % kSecond_us != 0;
+  if (minutes == 0) return DurationText(us);
+  std::string text = DurationText(minutes * 60 * kSecond_us);
+  if (half)
+    text += fmt::format(" {:.1f} s", static_cast<double>(us % (60 * kSecond_us)) / 1e6);
+  else if (seconds % 60 > 0)
+    text += fmt::format(" {} s", seconds % 60);
   return text;
 }
 

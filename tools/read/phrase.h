@@ -25,6 +25,8 @@ std::string QuotedText(std::string_view text);
 
 // "3 min 20 s", "1 day 2 h 5 min", "0.5 s"; of the magnitude.
 std::string DurationText(std::int64_t us);
+// The same with nothing left out, for what is to add up: "1 day 2 h 5 min 3 s", "1 min 0.5 s".
+std::string ExactDurationText(std::int64_t us);
 // "41.65889 N 93.49940 W", to about a metre.
 std::string PositionText(const records::Position& position);
 // "02:00:5E:10:00:01"
@@ -36,6 +38,9 @@ std::string Counted(std::uint64_t count, std::string_view thing);
 std::string SpeedDeviceName(std::int64_t device);
 // Of a device for speeds or a radar, as recorded: "mph"; empty for a number without a meaning.
 std::string SpeedUnitsText(std::int64_t units);
+
+// Of a speed, or of what a device shows in its place: "74", "blank", "not present".
+std::string ReadingWords(const records::Value& value);
 
 // Turns records into words with the names and units that the recording tells by itself:
 //

@@ -15,14 +15,6 @@ namespace {
 // Every store's GPS receiver counts so; it is told again with each configuration.
 constexpr std::int64_t kUsualUnits = SPEED_UNITS_MPH;
 
-std::optional<std::int64_t> MillimetresPerSecond(std::optional<std::int64_t> speed,
-                                                 std::int64_t units) {
-  if (!speed) return std::nullopt;
-  if (units == SPEED_UNITS_MPH) return (*speed * 44704 + 50) / 100;
-  if (units == SPEED_UNITS_KMH) return (*speed * 10000 + 18) / 36;
-  return std::nullopt;
-}
-
 TrackPoint PointOf(const Record& record) {
   TrackPoint point;
   point.latitude_tts = record.position.latitude_tts;
@@ -41,6 +33,14 @@ bool IsBetter(const Record& record, const TrackPoint& repeated) {
 }
 
 }  // namespace
+
+std::optional<std::int64_t> MillimetresPerSecond(std::optional<std::int64_t> speed,
+                                                 std::int64_t units) {
+  if (!speed) return std::nullopt;
+  if (units == SPEED_UNITS_MPH) return (*speed * 44704 + 50) / 100;
+  if (units == SPEED_UNITS_KMH) return (*speed * 10000 + 18) / 36;
+  return std::nullopt;
+}
 
 void Track::OnRecord(const Record& record) {
   const KindId kind = record.kind->id;
@@ -92,12 +92,15 @@ void Track::TakeSpeed(const Record& record) {
 }
 
 void Track::TakeUnits(const Record& record) {
-  if (ValueOf(record, 0).number == kGpsSpeedId) units_ = ValueOf(record, 1).number;
+  if (ValueOf(record, 0).number != kGpsSpeedId) return;
+  units_ = ValueOf(record, 1).number;
+  are_units_told_ = true;
 }
 
 void Track::PutWaiting() {
   if (!waiting_) return;
   waiting_->speed_mm_per_s = MillimetresPerSecond(speed_, units_);
+  if (!are_units_told_) waiting_->speed_of_untold_unit = speed_;
   sink_.OnPoint(*waiting_);
   waiting_.reset();
 }
@@ -113,6 +116,7 @@ void Track::Forget() {
   last_.reset();
   speed_.reset();
   units_ = kUsualUnits;
+  are_units_told_ = false;
 }
 
 void Track::OnGap(const records::Gap& /*gap*/) { Forget(); }

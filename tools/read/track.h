@@ -19,7 +19,14 @@ struct TrackPoint {
   bool crc_right = true;  // else it is a piece of its own
   // By the GPS receiver. Nothing when it is unknown, no number, or in no known unit.
   std::optional<std::int64_t> speed_mm_per_s;
+  // The speed as it was told, where its unit was not since the last gap; `speed_mm_per_s` takes
+  // it for miles an hour.
+  std::optional<std::int64_t> speed_of_untold_unit;
 };
+
+// Nothing when it is in no known unit.
+std::optional<std::int64_t> MillimetresPerSecond(std::optional<std::int64_t> speed,
+                                                 std::int64_t units);
 
 class TrackSink {
  public:
@@ -70,6 +77,7 @@ class Track final : public records::Sink {
   bool in_piece_ = false;
   std::optional<std::int64_t> speed_;  // of the GPS receiver, in its units
   std::int64_t units_;
+  bool are_units_told_ = false;
   unsigned long without_position_ = 0;
   unsigned long without_time_ = 0;
 };

@@ -18,9 +18,12 @@ constexpr AxisX kApart = 2;
 // 2000-01-01 00:00 UTC.
 constexpr std::int64_t kClockIsSet_us = 946684800 * records::kSecond_us;
 
+bool IsUnset(const CaseStretch& stretch) {
+  return stretch.time.quality != TimeQuality::kUnknown && stretch.time.us < kClockIsSet_us;
+}
+
 std::optional<AxisX> OwnPlaceOf(const CaseStretch& stretch) {
-  if (stretch.time.quality == TimeQuality::kUnknown || stretch.time.us < kClockIsSet_us)
-    return std::nullopt;
+  if (stretch.time.quality == TimeQuality::kUnknown || IsUnset(stretch)) return std::nullopt;
   return stretch.time.us / records::kTick_us;
 }
 
@@ -72,6 +75,7 @@ std::vector<AxisLayout::Group> AxisLayout::GroupsOf(const std::vector<CaseStretc
     group.run = stretch.run;
     group.ticks = ticks;
     group.own = own;
+    group.unset = IsUnset(stretch);
     if (!groups.empty())
       group.between = same_run && stretch.first == groups.back().last + 1 ? 1 : kApart;
     groups.push_back(group);
@@ -126,6 +130,14 @@ void AxisLayout::Place(std::vector<Group>& groups) {
     else if (i + 1 < groups.size() && at_most[i + 1])
       at_most[i] = *at_most[i + 1] - groups[i + 1].between - groups[i].Length();
   }
+  // Where it would be if it ended where the next one begins, up to one that stays.
+  std::vector<std::optional<AxisX>> in_front_of_next(groups.size());
+  for (std::size_t i = groups.size(); i-- > 0;) {
+    if (groups[i].stays)
+      in_front_of_next[i] = groups[i].own;
+    else if (groups[i].unset && i + 1 < groups.size() && in_front_of_next[i + 1])
+      in_front_of_next[i] = *in_front_of_next[i + 1] - by_ticks(i + 1) - groups[i].Length();
+  }
   if (any_stays) groups[first_staying].moved = *groups[first_staying].own;
   if (any_stays)
     for (std::size_t i = first_staying; i-- > 0;)
@@ -133,7 +145,7 @@ void AxisLayout::Place(std::vector<Group>& groups) {
   for (std::size_t i = any_stays ? first_staying + 1 : 1; i < groups.size(); ++i) {
     Group& group = groups[i];
     const AxisX behind = groups[i - 1].MovedLast();
-    const AxisX wanted = group.stays ? *group.own : behind + by_ticks(i);
+    const AxisX wanted = in_front_of_next[i].value_or(behind + by_ticks(i));
     group.moved = std::max(std::min(wanted, at_most[i].value_or(wanted)), behind + group.between);
   }
 }

@@ -16,8 +16,11 @@ namespace vmr::tool {
 // others, most of the recording is right: the stretches with the most ticks that can all lie where
 // they say stay there, with room for what was recorded between them. Each of the others is
 // displaced: it is put right behind the one in front of it, or, with none in front of it that is
-// where its clock says, right before the one behind it. So is one that tells no time, or one
-// before 2000, which is that of a clock that nobody has set.
+// where its clock says, right before the one behind it. So is one that tells no time.
+//
+// A time before 2000 is that of a clock that nobody has set since the unit came on. Such a
+// stretch is displaced, too, and put right before the one behind it if that stays: what begins so
+// goes on there, and between it and what was recorded in front of it the unit was off.
 //
 // Times are good to a second: a stretch that goes on so near to what the clock told before is left
 // as its ticks are, and one that is moved by no more than two is not displaced.
@@ -50,6 +53,7 @@ class AxisLayout {
     std::optional<AxisX> own;  // where its clock says that it begins, in half seconds
     AxisX between = 0;         // at least from the last place of the one before to its first
     AxisX moved = 0;           // its first place
+    bool unset = false;        // its clock was not set yet
     bool stays = false;        // there, as far as there is room
     AxisX Length() const { return last - first; }
     AxisX MovedLast() const { return moved + Length(); }

@@ -29,13 +29,16 @@ void ForEachX(CaseRecording& recording, const Visit& visit) {
     for (LinePoint& point : lane.line) visit(point.x);
   for (CaseEvent& event : recording.events.all) visit(event.x);
   for (CaseFinding& finding : recording.findings) if_known(finding.x);
+  if (recording.part) visit(recording.part->from), visit(recording.part->to);
 }
 
 // What is told of the time in front of it lies at its beginning.
 void KeepBehind(AxisX begin, CaseRecording& recording) {
   const std::vector<CaseGap> gaps = recording.gaps;  // but for a gap that reaches into it
+  const std::optional<CasePart> part = recording.part;
   ForEachX(recording, [begin](AxisX& x) { x = std::max(x, begin); });
   recording.gaps = gaps;
+  recording.part = part;
 }
 
 // Between two stretches that their ticks join; moved.
@@ -88,8 +91,11 @@ void MoveBy(AxisX by, CaseRecording& recording) {
   ForEachX(recording, [by](AxisX& x) { x += by; });
 }
 
+// Of a part that was asked for it may be in a gap in front of what is recorded.
 AxisX BeginOf(const CaseRecording& recording) {
-  return recording.stretches.empty() ? 0 : recording.stretches.front().first;
+  if (recording.stretches.empty()) return recording.part ? recording.part->from : 0;
+  const AxisX first = recording.stretches.front().first;
+  return recording.part ? std::min(recording.part->from, first) : first;
 }
 
 // The last part of a path, where no other recording has the same.
@@ -146,7 +152,7 @@ CaseFile PutOnOneAxis(std::vector<CaseRecording> recordings) {
   file.axis_us = axis.value_or(0) * records::kTick_us;
   for (CaseRecording& recording : recordings) {
     const AxisX begin = BeginOf(recording);
-    KeepBehind(begin, recording);
+    if (!recording.stretches.empty()) KeepBehind(recording.stretches.front().first, recording);
     MoveBy(recording.on_utc && axis ? -*axis : -begin, recording);
   }
   ShortenNames(recordings);

@@ -3,6 +3,7 @@
 #ifndef VMR_TOOLS_REPORT_CASE_FILE_H_
 #define VMR_TOOLS_REPORT_CASE_FILE_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -42,6 +43,7 @@ struct LinePoint {
     kUnknown = 1,   // from here on nothing tells it: a gap, no reading, another run; `value` is 0
     kWrongCrc = 2,  // of a packet whose CRC is wrong: it stands by itself and does not hold
     kSinceUnknown = 4,  // a full state was the first to tell it: since when it is so is unknown
+    kWord = 8,  // with kUnknown: told is a word in place of a value, and `value` is its number
   };
 
   AxisX x = 0;
@@ -50,9 +52,16 @@ struct LinePoint {
 
   bool Holds() const { return (flags & kWrongCrc) == 0; }
   bool IsKnown() const { return (flags & kUnknown) == 0; }
+  bool IsWord() const { return (flags & kWord) != 0; }
 };
 // In the order of x, a point at each change. Of several at one x that hold the last one counts.
 using Line = std::vector<LinePoint>;
+
+// What a device tells where it has no value.
+struct CaseWord {
+  std::int64_t number = 0;  // as a point of the line has it
+  std::string text;         // "blank"
+};
 
 // A measured value over time.
 struct CaseSeries {
@@ -62,6 +71,15 @@ struct CaseSeries {
   std::string unit;    // of the values; empty: the recording does not tell it
   Line line;
   bool thinned = false;  // points were left out
+  // Of some of the values the unit was not told: it is the only one that the recording tells.
+  bool unit_assumed = false;
+  std::vector<CaseWord> words;  // of the line's points that are words, each once
+
+  // It told words all the time, and never a value: there is no line to draw.
+  bool IsWordsAlone() const {
+    return !words.empty() && std::none_of(line.begin(), line.end(),
+                                          [](const LinePoint& point) { return point.IsKnown(); });
+  }
 };
 
 // A state out of a few over time: an input, a microphone, a camera.
@@ -157,10 +175,12 @@ struct CaseText {
                            // told in front of that
   unsigned int tick = kNoTick;
 };
-// Who and what: the different texts in the order of being told; none: it is not told.
+// Who and what: the texts in the order of being told, each change of them; none: it is not told.
 struct CaseFact {
   std::string name;  // of the kind of record
   std::vector<CaseText> values;
+  std::string untold;         // in words why there is none; empty where there are some
+  std::int64_t left_out = 0;  // changes in front of the last one that are not among them
 };
 
 struct CaseVersion {
@@ -176,6 +196,8 @@ struct CaseSource {
   std::int64_t bytes = 0;
   std::optional<std::string> sha256;  // of what was read
   std::string problem;                // why it has no digest, or could not be read; may be empty
+  std::string damage;                 // in words what of it cannot be used; empty: none was found
+  bool is_there = true;
 };
 
 struct CaseTotals {
@@ -185,22 +207,36 @@ struct CaseTotals {
   std::int64_t lost_unknown = 0;  // gaps whose length nobody knows
   std::int64_t records = 0;       // of packets whose CRC is right
   std::int64_t wrong_crc = 0;     // records of the others
-  std::int64_t unverified = 0;    // positions
-  std::int64_t runs = 0;          // of ticks
-  std::int64_t starts = 0;        // of the unit, where it recorded one
-  bool overwritten = false;       // newer packets stand in place of the beginning
+  std::int64_t wrong_crc_packets = 0;
+  std::int64_t unverified = 0;  // positions
+  std::int64_t runs = 0;        // of ticks
+  std::int64_t starts = 0;      // of the unit, where it recorded one
+  bool overwritten = false;     // newer packets stand in place of the beginning
+};
+
+// Both ends are inside, and may lie in a gap.
+struct CasePart {
+  AxisX from = 0, to = 0;
 };
 
 struct CaseRecording {
   std::string name;  // of no other recording of the case
   bool is_store = false;
-  std::string zone;  // that its local times are of; empty: it tells none, and they are UTC
+  bool is_part = false;  // no more than a range of it was asked for
+  // That range as far as the recording reaches; of a range outside of it there is none.
+  std::optional<CasePart> part;
+  std::string nothing;          // in words why nothing is there of what was asked for; else empty
+  std::int64_t bad_places = 0;  // in packets, of the whole recording
+  bool begins_unknown = false;  // what was known in front of that got lost in a gap there
+  std::string zone;           // that its local times are of; empty: it tells none, and they are UTC
+  std::string recorded_zone;  // that it tells first, known here or not; escaped; empty: none
   std::vector<CaseSource> sources;
   std::vector<CaseFact> facts;
   std::vector<CaseVersion> versions;  // versions and policies: in force at the end
   std::vector<CasePolicy> policies;
   std::optional<std::string> policy_sha256;
   bool policies_complete = false;
+  std::string no_policy;               // in words why there are no policies; else empty
   std::vector<CaseStretch> stretches;  // ascending
   CaseTotals totals;
   std::vector<CaseGap> gaps;
@@ -232,6 +268,7 @@ struct CaseZone {
   std::string name;
   bool recorded = false;  // else somebody asked for it, or nothing tells one
   bool asked = false;     // for, whatever the recordings tell
+  std::string unknown;    // the recorded one that nobody here knows, escaped; times are UTC then
   std::vector<Offset> offsets;
 };
 

@@ -60,6 +60,8 @@ void SetZone(const std::string& zone, bool recorded, CaseFile& file) {
   file.zone.name = zone.empty() ? "UTC" : EscapedText(zone);
   file.zone.recorded = !zone.empty() && recorded;
   file.zone.asked = !recorded;
+  for (const CaseRecording& recording : file.recordings)
+    if (zone.empty() && file.zone.unknown.empty()) file.zone.unknown = recording.recorded_zone;
   file.zone.offsets = OffsetsOf(file);
 }
 

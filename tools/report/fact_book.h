@@ -17,22 +17,32 @@ namespace vmr::tool {
 // they are told again.
 class FactBook {
  public:
+  enum class Loss { kNone, kBehindGap, kInNewRun };
+
   void Take(const records::Record& record, const Spot& spot);
   // From x on nothing is known.
-  void LoseAll(AxisX x);
-  // Of each the different texts that are in force inside, which begins at `begin`.
-  std::vector<CaseFact> Finish(const Inside& inside, AxisX begin) const;
+  void LoseAll(AxisX x, Loss why);
+  // Of each the texts that are in force in the part, or all of them without one, a text for each
+  // change: who comes back is told again. Of more than kMostChanges the first ones and the last
+  // one. Of a part that is not recorded nothing is known.
+  std::vector<CaseFact> Finish(const Inside* part) const;
+  // Some of them were known and got lost in a gap in front of x.
+  bool AreLostAt(AxisX x) const;
+
+  static constexpr std::size_t kMostChanges = 8;
 
  private:
   struct Told {
     AxisX x;
     std::string text;
     unsigned int tick;
-    bool is_known;
+    Loss lost;  // kNone: it is known from here on
   };
 
-  static bool IsInForce(const std::vector<Told>& told, std::size_t i, const Inside& inside,
-                        AxisX begin);
+  static bool IsInForce(const std::vector<Told>& told, std::size_t i, const Inside& part);
+  // The last one up to x; null: none.
+  static const Told* LastAt(const std::vector<Told>& told, AxisX x);
+  static std::string WhyUntold(const std::vector<Told>& told, const Inside* part);
   static void Add(const Told& told, CaseFact& fact);
 
   std::map<records::KindId, std::vector<Told>> told_;

@@ -20,13 +20,17 @@ int GatheredCase::Read(Reading& reading) {
   recordings_.push_back(GatherRecording(reading, outcome));
   CaseRecording& recording = recordings_.back();
   recording.sources = files.Digest();
+  const bool is_whole = SourceFiles::PutDamage(reading.recording, recording);
+  if (!is_whole)
+    Say(fmt::format("{}: not all that was recorded is surely there; the page says why",
+                    reading.recording.name));
   if (!reading.recording.remark.empty())
     recording.findings.push_back({"note", EscapedText(reading.recording.remark), std::nullopt});
   for (const CaseSource& source : recording.sources)
-    if (!source.problem.empty())
+    if (!source.problem.empty() && source.is_there)
       recording.findings.push_back(
           {"note", fmt::format("{}: {}", source.path, source.problem), std::nullopt});
-  return outcome.complete ? kExitSuccess : kExitPartial;
+  return outcome.complete && is_whole ? kExitSuccess : kExitPartial;
 }
 
 CaseFile GatheredCase::Finish() {

@@ -18,12 +18,22 @@ const LinePoint* LineBuilder::InForceBefore(Line::const_iterator at) const {
 }
 
 void LineBuilder::Tell(AxisX x, std::int64_t value, bool told_by_full_state) {
-  const auto at = Behind(x);
+  Put({x, value, 0}, told_by_full_state);
+}
+
+void LineBuilder::TellWord(AxisX x, std::int64_t number, bool told_by_full_state) {
+  Put({x, number, LinePoint::kUnknown | LinePoint::kWord}, told_by_full_state);
+}
+
+void LineBuilder::Put(const LinePoint& point, bool told_by_full_state) {
+  const auto at = Behind(point.x);
   const LinePoint* const in_force = InForceBefore(at);
-  const bool is_known = in_force != nullptr && in_force->IsKnown();
-  if (is_known && (told_by_full_state || in_force->value == value)) return;
-  const unsigned char flags = told_by_full_state ? LinePoint::kSinceUnknown : 0;
-  line_.insert(at, {x, value, flags});
+  const bool is_told = in_force != nullptr && (in_force->IsKnown() || in_force->IsWord());
+  const bool is_same =
+      is_told && in_force->value == point.value && in_force->IsWord() == point.IsWord();
+  if (is_same || (is_told && told_by_full_state)) return;
+  const auto put = line_.insert(at, point);
+  if (told_by_full_state) put->flags |= LinePoint::kSinceUnknown;
 }
 
 void LineBuilder::Doubt(AxisX x, std::int64_t value) {
@@ -33,7 +43,7 @@ void LineBuilder::Doubt(AxisX x, std::int64_t value) {
 void LineBuilder::Lose(AxisX x) {
   const auto at = Behind(x);
   const LinePoint* const in_force = InForceBefore(at);
-  if (in_force == nullptr || !in_force->IsKnown()) return;
+  if (in_force == nullptr || !(in_force->IsKnown() || in_force->IsWord())) return;
   line_.insert(at, {x, 0, LinePoint::kUnknown});
 }
 

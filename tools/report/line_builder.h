@@ -13,6 +13,8 @@ class LineBuilder {
  public:
   // From x on it is so. `told_by_full_state`: what is known stays as it is.
   void Tell(AxisX x, std::int64_t value, bool told_by_full_state);
+  // The same of a word in place of a value.
+  void TellWord(AxisX x, std::int64_t number, bool told_by_full_state);
   // A packet whose CRC is wrong says so.
   void Doubt(AxisX x, std::int64_t value);
   // From x on it is unknown. What was never told needs no point for that.
@@ -22,6 +24,7 @@ class LineBuilder {
   Line Take() { return std::move(line_); }
 
  private:
+  void Put(const LinePoint& point, bool told_by_full_state);
   // Behind all that lies at x or before.
   Line::iterator Behind(AxisX x);
   // The last point in front that holds; null: none.

@@ -60,6 +60,7 @@ Json ZoneJson(const CaseZone& zone) {
   return {{"name", zone.name},
           {"recorded", zone.recorded},
           {"asked", zone.asked},
+          {"unknown", zone.unknown},
           {"offsets", offsets}};
 }
 
@@ -69,7 +70,8 @@ Json SourcesJson(const CaseRecording& recording) {
     all.push_back({{"path", source.path},
                    {"bytes", source.bytes},
                    {"sha256", OrNull(source.sha256)},
-                   {"problem", source.problem}});
+                   {"problem", source.problem},
+                   {"damage", source.damage}});
   return all;
 }
 
@@ -79,7 +81,10 @@ Json FactsJson(const CaseRecording& recording) {
     Json values = Json::array();
     for (const CaseText& text : fact.values)
       values.push_back({{"text", text.text}, {"x", OrNull(text.x)}, {"tick", TickJson(text.tick)}});
-    all.push_back({{"name", fact.name}, {"values", values}});
+    all.push_back({{"name", fact.name},
+                   {"values", values},
+                   {"left_out", fact.left_out},
+                   {"untold", fact.untold}});
   }
   return all;
 }
@@ -93,6 +98,7 @@ void AddSettings(const CaseRecording& recording, Json& all) {
     policies.push_back({{"name", policy.name}, {"number", policy.number}, {"value", policy.value}});
   all["policy_sha256"] = OrNull(recording.policy_sha256);
   all["policies_complete"] = recording.policies_complete;
+  all["no_policy"] = recording.no_policy;
 }
 
 Json StretchesJson(const CaseRecording& recording) {
@@ -116,6 +122,7 @@ Json TotalsJson(const CaseTotals& totals) {
           {"lost_unknown", totals.lost_unknown},
           {"records", totals.records},
           {"wrong_crc", totals.wrong_crc},
+          {"wrong_crc_packets", totals.wrong_crc_packets},
           {"unverified", totals.unverified},
           {"runs", totals.runs},
           {"starts", totals.starts},
@@ -169,6 +176,9 @@ Json SeriesJson(const CaseRecording& recording, Columns& columns) {
     Json one = {{"id", series.id},     {"family", series.family},
                 {"name", series.name}, {"unit", series.unit},
                 {"scale", 1},          {"decimals", 0}};
+    Json& words = one["words"] = Json::array();
+    for (const CaseWord& word : series.words)
+      words.push_back({{"number", word.number}, {"text", word.text}});
     AddLine(series.line, "value", columns, one);
     one["thinned"] = series.thinned;
     all.push_back(std::move(one));
@@ -213,6 +223,10 @@ Json RecordingJson(const CaseRecording& recording, Columns& columns) {
   all["name"] = recording.name;
   all["sources"] = SourcesJson(recording);
   all["kind"] = recording.is_store ? "store" : "file";
+  all["zone"] = recording.recorded_zone;
+  all["nothing"] = recording.nothing;
+  all["part"] = Json();
+  if (recording.part) all["part"] = {{"from", recording.part->from}, {"to", recording.part->to}};
   all["facts"] = FactsJson(recording);
   AddSettings(recording, all);
   all["stretches"] = StretchesJson(recording);

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 #include "tools/common/time_point.h"
 #include "tools/read/phrase.h"
 #include "tools/read/value_text.h"
 #include "tools/report/packing.h"
+#include "tools/report/plot_words.h"
 
 namespace vmr::tool {
 namespace {
@@ -24,7 +26,9 @@ std::string Html(std::string_view text) {
 
 std::string Paragraph(std::string_view text) { return fmt::format("<p>{}</p>\n", Html(text)); }
 
-std::string HalvesText(std::int64_t halves) { return DurationText(halves * records::kTick_us); }
+std::string HalvesText(std::int64_t halves) {
+  return ExactDurationText(halves * records::kTick_us);
+}
 
 const CaseFact* FindFact(const CaseRecording& recording, std::string_view name) {
   const auto found = std::find_if(recording.facts.begin(), recording.facts.end(),
@@ -34,8 +38,14 @@ const CaseFact* FindFact(const CaseRecording& recording, std::string_view name) 
 
 std::string FactText(const CaseFact& fact) {
   std::string text;
-  for (const CaseText& value : fact.values)
-    text += (text.empty() ? "" : ", then ") + (value.text.empty() ? "(empty)" : value.text);
+  for (const CaseText& value : fact.values) {
+    const bool is_last = &value == &fact.values.back();
+    text += text.empty() ? "" : ", then ";
+    if (is_last && fact.left_out > 0)
+      text += fmt::format("{}, last ",
+                          Counted(static_cast<std::uint64_t>(fact.left_out), "more change"));
+    text += value.text.empty() ? "(empty)" : value.text;
+  }
   return text;
 }
 
@@ -57,7 +67,7 @@ std::optional<Span> SpanOf(const CaseRecording& recording) {
 }
 
 std::string SpanText(const CaseRecording& recording) {
-  if (recording.stretches.empty()) return "Nothing of it is recorded.";
+  if (recording.stretches.empty()) return Capital(recording.nothing) + ".";
   const auto span = SpanOf(recording);
   if (!span) return "Nothing tells when it was recorded.";
   return fmt::format("From {} to {}.", LocalTimeText(span->from_us), LocalTimeText(span->to_us));
@@ -88,8 +98,9 @@ std::string TotalsText(const CaseTotals& totals) {
     text += fmt::format(", and {} nobody knows how long",
                         Counted(static_cast<std::uint64_t>(totals.lost_unknown), "gap"));
   if (totals.wrong_crc > 0)
-    text += fmt::format("; {} in packets with a wrong CRC",
-                        Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record"));
+    text += fmt::format("; {} in {} with a wrong CRC",
+                        Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record"),
+                        Counted(static_cast<std::uint64_t>(totals.wrong_crc_packets), "packet"));
   if (totals.overwritten) text += "; what came before was overwritten by newer packets";
   return text + ".";
 }
@@ -100,6 +111,40 @@ void AppendFindings(const CaseRecording& recording, std::string& summary) {
   for (std::size_t i = 0; i < count; ++i) summary += Paragraph(recording.findings[i].words);
   if (count < recording.findings.size())
     summary += Paragraph(fmt::format("And {} more findings.", recording.findings.size() - count));
+}
+
+// "officer A and B"; of more than a title holds their number. Each once, whoever rode where.
+std::string OfficersText(const CaseFile& file) {
+  constexpr std::size_t kMostNamed = 3;
+  std::vector<std::string> names;
+  for (const CaseRecording& recording : file.recordings)
+    if (const CaseFact* const officer = FindFact(recording, "officer"))
+      for (const CaseText& name : officer->values)
+        if (!name.text.empty() && std::find(names.begin(), names.end(), name.text) == names.end())
+          names.push_back(name.text);
+  if (names.empty()) return {};
+  if (names.size() > kMostNamed) return fmt::format("{} officers", names.size());
+  std::string text = "officer ";
+  for (const std::string& name : names) text += (&name == &names.front() ? "" : " and ") + name;
+  return text;
+}
+
+// ", 2019-06-19" or ", 2019-06-19 to 2019-06-21": the days of all that tell a time.
+std::string DaysText(const CaseFile& file) {
+  std::optional<Span> all;
+  for (const CaseRecording& recording : file.recordings) {
+    const auto span = SpanOf(recording);
+    if (!span) continue;
+    if (!all) all = span;
+    all->from_us = std::min(all->from_us, span->from_us);
+    all->to_us = std::max(all->to_us, span->to_us);
+  }
+  if (!all) return {};
+  const auto day = [](std::int64_t us) {
+    return LocalTimeText(us).substr(0, std::string_view("2019-06-19").size());
+  };
+  const std::string first = day(all->from_us), last = day(all->to_us);
+  return first == last ? ", " + first : fmt::format(", {} to {}", first, last);
 }
 
 // Appends the template up to `place`, and `with` in its stead.
@@ -117,18 +162,9 @@ std::string TitleOf(const CaseFile& file, const PageHeading& heading) {
   std::string title;
   for (const CaseRecording& recording : file.recordings)
     title += (title.empty() ? "" : " and ") + recording.name;
-  for (const CaseRecording& recording : file.recordings) {
-    const auto span = SpanOf(recording);
-    if (!span) continue;
-    title += ", " + LocalTimeText(span->from_us).substr(0, std::string_view("2019-06-19").size());
-    break;
-  }
-  std::string officers;
-  for (const CaseRecording& recording : file.recordings)
-    if (const CaseFact* const officer = FindFact(recording, "officer"))
-      for (const CaseText& name : officer->values)
-        if (!name.text.empty()) officers += (officers.empty() ? "" : " and ") + name.text;
-  return officers.empty() ? title : fmt::format("{}, officer {}", title, officers);
+  title += DaysText(file);
+  const std::string officers = OfficersText(file);
+  return officers.empty() ? title : fmt::format("{}, {}", title, officers);
 }
 
 std::string SummaryOf(const CaseFile& file) {

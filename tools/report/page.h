@@ -28,7 +28,8 @@ inline constexpr std::string_view kDataPlace = "<!--vmr:data-->";
 // use.
 std::string SummaryOf(const CaseFile& file);
 
-// "car7, 2019-06-19, officer Jane Doe", unless the heading has one.
+// "car7, 2019-06-19, officer Jane Doe", with the first day and the last one where there are
+// several, unless the heading has one.
 std::string TitleOf(const CaseFile& file, const PageHeading& heading);
 
 // The whole page. Nothing when memory does not suffice for packing it.

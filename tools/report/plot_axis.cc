@@ -45,6 +45,18 @@ std::string DateOf(const LocalTime& time) {
   return fmt::format("{:04}-{:02}-{:02}", time.year, time.month, time.day);
 }
 
+// An hour that clocks show twice is told apart by its offset, as are all others then.
+void TellApart(std::int64_t axis_us, std::vector<AxisMark>& marks) {
+  const auto offset = [axis_us](const AxisMark& mark) {
+    return LocalTimeOf(axis_us + mark.x * kTick_us).offset_minutes;
+  };
+  const bool is_one = std::all_of(marks.begin(), marks.end(), [&](const AxisMark& mark) {
+    return offset(mark) == offset(marks.front());
+  });
+  if (is_one) return;
+  for (AxisMark& mark : marks) mark.label += OffsetText(offset(mark));
+}
+
 // The marks of one step.
 class TimeMarker {
  public:
@@ -99,7 +111,9 @@ std::vector<AxisMark> TimeMarks(std::int64_t axis_us, const AxisSpan& shown, int
                    [&](std::int64_t step_s) { return seconds / step_s < most; });
   const std::int64_t step_s =
       fitting == std::end(kRoundTimes_s) ? std::max<std::int64_t>(seconds, 1) : *fitting;
-  return TimeMarker(axis_us, shown, step_s).Make();
+  std::vector<AxisMark> marks = TimeMarker(axis_us, shown, step_s).Make();
+  if (step_s <= kHour_s) TellApart(axis_us, marks);
+  return marks;
 }
 
 std::vector<AxisMark> NumberMarks(AxisX shift, const AxisSpan& shown, int most) {

@@ -17,6 +17,7 @@ class SpanParts {
     if (point.x > at_) Close(point.x);
     at_ = point.x;
     is_known_ = point.IsKnown();
+    is_word_ = point.IsWord();
     value_ = point.value;
   }
   void Finish() { Close(span_.to); }
@@ -24,6 +25,15 @@ class SpanParts {
  private:
   // What is in force goes on up to x.
   void Close(AxisX x) {
+    if (is_word_) {
+      std::vector<WordSpan>& words = parts_.words;
+      if (!words.empty() && words.back().span.to == at_ && words.back().number == value_)
+        words.back().span.to = x;
+      else if (x > at_)
+        words.push_back({{at_, x}, value_});
+      in_piece_ = in_unknown_ = false;
+      return;
+    }
     if (!is_known_) {
       if (!parts_.unknown.empty() && in_unknown_)
         parts_.unknown.back().to = x;
@@ -47,6 +57,7 @@ class SpanParts {
   AxisX at_;
   std::int64_t value_ = 0;
   bool is_known_ = false;
+  bool is_word_ = false;
   bool in_piece_ = false;
   bool in_unknown_ = false;
 };
@@ -83,6 +94,46 @@ void KeepOfColumn(LinePiece* first, LinePiece* last, std::vector<LinePiece>& kep
   if (back != front) kept.push_back(std::move(*back));
 }
 
+// What gaps cover; one whose other end nobody knows takes the whole hole that it begins or ends.
+std::vector<AxisSpan> LostSpans(const CaseRecording& recording,
+                                const std::vector<AxisSpan>& recorded) {
+  std::vector<AxisSpan> spans;
+  for (const CaseGap& gap : recording.gaps) {
+    if (gap.reason == records::GapReason::kOverwritten) continue;
+    if (gap.from && gap.to) spans.push_back({*gap.from + 1, std::max(*gap.from + 1, *gap.to)});
+    for (std::size_t i = 1; i < recorded.size() && gap.from.has_value() != gap.to.has_value(); ++i)
+      if (recorded[i - 1].to < recorded[i].from &&
+          (gap.from ? *gap.from + 1 == recorded[i - 1].to : *gap.to == recorded[i].from))
+        spans.push_back({recorded[i - 1].to, recorded[i].from});
+  }
+  std::sort(spans.begin(), spans.end(),
+            [](const AxisSpan& a, const AxisSpan& b) { return a.from < b.from; });
+  std::vector<AxisSpan> apart;
+  for (const AxisSpan& span : spans) {
+    if (apart.empty() || span.from > apart.back().to)
+      apart.push_back(span);
+    else
+      apart.back().to = std::max(apart.back().to, span.to);
+  }
+  return apart;
+}
+
+// Of a hole that is not lost and ends at x.
+HoleKind KindInFrontOf(const CaseRecording& recording, AxisX x) {
+  for (const CaseClockStep& step : recording.steps)
+    if (step.x == x && step.told_us < step.expected_us) return HoleKind::kNoTime;
+  return HoleKind::kNotRecorded;
+}
+
+void AppendWithout(const std::vector<AxisSpan>& lost, AxisSpan hole, std::vector<AxisSpan>& holes) {
+  for (const AxisSpan& gap : lost) {
+    if (gap.to <= hole.from || gap.from >= hole.to) continue;
+    if (gap.from > hole.from) holes.push_back({hole.from, gap.from});
+    hole.from = std::max(hole.from, gap.to);
+  }
+  if (hole.from < hole.to) holes.push_back(hole);
+}
+
 }  // namespace
 
 std::vector<AxisSpan> RecordedSpans(const CaseRecording& recording) {
@@ -99,24 +150,15 @@ std::vector<AxisSpan> RecordedSpans(const CaseRecording& recording) {
   return spans;
 }
 
-std::vector<AxisSpan> HolesOf(const CaseRecording& recording) {
-  std::vector<AxisSpan> holes;
+std::vector<AxisSpan> HolesOf(const CaseRecording& recording, HoleKind kind) {
   const std::vector<AxisSpan> recorded = RecordedSpans(recording);
+  std::vector<AxisSpan> lost = LostSpans(recording, recorded);
+  if (kind == HoleKind::kLost) return lost;
+  std::vector<AxisSpan> holes;
   for (std::size_t i = 1; i < recorded.size(); ++i)
-    if (recorded[i - 1].to < recorded[i].from)
-      holes.push_back({recorded[i - 1].to, recorded[i].from});
-  for (const CaseGap& gap : recording.gaps)
-    if (gap.from && gap.to) holes.push_back({*gap.from + 1, std::max(*gap.from + 1, *gap.to)});
-  std::sort(holes.begin(), holes.end(),
-            [](const AxisSpan& a, const AxisSpan& b) { return a.from < b.from; });
-  std::vector<AxisSpan> apart;
-  for (const AxisSpan& hole : holes) {
-    if (apart.empty() || hole.from > apart.back().to)
-      apart.push_back(hole);
-    else
-      apart.back().to = std::max(apart.back().to, hole.to);
-  }
-  return apart;
+    if (recorded[i - 1].to < recorded[i].from && KindInFrontOf(recording, recorded[i].from) == kind)
+      AppendWithout(lost, {recorded[i - 1].to, recorded[i].from}, holes);
+  return holes;
 }
 
 LineParts PartsOf(const Line& line, const std::vector<AxisSpan>& recorded) {
@@ -173,6 +215,19 @@ void Thin(std::vector<AxisSpan>& spans, const Columns& columns) {
       kept.push_back(span);
   }
   spans = std::move(kept);
+}
+
+void Thin(std::vector<WordSpan>& words, const Columns& columns) {
+  std::vector<WordSpan> kept;
+  for (const WordSpan& word : words) {
+    const bool touches =
+        !kept.empty() && columns.Of(word.span.from) <= columns.Of(kept.back().span.to);
+    if (touches && kept.back().number == word.number)
+      kept.back().span.to = word.span.to;
+    else if (!touches || columns.Of(word.span.to) > columns.Of(kept.back().span.to))
+      kept.push_back(word);
+  }
+  words = std::move(kept);
 }
 
 }  // namespace vmr::tool

@@ -15,9 +15,16 @@ namespace vmr::tool {
 // Where a recording goes on without a hole: its stretches, those of one run that follow each
 // other as one. The clock may have been set in between.
 std::vector<AxisSpan> RecordedSpans(const CaseRecording& recording);
-// What of it is not there: between these spans, and its gaps whose ends are known. Where something
-// is lost and no place of the axis with it, the span is empty. Ascending; they do not overlap.
-std::vector<AxisSpan> HolesOf(const CaseRecording& recording);
+// Why something of the axis is not there.
+enum class HoleKind {
+  kLost,         // a gap says so
+  kNoTime,       // the clock was set back while ticks went on: it never showed these times
+  kNotRecorded,  // the unit was off, or its clock was set forward
+};
+// Of one kind, what of the recording is not there: between its spans, and its gaps whose ends are
+// known. Where something is lost and no place of the axis with it, the span is empty. Ascending;
+// they do not overlap.
+std::vector<AxisSpan> HolesOf(const CaseRecording& recording, HoleKind kind);
 
 struct LineStep {
   AxisX x = 0;
@@ -29,9 +36,14 @@ struct LinePiece {
   AxisX to = 0;
   AxisX From() const { return steps.front().x; }
 };
+struct WordSpan {
+  AxisSpan span;
+  std::int64_t number = 0;  // the word's
+};
 struct LineParts {
   std::vector<LinePiece> pieces;
   std::vector<AxisSpan> unknown;  // recorded, but nothing tells the value
+  std::vector<WordSpan> words;    // a word is told in place of it
   std::vector<LineStep> wrong;    // of packets whose CRC is wrong: they hold nowhere
 };
 // What is told in front of a span does not hold in it.
@@ -54,6 +66,8 @@ void Thin(std::vector<LineStep>& steps, const Columns& columns);
 void Thin(std::vector<LinePiece>& pieces, const Columns& columns);
 // Joins those that would touch.
 void Thin(std::vector<AxisSpan>& spans, const Columns& columns);
+// The same of those of one word; of others that lie within one column the first is left.
+void Thin(std::vector<WordSpan>& words, const Columns& columns);
 
 }  // namespace vmr::tool
 

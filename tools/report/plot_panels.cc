@@ -1,11 +1,15 @@
 #include "tools/report/plot_panels.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <optional>
 #include <set>
 
 #include "tools/report/palette.h"
 #include "tools/report/plot_words.h"
+#include "tools/report/svg_plot.h"
 
 namespace vmr::tool {
 namespace {
@@ -53,8 +57,10 @@ PlotLine LineOf(const CaseFile& file, const CaseRecording& recording, const Case
   line.short_name = series.name;
   line.recording = recording.name;
   line.words = Described(file, described);
+  line.told = series.words;
   Thin(line.parts.pieces, columns);
   Thin(line.parts.unknown, columns);
+  Thin(line.parts.words, columns);
   Thin(line.parts.wrong, columns);
   return line;
 }
@@ -63,7 +69,7 @@ std::vector<std::string> UnitsOf(const CaseFile& file, const std::string& family
   std::vector<std::string> units;
   for (const CaseRecording& recording : file.recordings)
     for (const CaseSeries& series : recording.series)
-      if (series.family == family &&
+      if (series.family == family && !series.IsWordsAlone() &&
           std::find(units.begin(), units.end(), series.unit) == units.end())
         units.push_back(series.unit);
   return units;
@@ -78,7 +84,7 @@ PlotPanel PanelOf(const CaseFile& file, const std::string& family, const std::st
   for (std::size_t i = 0; i < file.recordings.size(); ++i) {
     LinePlace place{panel.lines.size(), 0, i};
     for (const CaseSeries& series : file.recordings[i].series) {
-      if (series.family != family || series.unit != unit) continue;
+      if (series.family != family || series.unit != unit || series.IsWordsAlone()) continue;
       panel.lines.push_back(LineOf(file, file.recordings[i], series, columns));
       panel.lines.back().style = StyleOf(place, file.recordings.size() == 1);
       range.Take(panel.lines.back().parts);
@@ -92,6 +98,18 @@ PlotPanel PanelOf(const CaseFile& file, const std::string& family, const std::st
   panel.has_values = !range.IsEmpty();
   if (panel.has_values) panel.scale = range.Scale(BeginsAtZero(family), most_steps);
   return panel;
+}
+
+// Sentences on what is no line and goes without a panel.
+void WordsAlone(const CaseFile& file, const std::string& family, std::string& text) {
+  for (const CaseRecording& recording : file.recordings)
+    for (const CaseSeries& series : recording.series) {
+      if (series.family != family || !series.IsWordsAlone()) continue;
+      std::vector<std::string> told;
+      for (const CaseWord& word : series.words) told.push_back(word.text);
+      text += fmt::format("{}{}: no value, it told \"{}\" alone.", text.empty() ? "" : " ",
+                          NameOf(file, {&recording, &series, nullptr}), fmt::join(told, "\", \""));
+    }
 }
 
 }  // namespace
@@ -110,14 +128,19 @@ LineStyle StyleOf(const LinePlace& place, bool is_alone) {
 std::vector<PlotPanel> PanelsOf(const CaseFile& file, const PlotRequest& request,
                                 const Columns& columns, int most_steps) {
   std::vector<PlotPanel> panels;
+  std::string words;
   for (const std::string& family : request.families) {
     const std::vector<std::string> units = UnitsOf(file, family);
     for (const std::string& unit : units)
       panels.push_back(PanelOf(file, family, unit, columns, most_steps));
-    if (!units.empty()) continue;
+    WordsAlone(file, family, words);
+    if (!units.empty() || Tells(file, family)) continue;
     panels.emplace_back();
     panels.back().title = Capital(family);
   }
+  const auto drawn = std::find_if(panels.rbegin(), panels.rend(),
+                                  [](const PlotPanel& panel) { return !panel.lines.empty(); });
+  if (drawn != panels.rend() && !words.empty()) drawn->lines.back().words += " " + words;
   return panels;
 }
 

@@ -31,8 +31,9 @@ struct PlotLine {
   std::string name;
   std::string short_name;  // what its style does not tell
   std::string recording;
-  std::string words;  // what it shows, in a sentence
-  LineParts parts;    // no finer than the picture
+  std::string words;           // what it shows, in a sentence
+  LineParts parts;             // no finer than the picture
+  std::vector<CaseWord> told;  // what its words are
   LineStyle style;
 };
 

@@ -74,13 +74,41 @@ std::string EndText(const CaseFile& file, AxisX x) {
   return there == nullptr ? PlaceText(file, x) : MomentText(file, *there, x);
 }
 
-// Of recordings that tell the time somewhere.
-AxisX DisplacedHalves(const CaseFile& file) {
-  AxisX halves = 0;
+bool IsStep(const CaseRecording& recording, const CaseStretch& stretch) {
+  return std::any_of(recording.steps.begin(), recording.steps.end(),
+                     [&](const CaseClockStep& step) { return step.x == stretch.first; });
+}
+
+// What is known of the clock that showed a displaced stretch: whether it was set at its end, or at
+// its beginning.
+const char* DisplacedWords(const CaseRecording& recording, std::size_t at) {
+  const std::vector<CaseStretch>& all = recording.stretches;
+  if (all[at].time.quality == TimeQuality::kUnknown) return "without a time";
+  for (std::size_t i = at + 1; i < all.size() && all[i].run == all[at].run; ++i) {
+    if (IsStep(recording, all[i])) return "by the clock before it was set";
+    if (!all[i].displaced) break;
+  }
+  for (std::size_t i = at;; --i) {
+    if (IsStep(recording, all[i])) return "by the clock after it was set";
+    if (i == 0 || all[i - 1].run != all[at].run) return "by a clock that contradicts the rest";
+  }
+}
+
+// Of recordings that tell the time somewhere: what of them does not lie where a clock said.
+std::string DisplacedText(const CaseFile& file) {
+  std::vector<std::pair<std::string, AxisX>> lengths;
   for (const CaseRecording& recording : file.recordings)
-    for (const CaseStretch& stretch : recording.stretches)
-      if (recording.on_utc && stretch.displaced) halves += stretch.last - stretch.first + 1;
-  return halves;
+    for (std::size_t i = 0; i < recording.stretches.size(); ++i) {
+      const CaseStretch& stretch = recording.stretches[i];
+      if (!recording.on_utc || !stretch.displaced) continue;
+      const std::string words = DisplacedWords(recording, i);
+      if (lengths.empty() || lengths.back().first != words) lengths.emplace_back(words, 0);
+      lengths.back().second += stretch.last - stretch.first + 1;
+    }
+  std::string text;
+  for (const auto& [words, halves] : lengths)
+    text += fmt::format(", {} of it {}", LengthText(halves), words);
+  return text;
 }
 
 std::string IdentityText(const CaseRecording& recording) {
@@ -90,7 +118,9 @@ std::string IdentityText(const CaseRecording& recording) {
       if (fact.name != row.fact || fact.values.empty()) continue;
       if (fact.values.size() == 1 && fact.values.front().text.empty()) continue;
       std::string words = fmt::format("{} {}", row.words, InQuotes(fact.values.front().text));
-      if (fact.values.size() > 1) words += fmt::format(" and {} more", fact.values.size() - 1);
+      const std::uint64_t changes =
+          fact.values.size() - 1 + static_cast<std::uint64_t>(fact.left_out);
+      if (changes > 0) words += fmt::format(", then {}", Counted(changes, "change"));
       Join(text, ", ", words);
     }
   return text.empty() ? "which unit it is of is not told" : text;
@@ -156,6 +186,13 @@ AxisSpan ExtentOf(const CaseFile& file) {
       extent->from = std::min(extent->from, stretch.first);
       extent->to = std::max(extent->to, stretch.last + 1);
     }
+  // What was asked for may begin and end in a gap.
+  for (const CaseRecording& recording : file.recordings) {
+    if (!recording.part) continue;
+    if (!extent) extent = AxisSpan{recording.part->from, recording.part->to + 1};
+    extent->from = std::min(extent->from, recording.part->from);
+    extent->to = std::max(extent->to, recording.part->to + 1);
+  }
   return extent.value_or(AxisSpan{0, 1});
 }
 
@@ -172,7 +209,7 @@ std::optional<AxisX> TicksAhead(const CaseFile& file) {
   return first;
 }
 
-std::string LengthText(AxisX halves) { return DurationText(halves * kTick_us); }
+std::string LengthText(AxisX halves) { return ExactDurationText(halves * kTick_us); }
 
 std::string Listed(const std::vector<std::string>& families) {
   std::string text;
@@ -197,8 +234,7 @@ std::string SpanText(const CaseFile& file, const AxisSpan& shown) {
   const AxisX last = shown.to - 1;
   std::string text = fmt::format("{} to {} ({})", EndText(file, shown.from), EndText(file, last),
                                  LengthText(last - shown.from));
-  if (const AxisX halves = DisplacedHalves(file); halves > 0 && file.has_time)
-    text += fmt::format(", {} of it by a clock that was wrong or not set", LengthText(halves));
+  if (file.has_time) text += DisplacedText(file);
   return text;
 }
 
@@ -236,16 +272,29 @@ std::string AxisTitle(const CaseFile& file, const AxisSpan& shown) {
   return fmt::format("Local time, {}, {}{}", file.zone.name, OffsetsText(file, shown), estimated);
 }
 
-std::string Caption(const CaseFile& file, const CaseRecording& recording) {
+std::string Caption(const CaseFile& file, const CaseRecording& recording,
+                    const std::vector<std::string>& families) {
   const CaseTotals& totals = recording.totals;
   std::string text = file.recordings.size() > 1 ? recording.name + ": " + IdentityText(recording)
                                                 : Capital(IdentityText(recording));
   Join(text, "; ", LengthText(totals.recorded_halves) + " recorded");
-  Join(text, ", ", LostText(totals, recording.gaps.size()));
+  // What the ring has overwritten was not lost.
+  const auto gaps = std::count_if(
+      recording.gaps.begin(), recording.gaps.end(),
+      [](const CaseGap& gap) { return gap.reason != records::GapReason::kOverwritten; });
+  Join(text, ", ", LostText(totals, static_cast<std::size_t>(gaps)));
+  if (recording.begins_unknown) Join(text, ", ", "behind a gap that leaves values unknown");
   if (totals.wrong_crc > 0)
     Join(text, ", ",
          Counted(static_cast<std::uint64_t>(totals.wrong_crc), "record") +
              " of packets whose CRC is wrong");
+  for (const CaseSeries& series : recording.series)
+    if (series.unit_assumed &&
+        std::find(families.begin(), families.end(), series.family) != families.end())
+      Join(text, "; ",
+           fmt::format("where the unit of {} is not told it is shown as {}, the only one that the "
+                       "recording tells",
+                       series.name, series.unit));
   if (file.has_time && !recording.HasTime())
     Join(text, ", ", "tells no time: begins with the axis");
   return text;
@@ -282,6 +331,12 @@ std::string NameOf(const CaseFile& file, const DescribedSeries& described) {
   return file.recordings.size() > 1 ? described.recording->name + ": " + name : name;
 }
 
+std::string WordText(const std::vector<CaseWord>& words, std::int64_t number) {
+  for (const CaseWord& word : words)
+    if (word.number == number) return word.text;
+  return fmt::format("number {}", number);
+}
+
 std::string Described(const CaseFile& file, const DescribedSeries& described) {
   const Extremes extremes = ExtremesOf(*described.parts);
   const std::string& unit = described.series->unit;
@@ -294,6 +349,12 @@ std::string Described(const CaseFile& file, const DescribedSeries& described) {
                         MomentText(file, *described.recording, extremes.greatest->x));
     if (const AxisX unknown = LengthOf(described.parts->unknown); unknown > 0)
       text += fmt::format("; unknown for {}", LengthText(unknown));
+  }
+  for (const CaseWord& word : described.series->words) {
+    AxisX halves = 0;
+    for (const WordSpan& told : described.parts->words)
+      if (told.number == word.number) halves += told.span.Length();
+    if (halves > 0) text += fmt::format("; {} for {}", InQuotes(word.text), LengthText(halves));
   }
   if (const std::size_t wrong = described.parts->wrong.size(); wrong > 0)
     text += fmt::format("; {} of packets whose CRC is wrong", Counted(wrong, "value"));

@@ -34,7 +34,8 @@ std::vector<AxisMark> ShownMarks(const CaseFile& file, std::vector<AxisMark> mar
 // "Local time, America/Chicago, UTC-05:00", "Tick (half seconds)"
 std::string AxisTitle(const CaseFile& file, const AxisSpan& shown);
 // Which unit, and what of it is there; of a recording among several with its name.
-std::string Caption(const CaseFile& file, const CaseRecording& recording);
+std::string Caption(const CaseFile& file, const CaseRecording& recording,
+                    const std::vector<std::string>& families);
 // What broke the course of time, a sentence each with a blank behind it, as far as there are few.
 std::string BreaksText(const CaseFile& file, const CaseRecording& recording);
 // "off, or clock set +1 h", "clock set -3 min 20 s"
@@ -50,6 +51,8 @@ struct DescribedSeries {
 std::string NameOf(const CaseFile& file, const DescribedSeries& described);
 // "GPS speed: 0 to 74 mph, the greatest first at 2019-06-19 16:51:28-05:00; unknown for 2 min."
 std::string Described(const CaseFile& file, const DescribedSeries& described);
+// What a line's word is: its text, or its number where nothing tells one.
+std::string WordText(const std::vector<CaseWord>& words, std::int64_t number);
 
 }  // namespace vmr::tool
 

@@ -30,9 +30,21 @@ std::optional<AxisX> LastPlaceOf(const CaseStretch& stretch, const TimePoint& po
 
 Inside::Inside(const std::vector<CaseStretch>& stretches, const Range& range) {
   bool goes_on = false;  // the stretch before is inside up to its end
-  for (CaseStretch stretch : stretches) {
+  for (std::size_t i = 0; i < stretches.size(); ++i) {
+    CaseStretch stretch = stretches[i];
     const auto from = range.from ? PlaceOf(stretch, *range.from) : stretch.first;
     const auto to = range.to ? LastPlaceOf(stretch, *range.to) : stretch.last;
+    // What lies behind it up to the next one of its run is told by its own reckoning; what lies in
+    // front of it, too, where the range ends no earlier.
+    const bool leads_on = i + 1 < stretches.size() && stretches[i + 1].run == stretch.run;
+    const bool led_here = i > 0 && stretches[i - 1].run == stretch.run;
+    if (from && to) {
+      const AxisX least = led_here ? stretches[i - 1].last + 1 : stretch.first;
+      const AxisX most = leads_on ? stretches[i + 1].first - 1 : stretch.last;
+      const AxisX begin = range.from ? std::max(*from, least) : stretch.first;
+      const AxisX end = range.to ? std::min(*to, most) : stretch.last;
+      if (begin <= end) Ask(begin, end);
+    }
     const bool begins_before = from && *from <= stretch.first;
     const bool ends_behind = to && *to >= stretch.last;
     const AxisX first = std::max(stretch.first, from.value_or(stretch.first));
@@ -53,10 +65,42 @@ Inside::Inside(const std::vector<CaseStretch>& stretches, const Range& range) {
   }
 }
 
+void Inside::Ask(AxisX from, AxisX to) {
+  if (!asked_.empty() && from <= asked_.back().to + 1) {
+    asked_.back().to = std::max(asked_.back().to, to);
+    return;
+  }
+  asked_.push_back({from, to});
+}
+
+std::optional<CasePart> Inside::Asked() const {
+  if (asked_.empty()) return std::nullopt;
+  return CasePart{asked_.front().from, asked_.back().to};
+}
+
+bool Inside::Clip(AxisX& from, AxisX& to) const {
+  std::optional<AxisX> first, last;
+  for (const CasePart& part : asked_) {
+    if (part.to < from || part.from > to) continue;
+    if (!first) first = std::max(part.from, from);
+    last = std::min(part.to, to);
+  }
+  if (!first || (*first == from && *last == to)) return false;
+  from = *first;
+  to = *last;
+  return true;
+}
+
 bool Inside::Has(AxisX x) const {
   const auto part = std::upper_bound(parts_.begin(), parts_.end(), x,
                                      [](AxisX at, const Part& one) { return at < one.first; });
   return part != parts_.begin() && x <= (part - 1)->last;
+}
+
+std::vector<AxisX> Inside::Begins() const {
+  std::vector<AxisX> begins;
+  for (const Part& part : parts_) begins.push_back(part.first);
+  return begins;
 }
 
 void Inside::Clip(Line& line) const {

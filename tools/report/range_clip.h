@@ -2,6 +2,7 @@
 #ifndef VMR_TOOLS_REPORT_RANGE_CLIP_H_
 #define VMR_TOOLS_REPORT_RANGE_CLIP_H_
 
+#include <optional>
 #include <vector>
 
 #include "tools/read/range.h"
@@ -20,6 +21,14 @@ class Inside {
   // What of the stretches is inside.
   const std::vector<CaseStretch>& Stretches() const { return stretches_; }
   bool Has(AxisX x) const;
+  // From the first place that was asked for to the last one, both of them in the recording or
+  // between two stretches of one run; nothing: all of the range is elsewhere.
+  std::optional<CasePart> Asked() const;
+  // Of two places, `from` in front of `to`, those of them between which something was asked for.
+  // False: they stay as they are.
+  bool Clip(AxisX& from, AxisX& to) const;
+  // Of its parts, ascending.
+  std::vector<AxisX> Begins() const;
   // What is in force where a part begins is told anew there, with what is known of since when.
   void Clip(Line& line) const;
   void Clip(CaseEvents& events) const;
@@ -31,8 +40,11 @@ class Inside {
   struct Part {
     AxisX first, last;
   };
+  void Ask(AxisX from, AxisX to);
+
   std::vector<CaseStretch> stretches_;
-  std::vector<Part> parts_;  // ascending, with something between them that is outside
+  std::vector<CasePart> asked_;  // the same with what lies between stretches, ascending
+  std::vector<Part> parts_;      // ascending, with something between them that is outside
 };
 
 }  // namespace vmr::tool

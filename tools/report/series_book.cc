@@ -81,7 +81,7 @@ std::int64_t UnitsAt(const Line& units, AxisX x) {
   return (behind - 1)->value;
 }
 
-// The values of one unit, unknown where another one counts.
+// The values of one unit, unknown where another one counts. Words have none.
 Line OfUnits(const Line& line, const Line& units, std::int64_t wanted) {
   LineBuilder part;
   for (const LinePoint& point : line) {
@@ -90,6 +90,8 @@ Line OfUnits(const Line& line, const Line& units, std::int64_t wanted) {
         part.Tell(point.x, point.value, (point.flags & LinePoint::kSinceUnknown) != 0);
       else
         part.Doubt(point.x, point.value);
+    } else if (point.IsWord()) {
+      part.TellWord(point.x, point.value, (point.flags & LinePoint::kSinceUnknown) != 0);
     } else if (point.Holds()) {
       part.Lose(point.x);
     }
@@ -99,7 +101,12 @@ Line OfUnits(const Line& line, const Line& units, std::int64_t wanted) {
 
 bool TellsNothing(const Line& line) {
   return std::none_of(line.begin(), line.end(),
-                      [](const LinePoint& point) { return point.IsKnown(); });
+                      [](const LinePoint& point) { return point.IsKnown() || point.IsWord(); });
+}
+
+std::string DeviceName(KindId kind, std::int64_t device) {
+  if (kind == KindId::kRadar) return fmt::format("radar {}", device);
+  return NameOf(DrawnAs(kind, 1), device);
 }
 
 }  // namespace
@@ -126,10 +133,12 @@ void SeriesBook::TakeReading(const Record& record, std::size_t field, const Spot
     return;
   }
   if (!spot.holds_from) return;
-  if (is_number)
+  if (is_number) {
     lines_[key].Tell(*spot.holds_from, value.number, record.repeats);
-  else
-    lines_[key].Lose(*spot.holds_from);
+    return;
+  }
+  words_.try_emplace(value.number, ReadingWords(value));
+  lines_[key].TellWord(*spot.holds_from, value.number, record.repeats);
 }
 
 void SeriesBook::LoseAll(AxisX x) {
@@ -137,27 +146,64 @@ void SeriesBook::LoseAll(AxisX x) {
   for (auto& [device, units] : units_) units.Lose(x);
 }
 
-std::vector<CaseSeries> SeriesBook::Finish(std::vector<CaseFinding>& findings) {
+std::vector<Line> SeriesBook::Lines() const {
+  std::vector<Line> all;
+  for (const auto& [key, line] : lines_) all.push_back(line.Points());
+  return all;
+}
+
+std::vector<CaseSeries> SeriesBook::Finish(const Inside* part, std::vector<CaseFinding>& findings) {
   std::vector<CaseSeries> all;
   for (auto& [key, line] : lines_) {
     const auto& [kind, device, field] = key;
     const DrawnField& drawn = DrawnAs(kind, field);
     Line points = line.Take();
-    if (TellsNothing(points)) continue;
+    if (part != nullptr) part->Clip(points);
     if (kind == KindId::kSpeed || kind == KindId::kRadar) {
-      PutByUnits(key, std::move(points), all, findings);
+      PutByUnits(key, std::move(points), all);
       continue;
     }
-    CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
+    CaseSeries series{
+        IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false, {}};
     series.unit = records::KindOf(kind).fields[field].unit;
     series.line = std::move(points);
-    all.push_back(std::move(series));
+    Put(std::move(series), all);
   }
+  PutAssumedUnits(findings);
   return all;
 }
 
-void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all,
-                            std::vector<CaseFinding>& findings) {
+void SeriesBook::PutAssumedUnits(std::vector<CaseFinding>& findings) const {
+  for (const auto& [device, unit] : assumed_)
+    findings.push_back({"note",
+                        fmt::format("where the unit of {} is not told it is shown as {}, the only "
+                                    "one that the recording tells",
+                                    DeviceName(device.first, device.second), unit),
+                        std::nullopt});
+}
+
+std::optional<std::int64_t> SeriesBook::SoleUnits(KindId kind, std::int64_t device) const {
+  const auto units = units_.find({kind, device});
+  if (units == units_.end()) return std::nullopt;
+  std::optional<std::int64_t> sole;
+  for (const LinePoint& point : units->second.Points()) {
+    if (!point.IsKnown()) continue;
+    if (sole && *sole != point.value) return std::nullopt;
+    sole = point.value;
+  }
+  return sole;
+}
+
+void SeriesBook::Put(CaseSeries series, std::vector<CaseSeries>& all) const {
+  if (TellsNothing(series.line)) return;
+  std::set<std::int64_t> told;
+  for (const LinePoint& point : series.line)
+    if (point.IsWord()) told.insert(point.value);
+  for (const std::int64_t number : told) series.words.push_back({number, words_.at(number)});
+  all.push_back(std::move(series));
+}
+
+void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& all) {
   const auto& [kind, device, field] = key;
   const DrawnField& drawn = DrawnAs(kind, field);
   const Line& units = units_[{kind, device}].Points();
@@ -167,18 +213,17 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
   const bool any_untold = std::any_of(line.begin(), line.end(), [&](const LinePoint& point) {
     return point.IsKnown() && UnitsAt(units, point.x) == kUnitsUntold;
   });
-  CaseSeries series{IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false};
-  if (told.size() <= 1) {
-    if (!told.empty()) series.unit = SpeedUnitsText(*told.begin());
-    if (any_untold && !series.unit.empty())
-      findings.push_back(
-          {"note",
-           fmt::format("where the unit of {} is not told it is shown as {}, the only "
-                       "one that the recording tells",
-                       series.name, series.unit),
-           std::nullopt});
+  CaseSeries series{
+      IdOf(drawn, device), drawn.family, NameOf(drawn, device), "", {}, false, false, {}};
+  // Words have no unit.
+  const bool any_value =
+      std::any_of(line.begin(), line.end(), [](const LinePoint& point) { return point.IsKnown(); });
+  if (told.size() <= 1 || !any_value) {
+    if (told.size() == 1) series.unit = SpeedUnitsText(*told.begin());
+    series.unit_assumed = any_untold && !series.unit.empty();
+    if (series.unit_assumed) assumed_[{kind, device}] = series.unit;
     series.line = std::move(line);
-    all.push_back(std::move(series));
+    Put(std::move(series), all);
     return;
   }
   if (any_untold) told.insert(kUnitsUntold);
@@ -187,7 +232,10 @@ void SeriesBook::PutByUnits(const Key& key, Line line, std::vector<CaseSeries>& 
     part.id += fmt::format("/{}", unit);
     part.unit = SpeedUnitsText(unit);
     part.line = OfUnits(line, units, unit);
-    if (!TellsNothing(part.line)) all.push_back(std::move(part));
+    if (std::none_of(part.line.begin(), part.line.end(),
+                     [](const LinePoint& point) { return point.IsKnown(); }))
+      continue;
+    Put(std::move(part), all);
   }
 }
 

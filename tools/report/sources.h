@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/read/opened_recording.h"
+#include "tools/read/overview.h"
 #include "tools/report/case_file.h"
 
 namespace vmr::tool {
@@ -17,8 +19,16 @@ class SourceFiles {
 
   // Reads each to its end.
   std::vector<CaseSource> Digest() const;
+  // Says of each what of it cannot be used, as the comparison of a store's files or the decoding
+  // of another file has found it. `recording` was decoded to its end. False: not all of what was
+  // recorded is surely there, because a file of the store is missing or the two contradict each
+  // other.
+  [[nodiscard]] static bool PutDamage(const OpenedRecording& opened, CaseRecording& recording);
 
  private:
+  static bool PutContradiction(const std::vector<FileHealth>& health, CaseRecording& recording);
+  static bool PutMissing(CaseRecording& recording);
+
   struct Look {
     std::string path;
     bool is_there = false;

@@ -36,7 +36,17 @@ constexpr std::size_t kMostCaptions = 8;  // recordings
 
 constexpr const char* kClockDash = "4 3";
 constexpr const char* kRunDash = "1 3";
-constexpr const char* kHoleFill = "url(#vmr-plot-hole)";
+// Told apart without their colours.
+struct HoleRow {
+  HoleKind kind;
+  const char* fill;
+  const char* words;  // beside it, and in the key
+  bool has_length;    // of which that of the axis says something
+};
+constexpr HoleRow kHoleRows[] = {
+    {HoleKind::kLost, "url(#vmr-plot-hole)", "lost", true},
+    {HoleKind::kNotRecorded, "url(#vmr-plot-off)", "not recorded", true},
+    {HoleKind::kNoTime, "url(#vmr-plot-no-time)", "clock set: no such time", false}};
 constexpr const char* kUnknownFill = "url(#vmr-plot-unknown)";
 
 // One panel may fill the page; of several each is lower.
@@ -123,12 +133,15 @@ class Painter {
   void DrawGrid(const Box& box);
   void DrawTimeGrid(double top, double bottom);
   void DrawHoles(const CaseRecording& recording, double top, double height, bool with_labels);
+  void DrawHole(const HoleRow& row, const AxisSpan& hole, double top, double height,
+                bool with_label);
   void DrawJumpLabels(const CaseRecording& recording);
   void DrawJumps(const CaseRecording& recording, double top, double bottom);
   void DrawLine(const PlotLine& line, const Box& box);
   void DrawWrong(const PlotLine& line, const Box& box);
   void DrawNames(const PlotPanel& panel, const Box& box);
   void DrawUnknown(const PlotPanel& panel);
+  void DrawWords(const PlotPanel& panel);
   void DrawRecorded();
   void DrawTimes();
   void DrawKey();
@@ -146,7 +159,8 @@ class Painter {
   SvgWriter svg_;
   double y_ = 0;
   // What is to be explained.
-  bool has_hole_ = false, has_step_ = false, has_run_ = false, has_wrong_ = false;
+  std::set<HoleKind> holes_;
+  bool has_step_ = false, has_run_ = false, has_wrong_ = false, has_word_ = false;
 };
 
 void Painter::Label(double x, double y, const std::string& text, double font, const char* colour,
@@ -258,6 +272,7 @@ void Painter::DrawPlot(const PlotPanel& panel, bool is_first) {
   DrawNames(panel, box);
   y_ += box.height;
   DrawUnknown(panel);
+  DrawWords(panel);
 }
 
 void Painter::DrawTimeGrid(double top, double bottom) {
@@ -275,28 +290,35 @@ void Painter::DrawGrid(const Box& box) {
 
 void Painter::DrawHoles(const CaseRecording& recording, double top, double height,
                         bool with_labels) {
-  constexpr double kAir = 6;
-  std::vector<AxisSpan> holes = HolesOf(recording);
-  Thin(holes, ColumnsOf(kColumnsPerPx));
-  for (const AxisSpan& hole : holes) {
-    if (hole.to < shown_.from || hole.from > shown_.to) continue;
-    has_hole_ = true;
-    const double right = XOf(std::min(hole.to, shown_.to));
-    const double left = std::min(XOf(std::max(hole.from, shown_.from)), kRight - kLeastHole);
-    const double width = std::max(right - left, kLeastHole);
-    svg_.Leaf("rect",
-              {{"x", left}, {"y", top}, {"width", width}, {"height", height}, {"fill", kHoleFill}});
-    // From the last place that is known to the next one.
-    const std::string text = "not recorded, " + LengthText(hole.Length() + 1);
-    const double text_width = TextWidth(text, kSmall) + 2 * kAir;
-    if (!with_labels || text_width > width) continue;
-    svg_.Leaf("rect", {{"x", left + (width - text_width) / 2},
-                       {"y", top + kAir},
-                       {"width", text_width},
-                       {"height", kRow},
-                       {"fill", palette::kBackground}});
-    Label(left + width / 2, top + kAir + 12, text, kSmall, palette::kMuted, "middle");
+  for (const HoleRow& row : kHoleRows) {
+    std::vector<AxisSpan> holes = HolesOf(recording, row.kind);
+    Thin(holes, ColumnsOf(kColumnsPerPx));
+    for (const AxisSpan& hole : holes)
+      if (hole.to >= shown_.from && hole.from <= shown_.to)
+        DrawHole(row, hole, top, height, with_labels);
   }
+}
+
+void Painter::DrawHole(const HoleRow& row, const AxisSpan& hole, double top, double height,
+                       bool with_label) {
+  constexpr double kAir = 6;
+  holes_.insert(row.kind);
+  const double right = XOf(std::min(hole.to, shown_.to));
+  const double left = std::min(XOf(std::max(hole.from, shown_.from)), kRight - kLeastHole);
+  const double width = std::max(right - left, kLeastHole);
+  svg_.Leaf("rect",
+            {{"x", left}, {"y", top}, {"width", width}, {"height", height}, {"fill", row.fill}});
+  // From the last place that is known to the next one.
+  std::string text = row.words;
+  if (row.has_length) text += ", " + LengthText(hole.Length() + 1);
+  const double text_width = TextWidth(text, kSmall) + 2 * kAir;
+  if (!with_label || text_width > width) return;
+  svg_.Leaf("rect", {{"x", left + (width - text_width) / 2},
+                     {"y", top + kAir},
+                     {"width", text_width},
+                     {"height", kRow},
+                     {"fill", palette::kBackground}});
+  Label(left + width / 2, top + kAir + 12, text, kSmall, palette::kMuted, "middle");
 }
 
 // ---- Jumps -----------------------------------------------------------------------
@@ -433,6 +455,25 @@ void Painter::DrawUnknown(const PlotPanel& panel) {
   }
 }
 
+// The same for each line that has words in place of values: a thin line, with the word on it.
+void Painter::DrawWords(const PlotPanel& panel) {
+  constexpr double kLeast = 1, kAir = 3, kBetween = 9;
+  for (const PlotLine& line : panel.lines) {
+    if (line.parts.words.empty()) continue;
+    has_word_ = true;
+    y_ += kBetween;
+    Sample(kLeft - kSample - 4, y_, kSample, line.style);
+    for (const auto& [span, number] : line.parts.words) {
+      const double left = XOf(span.from), width = std::max(XOf(span.to) - left, kLeast);
+      Line(left, y_, left + width, y_, palette::kMuted, "", 1.2);
+      const std::string text = WordText(line.told, number);
+      if (TextWidth(text, kSmall) + 2 * kAir < width)
+        Label(left + kAir, y_ - 2, text, kSmall, palette::kMuted);
+    }
+    y_ += kAir;
+  }
+}
+
 // ---- Below the panels ------------------------------------------------------------
 
 // Of several recordings: when each was, and what of it is not there.
@@ -484,17 +525,18 @@ void Painter::DrawTimes() {
 // What the marks stand for, those that are there.
 void Painter::DrawKey() {
   constexpr double kBox = 18, kBeside = 6, kBetween = 24;
-  if (!has_hole_ && !has_step_ && !has_run_ && !has_wrong_) return;
+  if (holes_.empty() && !has_step_ && !has_run_ && !has_wrong_ && !has_word_) return;
   double x = kLeft;
   const double middle = y_ + 8;
   const auto explain = [&](const char* text) {
     Label(x + kBox + kBeside, middle + 4, text, kSmall, palette::kMuted);
     x += kBox + kBeside + TextWidth(text, kSmall) + kBetween;
   };
-  if (has_hole_) {
+  for (const HoleRow& row : kHoleRows) {
+    if (holes_.count(row.kind) == 0) continue;
     svg_.Leaf("rect",
-              {{"x", x}, {"y", middle - 6}, {"width", kBox}, {"height", 12}, {"fill", kHoleFill}});
-    explain("not recorded");
+              {{"x", x}, {"y", middle - 6}, {"width", kBox}, {"height", 12}, {"fill", row.fill}});
+    explain(row.words);
   }
   if (has_step_) {
     Line(x + kBox / 2, middle - 7, x + kBox / 2, middle + 7, palette::kClock, kClockDash, 1.2);
@@ -503,6 +545,10 @@ void Painter::DrawKey() {
   if (has_run_) {
     Line(x + kBox / 2, middle - 7, x + kBox / 2, middle + 7, palette::kMuted, kRunDash, 1.2);
     explain("new run of the unit");
+  }
+  if (has_word_) {
+    Line(x, middle, x + kBox, middle, palette::kMuted, "", 1.2);
+    explain("a word told in place of a value");
   }
   if (has_wrong_) {
     Cross(x + kBox / 2, middle);
@@ -519,7 +565,8 @@ void Painter::DrawCaptions() {
   Label(kEnd, y_ + 15, version, kSmall, palette::kMuted, "end");
   std::vector<std::string> captions;
   for (const CaseRecording& recording : file_.recordings)
-    if (captions.size() < kMostCaptions) captions.push_back(Caption(file_, recording));
+    if (captions.size() < kMostCaptions)
+      captions.push_back(Caption(file_, recording, request_.families));
   if (file_.recordings.size() > kMostCaptions)
     captions.push_back("and " + Counted(file_.recordings.size() - kMostCaptions, "recording"));
   for (const std::string& caption : captions)
@@ -541,7 +588,7 @@ std::string Painter::WholeText() const {
     for (const PlotLine& line : panel.lines) text += line.words + ' ';
   }
   for (const CaseRecording& recording : file_.recordings)
-    text += Caption(file_, recording) + ". " + BreaksText(file_, recording);
+    text += Caption(file_, recording, request_.families) + ". " + BreaksText(file_, recording);
   text.pop_back();
   return text;
 }
@@ -566,8 +613,10 @@ std::string Painter::Frame() const {
     whole.Leaf("path", {{"d", path}, {"stroke", colour}, {"stroke-width", 0.8}});
     whole.Close();
   };
-  // Crossed: not recorded. Stripes: unknown. Told apart without their colours.
+  // Crossed: lost. Dots: not recorded. Upright: times of no clock. Stripes: unknown.
   pattern("vmr-plot-hole", "M-1 1L1 -1M0 8L8 0M7 9L9 7M-1 7L1 9M0 0L8 8M7 -1L9 1", palette::kGap);
+  pattern("vmr-plot-off", "M2 1.4V2.6M6 5.4V6.6", palette::kGap);
+  pattern("vmr-plot-no-time", "M2 0V8M6 0V8", palette::kClock);
   pattern("vmr-plot-unknown", "M-1 1L1 -1M-1 5L5 -1M0 8L8 0M3 9L9 3M7 9L9 7", palette::kUnknown);
   whole.Close();
   whole.Leaf("rect", {{"width", kWidth}, {"height", height}, {"fill", palette::kBackground}});

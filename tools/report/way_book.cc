@@ -29,6 +29,14 @@ void WayBook::TakeNewRun(int run, unsigned int tick, AxisX lost_from) {
   track_.OnNewRun(run, tick);
 }
 
+void WayBook::Finish(const std::optional<std::int64_t>& units) {
+  track_.Finish();
+  for (const UntoldSpeed& told : untold_) {
+    const auto speed = units ? MillimetresPerSecond(told.speed, *units) : std::nullopt;
+    way[told.point].speed_mm_per_s = speed.value_or(-1);
+  }
+}
+
 void WayBook::OnPoint(const TrackPoint& point) {
   WayPoint placed;
   placed.x = point.crc_right ? position_x_ : now_;
@@ -38,6 +46,7 @@ void WayBook::OnPoint(const TrackPoint& point) {
   if (begins_) placed.flags |= WayPoint::kBegins;
   if (!point.verified) placed.flags |= WayPoint::kUnverified;
   if (!point.crc_right) placed.flags |= WayPoint::kWrongCrc;
+  if (point.speed_of_untold_unit) untold_.push_back({way.size(), *point.speed_of_untold_unit});
   way.push_back(placed);
   begins_ = false;
 }
