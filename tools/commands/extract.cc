@@ -19,6 +19,7 @@
 #include "tools/commands/extract_summary.h"
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
+#include "tools/common/file_digest.h"
 #include "tools/common/numbers.h"
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
@@ -60,8 +61,10 @@ Examples:
   vmr extract trips/car7 stop.vmd --time-zone America/Chicago \
       --from 2019-06-19T16:51 --to 2019-06-19T16:53 --margin 30
 
-The last line printed is the SHA-256 digest of OUT, as sha256sum prints it. The
-store is not changed, and may be recorded into meanwhile.
+The last line printed is the SHA-256 digest of OUT. With --digest all that is
+printed can be given to `sha256sum -c`: the digests of OUT and of the store's two
+files, the rest behind #. The store is not changed, and may be recorded into
+meanwhile; of its files' digests that is said then.
 
 Exit codes: 0 the packets of the range were copied, 1 failure, OUT is as it was,
 2 wrong usage, 3 OUT was written but not all of the range is in it: the recording
@@ -76,6 +79,7 @@ struct ExtractOptions {
   unsigned int margin_s = 0;
   std::string time_zone = kRecordedZone;
   bool as_unit = false;
+  bool digest = false;
   bool force = false;  // replace `out`
 };
 
@@ -167,9 +171,22 @@ std::string WhyNoExtract(const std::string& base, const ExtractOptions& options,
                      facts.extracted.first, hint);
 }
 
+// All on standard output is for `sha256sum -c`.
+std::string WithDigests(const std::string& summary, const std::string& sha256,
+                        const OpenedRecording& recording, const ExtractOptions& options) {
+  FileDigest of_out;
+  of_out.path = options.out;
+  of_out.sha256 = sha256;
+  std::string text = AsRemarks(summary) + DigestText(of_out);
+  for (const FileDigest& digest : DigestsOf(recording.files)) text += DigestText(digest);
+  return text;
+}
+
 // The end of a successful extraction: the file gets its name, and it is said what
 // is in it.
-int Conclude(const std::string& base, OutputFile& out, const ExtractionFacts& facts) {
+int Conclude(const OpenedRecording& recording, const ExtractOptions& options, OutputFile& out,
+             const ExtractionFacts& facts) {
+  const std::string& base = recording.name;
   const std::optional<std::string> digest = Sha256OfFile(out.Descriptor());
   if (!digest) return Fail(fmt::format("{}: its digest cannot be reckoned", base));
   if (!out.TakeUsualMode() || !out.Publish()) return kExitFailure;
@@ -177,7 +194,11 @@ int Conclude(const std::string& base, OutputFile& out, const ExtractionFacts& fa
     if (const auto folded = FoldedStart(facts)) Say(fmt::format("{}: {}", base, *folded));
   const std::vector<std::string> missing = WhatIsMissing(facts);
   for (const std::string& reason : missing) Say(fmt::format("{}: {}", base, reason));
-  fmt::print("{}sha256:  {}\n", DescribeExtraction(facts), *digest);
+  const std::string summary = DescribeExtraction(facts);
+  if (options.digest)
+    fmt::print("{}", WithDigests(summary, *digest, recording, options));
+  else
+    fmt::print("{}sha256:  {}\n", summary, *digest);
   return FinishOutput(missing.empty() ? kExitSuccess : kExitPartial);
 }
 
@@ -199,13 +220,14 @@ bool ExtractAsUnit(const std::string& base, const TickRange& range, const Output
   return extracted && report.wrote_everything;
 }
 
-int KeepUnitsExtract(const std::string& base, const ExtractOptions& options,
+int KeepUnitsExtract(const OpenedRecording& recording, const ExtractOptions& options,
                      ExtractionFacts& facts) {
+  const std::string& base = recording.name;
   OutputFile out(options.out, options.force);
   if (!out.Open()) return kExitFailure;
   const QuietUnlessAsked quiet;
   return ExtractAsUnit(base, facts.extracted, out, facts.report)
-             ? Conclude(base, out, facts)
+             ? Conclude(recording, options, out, facts)
              : Fail(WhyNoExtract(base, options, facts));
 }
 
@@ -298,7 +320,7 @@ int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
                     base));
   facts.report = ReportOf(cut.Facts(), end);
   facts.cut = cut.Facts();
-  return Conclude(base, out, facts);
+  return Conclude(recording, options, out, facts);
 }
 
 // kExitSuccess, or what the program ends with after saying why.
@@ -341,7 +363,7 @@ int Extract(const ExtractOptions& options) {
   const int resolved = ResolveRange(recording, options, clock, facts);
   if (resolved != kExitSuccess) return resolved;
   facts.extracted = Widen(facts.asked, options.margin_s);
-  return options.as_unit ? KeepUnitsExtract(recording.name, options, facts)
+  return options.as_unit ? KeepUnitsExtract(recording, options, facts)
                          : CutRangeOut(recording, options, facts);
 }
 
@@ -368,6 +390,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
       ->type_name("SECONDS");
   AddTimeZone(parser, options->time_zone);
   parser.add_flag("--as-unit", options->as_unit, "Keep the state as a unit makes it");
+  parser.add_flag("--digest", options->digest, "Print digests that sha256sum -c reads");
   parser.add_flag("--force", options->force, "Replace OUT if it exists");
   parser.final_callback([options] {
     if (options->store.empty()) RefuseUsage("STORE is empty");
