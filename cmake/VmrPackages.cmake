@@ -84,7 +84,8 @@ vmr_add_package(development libvmr-dev libdevel
   docs/architecture.md docs/format.md docs/integrating.md docs/performance.md)
 if(TARGET vmr_tool)
   vmr_add_package(tool vmr utils "Vehicle Metadata Recorder: the program vmr"
-    docs/check.md docs/cookbook.md docs/events.md docs/events.schema.json docs/reliability.md)
+    docs/check.md docs/cookbook.md docs/events.md docs/events.schema.json docs/redaction.md
+    docs/reliability.md)
   # What the program loads itself: dpkg-shlibdeps, which adds the rest, sees what is linked.
   get_target_property(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS vmr_tool VMR_LOADED_PACKAGES)
   file(GLOB schemas CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/schema/*)

@@ -11,9 +11,11 @@
 
 #include "backends/data_store_flat.h"
 #include "backends/file_io.h"
+#include "host/file_ops.h"
 #include "host/watchdog.h"
 #include "reader/metadata_reader.h"
 #include "records/decoder.h"
+#include "records/flat_source.h"
 #include "store/stream_format.h"
 #include "tools/commands/command.h"
 #include "tools/commands/extract_summary.h"
@@ -27,6 +29,7 @@
 #include "tools/common/redirected_file.h"
 #include "tools/common/sha256.h"
 #include "tools/common/store_path.h"
+#include "tools/evidence/redact.h"
 #include "tools/read/range_cut.h"
 #include "tools/ring/recorded_clock.h"
 
@@ -60,6 +63,15 @@ Examples:
   vmr extract trips/car7 stop.vmd --from 2019-06-19T21:51:20Z --to 2019-06-19T21:52:45Z
   vmr extract trips/car7 stop.vmd --time-zone America/Chicago \
       --from 2019-06-19T16:51 --to 2019-06-19T16:53 --margin 30
+  vmr extract trips/car7 public.vmd --from 2082 --to 2250 --redact identity,gps=1km
+
+--redact takes out of OUT what the classes of LIST name, as if it had never been
+recorded, and free texts with it, which may repeat anything (text=keep: they stay):
+identity (officer, vehicle, department, numbers, addresses, names of devices),
+gps (positions, speeds, receiver, time zone; gps=1km and gps=100m: positions are
+moved to the middles of such cells), text, radar, speed, audio (microphones),
+cameras, streams, inputs (lights, siren, buttons, bookmarks, the supply),
+temperature. docs/redaction.md says what that does not protect.
 
 The last line printed is the SHA-256 digest of OUT. With --digest all that is
 printed can be given to `sha256sum -c`: the digests of OUT and of the store's two
@@ -79,6 +91,7 @@ struct ExtractOptions {
   unsigned int margin_s = 0;
   std::string time_zone = kRecordedZone;
   bool as_unit = false;
+  std::optional<Redaction> redaction;
   bool digest = false;
   bool force = false;  // replace `out`
 };
@@ -293,15 +306,19 @@ std::optional<UnitExtract> UnitsState(const ExtractOptions& options, const std::
   return UnitExtract{FlatFileHead(), {}};
 }
 
-int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
-                ExtractionFacts& facts) {
+int CannotBeWritten(const ExtractOptions& options) {
+  return Fail(fmt::format("{}: cannot be written whole; is there room for it?", options.out));
+}
+
+// The completed extract, into a file that is open already. kExitSuccess, or what the program
+// ends with after saying why.
+int CutInto(int fd, const OpenedRecording& recording, const ExtractOptions& options,
+            ExtractionFacts& facts) {
   const std::string& base = recording.name;
-  OutputFile out(options.out, options.force);
-  if (!out.Open()) return kExitFailure;
   const std::optional<UnitExtract> unit = UnitsState(options, base, facts.extracted);
   if (!unit) return kExitFailure;
   const unsigned int end = EndOfExtract(facts.extracted.last);
-  BufferedFile file(out.Descriptor());
+  BufferedFile file(fd);
   RangeCut cut({facts.extracted.first, facts.extracted.last, facts.extracted.first, end}, *unit,
                [&file](std::string_view bytes) { file.Add(bytes); });
   {
@@ -311,8 +328,7 @@ int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
     });
     cut.Run(*recording.source, [&progress] { progress.Step(); });
   }
-  if (!file.Flush())
-    return Fail(fmt::format("{}: cannot be written whole; is there room for it?", options.out));
+  if (!file.Flush()) return CannotBeWritten(options);
   if (cut.Facts().ticks_begin_anew)
     return Fail(
         fmt::format("{}: its ticks begin anew, so that a tick is no one place; --as-unit extracts "
@@ -320,7 +336,47 @@ int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
                     base));
   facts.report = ReportOf(cut.Facts(), end);
   facts.cut = cut.Facts();
-  return Conclude(recording, options, out, facts);
+  return kExitSuccess;
+}
+
+// Of the completed extract that is open at `whole`.
+int RedactInto(int fd, int whole, const ExtractOptions& options, ExtractionFacts& facts) {
+  records::FlatProblem problem{};
+  const auto source = records::FlatSource::Open(fmt::format("/proc/self/fd/{}", whole), problem);
+  if (source == nullptr) return Fail(fmt::format("{}: {}", options.out, TextOfErrno()));
+  BufferedFile file(fd);
+  ProgressLine progress([&source](unsigned long) {
+    return fmt::format("redacting: {:.0f} %", source->Progress() * 100);
+  });
+  const RedactionFacts redacted = Redact(
+      *source, *options.redaction, [&file](std::string_view bytes) { file.Add(bytes); },
+      [&progress] { progress.Step(); });
+  if (!file.Flush()) return CannotBeWritten(options);
+  facts.redacted =
+      fmt::format("{}; items taken out: {}", options.redaction->Text(), TakenOutText(redacted));
+  if (options.redaction->Cell_m() > 0)
+    *facts.redacted += fmt::format("; positions told: {}", redacted.positions);
+  return kExitSuccess;
+}
+
+// What is not redacted yet has no name on disk that anything could leave behind.
+int CutAndRedact(int fd, const OpenedRecording& recording, const ExtractOptions& options,
+                 ExtractionFacts& facts) {
+  OutputFile whole(options.out, true);
+  if (!whole.Open()) return kExitFailure;
+  if (FileOps::Current().Unlink(whole.TemporaryPath().c_str()) != 0)
+    return Fail(fmt::format("{}: {}", whole.TemporaryPath(), TextOfErrno()));
+  const int cut = CutInto(whole.Descriptor(), recording, options, facts);
+  return cut == kExitSuccess ? RedactInto(fd, whole.Descriptor(), options, facts) : cut;
+}
+
+int CutRangeOut(const OpenedRecording& recording, const ExtractOptions& options,
+                ExtractionFacts& facts) {
+  OutputFile out(options.out, options.force);
+  if (!out.Open()) return kExitFailure;
+  const int made = options.redaction ? CutAndRedact(out.Descriptor(), recording, options, facts)
+                                     : CutInto(out.Descriptor(), recording, options, facts);
+  return made == kExitSuccess ? Conclude(recording, options, out, facts) : made;
 }
 
 // kExitSuccess, or what the program ends with after saying why.
@@ -377,6 +433,13 @@ unsigned int MarginOf(const std::string& text) {
   return *seconds;
 }
 
+Redaction RedactionOf(const std::string& list) {
+  std::string error;
+  const auto redaction = Redaction::Of(list, error);
+  if (!redaction) RefuseUsage(fmt::format("--redact: {}", error));
+  return *redaction;
+}
+
 std::function<int()> AddOptions(CLI::App& parser) {
   const auto options = std::make_shared<ExtractOptions>();
   parser.add_option("STORE", options->store, "The recording")->required()->type_name("");
@@ -390,9 +453,19 @@ std::function<int()> AddOptions(CLI::App& parser) {
       ->type_name("SECONDS");
   AddTimeZone(parser, options->time_zone);
   parser.add_flag("--as-unit", options->as_unit, "Keep the state as a unit makes it");
+  parser
+      .add_option_function<std::string>(
+          "--redact",
+          [options](const std::string& list) { options->redaction = RedactionOf(list); },
+          "Take out of OUT what LIST names")
+      ->type_name("LIST");
   parser.add_flag("--digest", options->digest, "Print digests that sha256sum -c reads");
   parser.add_flag("--force", options->force, "Replace OUT if it exists");
   parser.final_callback([options] {
+    if (options->as_unit && options->redaction)
+      RefuseUsage(
+          "--as-unit and --redact do not go together: what a unit says of its state is not "
+          "verified, so nobody can tell what would have to be taken out");
     if (options->store.empty()) RefuseUsage("STORE is empty");
     if (options->out.empty()) RefuseUsage("OUT is empty");
     CheckTimeZone(options->time_zone);
