@@ -380,6 +380,17 @@ TEST(Redact, BelievesNoRecordedText) {
             std::size(hostile));
 }
 
+// Behind what was left out a recorded text may come to stand first.
+TEST(Redact, LetsNoRecordedTextTakeALabelsPlace) {
+  Bytes wrong = Hdr1(90, "36");
+  wrong.back() ^= 1;
+  const Redacted redacted =
+      RedactBytes(wrong + Hdr1(100, Log("Range 1 to 2") + Log("State completed by vmr") + "36"),
+                  "radar,text=keep");
+  EXPECT_THAT(redacted.lines, Contains("100 input input='siren' on=1")) << "no state";
+  EXPECT_THAT(redacted.labels, ElementsAre(StartsWith("- log"), StartsWith("100 log")));
+}
+
 TEST(Redact, OfALabelTakesNothingThatIsNoRange) {
   for (const char* label : {"Range 100 to 900 J. Smith", "Range J. Smith to 900",
                             "Range 100 to 99999999999", "Range to 1 to 2"}) {

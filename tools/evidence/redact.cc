@@ -105,7 +105,7 @@ class Redactor final : public records::Sink {
     records::Decoder decoder(source, *this);
     while (decoder.Step()) step();
     EndStretch();
-    if (!is_labelled_redacted_) PutLabelAlone();
+    if (!is_labelled_) PutLabelAlone();
     return facts_;
   }
 
@@ -154,7 +154,8 @@ class Redactor final : public records::Sink {
   unsigned int last_tick_ = kNoTick;
 
   // Of what is written.
-  bool is_labelled_redacted_ = false;
+  bool is_labelled_ = false;
+  bool has_written_header_ = false;
   bool reader_knows_tick_ = false;
   unsigned int last_written_tick_ = kNoTick;
   std::optional<GapReason> gap_;  // to be told with the next tick
@@ -294,13 +295,13 @@ void Redactor::TellPosition(unsigned int tick, bool at_the_tick) {
 }
 
 void Redactor::WriteGroup(unsigned int tick, Items items, const Items& names) {
-  if (!is_labelled_redacted_) {
-    items.insert(items.begin() + static_cast<std::ptrdiff_t>(labels_),
-                 LogItem(RedactedLabel(redaction_)));
-    is_labelled_redacted_ = true;
-  }
   std::optional<unsigned int> header;
   if (tick != kNoTick) header = tick;
+  // Also where it stands alone already: else a recorded text might come to stand where labels do.
+  if (header ? !has_written_header_ : !is_labelled_)
+    items.insert(items.begin() + static_cast<std::ptrdiff_t>(labels_),
+                 LogItem(RedactedLabel(redaction_)));
+  is_labelled_ = true;
   if (!header && reader_knows_tick_) PutGapMark();
   if (header && gap_) {
     Put(PacketOf(header, LogItem(GapText(last_written_tick_, tick, *gap_))));
@@ -309,17 +310,18 @@ void Redactor::WriteGroup(unsigned int tick, Items items, const Items& names) {
   if (header || !items.empty()) Put(PacketsOf(header, items));
   for (const std::string& name : names) Put(PacketOf(std::nullopt, name));
   if (!header) return;
+  has_written_header_ = true;
   reader_knows_tick_ = true;
   last_written_tick_ = tick;
 }
 
 void Redactor::PutLabelAlone() {
   Put(PacketOf(std::nullopt, LogItem(RedactedLabel(redaction_))));
-  is_labelled_redacted_ = true;
+  is_labelled_ = true;
 }
 
 void Redactor::PutGapMark() {
-  if (!is_labelled_redacted_) PutLabelAlone();
+  if (!is_labelled_) PutLabelAlone();
   Put({reinterpret_cast<const char*>(records::kGapMark.data()), records::kGapMark.size()});
   reader_knows_tick_ = false;
 }
