@@ -27,7 +27,6 @@ using records::KindId;
 using records::PositionQuality;
 using records::Record;
 using records::Sensitivity;
-using testing::AllOf;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
@@ -492,7 +491,7 @@ TEST(Redact, OnAGridTellsMiddlesAloneWhereverOnEarth) {
   for (const auto& drive : drives) {
     const Bytes stream = Drive(drive.latitude, drive.longitude, drive.north, drive.east);
     for (const char* const size : {"100m", "1km"}) {
-      const PositionGrid grid(Of(std::string("gps=") + size).Cell_m());
+      const PositionGrid grid(Of(std::string("gps=") + size).CellMetres());
       const Redacted redacted = RedactBytes(stream, std::string("gps=") + size);
       const std::vector<Told> told = PositionsOf(redacted.bytes);
       EXPECT_EQ(told.size(), redacted.facts.positions);
@@ -503,7 +502,7 @@ TEST(Redact, OnAGridTellsMiddlesAloneWhereverOnEarth) {
         const records::Position middle = grid.MiddleOf(at);
         EXPECT_EQ(middle.latitude_tts, at.latitude_tts);
         EXPECT_EQ(middle.longitude_tts, at.longitude_tts);
-        EXPECT_EQ(told[n].tick % grid.TellsEvery_ticks(), 0U);
+        EXPECT_EQ(told[n].tick % grid.TellsEveryTicks(), 0U);
         // It is the cell in which the vehicle was at that tick.
         const int ways = static_cast<int>(told[n].tick) - 1000;
         std::int32_t east = drive.longitude + ways * drive.east;
@@ -645,7 +644,7 @@ class OtherRecording final : public records::Sink {
     items_.clear();
   }
   std::string Other(const Record& record, std::string item) {
-    if (record.kind->id == KindId::kPosition && redaction_.Cell_m() > 0)
+    if (record.kind->id == KindId::kPosition && redaction_.CellMetres() > 0)
       return record.position.quality == PositionQuality::kKnown ? Elsewhere(record.position) : "";
     if (!redaction_.TakesOnlyTextOf(*record.kind) && random_() % 3 == 0) return "";
     const records::FieldPlace* text = nullptr;
@@ -661,7 +660,7 @@ class OtherRecording final : public records::Sink {
     return item;
   }
   std::string Elsewhere(const records::Position& position) {
-    const PositionGrid grid(redaction_.Cell_m());
+    const PositionGrid grid(redaction_.CellMetres());
     const records::Position middle = grid.MiddleOf(position);
     records::Position other = position;
     do {
@@ -719,7 +718,7 @@ TEST(Redact, OfTwoRecordingsThatDifferInWhatIsTakenOutMakesTheSameFile) {
       for (const std::string& name : KindsIn(redacted.bytes)) {
         const records::KindRow& kind = *records::FindKind(name.c_str());
         const bool is_own =
-            kind.id == KindId::kLog || (kind.id == KindId::kPosition && redaction.Cell_m() > 0);
+            kind.id == KindId::kLog || (kind.id == KindId::kPosition && redaction.CellMetres() > 0);
         EXPECT_TRUE(is_own || redaction.TakesOnlyTextOf(kind) ||
                     redaction.TakenOutFor(kind) == Sensitivity::kNone)
             << name;

@@ -10,7 +10,6 @@ namespace vmr::test {
 namespace {
 
 using testing::AllOf;
-using testing::Contains;
 using testing::Each;
 using testing::HasSubstr;
 using testing::Not;

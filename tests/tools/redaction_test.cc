@@ -135,11 +135,11 @@ class RandomPlaces {
   std::mt19937 random_{7};
 };
 
-constexpr unsigned int kCells_m[] = {10, 100, 250, 1000, 7777, 100000};
+constexpr unsigned int kCellMetres[] = {10, 100, 250, 1000, 7777, 100000};
 
 TEST(PositionGrid, HasMiddlesOnEarthThatAreTheirOwn) {
   RandomPlaces places;
-  for (const unsigned int cell_m : kCells_m) {
+  for (const unsigned int cell_m : kCellMetres) {
     const PositionGrid grid(cell_m);
     for (int n = 0; n < 2000; ++n) {
       const Position middle = grid.MiddleOf(places.Next());
@@ -166,7 +166,7 @@ std::int32_t ToBorder(const PositionGrid& grid, const Position& middle, std::int
 TEST(PositionGrid, HasNoCellThatIsSmallerThanAskedForNorMuchTaller) {
   RandomPlaces places;
   constexpr double kMetresPerTT = 0.18429;  // of latitude, at the equator
-  for (const unsigned int cell_m : kCells_m) {
+  for (const unsigned int cell_m : kCellMetres) {
     const PositionGrid grid(cell_m);
     for (int n = 0; n < 300; ++n) {
       const Position middle = grid.MiddleOf(places.Next());
@@ -190,7 +190,7 @@ TEST(PositionGrid, HasNoCellThatIsSmallerThanAskedForNorMuchTaller) {
 }
 
 TEST(PositionGrid, CallsBothSidesOfTheDateLineByOneNameAtTheLineItself) {
-  for (const unsigned int cell_m : kCells_m) {
+  for (const unsigned int cell_m : kCellMetres) {
     const PositionGrid grid(cell_m);
     EXPECT_TRUE(IsSame(grid.MiddleOf(At(7 * kDegree, 180 * kDegree)),
                        grid.MiddleOf(At(7 * kDegree, -180 * kDegree))));
@@ -198,10 +198,10 @@ TEST(PositionGrid, CallsBothSidesOfTheDateLineByOneNameAtTheLineItself) {
 }
 
 TEST(PositionGrid, TellsAtEvenTicksApartAsFarAsACellTakes) {
-  EXPECT_EQ(PositionGrid(1000).TellsEvery_ticks(), 200U);  // 100 s at 10 m/s
-  EXPECT_EQ(PositionGrid(100).TellsEvery_ticks(), 20U);
-  EXPECT_EQ(PositionGrid(10).TellsEvery_ticks(), 2U);
-  EXPECT_EQ(PositionGrid(11).TellsEvery_ticks(), 4U);
+  EXPECT_EQ(PositionGrid(1000).TellsEveryTicks(), 200U);  // 100 s at 10 m/s
+  EXPECT_EQ(PositionGrid(100).TellsEveryTicks(), 20U);
+  EXPECT_EQ(PositionGrid(10).TellsEveryTicks(), 2U);
+  EXPECT_EQ(PositionGrid(11).TellsEveryTicks(), 4U);
 }
 
 }  // namespace

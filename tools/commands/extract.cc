@@ -354,7 +354,7 @@ int RedactInto(int fd, int whole, const ExtractOptions& options, ExtractionFacts
   if (!file.Flush()) return CannotBeWritten(options);
   facts.redacted =
       fmt::format("{}; items taken out: {}", options.redaction->Text(), TakenOutText(redacted));
-  if (options.redaction->Cell_m() > 0)
+  if (options.redaction->CellMetres() > 0)
     *facts.redacted += fmt::format("; positions told: {}", redacted.positions);
   return kExitSuccess;
 }

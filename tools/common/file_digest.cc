@@ -73,6 +73,7 @@ std::string EscapedName(const std::string& path) {
 
 std::vector<FileDigest> DigestsOf(const std::vector<std::string>& paths) {
   std::vector<FileDigest> digests;
+  digests.reserve(paths.size());
   for (const std::string& path : paths) digests.push_back(DigestOf(path));
   const bool any_moves = std::any_of(digests.begin(), digests.end(),
                                      [](const FileDigest& digest) { return digest.is_moving; });

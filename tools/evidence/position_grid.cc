@@ -10,12 +10,12 @@ namespace {
 
 // A minute of latitude at the equator; everywhere else it is longer. One of longitude is longer
 // than this by the cosine of the latitude.
-constexpr double kShortestMinute_m = 1842.9;
+constexpr double kShortestMinuteMetres = 1842.9;
 constexpr std::int64_t kCircle = kTTsPerCircle;
 constexpr std::int64_t kHalfCircle = kCircle / 2;
 constexpr std::int64_t kQuarter = kCircle / 4;
 
-double TTsOf(unsigned int metres) { return metres * (kTTsPerMinute / kShortestMinute_m); }
+double TTsOf(unsigned int metres) { return metres * (kTTsPerMinute / kShortestMinuteMetres); }
 
 // Of `count` equal parts of `whole`: which one `at` lies in, and the middle of one.
 std::int64_t PartAt(std::int64_t at, std::int64_t whole, std::int64_t count) {
@@ -52,7 +52,7 @@ records::Position PositionGrid::MiddleOf(const records::Position& position) cons
   return middle;
 }
 
-std::uint32_t PositionGrid::TellsEvery_ticks() const {
+std::uint32_t PositionGrid::TellsEveryTicks() const {
   constexpr unsigned int kMetresInTwoTicks = 10;
   return (cell_m_ + kMetresInTwoTicks - 1) / kMetresInTwoTicks * 2;
 }

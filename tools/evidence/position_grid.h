@@ -8,8 +8,8 @@
 
 namespace vmr::tool {
 
-inline constexpr unsigned int kSmallestCell_m = 10;
-inline constexpr unsigned int kLargestCell_m = 100000;
+inline constexpr unsigned int kSmallestCellMetres = 10;
+inline constexpr unsigned int kLargestCellMetres = 100000;
 
 // Rows of latitude, all of one height, and in each row columns of longitude, all of one width.
 // No cell is smaller than asked for, in either direction, nowhere on Earth: rows are counted
@@ -19,7 +19,7 @@ inline constexpr unsigned int kLargestCell_m = 100000;
 // Units    positions in TTs, as records have them.
 class PositionGrid {
  public:
-  // `cell_m`: kSmallestCell_m to kLargestCell_m.
+  // `cell_m`: kSmallestCellMetres to kLargestCellMetres.
   explicit PositionGrid(unsigned int cell_m);
 
   // The middle of the cell in which a known position lies. Of that middle it is itself.
@@ -28,7 +28,7 @@ class PositionGrid {
   // So many ticks lie between two positions that are told, or a multiple of it: what a car takes
   // for a cell at 36 km/h. When a border was crossed is known no better. Even, so that no
   // multiple is one of the numbers that stand for no tick.
-  std::uint32_t TellsEvery_ticks() const;
+  std::uint32_t TellsEveryTicks() const;
 
  private:
   std::int64_t ColumnsOf(std::int64_t row) const;

@@ -60,9 +60,9 @@ std::optional<std::string> CompletedLabel(std::string_view text) {
 
 std::string RedactedLabel(const Redaction& redaction) {
   std::string text = fmt::format("{}{}", kRedactedLabel, redaction.Text());
-  if (redaction.Cell_m() > 0)
+  if (redaction.CellMetres() > 0)
     text += fmt::format("; positions are the middles of cells, told every {} ticks at most",
-                        PositionGrid(redaction.Cell_m()).TellsEvery_ticks());
+                        PositionGrid(redaction.CellMetres()).TellsEveryTicks());
   return text;
 }
 
@@ -95,7 +95,7 @@ class Redactor final : public records::Sink {
  public:
   Redactor(const Redaction& redaction, const std::function<void(std::string_view)>& write)
       : redaction_(redaction), write_(write) {
-    if (redaction.Cell_m() > 0) grid_.emplace(redaction.Cell_m());
+    if (redaction.CellMetres() > 0) grid_.emplace(redaction.CellMetres());
   }
 
   RedactionFacts Run(records::Source& source, const std::function<void()>& step) {
@@ -237,7 +237,7 @@ void Redactor::TakePosition(const Record& record) {
   } else if (waiting_) {
     waiting_->middle = middle;
   } else {
-    const std::uint32_t every = grid_->TellsEvery_ticks();
+    const std::uint32_t every = grid_->TellsEveryTicks();
     waiting_ = Waiting{middle, tick_ + (every - tick_ % every) % every};
   }
 }

@@ -29,8 +29,8 @@ std::optional<unsigned int> MetresOf(std::string_view text) {
   const std::string_view unit = text.substr(digits);
   if (unit != "m" && unit != "km") return std::nullopt;
   const unsigned int factor = unit == "km" ? kMetresPerKilometre : 1;
-  const auto number = ParseNumber(text.substr(0, digits), kLargestCell_m / factor);
-  if (!number || *number * factor < kSmallestCell_m) return std::nullopt;
+  const auto number = ParseNumber(text.substr(0, digits), kLargestCellMetres / factor);
+  if (!number || *number * factor < kSmallestCellMetres) return std::nullopt;
   return *number * factor;
 }
 
@@ -99,7 +99,7 @@ bool Redaction::Take(std::string_view name, std::optional<std::string_view> valu
   if (metres) cell_m_ = *metres;
   if (!metres && row->id == Sensitivity::kGps)
     error = fmt::format("gps={}: no grid; whole numbers of m or km from {} to {}, as in gps=1km",
-                        *value, CellText(kSmallestCell_m), CellText(kLargestCell_m));
+                        *value, CellText(kSmallestCellMetres), CellText(kLargestCellMetres));
   else if (!metres)
     error = fmt::format("{}={}: {}", name, *value,
                         row->id == Sensitivity::kText ? "text, or text=keep"

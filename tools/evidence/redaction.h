@@ -27,7 +27,7 @@ class Redaction {
   // Of a record of the kind nothing goes but its text, such as the name of a device.
   bool TakesOnlyTextOf(const records::KindRow& kind) const;
   // Of the cells to whose middles positions are moved; 0: none are written, or all stay.
-  unsigned int Cell_m() const { return cell_m_; }
+  unsigned int CellMetres() const { return cell_m_; }
 
   // "identity,gps=1km,text": the same for every list that means the same.
   std::string Text() const;
