@@ -291,13 +291,21 @@ std::string FlatFileHead() {
   return {reinterpret_cast<const char*>(bytes.data()), size};
 }
 
+// A file that no end of the program leaves behind: what is in it may not be for everybody.
+bool OpenWithoutName(OutputFile& file) {
+  if (!file.Open()) return false;
+  if (FileOps::Current().Unlink(file.TemporaryPath().c_str()) == 0) return true;
+  Say(fmt::format("{}: {}", file.TemporaryPath(), TextOfErrno()));
+  return false;
+}
+
 // What a unit would write at the start. It is not told of the start's own events, which are
 // copied behind it. Nothing counts as recorded of what a unit writes without a full state to
 // begin with; and where it can read nothing at all, it writes none.
 std::optional<UnitExtract> UnitsState(const ExtractOptions& options, const std::string& base,
                                       const TickRange& range) {
   OutputFile unit(options.out, true);
-  if (!unit.Open()) return std::nullopt;
+  if (!OpenWithoutName(unit)) return std::nullopt;
   const unsigned int before = range.first - (range.first > 0 ? 1 : 0);
   const QuietLog quiet;  // nobody has asked for this file
   ExtractionReport report;
@@ -359,13 +367,10 @@ int RedactInto(int fd, int whole, const ExtractOptions& options, ExtractionFacts
   return kExitSuccess;
 }
 
-// What is not redacted yet has no name on disk that anything could leave behind.
 int CutAndRedact(int fd, const OpenedRecording& recording, const ExtractOptions& options,
                  ExtractionFacts& facts) {
   OutputFile whole(options.out, true);
-  if (!whole.Open()) return kExitFailure;
-  if (FileOps::Current().Unlink(whole.TemporaryPath().c_str()) != 0)
-    return Fail(fmt::format("{}: {}", whole.TemporaryPath(), TextOfErrno()));
+  if (!OpenWithoutName(whole)) return kExitFailure;
   const int cut = CutInto(whole.Descriptor(), recording, options, facts);
   return cut == kExitSuccess ? RedactInto(fd, whole.Descriptor(), options, facts) : cut;
 }
