@@ -1,10 +1,15 @@
 // What `vmr extract --redact` writes, searched for what was taken out.
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <sstream>
 
 #include "tests/tools/ring_images.h"
 #include "tests/tools/unpacked_page.h"
 #include "tools/common/sha256.h"
+#include "tools/evidence/position_grid.h"
 
 namespace vmr::test {
 namespace {
@@ -125,6 +130,15 @@ TEST_F(RedactedExtract, HoldsNoPositionInAnyWriting) {
   EXPECT_EQ(ListedPositions().size(), 1U) << "one cell of 100 km";
 }
 
+// Degrees, minutes and whole seconds, as the listing has them.
+std::string ListedAxis(std::int32_t tts) {
+  const std::int32_t all = std::abs(tts);
+  char text[32];
+  std::snprintf(text, sizeof text, "%02d:%02d.%02d", all / 600000, all / 10000 % 60,
+                all % 10000 * 60 / 10000);
+  return text;
+}
+
 // As the library reads it, which every unit does.
 TEST_F(RedactedExtract, OnAGridIsReadByUnitsAsWholePositionsAlone) {
   MakeRing(8, Drive);
@@ -133,6 +147,28 @@ TEST_F(RedactedExtract, OnAGridIsReadByUnitsAsWholePositionsAlone) {
   const std::vector<std::string> positions = ListedPositions();
   EXPECT_GE(positions.size(), 3U);
   EXPECT_THAT(positions, Each(AllOf(HasSubstr("Tag=GpsAbs"), HasSubstr("Quad=2-SE"))));
+  std::istringstream lines(Run({"export", "cut", "--kind", "position"}).out);
+  std::vector<std::string> middles;
+  for (std::string line; std::getline(lines, line);) {
+    const auto tts = [&line](const char* axis) {
+      return static_cast<std::int32_t>(
+          std::lround(std::stod(line.substr(line.find(axis) + std::strlen(axis))) * 600000));
+    };
+    const records::Position at{tts("\"latitude\":"), tts("\"longitude\":"),
+                               records::PositionQuality::kKnown};
+    const records::Position middle = tool::PositionGrid(1000).MiddleOf(at);
+    EXPECT_EQ(middle.latitude_tts, at.latitude_tts);
+    EXPECT_EQ(middle.longitude_tts, at.longitude_tts);
+    middles.push_back(ListedAxis(at.latitude_tts) + " " + ListedAxis(at.longitude_tts));
+  }
+  std::vector<std::string> listed;
+  for (const std::string& item : positions) {
+    // Behind the hemisphere's byte.
+    const std::size_t lat = item.find("Lat=") + 5, lon = item.find("Lon=") + 5;
+    listed.push_back(item.substr(lat, item.find(',', lat) - lat) + " " +
+                     item.substr(lon, item.find(']', lon) - lon));
+  }
+  EXPECT_EQ(listed, middles);
   EXPECT_THAT(cut.out,
               HasSubstr("positions told: " + std::to_string(positions.size()) + "\nsha256:"));
   EXPECT_EQ(Run({"check", "cut"}).exit_code, 0);
