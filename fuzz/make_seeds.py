@@ -158,6 +158,28 @@ def parts(packets, lost=()):
     return data
 
 
+def log(text):
+    return bytes([0x20, len(text)]) + text.encode()
+
+
+def write_redacted(corpus, drive, near_dump, late):
+    """Flags and classes as fuzz_redact.cc has them: everything, places on a grid, names."""
+    repair, clusters, keep_texts, grid, small = 1, 2, 4, 8, 16
+    everything, gps, identity = 0x7FE, 1 << 2, 1 << 1
+    whole = b"\x91\x02\x29\x27\x96\0\x5d\x1d\xa6\x25"
+    state = log("Range 1 to 900") + log("State completed by vmr: 1 kept") + whole
+    extract = struct.pack("<BIB", 0x80, 1, len(state)) + state + b"\0" + b"".join(late[:12])
+    gap = b"\x82\0\xff" + late[12]
+    for name, flags, classes, data in (
+            ("all", repair, everything, b"".join(near_dump)),
+            ("grid", repair | grid, gps, extract),
+            ("small-grid", repair | grid | small, gps | identity, extract + gap),
+            ("texts", repair | keep_texts, identity, extract),
+            ("damaged", grid, gps, extract[:-3] + b"\xee" + b"".join(late[12:])),
+            ("lost", repair | clusters | grid, gps | identity, parts(late, lost=(2,)))):
+        write(corpus, "redact", f"{drive}-{name}", struct.pack("<BH", flags, classes) + data)
+
+
 def write_decoded(corpus, drive, packets):
     dump = max(range(len(packets)), key=lambda i: len(packets[i]))
     near_dump = packets[max(0, dump - 1):dump + 3]
@@ -168,6 +190,7 @@ def write_decoded(corpus, drive, packets):
     write(corpus, "decoder", f"{drive}-mark", b"\0" + late[0] + b"\x82\0\xff" + b"".join(late[1:5]))
     write(corpus, "decoder", f"{drive}-clusters", b"\3" + parts(late))
     write(corpus, "decoder", f"{drive}-lost", b"\3" + parts(late, lost=(1, 2)))
+    write_redacted(corpus, drive, near_dump, late)
     first = tick_of(late[0], 0) & ~0xFF
     for name, lost in (("whole", ()), ("lost", (2,)), ("begins-lost", (0, 1))):
         write(corpus, "range_cut", f"{drive}-{name}", struct.pack("<IH", first, 300) + parts(late, lost))

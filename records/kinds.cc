@@ -105,16 +105,37 @@ const char* MicWord(std::int64_t what) {
   return Nth(kWords, what);
 }
 
+// ---- What is given away ----------------------------------------------------------
+
+constexpr SensitivityRow kSensitivities[] = {
+    {Sensitivity::kIdentity, "identity", "who it was, and in which vehicle with which unit"},
+    {Sensitivity::kGps, "gps", "where the vehicle was, and what its way can be reckoned from"},
+    {Sensitivity::kText, "text", "free texts"},
+    {Sensitivity::kRadar, "radar", "what radars showed"},
+    {Sensitivity::kSpeed, "speed", "how fast the vehicle was"},
+    {Sensitivity::kAudio, "audio", "which microphones were on"},
+    {Sensitivity::kCameras, "cameras", "which cameras were on, and where they looked"},
+    {Sensitivity::kStreams, "streams", "which video was recorded or sent"},
+    {Sensitivity::kInputs, "inputs", "what was switched, pressed or marked, and the supply"},
+    {Sensitivity::kTemperature, "temperature", "temperatures in the unit"},
+};
+static_assert(std::size(kSensitivities) == kSensitivityCount - 1);
+
 // ---- Kinds -----------------------------------------------------------------------
 
 using F = FieldType;
 using U = KindUse;
 using K = KindId;
+using S = Sensitivity;
 
 constexpr FieldRow kTextField{"text", F::kText, "", "the text as recorded"};
 
-constexpr KindRow Text(KindId id, const char* name, const char* what, KindUse use = U::kState) {
-  return {id, name, what, use, 0, 1, {kTextField}};
+// A device's: people give such names.
+constexpr FieldRow kNameField{"text", F::kText, "", "the text as recorded", nullptr, S::kIdentity};
+
+constexpr KindRow Text(KindId id, Sensitivity sensitivity, const char* name, const char* what,
+                       KindUse use = U::kState) {
+  return {id, name, what, use, sensitivity, 0, 1, {kTextField}};
 }
 
 // In the order of KindId.
@@ -123,27 +144,30 @@ constexpr KindRow kKinds[] = {
      "time",
      "what the unit's clock showed",
      U::kFraming,
+     S::kNone,
      0,
      1,
      {{"clock", F::kTime, "", "the unit's clock, UTC"}}},
-    Text(K::kTimeZone, "time_zone", "time zone, a name such as America/Chicago"),
-    Text(K::kTimeZoneName, "time_zone_name", "time zone as the unit shows it"),
+    Text(K::kTimeZone, S::kGps, "time_zone", "time zone, a name such as America/Chicago"),
+    Text(K::kTimeZoneName, S::kGps, "time_zone_name", "time zone as the unit shows it"),
     {K::kMac,
      "mac",
      "the unit's network address",
      U::kState,
+     S::kIdentity,
      0,
      1,
      {{"mac", F::kMac, "", "MAC address"}}},
-    Text(K::kOfficer, "officer", "officer's name"),
-    Text(K::kBadge, "badge", "officer's badge"),
-    Text(K::kDepartment, "department", "department"),
-    Text(K::kVehicle, "vehicle", "vehicle"),
-    Text(K::kSerialNumber, "serial_number", "the unit's serial number"),
+    Text(K::kOfficer, S::kIdentity, "officer", "officer's name"),
+    Text(K::kBadge, S::kIdentity, "badge", "officer's badge"),
+    Text(K::kDepartment, S::kIdentity, "department", "department"),
+    Text(K::kVehicle, S::kIdentity, "vehicle", "vehicle"),
+    Text(K::kSerialNumber, S::kIdentity, "serial_number", "the unit's serial number"),
     {K::kVersion,
      "version",
      "version of a component of the unit",
      U::kState,
+     S::kIdentity,
      1,
      2,
      {{"component", F::kWord, "", "which component", ComponentWord}, kTextField}},
@@ -151,6 +175,7 @@ constexpr KindRow kKinds[] = {
      "policy",
      "a setting of the unit",
      U::kState,
+     S::kNone,
      1,
      2,
      {{"policy", F::kWord, "", "which setting", PolicyWord},
@@ -159,6 +184,7 @@ constexpr KindRow kKinds[] = {
      "configuration_end",
      "end of the unit's settings",
      U::kFraming,
+     S::kNone,
      0,
      0,
      {}},
@@ -166,6 +192,7 @@ constexpr KindRow kKinds[] = {
      "input",
      "an input went on or off",
      U::kState,
+     S::kInputs,
      1,
      2,
      {{"input", F::kWord, "", "which input", InputWord}, {"on", F::kFlag, "", "it is on"}}},
@@ -173,25 +200,35 @@ constexpr KindRow kKinds[] = {
      "button",
      "a button was used",
      U::kEvent,
+     S::kInputs,
      0,
      2,
      {{"button", F::kWord, "", "which button", ButtonWord},
       {"action", F::kWord, "", "what was done", ActionWord}}},
-    {K::kBookmark, "bookmark", "a moment was marked", U::kEvent, 0, 0, {}},
+    {K::kBookmark, "bookmark", "a moment was marked", U::kEvent, S::kInputs, 0, 0, {}},
     {K::kPosition,
      "position",
      "where the vehicle is",
      U::kState,
+     S::kGps,
      0,
      3,
      {{"latitude", F::kLatitude, "degrees", "north positive"},
       {"longitude", F::kLongitude, "degrees", "east positive"},
       {"absolute", F::kFlag, "", "recorded whole, not as a way from the last position"}}},
-    Text(K::kGpsReceiver, "gps_receiver", "the receiver's name"),
+    {K::kGpsReceiver,
+     "gps_receiver",
+     "the receiver's name",
+     U::kState,
+     S::kGps,
+     0,
+     1,
+     {kNameField}},
     {K::kGpsState,
      "gps_state",
      "whether the receiver delivers positions",
      U::kState,
+     S::kGps,
      0,
      1,
      {{"available", F::kFlag, "", "it does"}}},
@@ -199,24 +236,27 @@ constexpr KindRow kKinds[] = {
      "speed",
      "a speed",
      U::kState,
+     S::kSpeed,
      1,
      2,
      {{"device", F::kNumber, "", "1 GPS, 2 radar; see speed_device"},
-      {"speed", F::kReading, "", "in the device's units", StatusWord}}},
+      {"speed", F::kReading, "", "in the device's units", StatusWord, S::kGps}}},
     {K::kSpeedDevice,
      "speed_device",
      "what a device for speeds is",
      U::kState,
+     S::kSpeed,
      1,
      4,
      {{"device", F::kNumber, "", "its number"},
       {"units", F::kWord, "", "units of its speeds", UnitsWord},
       {"type", F::kWord, "", "what it is", SpeedTypeWord},
-      kTextField}},
+      kNameField}},
     {K::kRadar,
      "radar",
      "a radar's reading",
      U::kState,
+     S::kRadar,
      1,
      5,
      {{"radar", F::kNumber, "", "its number"},
@@ -228,16 +268,18 @@ constexpr KindRow kKinds[] = {
      "radar_device",
      "what a radar is",
      U::kState,
+     S::kRadar,
      1,
      4,
      {{"radar", F::kNumber, "", "its number"},
       {"units", F::kWord, "", "units of its speeds", UnitsWord},
       {"type", F::kWord, "", "what it is", RadarTypeWord},
-      kTextField}},
+      kNameField}},
     {K::kRadarState,
      "radar_state",
      "whether a radar is connected",
      U::kState,
+     S::kRadar,
      1,
      2,
      {{"radar", F::kNumber, "", "its number"}, {"connected", F::kFlag, "", "it is connected"}}},
@@ -245,6 +287,7 @@ constexpr KindRow kKinds[] = {
      "microphone",
      "a microphone came, went, or was switched",
      U::kState,
+     S::kAudio,
      3,
      4,
      {{"stream_number", F::kNumber, "", "the microphone as recordings number it"},
@@ -255,15 +298,17 @@ constexpr KindRow kKinds[] = {
      "microphone_name",
      "a microphone's name",
      U::kState,
+     S::kAudio,
      2,
      3,
      {{"stream_number", F::kNumber, "", "the microphone as recordings number it"},
       {"position", F::kNumber, "", "the microphone as units number it"},
-      kTextField}},
+      kNameField}},
     {K::kCamera,
      "camera",
      "a camera was switched",
      U::kState,
+     S::kCameras,
      1,
      2,
      {{"port", F::kNumber, "", "camera port, from 0"}, {"state", F::kWord, "", "", StateWord}}},
@@ -271,13 +316,15 @@ constexpr KindRow kKinds[] = {
      "camera_name",
      "where a camera looks",
      U::kState,
+     S::kCameras,
      1,
      2,
-     {{"port", F::kNumber, "", "camera port, from 0"}, kTextField}},
+     {{"port", F::kNumber, "", "camera port, from 0"}, kNameField}},
     {K::kStream,
      "stream",
      "recording of a video stream was switched",
      U::kState,
+     S::kStreams,
      1,
      2,
      {{"stream", F::kNumber, "", "from 0"}, {"state", F::kWord, "", "", StateWord}}},
@@ -285,27 +332,30 @@ constexpr KindRow kKinds[] = {
      "stream_format",
      "format of a video stream",
      U::kState,
+     S::kStreams,
      1,
      3,
      {{"stream", F::kNumber, "", "from 0"},
       {"format", F::kWord, "", "", FormatWord},
-      {"camera", F::kWord, "", "what it shows", SplitWord}}},
+      {"camera", F::kWord, "", "what it shows", SplitWord, S::kCameras}}},
     {K::kLiveStream,
      "live_stream",
      "a stream over the network was switched",
      U::kState,
+     S::kStreams,
      1,
      6,
      {{"stream", F::kNumber, "", "from 0"},
-      {"camera", F::kNumber, "", "camera port"},
+      {"camera", F::kNumber, "", "camera port", nullptr, S::kCameras},
       {"enabled", F::kFlag, "", "it runs"},
       {"quality", F::kWord, "", "", QualityWord},
-      {"address", F::kAddress, "", "where it goes, IPv4"},
-      {"port", F::kNumber, "", "where it goes"}}},
+      {"address", F::kAddress, "", "where it goes, IPv4", nullptr, S::kIdentity},
+      {"port", F::kNumber, "", "where it goes", nullptr, S::kIdentity}}},
     {K::kTemperature,
      "temperature",
      "a temperature in the unit",
      U::kState,
+     S::kTemperature,
      1,
      2,
      {{"sensor", F::kWord, "", "where", SensorWord},
@@ -314,26 +364,29 @@ constexpr KindRow kKinds[] = {
      "temperature_sensor",
      "name of a sensor",
      U::kState,
+     S::kTemperature,
      1,
      2,
-     {{"sensor", F::kWord, "", "where", SensorWord}, kTextField}},
+     {{"sensor", F::kWord, "", "where", SensorWord}, kNameField}},
     {K::kVoltage,
      "voltage",
      "the supply's voltage",
      U::kState,
+     S::kInputs,
      0,
      1,
      {{"percent", F::kNumber, "%", "of what it should be"}}},
-    Text(K::kLog, "log", "a free text", U::kEvent),
-    Text(K::kTest, "test", "a free text, of a test", U::kEvent),
+    Text(K::kLog, S::kText, "log", "a free text", U::kEvent),
+    Text(K::kTest, S::kText, "test", "a free text, of a test", U::kEvent),
     {K::kTickAdjust,
      "tick_adjust",
      "the next record is of an earlier tick",
      U::kFraming,
+     S::kNone,
      0,
      1,
      {{"ticks", F::kNumber, "ticks", "so much earlier, modulo 256"}}},
-    {K::kEndOfStream, "end_of_stream", "the recording ends here", U::kFraming, 0, 0, {}},
+    {K::kEndOfStream, "end_of_stream", "the recording ends here", U::kFraming, S::kNone, 0, 0, {}},
 };
 static_assert(std::size(kKinds) == kKindCount);
 
@@ -454,6 +507,24 @@ const Shape* const* const kShapeOfTag = kShapesByTag.data();
 const KindTable& Kinds() {
   static constexpr KindTable kTable{kKinds, std::size(kKinds)};
   return kTable;
+}
+
+const SensitivityTable& Sensitivities() {
+  static constexpr SensitivityTable kTable{kSensitivities, std::size(kSensitivities)};
+  return kTable;
+}
+
+const char* NameOf(Sensitivity sensitivity) {
+  for (const SensitivityRow& row : kSensitivities)
+    if (row.id == sensitivity) return row.name;
+  return "";
+}
+
+bool GivesAway(const KindRow& kind, Sensitivity sensitivity) {
+  if (kind.sensitivity == sensitivity) return true;
+  for (std::size_t i = 0; i < kind.field_count; ++i)
+    if (kind.fields[i].sensitivity == sensitivity) return true;
+  return false;
 }
 
 const KindRow* FindKind(const char* name) {

@@ -63,6 +63,41 @@ enum class FieldType : unsigned char {
   kLongitude,  // degrees, east positive
 };
 
+// What a record or a field gives away of people, places and work, so that it may have to be
+// taken out before a recording is handed on.
+enum class Sensitivity : unsigned char {
+  kNone,
+  kIdentity,
+  kGps,
+  kText,
+  kRadar,
+  kSpeed,
+  kAudio,
+  kCameras,
+  kStreams,
+  kInputs,
+  kTemperature,
+};
+inline constexpr std::size_t kSensitivityCount =
+    static_cast<std::size_t>(Sensitivity::kTemperature) + 1;
+
+struct SensitivityRow {
+  Sensitivity id;
+  const char* name;  // lower case, as on the command line and in schemas
+  const char* what;  // one line for people
+};
+
+struct SensitivityTable {
+  const SensitivityRow* rows;
+  std::size_t count;
+  const SensitivityRow* begin() const { return rows; }
+  const SensitivityRow* end() const { return rows + count; }
+};
+// All but kNone, in their order.
+const SensitivityTable& Sensitivities();
+// "" of kNone.
+const char* NameOf(Sensitivity sensitivity);
+
 // A field as it is called and measured wherever it is shown.
 struct FieldRow {
   const char* name;  // lower case, as in exports
@@ -71,6 +106,8 @@ struct FieldRow {
   const char* what;  // one line for people
   // The word for a number, null where there is none. Null: the field has no words.
   const char* (*word)(std::int64_t number) = nullptr;
+  // What it gives away beside what all of its record does.
+  Sensitivity sensitivity = Sensitivity::kNone;
 };
 
 // What a record of the kind does to what is known of the vehicle.
@@ -87,6 +124,7 @@ struct KindRow {
   const char* name;  // lower case, as in exports
   const char* what;  // one line for people
   KindUse use;
+  Sensitivity sensitivity;  // that there is a record at all gives this away
   // The first so many fields say what the record is of: two records with the same ones
   // are of the same microphone, input and so on.
   unsigned char key_fields;
@@ -103,6 +141,8 @@ struct KindTable {
 const KindTable& Kinds();
 extern const KindRow* const kKindRows;
 inline const KindRow& KindOf(KindId id) { return kKindRows[static_cast<std::size_t>(id)]; }
+// Its records do, or one of their fields.
+bool GivesAway(const KindRow& kind, Sensitivity sensitivity);
 // Null for a name that no kind has.
 const KindRow* FindKind(const char* name);
 

@@ -266,4 +266,5 @@ def main():
     print(f"{sure} sure positions in extracts")
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -35,6 +35,41 @@ TEST(Kinds, HaveNamesOfTheirOwn) {
   EXPECT_EQ(FindKind("no such kind"), nullptr);
 }
 
+TEST(Kinds, GiveAwayWhatTheirFieldsDo) {
+  EXPECT_TRUE(GivesAway(KindOf(KindId::kOfficer), Sensitivity::kIdentity));
+  EXPECT_FALSE(GivesAway(KindOf(KindId::kOfficer), Sensitivity::kGps));
+  // A way can be reckoned from speeds.
+  EXPECT_TRUE(GivesAway(KindOf(KindId::kSpeed), Sensitivity::kSpeed));
+  EXPECT_TRUE(GivesAway(KindOf(KindId::kSpeed), Sensitivity::kGps));
+  EXPECT_FALSE(GivesAway(KindOf(KindId::kSpeedDevice), Sensitivity::kGps));
+}
+
+// What people have written into a recording is never without a class.
+TEST(Kinds, OfTextsAllGiveSomethingAway) {
+  for (const KindRow& kind : Kinds()) {
+    for (std::size_t i = 0; i < kind.field_count; ++i) {
+      const FieldType type = kind.fields[i].type;
+      if (type != FieldType::kText && type != FieldType::kMac && type != FieldType::kAddress)
+        continue;
+      EXPECT_TRUE(kind.sensitivity != Sensitivity::kNone ||
+                  kind.fields[i].sensitivity != Sensitivity::kNone)
+          << kind.name;
+    }
+  }
+}
+
+TEST(Sensitivities, StandInTheirOrderAndHaveNamesOfTheirOwn) {
+  std::size_t n = 1;  // behind kNone
+  std::set<std::string> names;
+  for (const SensitivityRow& row : Sensitivities()) {
+    EXPECT_EQ(static_cast<std::size_t>(row.id), n++);
+    EXPECT_TRUE(names.insert(row.name).second) << row.name;
+    EXPECT_STREQ(NameOf(row.id), row.name);
+  }
+  EXPECT_EQ(n, kSensitivityCount);
+  EXPECT_STREQ(NameOf(Sensitivity::kNone), "");
+}
+
 TEST(Shapes, AreThereForEveryTagThatTheStoreKnows) {
   for (const TagRow& row : Tags()) EXPECT_NE(FindShape(row.tag), nullptr) << row.name;
 }

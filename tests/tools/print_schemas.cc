@@ -18,6 +18,9 @@ using namespace vmr::records;
 // Of docs/schema/README.md, which says what each version brought.
 constexpr int kVersion = 2;
 
+// Of a schema all of whose lines give something away, and of a property that does so beside.
+constexpr const char* kSensitive = "x-sensitivity";
+
 constexpr const char* kTimePattern =
     "^-?[0-9]{4,}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z$";
 constexpr const char* kBytesPattern = "^([0-9a-f]{2})+$";
@@ -112,7 +115,9 @@ void AddField(const KindRow& kind, std::size_t index, Object& object) {
   const bool is_reading = field.type == FieldType::kReading;
   Json schema = ValueSchema(field);
   if (is_reading || MayBeAbsent(kind, index)) schema = OrNull(std::move(schema));
-  object.Add(name, std::move(schema), what);
+  if (!what.empty()) schema["description"] = what;
+  if (field.sensitivity != Sensitivity::kNone) schema[kSensitive] = NameOf(field.sensitivity);
+  object.Add(name, std::move(schema));
   if (is_reading)
     object.AddOptional(name + "_status", {{"enum", WordsOf(field)}},
                        "what the radar showed instead of a speed");
@@ -182,8 +187,8 @@ Object SchemaOfClockStep() {
 }
 
 bool Write(const std::filesystem::path& folder, const std::string& kind, const std::string& what,
-           const Object& object) {
-  const Json schema = {
+           const Object& object, Sensitivity sensitivity = Sensitivity::kNone) {
+  Json schema = {
       {"$schema", "https://json-schema.org/draft/2020-12/schema"},
       {"$id", "urn:vmr:export:" + std::to_string(kVersion) + ":" + kind},
       {"title", kind},
@@ -194,6 +199,7 @@ bool Write(const std::filesystem::path& folder, const std::string& kind, const s
       {"dependentRequired", {{"file", {"cluster"}}, {"cluster", {"file"}}}},
       {"x-csv-columns", vmr::tool::CsvColumns(kind)},
   };
+  if (sensitivity != Sensitivity::kNone) schema[kSensitive] = NameOf(sensitivity);
   std::ofstream file(folder / (kind + ".schema.json"));
   file << schema.dump(2) << '\n';
   file.flush();
@@ -210,7 +216,7 @@ int main(int argc, char** argv) {
   const std::filesystem::path folder = argv[1];
   bool written = true;
   for (const KindRow& kind : Kinds())
-    written = Write(folder, kind.name, kind.what, SchemaOf(kind)) && written;
+    written = Write(folder, kind.name, kind.what, SchemaOf(kind), kind.sensitivity) && written;
   written = Write(folder, vmr::tool::kGapKind, "a part that is lost or damaged", SchemaOfGap()) &&
             written;
   written =

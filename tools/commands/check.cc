@@ -13,6 +13,7 @@
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
+#include "tools/common/file_digest.h"
 #include "tools/common/flat_file.h"
 #include "tools/common/folder.h"
 #include "tools/common/store_path.h"
@@ -43,6 +44,10 @@ Examples:
   vmr check evidence.mtd trips/*.mtd    an extract, and several stores
   vmr check trips                       all that is in the folder
 
+--digest adds the SHA-256 digests of the files that were looked at, so that all
+that is printed can be given to `sha256sum -c`; the rest stands behind #. Of files
+that are recorded into it is said that their digests are those of a moment.
+
 Nothing is changed, and stores may be recorded into meanwhile. `vmr scrub` mends
 what has a good copy, `vmr recover` saves what is left of the rest. Of several
 paths one that cannot be checked does not keep the others from being checked.
@@ -69,6 +74,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
           "text (the default) or json")
       ->type_name("FORMAT");
   AddTimeZone(parser, options->time_zone);
+  parser.add_flag("--digest", options->digest, "Print digests that sha256sum -c reads");
   parser.final_callback([options] {
     CheckTimeZone(options->time_zone);
     for (const std::string& path : options->paths)
@@ -81,7 +87,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
 class Checks {
  public:
   explicit Checks(const CheckOptions& options)
-      : time_zone_(options.time_zone), as_json_(options.json) {}
+      : time_zone_(options.time_zone), as_json_(options.json), digests_(options.digest) {}
 
   void Add(const std::string& path) {
     std::error_code error;
@@ -136,7 +142,7 @@ class Checks {
   void CheckFlat(const std::string& path) {
     FlatCheck check(path);
     if (!check.Read()) return Fail(fmt::format("{}: {}", path, TextOfErrno()));
-    Tell(check.ExitCode(), check);
+    Tell(check.ExitCode(), check, {path});
   }
 
   void CheckStore(const std::string& path) {
@@ -148,16 +154,38 @@ class Checks {
     if (files->in_use) SayWhatWasSetAside(files->name, {}, "vmr recover with ");
     const std::vector<Finding> findings = FindAll(survey);
     const RingReport report(files->name, survey, findings);
-    Tell(report.ExitCode(), report);
+    std::vector<std::string> paths = {files->path1};
+    if (!files->path2.empty()) paths.push_back(files->path2);
+    Tell(report.ExitCode(), report, paths);
   }
 
   template <typename Report>
-  void Tell(int exit_code, const Report& report) {
+  void Tell(int exit_code, const Report& report, const std::vector<std::string>& paths) {
     Worsen(exit_code);
+    std::vector<FileDigest> digests;
+    if (digests_) digests = DigestsOf(paths);
     if (as_json_)
-      all_.push_back(report.Json());
+      all_.push_back(WithDigests(report.Json(), digests));
     else
-      fmt::print("{}{}", std::exchange(has_told_, true) ? "\n" : "", report.Text());
+      fmt::print("{}{}", std::exchange(has_told_, true) ? (digests_ ? "#\n" : "\n") : "",
+                 digests_ ? WithDigests(report.Text(), digests) : report.Text());
+  }
+
+  static std::string WithDigests(const std::string& report,
+                                 const std::vector<FileDigest>& digests) {
+    std::string text = AsRemarks(report);
+    for (const FileDigest& digest : digests) text += DigestText(digest);
+    return text;
+  }
+  ordered_json WithDigests(ordered_json report, const std::vector<FileDigest>& digests) const {
+    for (const FileDigest& digest : digests) {
+      ordered_json told = {{"file", digest.path}};
+      if (!digest.sha256.empty()) told["sha256"] = digest.sha256;
+      if (!digest.error.empty()) told["error"] = digest.error;
+      if (digest.is_moving) told["moving"] = true;
+      report["digests"].push_back(told);
+    }
+    return report;
   }
 
   void Fail(const std::string& why) {
@@ -175,6 +203,7 @@ class Checks {
 
   std::string time_zone_;
   bool as_json_;
+  bool digests_;
   bool is_one_ = true;
   bool has_told_ = false;
   std::set<std::string> names_;

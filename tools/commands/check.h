@@ -12,6 +12,7 @@ namespace vmr::tool {
 struct CheckOptions {
   std::vector<std::string> paths;  // stores, files, folders of them
   bool json = false;
+  bool digest = false;  // of the files, as lines that sha256sum -c reads
   std::string time_zone = kRecordedZone;
 };
 

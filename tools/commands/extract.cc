@@ -8,7 +8,9 @@
 
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
+#include "tools/commands/redact_option.h"
 #include "tools/common/console.h"
+#include "tools/common/file_digest.h"
 #include "tools/common/numbers.h"
 #include "tools/common/output_file.h"
 #include "tools/common/sha256.h"
@@ -45,9 +47,20 @@ Examples:
   vmr extract trips/car7 stop.vmd --from 2019-06-19T21:51:20Z --to 2019-06-19T21:52:45Z
   vmr extract trips/car7 stop.vmd --time-zone America/Chicago \
       --from 2019-06-19T16:51 --to 2019-06-19T16:53 --margin 30
+  vmr extract trips/car7 public.vmd --from 2082 --to 2250 --redact identity,gps=1km
 
-The last line printed is the SHA-256 digest of OUT, as sha256sum prints it. The
-store is not changed, and may be recorded into meanwhile.
+--redact takes out of OUT what the classes of LIST name, as if it had never been
+recorded, and free texts with it, which may repeat anything (text=keep: they stay):
+identity (officer, vehicle, department, numbers, addresses, names of devices),
+gps (positions, speeds, receiver, time zone; gps=1km and gps=100m: positions are
+moved to the middles of such cells), text, radar, speed, audio (microphones),
+cameras, streams, inputs (lights, siren, buttons, bookmarks, the supply),
+temperature. docs/redaction.md says what that does not protect.
+
+The last line printed is the SHA-256 digest of OUT. With --digest all that is
+printed can be given to `sha256sum -c`: the digests of OUT and of the store's two
+files, the rest behind #. The store is not changed, and may be recorded into
+meanwhile; of its files' digests that is said then.
 
 Exit codes: 0 the packets of the range were copied, 1 failure, OUT is as it was,
 2 wrong usage, 3 OUT was written but not all of the range is in it: the recording
@@ -58,12 +71,27 @@ struct ExtractOptions {
   AskedExtract asked;
   std::string out;
   bool as_unit = false;
+  std::optional<Redaction> redaction;
+  bool digest = false;
   bool force = false;  // replace `out`
 };
 
+// All on standard output is for `sha256sum -c`.
+std::string WithDigests(const std::string& summary, const std::string& sha256,
+                        const OpenedRecording& recording, const ExtractOptions& options) {
+  FileDigest of_out;
+  of_out.path = options.out;
+  of_out.sha256 = sha256;
+  std::string text = AsRemarks(summary) + DigestText(of_out);
+  for (const FileDigest& digest : DigestsOf(recording.files)) text += DigestText(digest);
+  return text;
+}
+
 // The end of a successful extraction: the file gets its name, and it is said what
 // is in it.
-int Conclude(const std::string& base, OutputFile& out, const ExtractionFacts& facts) {
+int Conclude(const StoreRange& range, const ExtractOptions& options, OutputFile& out) {
+  const std::string& base = range.Recording().name;
+  const ExtractionFacts& facts = range.Facts();
   const std::optional<std::string> digest = Sha256OfFile(out.Descriptor());
   if (!digest) {
     Say(fmt::format("{}: its digest cannot be reckoned", base));
@@ -74,8 +102,18 @@ int Conclude(const std::string& base, OutputFile& out, const ExtractionFacts& fa
     if (const auto folded = FoldedStart(facts)) Say(fmt::format("{}: {}", base, *folded));
   const std::vector<std::string> missing = WhatIsMissing(facts);
   for (const std::string& reason : missing) Say(fmt::format("{}: {}", base, reason));
-  fmt::print("{}sha256:  {}\n", DescribeExtraction(facts), *digest);
+  const std::string summary = DescribeExtraction(facts);
+  if (options.digest)
+    fmt::print("{}", WithDigests(summary, *digest, range.Recording(), options));
+  else
+    fmt::print("{}sha256:  {}\n", summary, *digest);
   return FinishOutput(missing.empty() ? kExitSuccess : kExitPartial);
+}
+
+bool ExtractInto(const ExtractFile& file, const ExtractOptions& options, StoreRange& range) {
+  if (options.as_unit) return range.ExtractAsUnitInto(file);
+  return options.redaction ? range.CutRedactedInto(file, options.out, *options.redaction)
+                           : range.CutInto(file, options.out);
 }
 
 // Writes `out` or leaves what was there. Says on standard output what it did.
@@ -87,9 +125,7 @@ int Extract(const ExtractOptions& options) {
   OutputFile out(options.out, options.force);
   if (!out.Open()) return kExitFailure;
   const ExtractFile file = {out.Descriptor(), out.TemporaryPath(), options.out};
-  const bool made =
-      options.as_unit ? range.ExtractAsUnitInto(file) : range.CutInto(file, options.out);
-  return made ? Conclude(range.Recording().name, out, range.Facts()) : kExitFailure;
+  return ExtractInto(file, options, range) ? Conclude(range, options, out) : kExitFailure;
 }
 
 // ---- The command line ---------------------------------------------------------------
@@ -116,8 +152,14 @@ std::function<int()> AddOptions(CLI::App& parser) {
       ->type_name("SECONDS");
   AddTimeZone(parser, options->asked.time_zone);
   parser.add_flag("--as-unit", options->as_unit, "Keep the state as a unit makes it");
+  AddRedact(parser, options->redaction, "Take out of OUT what LIST names");
+  parser.add_flag("--digest", options->digest, "Print digests that sha256sum -c reads");
   parser.add_flag("--force", options->force, "Replace OUT if it exists");
   parser.final_callback([options] {
+    if (options->as_unit && options->redaction)
+      RefuseUsage(
+          "--as-unit and --redact do not go together: what a unit says of its state is not "
+          "verified, so nobody can tell what would have to be taken out");
     if (options->asked.store.empty()) RefuseUsage("STORE is empty");
     if (options->out.empty()) RefuseUsage("OUT is empty");
     CheckTimeZone(options->asked.time_zone);

@@ -122,7 +122,9 @@ std::string DescribeExtraction(const ExtractionFacts& facts) {
   text += fmt::format("copied:  {} packets, {} bytes", report.packets, report.bytes);
   if (report.first_tick != kNoTick)
     text += ", " + RangeText(facts, {report.first_tick, report.last_tick});
-  return text + "\n";
+  text += "\n";
+  if (facts.redacted) text += fmt::format("without: {}\n", *facts.redacted);
+  return text;
 }
 
 std::vector<std::string> WhatIsMissing(const ExtractionFacts& facts) {

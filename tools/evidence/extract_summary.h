@@ -25,6 +25,7 @@ struct ExtractionFacts {
   // What the program's own decoder made of it; nothing: the file is as a unit makes it.
   std::optional<CutFacts> cut = std::nullopt;
   bool begins_at_first = false;  // the range was to begin where the recording does
+  std::optional<std::string> redacted = std::nullopt;  // what was to be taken out, and was
 };
 
 // Lines for standard output, each ended.

@@ -14,13 +14,15 @@
 #include "host/watchdog.h"
 #include "reader/metadata_reader.h"
 #include "records/decoder.h"
+#include "records/flat_source.h"
 #include "store/stream_format.h"
 #include "tools/common/console.h"
-#include "tools/common/output_file.h"
 #include "tools/common/progress.h"
 #include "tools/common/quiet_log.h"
 #include "tools/common/redirected_file.h"
+#include "tools/common/scratch_file.h"
 #include "tools/common/store_path.h"
+#include "tools/evidence/redact.h"
 #include "tools/read/range_cut.h"
 
 namespace vmr::tool {
@@ -183,18 +185,26 @@ std::string FlatFileHead() {
 // begin with; and where it can read nothing at all, it writes none.
 std::optional<UnitExtract> UnitsState(const std::string& out, const std::string& base,
                                       const TickRange& range) {
-  OutputFile unit(out, true);
-  if (!unit.Open()) return std::nullopt;
+  ScratchFile unit;
+  if (!unit.Open(out)) return std::nullopt;
   const unsigned int before = range.first - (range.first > 0 ? 1 : 0);
   const QuietLog quiet;  // nobody has asked for this file
   ExtractionReport report;
-  static_cast<void>(ExtractAsUnit(base, {before, before},
-                                  {unit.Descriptor(), unit.TemporaryPath(), out}, report));
+  static_cast<void>(
+      ExtractAsUnit(base, {before, before}, ScratchExtract(unit, out), report));
   if (auto state = ReadUnitExtract(unit.Descriptor())) return state;
   return UnitExtract{FlatFileHead(), {}};
 }
 
+bool CannotBeWritten(const std::string& out) {
+  return Fail(fmt::format("{}: cannot be written whole; is there room for it?", out));
+}
+
 }  // namespace
+
+ExtractFile ScratchExtract(const ScratchFile& file, const std::string& out) {
+  return {file.Descriptor(), out + ".extract", out};
+}
 
 bool StoreRange::ExtractAsUnitInto(const ExtractFile& file) {
   const QuietUnlessAsked quiet;
@@ -217,8 +227,7 @@ bool StoreRange::CutInto(const ExtractFile& file, const std::string& out) {
     });
     cut.Run(*recording_.source, [&progress] { progress.Step(); });
   }
-  if (!buffered.Flush())
-    return Fail(fmt::format("{}: cannot be written whole; is there room for it?", file.shown));
+  if (!buffered.Flush()) return CannotBeWritten(file.shown);
   if (cut.Facts().ticks_begin_anew)
     return Fail(
         fmt::format("{}: its ticks begin anew, so that a tick is no one place; --as-unit extracts "
@@ -226,6 +235,28 @@ bool StoreRange::CutInto(const ExtractFile& file, const std::string& out) {
                     base));
   facts_.report = ReportOf(cut.Facts(), end);
   facts_.cut = cut.Facts();
+  return true;
+}
+
+bool StoreRange::CutRedactedInto(const ExtractFile& file, const std::string& out,
+                                 const Redaction& redaction) {
+  ScratchFile whole;
+  if (!whole.Open(out) || !CutInto(ScratchExtract(whole, out), out)) return false;
+  records::FlatProblem problem{};
+  const auto source =
+      records::FlatSource::Open(fmt::format("/proc/self/fd/{}", whole.Descriptor()), problem);
+  if (source == nullptr) return Fail(fmt::format("{}: {}", file.shown, TextOfErrno()));
+  BufferedFile buffered(file.fd);
+  ProgressLine progress([&source](unsigned long) {
+    return fmt::format("redacting: {:.0f} %", source->Progress() * 100);
+  });
+  const RedactionFacts redacted = Redact(
+      *source, redaction, [&buffered](std::string_view bytes) { buffered.Add(bytes); },
+      [&progress] { progress.Step(); });
+  if (!buffered.Flush()) return CannotBeWritten(file.shown);
+  facts_.redacted = fmt::format("{}; items taken out: {}", redaction.Text(), TakenOutText(redacted));
+  if (redaction.CellMetres() > 0)
+    *facts_.redacted += fmt::format("; positions told: {}", redacted.positions);
   return true;
 }
 

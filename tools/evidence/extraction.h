@@ -6,7 +6,9 @@
 #include <string>
 
 #include "tools/common/time_point.h"
+#include "tools/common/scratch_file.h"
 #include "tools/evidence/extract_summary.h"
+#include "tools/evidence/redaction.h"
 #include "tools/read/opened_recording.h"
 #include "tools/read/reading.h"
 
@@ -27,6 +29,9 @@ struct ExtractFile {
   std::string path;   // a name that no other file has: the library is told it
   std::string shown;  // what messages call it
 };
+// One without a name, beside `out`, the file that it is for. The library makes its file anew by a
+// name, which no file has.
+ExtractFile ScratchExtract(const ScratchFile& file, const std::string& out);
 
 // A store, and what of it is asked for. To be opened anew for each extraction.
 //
@@ -43,6 +48,9 @@ class StoreRange {
 
   // As the recording tells it, its state completed. A file to work in is made beside `out`.
   bool CutInto(const ExtractFile& file, const std::string& out);
+  // The same without what `redaction` names. The untouched one is in a file without a name for a
+  // while, which no end of the program leaves behind.
+  bool CutRedactedInto(const ExtractFile& file, const std::string& out, const Redaction& redaction);
   // As a unit makes it.
   bool ExtractAsUnitInto(const ExtractFile& file);
 

@@ -94,9 +94,7 @@ class PayloadMaker {
     ScratchFile file;
     if (range.Open(request_.asked, request_.out) != kExitSuccess || !file.Open(request_.out))
       return false;
-    // The library makes its file anew by a name, which no file has.
-    const ExtractFile into = {file.Descriptor(), request_.out + ".extract", request_.out};
-    if (!extract(range, into)) return false;
+    if (!extract(range, ScratchExtract(file, request_.out))) return false;
     summary = DescribeExtraction(range.Facts());
     for (const std::string& reason : WhatIsMissing(range.Facts())) {
       summary += reason + "\n";

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 
-#include "host/crc8.h"
 #include "records/flat_source.h"
 #include "store/bytes.h"
 #include "store/packet_format.h"
 #include "tools/common/iso_time.h"
 #include "tools/common/ticks.h"
+#include "tools/read/made_packets.h"
 
 namespace vmr::tool {
 
@@ -51,51 +51,9 @@ class StateReader final : public records::Sink {
   UnitExtract& unit_;
 };
 
-std::string TickText(unsigned int tick) {
-  return tick == kNoTick ? "unknown" : std::to_string(tick);
-}
-
 unsigned char TagOf(const std::string& item) { return static_cast<unsigned char>(item[0]); }
 
-// Items one after the other, in as few packets as they fit in.
-std::string PacketsOf(unsigned int tick, const std::vector<std::string>& items) {
-  std::string packets, body;
-  std::optional<unsigned int> header = tick;
-  const auto end_packet = [&] {
-    packets += PacketOf(header, body);
-    header.reset();
-    body.clear();
-  };
-  for (const std::string& item : items) {
-    if (body.size() + item.size() > kMaxPacketItemBytes) end_packet();
-    body += item;
-  }
-  end_packet();
-  return packets;
-}
-
 }  // namespace
-
-std::string PacketOf(std::optional<unsigned int> tick, std::string_view items) {
-  unsigned char packet[kMaxPacketBytes];
-  std::size_t size = 0;
-  packet[size++] = tick ? HEADER_1 : HEADER_CONT;
-  if (tick) {
-    PutLe32(packet + size, *tick);
-    size += 4;
-  }
-  packet[size++] = static_cast<unsigned char>(items.size());
-  size += items.copy(reinterpret_cast<char*>(packet) + size, kMaxPacketItemBytes);
-  const auto span = static_cast<unsigned int>(PacketCrcSpan(packet, size + kPacketCrcBytes));
-  packet[size] = Crc8(packet, span, kCrcInitial);
-  return {reinterpret_cast<const char*>(packet), size + kPacketCrcBytes};
-}
-
-std::string LogItem(std::string_view text) {
-  text = text.substr(0, kMaxPacketItemBytes - 2);
-  std::string item{static_cast<char>(TAG_LOG), static_cast<char>(text.size())};
-  return item.append(text);
-}
 
 std::optional<UnitExtract> ReadUnitExtract(int fd) {
   records::FlatProblem problem{};
@@ -308,8 +266,7 @@ void RangeCut::MarkGap(const Gap& gap) {
   if (gap.reason == GapReason::kWrongCrc) told_ = {};  // a reader may doubt the tick, too
   if (shows_itself) return;
   PutGapMark();
-  gap_text_ = fmt::format("vmr: gap, ticks {} to {}: {}", TickText(gap.from_tick),
-                          TickText(gap.to_tick), TextOf(gap.reason));
+  gap_text_ = GapText(gap.from_tick, gap.to_tick, gap.reason);
 }
 
 void RangeCut::PutGapMark() {

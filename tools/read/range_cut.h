@@ -137,10 +137,6 @@ class RangeCut final : public records::Sink {
   std::string gap_text_;  // to be told with the next tick
 };
 
-// A whole packet: of a tick, or a continuation, with these items.
-std::string PacketOf(std::optional<unsigned int> tick, std::string_view items);
-std::string LogItem(std::string_view text);
-
 }  // namespace vmr::tool
 
 #endif  // VMR_TOOLS_READ_RANGE_CUT_H_
