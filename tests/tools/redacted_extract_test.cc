@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "tests/tools/ring_images.h"
+#include "tests/tools/sensitive_drive.h"
 #include "tests/tools/unpacked_page.h"
 #include "tools/common/sha256.h"
 #include "tools/evidence/position_grid.h"
@@ -19,31 +19,8 @@ using testing::Each;
 using testing::HasSubstr;
 using testing::Not;
 
-const char* const kTime = "03 00 94 35 77";  // 2033-05-18T03:33:20Z
-const char* const kName = "Wilhelmina Quist";
-
-std::string Text(unsigned char tag, const std::string& text) {
-  return std::string{static_cast<char>(tag), static_cast<char>(text.size())} + text;
-}
-Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
-
 class RedactedExtract : public RingImageTest {
  protected:
-  // A drive in the south-east. Cluster n begins at tick 100 n + 10; the position is told whole
-  // in every other one.
-  static Bytes Drive(int cluster) {
-    const auto tick = static_cast<std::uint32_t>(100 * cluster + 10);
-    const Bytes who = BytesOf(Text(0x05, kName) + Text(0x07, kName) + Text(0x20, kName));
-    const auto minutes = static_cast<unsigned char>(7 - cluster / 2);
-    const Bytes start =
-        cluster % 2 != 0 ? B("71 20") : B("91 02 14") + Bytes{minutes} + B("39 05 64 03 41 08");
-    return ClusterOf(
-        tick,
-        FullPacket(tick, B(cluster == 0 ? kTime : "56") + who + start) +
-            FullPacket(tick + 20, B("02 00 00 1B 21 AB CD EF 11 0A") + BytesOf("Asia/Tokyo")) +
-            FullPacket(tick + 40, B("93 39 30 C7 CF")) +  // 12345 north, -12345 west
-            FullPacket(tick + 41, B("92 7B 85 71 22")) + FullPacket(tick + 50, B("36")));
-  }
   Finished Cut(const Arguments& more) const {
     Arguments arguments = {"extract", "s", "cut", "--from", "55", "--to", "760", "--force"};
     arguments.insert(arguments.end(), more.begin(), more.end());
@@ -78,52 +55,29 @@ class RedactedExtract : public RingImageTest {
 };
 
 TEST_F(RedactedExtract, HoldsNoNameNorAddressNorDoesWhatIsMadeOfIt) {
-  MakeRing(8, Drive);
+  MakeRing(8, SensitiveDrive);
   ASSERT_EQ(Cut({}).exit_code, 0);
-  ASSERT_THAT(Everything(), AllOf(HasSubstr(kName), HasSubstr("00:1b:21:ab:cd:ef")));
+  ASSERT_THAT(Everything(), AllOf(HasSubstr(kDriver), HasSubstr("00:1b:21:ab:cd:ef")));
   const Finished cut = Cut({"--redact", "identity"});
   EXPECT_EQ(cut.exit_code, 0);
   EXPECT_EQ(cut.err, "");
   EXPECT_THAT(cut.out, HasSubstr("\nwithout: identity,text; items taken out: identity "));
   const std::string all = Everything();
-  for (const char* gone : {"Wilhelmina", "Quist", "ilhelm", "1b:21:ab", "1B21AB", "1B 21 AB",
-                           "1B:21:AB", "1b21ab", "\x1B\x21\xAB", "\xAB\x21\x1B"})
+  for (const std::string& gone : WritingsOfIdentity())
     EXPECT_THAT(all, Not(HasSubstr(gone))) << gone;
   EXPECT_THAT(all, HasSubstr("siren"));
 }
 
-// A number as it may lie in a file, least or most significant byte first.
-std::vector<std::string> Packed(std::int32_t number) {
-  std::string le;
-  for (int shift = 0; shift < 32; shift += 8)
-    le += static_cast<char>(static_cast<std::uint32_t>(number) >> shift);
-  return {le, std::string(le.rbegin(), le.rend())};
-}
-
 TEST_F(RedactedExtract, HoldsNoPositionInAnyWriting) {
-  MakeRing(8, Drive);
-  // Cluster 2: 20 degrees 6.1337 minutes south, 100 degrees 3.2113 minutes east, and behind the
-  // first way.
-  const std::int32_t latitude_tts = -12061337, longitude_tts = 60032113, way_tts = 12345;
-  std::vector<std::string> gone = {"20.10",       "100.05",   "6.1337",      "3.2113",
-                                   "12061337",    "60032113", "14 06 39 05", "64 03  41 08",
-                                   "39 30 C7 CF", "Tokyo"};
-  const auto add = [&gone](std::vector<std::string> more) {
-    gone.insert(gone.end(), more.begin(), more.end());
-  };
-  for (const std::int32_t number :
-       {latitude_tts, -latitude_tts, longitude_tts, -longitude_tts, latitude_tts + way_tts,
-        -latitude_tts - way_tts, longitude_tts + way_tts, -longitude_tts - way_tts})
-    add(Packed(number));
-  for (const char* bytes : {"\x14\x06\x39\x05", "\x64\x03\x41\x08", "\x39\x30\xC7\xCF"})
-    add({bytes});
+  MakeRing(8, SensitiveDrive);
   ASSERT_EQ(Cut({}).exit_code, 0);
   EXPECT_THAT(Everything(), AllOf(HasSubstr("20.10"), HasSubstr("100.05"), HasSubstr("Tokyo"),
                                   HasSubstr("14 06 39 05"), HasSubstr("\x39\x30\xC7\xCF")));
   for (const char* list : {"gps", "gps=100km"}) {
     EXPECT_EQ(Cut({"--redact", list}).exit_code, 0);
     const std::string all = Everything();
-    for (const std::string& value : gone) EXPECT_THAT(all, Not(HasSubstr(value))) << list;
+    for (const std::string& value : WritingsOfPlaces())
+      EXPECT_THAT(all, Not(HasSubstr(value))) << list;
     // Speeds, of which a way can be reckoned.
     EXPECT_THAT(Run({"export", "cut", "--kind", "speed"}).out, testing::IsEmpty());
   }
@@ -141,7 +95,7 @@ std::string ListedAxis(std::int32_t tts) {
 
 // As the library reads it, which every unit does.
 TEST_F(RedactedExtract, OnAGridIsReadByUnitsAsWholePositionsAlone) {
-  MakeRing(8, Drive);
+  MakeRing(8, SensitiveDrive);
   const Finished cut = Cut({"--redact", "gps=1km"});
   EXPECT_EQ(cut.exit_code, 0);
   const std::vector<std::string> positions = ListedPositions();
@@ -175,7 +129,7 @@ TEST_F(RedactedExtract, OnAGridIsReadByUnitsAsWholePositionsAlone) {
 }
 
 TEST_F(RedactedExtract, SaysOfWhatAndAtItsStart) {
-  MakeRing(8, Drive);
+  MakeRing(8, SensitiveDrive);
   EXPECT_EQ(Cut({"--redact", "text,gps=1000m,identity"}).exit_code, 0);
   const std::string lines = Run({"export", "cut", "--kind", "log"}).out;
   EXPECT_THAT(lines, HasSubstr("\"text\":\"Range 55 to 760\""));
@@ -188,8 +142,8 @@ TEST_F(RedactedExtract, SaysOfWhatAndAtItsStart) {
 TEST_F(RedactedExtract, OfADamagedStoreLeavesOutWhatIsDamagedAndSaysSo) {
   MakeRing(8, [](int cluster) {
     if (cluster == 3) return Bytes(kImageBytes, 0xEE);
-    if (cluster != 5) return Drive(cluster);
-    Bytes flipped = FullPacket(515, BytesOf(Text(0x05, kName)));
+    if (cluster != 5) return SensitiveDrive(cluster);
+    Bytes flipped = FullPacket(515, BytesOf(TextItem(0x05, kDriver)));
     flipped.back() ^= 1;
     return ClusterOf(510, FullPacket(510, B("36")) + flipped + FullPacket(550, B("37")));
   });
@@ -204,14 +158,14 @@ TEST_F(RedactedExtract, OfADamagedStoreLeavesOutWhatIsDamagedAndSaysSo) {
 }
 
 TEST_F(RedactedExtract, HasTheDigestThatIsPrinted) {
-  MakeRing(8, Drive);
+  MakeRing(8, SensitiveDrive);
   const Finished cut = Cut({"--redact", "identity", "--digest"});
   EXPECT_THAT(cut.out, HasSubstr("\n" + tool::Sha256Of(ReadFile(Path("cut"))) + "  cut\n"));
   EXPECT_THAT(cut.out, HasSubstr("\n# without: identity,text; "));
 }
 
 TEST_F(RedactedExtract, LeavesNothingElseInTheFolder) {
-  MakeRing(8, Drive);
+  MakeRing(8, SensitiveDrive);
   EXPECT_EQ(Cut({"--redact", "identity"}).exit_code, 0);
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     const std::string name = entry.path().filename().string();
@@ -220,7 +174,7 @@ TEST_F(RedactedExtract, LeavesNothingElseInTheFolder) {
 }
 
 TEST_F(RedactedExtract, RefusesAListThatItDoesNotUnderstandAndAUnitsState) {
-  MakeRing(1, Drive);
+  MakeRing(1, SensitiveDrive);
   const Finished unknown = Cut({"--redact", "identity,names"});
   EXPECT_EQ(unknown.exit_code, 2);
   EXPECT_THAT(unknown.err,

@@ -10,6 +10,7 @@
 #include "tools/commands/command.h"
 #include "tools/commands/passphrase_options.h"
 #include "tools/commands/reading_options.h"
+#include "tools/commands/redact_option.h"
 #include "tools/common/console.h"
 #include "tools/common/numbers.h"
 #include "tools/evidence/bag_format.h"
@@ -30,6 +31,11 @@ each file; README.txt says how to check them with sha256sum and OpenSSL alone.
 
 --sign signs the tag manifest, and by that everything, with a key of `vmr key`. Of a
 key behind a passphrase that is asked for at the terminal.
+--redact takes out what the classes of LIST name, such as identity,gps=1km; see `vmr
+extract --help`. All in the bag is then made of what is left, the unit's own extract
+is not in it, and it says what was taken out, in the name of --by. It carries the
+digest of the bag that the same command without --redact, at the same --at, makes.
+
 --tsa-query writes what a time-stamping authority (RFC 3161) is to be asked; how it
 gets there and back is yours. With its reply, or later for a query:
   vmr package OUT --tsa-reply FILE     puts the reply into the bag
@@ -43,6 +49,8 @@ seconds since 1970, stands for --at.
 Examples:
   vmr package trips/car7 case-17.zip --from 2019-06-19T16:51 --to 2019-06-19T16:53 \
       --case 17 --by "Jane Doe" --reason "Stop on I-80" --sign jane
+  vmr package trips/car7 public.zip --from 2082 --to 2250 --by "Jane Doe" --sign jane \
+      --redact identity,gps=1km
   curl -H 'Content-Type: application/timestamp-query' --data-binary @q.tsq URL > r.tsr
 
 Exit codes: 0 success, 1 failure, OUT is as it was, 2 wrong usage, 3 OUT was
@@ -76,7 +84,8 @@ void CheckOfBag(const Typed& typed) {
   if (!has_query && !has_reply) RefuseUsage("OUT is required");
   if (has_query && has_reply) RefuseUsage("--tsa-query and --tsa-reply are two steps");
   if (options.asked.from || options.asked.to || typed.at || !options.sign.empty() ||
-      !options.reason.empty() || !options.case_id.empty() || !options.by.empty())
+      options.redaction || !options.reason.empty() || !options.case_id.empty() ||
+      !options.by.empty())
     RefuseUsage("a bag that is there is not made anew: only --tsa-query or --tsa-reply go with it");
 }
 
@@ -97,6 +106,8 @@ void CheckOfStore(Typed& typed) {
     RefuseUsage(fmt::format("--at {}: say a time with its offset, such as 2026-11-22T18:00:00Z",
                             typed.at->text));
   if (typed.at) options.at_us = typed.at->us;
+  if (options.redaction && options.by.empty())
+    RefuseUsage("--redact needs --by: the bag says in whose name something was taken out");
   if (options.passphrase.IsGiven() && options.sign.empty())
     RefuseUsage("a passphrase goes with --sign");
 }
@@ -114,6 +125,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
   parser.add_option("--by", options.by, "By whom")->type_name("NAME");
   parser.add_option("--sign", options.sign, "Sign it with this private key")->type_name("KEY");
   AddPassphrase(parser, options.passphrase);
+  AddRedact(parser, options.redaction, "Take out what LIST names");
   AddTime(parser, "--at", typed->at, "When it is packaged; else now");
   parser.add_option("--tsa-query", options.tsa_query, "Write the query for a time stamp")
       ->type_name("FILE");

@@ -65,9 +65,9 @@ bool Bag::Seal(BagInfo info, const std::string& readme, const std::optional<Priv
   if (!ListFiles(false, tag_manifest_, error)) return false;
   AddTag(kTagManifestFile, tag_manifest_);
   if (!key) return true;
-  const std::string signature = key->Sign(tag_manifest_);
-  if (signature.empty()) return error = "the signature cannot be made", false;
-  AddTag(kSignatureFile, signature);
+  signature_ = key->Sign(tag_manifest_);
+  if (signature_.empty()) return error = "the signature cannot be made", false;
+  AddTag(kSignatureFile, signature_);
   return true;
 }
 

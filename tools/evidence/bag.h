@@ -29,6 +29,8 @@ class Bag {
             std::string& error);
   // Sealed; what was signed.
   const std::string& TagManifest() const { return tag_manifest_; }
+  // Sealed; 64 bytes, empty without a key.
+  const std::string& SignatureBytes() const { return signature_; }
   void AddStamp(std::string reply);
   bool Write(std::int64_t time_s, ZipBytes& target, std::string& error) const;
 
@@ -50,6 +52,7 @@ class Bag {
 
   std::vector<File> files_;
   std::string tag_manifest_;
+  std::string signature_;
 };
 
 }  // namespace vmr::tool

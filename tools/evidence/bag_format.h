@@ -61,6 +61,12 @@ inline constexpr const char* kPackagingTimeTag = "Packaging-Time";
 inline constexpr const char* kArchiveWriterTag = "Archive-Writer";
 inline constexpr const char* kPayloadOxumTag = "Payload-Oxum";
 inline constexpr const char* kSignerTag = "Signer-Key-SHA256";
+inline constexpr const char* kRedactionTag = "Redaction";
+inline constexpr const char* kRedactedByTag = "Redacted-By";
+// Of the bag that is made of the same without redaction: its signature's digest, which nobody
+// reckons who only guesses what was taken out, or without a key its tag manifest's.
+inline constexpr const char* kUnredactedSignatureTag = "Unredacted-Signature-SHA256";
+inline constexpr const char* kUnredactedManifestTag = "Unredacted-Tag-Manifest-SHA256";
 
 // Why `text` may not be a value: with a line break somebody could write a tag of his own.
 // Empty: it may.

@@ -45,6 +45,7 @@ class Look {
     CheckManifest(kTagManifestFile, false);
     CheckManifest(kManifestFile, true);
     CheckOxum();
+    TellRedaction();
     CheckSignature();
     CheckStamp();
     return std::move(verdict_);
@@ -183,6 +184,13 @@ class Look {
   std::optional<std::string> Info(const char* tag) const {
     const Looked* const info = Find(kBagInfoFile);
     return info == nullptr ? std::nullopt : ValueIn(ParseBagInfo(info->text), tag);
+  }
+
+  // Nothing to check: the bag says so itself.
+  void TellRedaction() {
+    if (const auto list = Info(kRedactionTag))
+      Note(fmt::format("redacted: without {}, taken out by {}", *list,
+                       Info(kRedactedByTag).value_or("nobody who is named")));
   }
 
   // ---- Signature -----------------------------------------------------------------

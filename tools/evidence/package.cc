@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "backends/file_io.h"
 #include "tools/common/console.h"
@@ -48,6 +49,13 @@ BagInfo InfoOf(const PackageOptions& options, std::int64_t made_us) {
   add("External-Description", options.reason);
   add("Contact-Name", options.by);
   return info;
+}
+
+std::string ReadmeOf(const PackageOptions& options, const std::optional<PrivateKey>& key) {
+  ReadmeFacts facts;
+  facts.signer = key ? key->Public().Fingerprint() : "";
+  facts.is_redacted = options.redaction.has_value();
+  return ReadmeText(facts);
 }
 
 bool WriteQueryInto(OutputFile& file, const std::string& path, const std::string& tag_manifest) {
@@ -99,8 +107,52 @@ void Describe(const PackageOptions& options, const Bag& bag, const std::optional
   fmt::print("bag:     {}\n", options.out);
   fmt::print("sealed:  {}\n", Sha256Of(bag.TagManifest()));
   fmt::print("signed:  {}\n", key ? "by key " + key->Public().Fingerprint() : "no");
+  if (options.redaction) fmt::print("without: {}\n", options.redaction->Text());
   if (!options.tsa_query.empty()) fmt::print("query:   {}\n", options.tsa_query);
   fmt::print("sha256:  {}\n", digest);
+}
+
+bool IsMade(int exit_code) { return exit_code == kExitSuccess || exit_code == kExitPartial; }
+
+// What a packaging has at hand all along.
+struct Packaging {
+  const PackageOptions& options;
+  const std::optional<PrivateKey>& key;
+  std::int64_t made_us;
+  HeardMessages heard;
+};
+
+// Sealed, unless the exit code says that there is none.
+int MakeBag(Packaging& packaging, const PackageOptions& options, BagInfo more, Bag& bag) {
+  const PayloadRequest request = {options.asked,     options.out,
+                                  packaging.made_us, options.at_us.has_value() || MadeTimeIsGiven(),
+                                  options.redaction, options.by};
+  const int exit_code = MakePayload(request, packaging.heard, bag);
+  if (!IsMade(exit_code)) return exit_code;
+  BagInfo info = InfoOf(options, packaging.made_us);
+  info.insert(info.end(), more.begin(), more.end());
+  std::string error;
+  if (!bag.Seal(info, ReadmeOf(options, packaging.key), packaging.key, error))
+    return Fail(options.out, error);
+  return exit_code;
+}
+
+// The bag that is made without redaction is made for its digest, and nobody gets it.
+int MakeRedactedBag(Packaging& packaging, Bag& bag) {
+  PackageOptions unredacted = packaging.options;
+  unredacted.redaction.reset();
+  Bag whole;
+  const int exit_code = MakeBag(packaging, unredacted, {}, whole);
+  if (!IsMade(exit_code)) return exit_code;
+  const bool is_signed = packaging.key.has_value();
+  BagInfo info = {{kRedactionTag, packaging.options.redaction->Text()},
+                  {kRedactedByTag, packaging.options.by},
+                  {is_signed ? kUnredactedSignatureTag : kUnredactedManifestTag,
+                   Sha256Of(is_signed ? whole.SignatureBytes() : whole.TagManifest())}};
+  if (!is_signed)
+    Say("without --sign, whoever guesses all that was taken out can try it on the unredacted "
+        "bag's digest");
+  return Gravest(exit_code, MakeBag(packaging, packaging.options, std::move(info), bag));
 }
 
 }  // namespace
@@ -118,13 +170,10 @@ int Package(const PackageOptions& options) {
   Outputs outputs(options);
   if (!outputs.Open()) return kExitFailure;
   Bag bag;
-  const PayloadRequest request = {options.asked, options.out, *made_us,
-                                  options.at_us.has_value() || MadeTimeIsGiven()};
-  const int exit_code = MakePayload(request, bag);
-  if (exit_code != kExitSuccess && exit_code != kExitPartial) return exit_code;
-  const std::string fingerprint = key ? key->Public().Fingerprint() : "";
-  if (!bag.Seal(InfoOf(options, *made_us), ReadmeText(key.has_value(), fingerprint), key, error))
-    return Fail(options.out, error);
+  Packaging packaging = {options, key, *made_us, {}};
+  const int exit_code =
+      options.redaction ? MakeRedactedBag(packaging, bag) : MakeBag(packaging, options, {}, bag);
+  if (!IsMade(exit_code)) return exit_code;
   if (!outputs.Write(bag, *made_us)) return kExitFailure;
   Describe(options, bag, key, outputs.Digest());
   return FinishOutput(exit_code);

@@ -8,6 +8,7 @@
 
 #include "tools/evidence/extraction.h"
 #include "tools/evidence/key_file.h"
+#include "tools/evidence/redaction.h"
 
 namespace vmr::tool {
 
@@ -18,8 +19,9 @@ struct PackageOptions {
   std::string reason, case_id, by;  // empty: not told
   std::string sign;                 // the private key; empty: not signed
   PassphraseOptions passphrase;
-  std::optional<std::int64_t> at_us;  // when it is said to be made
-  std::string tsa_query;              // the file to write; empty: none
+  std::optional<Redaction> redaction;  // in the name of `by`
+  std::optional<std::int64_t> at_us;   // when it is said to be made
+  std::string tsa_query;               // the file to write; empty: none
   bool force = false;
 };
 // Writes all of `out`, or leaves what was there. Says on standard output what is in it. Returns

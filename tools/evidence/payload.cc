@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <initializer_list>
 #include <map>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "tools/common/quiet_log.h"
 #include "tools/common/store_lock.h"
 #include "tools/common/store_path.h"
+#include "tools/common/time_point.h"
 #include "tools/evidence/clock_statement.h"
 #include "tools/evidence/statement.h"
 #include "tools/read/exporter.h"
@@ -22,13 +24,16 @@
 namespace vmr::tool {
 namespace {
 
+constexpr const char* kExtractName = "extract.vmd";
+
 bool IsGood(int exit_code) { return exit_code == kExitSuccess || exit_code == kExitPartial; }
 
 // One bag's payload, made piece by piece. Each piece reads the store anew; that all of them read
 // the same is seen by its files, which are looked at before the first and behind the last.
 class PayloadMaker {
  public:
-  PayloadMaker(const PayloadRequest& request, Bag& bag) : request_(request), bag_(bag) {
+  PayloadMaker(const PayloadRequest& request, const HeardMessages& heard, Bag& bag)
+      : request_(request), heard_(heard), bag_(bag) {
     facts_.store = request.asked.store;
     facts_.from = request.asked.from->text;
     facts_.to = request.asked.to->text;
@@ -40,17 +45,28 @@ class PayloadMaker {
     const int found = FindSources();
     if (found != kExitSuccess) return found;
     const SourceFiles sources(files_);
-    for (const auto step :
-         {&PayloadMaker::ReadClock, &PayloadMaker::Cut, &PayloadMaker::ExtractAsUnit,
-          &PayloadMaker::Export, &PayloadMaker::Report, &PayloadMaker::Check}) {
-      const int exit_code = (this->*step)();
-      if (!IsGood(exit_code)) return exit_code;
-      exit_code_ = Gravest(exit_code_, exit_code);
-    }
+    const bool made =
+        request_.redaction
+            ? Run({&PayloadMaker::ReadClock, &PayloadMaker::CutRedacted,
+                   &PayloadMaker::ReadClockOfExtract, &PayloadMaker::Export, &PayloadMaker::Report,
+                   &PayloadMaker::CheckFiles})
+            : Run({&PayloadMaker::ReadClock, &PayloadMaker::Cut, &PayloadMaker::ExtractAsUnit,
+                   &PayloadMaker::Export, &PayloadMaker::Report, &PayloadMaker::Check});
+    if (!made) return exit_code_;
     return AddStatement(sources) ? exit_code_ : kExitFailure;
   }
 
  private:
+  using Step = int (PayloadMaker::*)();
+
+  bool Run(std::initializer_list<Step> steps) {
+    for (const Step step : steps) {
+      exit_code_ = Gravest(exit_code_, (this->*step)());
+      if (!IsGood(exit_code_)) return false;
+    }
+    return true;
+  }
+
   // A store that somebody records into would not be the same from piece to piece.
   int FindSources() {
     StoreRange range;
@@ -63,7 +79,24 @@ class PayloadMaker {
     return lock.Before(store_) ? kExitSuccess : kExitFailure;
   }
 
-  ReadingOptions Asked() const {
+  // What all but the extracts is made of.
+  ReadingOptions Asked() const { return redacted_ ? AllOfExtract() : RangeOfStore(); }
+
+  ReadingOptions AllOfExtract() const {
+    ReadingOptions options;
+    options.paths = {fmt::format("/proc/self/fd/{}", *redacted_)};
+    options.path_kind = PathKind::kFlat;
+    options.called = kExtractName;
+    options.time_zone = TellsZone() ? request_.asked.time_zone : "UTC";
+    return options;
+  }
+
+  // What takes out where the vehicle was takes out its time zone, too.
+  bool TellsZone() const {
+    return !request_.redaction || !request_.redaction->TakesOut(records::Sensitivity::kGps);
+  }
+
+  ReadingOptions RangeOfStore() const {
     ReadingOptions options;
     options.paths = {request_.asked.store};
     options.path_kind = PathKind::kRing;
@@ -76,15 +109,21 @@ class PayloadMaker {
   }
 
   int ReadClock() {
-    ClockStatement clock;
     bool outside = false;
-    const int exit_code = ForEachReading(Asked(), [&](Reading& reading) {
-      const ReadOutcome outcome = ReadRange(reading, {}, clock.Inside(), &clock.All());
+    ClockStatement nobodys;
+    records::Sink& inside = request_.redaction ? nobodys.Inside() : clock_.Inside();
+    const int exit_code = ForEachReading(RangeOfStore(), [&](Reading& reading) {
+      const ReadOutcome outcome = ReadRange(reading, {}, inside, &clock_.All());
       outside = outcome.outside;
       return outcome.complete ? kExitSuccess : kExitPartial;
     });
-    facts_.clock = clock.Text(request_.made_us, request_.made_is_given);
     return outside ? kExitFailure : exit_code;  // which it was said; there is nothing to package
+  }
+
+  int ReadClockOfExtract() {
+    return ForEachReading(AllOfExtract(), [this](Reading& reading) {
+      return ReadRange(reading, {}, clock_.Inside()).complete ? kExitSuccess : kExitPartial;
+    });
   }
 
   // What is extracted, into a file of the bag. False after saying why not.
@@ -105,8 +144,39 @@ class PayloadMaker {
     return true;
   }
 
+  // From here on nothing knows of the store but its files' digests and their health.
+  int CutRedacted() {
+    StoreRange range;
+    ScratchFile file;
+    if (range.Open(request_.asked, request_.out) != kExitSuccess || !file.Open(request_.out) ||
+        !range.CutRedactedInto(ScratchExtract(file, request_.out), request_.out,
+                               *request_.redaction) ||
+        !HasPackets(range))
+      return kExitFailure;
+    if (!TellsZone()) {
+      facts_.zone.clear();
+      UseTimeZone("UTC");
+    }
+    const auto asked = [&range](unsigned int tick) {
+      const RecordedClock* const clock = range.Facts().clock;
+      const auto time_us = clock != nullptr ? clock->TimeAt(tick) : std::nullopt;
+      return time_us ? fmt::format("tick {} ({})", tick, LocalTimeText(*time_us))
+                     : fmt::format("tick {}", tick);
+    };
+    facts_.from = asked(range.Facts().asked.first);
+    facts_.to = asked(range.Facts().asked.last);
+    const bool is_whole = WhatIsMissing(range.Facts()).empty();
+    facts_.cut_summary =
+        is_whole ? "All of the range is recorded.\n" : "Not all of the range is recorded.\n";
+    facts_.redaction = RedactionLines(*request_.redaction, request_.redacted_by);
+    redacted_ = file.Descriptor();
+    first_remark_ = heard_.All().size();
+    bag_.AddPayload(kExtractName, std::move(file));
+    return is_whole ? kExitSuccess : kExitPartial;
+  }
+
   int Cut() {
-    return AddExtract("extract.vmd", facts_.cut_summary,
+    return AddExtract(kExtractName, facts_.cut_summary,
                       [this](StoreRange& range, const ExtractFile& file) {
                         return range.CutInto(file, request_.out) && HasPackets(range);
                       })
@@ -175,6 +245,26 @@ class PayloadMaker {
 
   // Damage anywhere in the store is told, and does not keep its sound part from being packaged.
   int Check() {
+    return Survey([this](const RingReport& report) {
+      bag_.AddPayload("check.txt", report.Text());
+      bag_.AddPayload(
+          "check.json",
+          report.Json().dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+      if (report.ExitCode() != kExitSuccess)
+        Say(fmt::format("{}: the store is damaged; check.txt in the bag has what was found",
+                        store_));
+    });
+  }
+
+  // The findings tell what kinds of items are where.
+  int CheckFiles() {
+    return Survey([this](const RingReport& report) {
+      bag_.AddPayload("check.txt", report.TextOfFilesAlone());
+    });
+  }
+
+  template <typename Tell>
+  int Survey(Tell tell) {
     const auto files = FilesToSurvey(store_);
     if (!files) return kExitFailure;
     RingSurvey survey(files->path1, files->path2);
@@ -183,12 +273,7 @@ class PayloadMaker {
     const std::vector<Finding> findings = FindAll(survey);
     const RingReport report(files->name, survey, findings);
     facts_.findings = HealthText(report.ExitCode());
-    bag_.AddPayload("check.txt", report.Text());
-    bag_.AddPayload(
-        "check.json",
-        report.Json().dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
-    if (report.ExitCode() != kExitSuccess)
-      Say(fmt::format("{}: the store is damaged; check.txt in the bag has what was found", store_));
+    tell(report);
     return kExitSuccess;
   }
 
@@ -209,25 +294,34 @@ class PayloadMaker {
       return false;
     }
     if (!any) return Say(fmt::format("{}: its files cannot be read", store_)), false;
-    facts_.remarks = heard_.All();
+    // Their names may be the vehicle's.
+    if (redacted_)
+      for (std::size_t i = 0; i < facts_.sources.size(); ++i)
+        facts_.sources[i].path = RingFileName("store", static_cast<int>(i) + 1);
+    const std::vector<std::string>& heard = heard_.All();
+    facts_.remarks.assign(heard.begin() + static_cast<std::ptrdiff_t>(first_remark_), heard.end());
+    facts_.clock = clock_.Text(request_.made_us, request_.made_is_given);
     bag_.AddPayload("source-sha256.txt", SourceDigests(facts_.sources));
     bag_.AddPayload("statement.txt", StatementText(facts_));
     return true;
   }
 
   const PayloadRequest& request_;
+  const HeardMessages& heard_;
   Bag& bag_;
-  HeardMessages heard_;
   std::string store_;
   std::vector<std::string> files_;
   StatementFacts facts_;
+  ClockStatement clock_;
+  std::optional<int> redacted_;   // the redacted extract's descriptor; the bag has the file
+  std::size_t first_remark_ = 0;  // that the bag repeats
   int exit_code_ = kExitSuccess;
 };
 
 }  // namespace
 
-int MakePayload(const PayloadRequest& request, Bag& bag) {
-  return PayloadMaker(request, bag).Make();
+int MakePayload(const PayloadRequest& request, const HeardMessages& heard, Bag& bag) {
+  return PayloadMaker(request, heard, bag).Make();
 }
 
 }  // namespace vmr::tool

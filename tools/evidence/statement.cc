@@ -20,18 +20,44 @@ a vehicle: a BagIt bag (RFC 8493).
 
   data/extract.vmd          the part of the recording that was asked for, its
                             beginning completed by what the recording tells
-  data/extract-as-unit.vmd  the same as the recorder itself extracts it
-  data/export.jsonl         every record of it as a line of JSON
+{unit}  data/export.jsonl         every record of it as a line of JSON
   data/csv/                 the same as tables
   data/way.gpx              the way that was driven
   data/report.html          all of it as a page for a browser
-  data/check.txt, .json     what is damaged in the recording, if anything
+  {check}what is damaged in the recording, if anything
   data/statement.txt        what was packaged, from what, on which machine, and
                             how far its clock can be trusted
   data/source-sha256.txt    digests of the recording's own files
   bag-info.txt              when, why, for which case and by whom
 
-How to check it
+{redacted})";
+
+constexpr const char* kReadmeUnitsExtract =
+    R"(  data/extract-as-unit.vmd  the same as the recorder itself extracts it
+)";
+
+constexpr const char* kReadmeRedacted =
+    R"(It is redacted
+==============
+
+Something was taken out before it was packaged. data/statement.txt and
+bag-info.txt say what, and in whose name. All files of data/ are made of what was
+left in extract.vmd: what was taken out is in none of them.
+
+There is a bag with all of it, or it can be made again of the same recording.
+bag-info.txt has a digest for each, so that whoever holds it can be held to it:
+Unredacted-Signature-SHA256 is what this prints there, in its folder,
+
+  sha256sum tagmanifest-sha256.txt.sig
+
+and Unredacted-Tag-Manifest-SHA256, of a bag that is not signed, what this prints:
+
+  sha256sum tagmanifest-sha256.txt
+
+)";
+
+constexpr const char* kReadmeCheck =
+    R"(How to check it
 ===============
 
 Nothing but sha256sum and OpenSSL (version 3) is needed. In this folder:
@@ -72,18 +98,21 @@ constexpr const char* kReadmeUnsigned =
 
 )";
 
-constexpr const char* kReadmeEnd =
+constexpr const char* kReadmeStamp =
     R"(3. If there is a tagmanifest-sha256.txt.tsr, an authority has stamped the time at
    which tagmanifest-sha256.txt was there at the latest. With its certificate:
 
      openssl ts -verify -data tagmanifest-sha256.txt \
        -in tagmanifest-sha256.txt.tsr -CAfile AUTHORITY.pem
 
-4. The recording that this was made from, if you have it, in its folder:
+4. The recording that this was made from, if you have it, in its folder{names}:
 
      sha256sum -c source-sha256.txt
 
-What it does not say
+)";
+
+constexpr const char* kReadmeEnd =
+    R"(What it does not say
 ====================
 
 A signature and a time stamp are of the packaging, not of the recording: they say
@@ -110,18 +139,39 @@ std::string Indented(const std::string& lines) {
 
 }  // namespace
 
-std::string ReadmeText(bool is_signed, const std::string& fingerprint) {
-  return std::string(kReadmeHead) +
-         (is_signed ? fmt::format(kReadmeSigned, fingerprint) : std::string(kReadmeUnsigned)) +
+std::string ReadmeText(const ReadmeFacts& facts) {
+  const bool redacted = facts.is_redacted;
+  return fmt::format(kReadmeHead, fmt::arg("unit", redacted ? "" : kReadmeUnitsExtract),
+                     fmt::arg("check", redacted ? "data/check.txt            "
+                                                : "data/check.txt, .json     "),
+                     fmt::arg("redacted", redacted ? kReadmeRedacted : "")) +
+         kReadmeCheck +
+         (facts.signer.empty() ? std::string(kReadmeUnsigned)
+                               : fmt::format(kReadmeSigned, facts.signer)) +
+         fmt::format(kReadmeStamp, fmt::arg("names", redacted ? ", under these\n   names" : "")) +
          kReadmeEnd;
+}
+
+std::string RedactionLines(const Redaction& redaction, const std::string& by) {
+  std::string lines = fmt::format("{}, by {}\n", redaction.Text(), Printable(by));
+  for (const records::SensitivityRow& row : records::Sensitivities())
+    if (redaction.TakesOut(row.id)) lines += fmt::format("{}: {}\n", row.name, row.what);
+  if (redaction.CellMetres() > 0)
+    lines += fmt::format(
+        "Positions are the middles of cells of {} metres and not where the vehicle was.\n",
+        redaction.CellMetres());
+  return lines +
+         "How much that was is not said: it would tell of what it was.\n"
+         "What the unit's own software would extract is not here: what it says of the state at "
+         "the start is not verified, so nobody can tell what would have to be taken out.\n";
 }
 
 std::string StatementText(const StatementFacts& facts) {
   std::string text = fmt::format("Packaged by vmr {} on {}\n", VMR_VERSION, HostText());
-  text += fmt::format("Recording: {}\n", Printable(facts.store));
+  const bool redacted = !facts.redaction.empty();
+  text += fmt::format("Recording: {}\n", redacted ? "not named" : Printable(facts.store));
   text += fmt::format("Range: from {} to {}\n", Printable(facts.from), Printable(facts.to));
-  text += fmt::format("Local times: {}\n",
-                      facts.zone.empty() ? "UTC; the recording tells no time zone" : facts.zone);
+  text += fmt::format("Local times: {}\n", facts.zone.empty() ? "UTC" : facts.zone);
   text += "\nIts files\n";
   for (const CaseSource& source : facts.sources)
     text += fmt::format("  {}: {}\n", source.path,
@@ -129,8 +179,11 @@ std::string StatementText(const StatementFacts& facts) {
                             ? fmt::format("{} bytes, SHA-256 {}", source.bytes, *source.sha256)
                             : source.problem);
   text += "\nextract.vmd\n" + Indented(facts.cut_summary);
-  text += "\nextract-as-unit.vmd\n" +
-          Indented(facts.unit_summary.empty() ? "not made, see below" : facts.unit_summary);
+  if (redacted)
+    text += "\nTaken out\n" + Indented(facts.redaction);
+  else
+    text += "\nextract-as-unit.vmd\n" +
+            Indented(facts.unit_summary.empty() ? "not made, see below" : facts.unit_summary);
   text += "\nThe clock\n" + Indented(facts.clock);
   text += "\nThe recording's health\n" + Indented(facts.findings);
   text += "\nWhat was said while it was packaged\n";

@@ -17,6 +17,7 @@ struct OpenedRecording {
   std::string error;                        // why, and what to do
   std::string remark;                       // what is worth saying about it; may be empty
   std::vector<std::string> files;           // it is in; of a store's two one may not be there
+  std::string called;                       // what its one file is called; empty: by its path
   bool is_store = false;
 };
 

@@ -51,6 +51,7 @@ bool ResolveRange(const ReadingOptions& options, Range& range) {
 int ReadOne(const ReadingOptions& options, const std::string& path, Reading& reading,
             const std::function<int(Reading&)>& read) {
   reading.recording = OpenRecording(path, options.path_kind);
+  if (!options.called.empty()) reading.recording.name = reading.recording.called = options.called;
   const OpenedRecording& recording = reading.recording;
   if (recording.source == nullptr) {
     Say(recording.error);

@@ -22,6 +22,7 @@ inline constexpr const char* kRecordedZone = "recorded";
 struct ReadingOptions {
   std::vector<std::string> paths;
   PathKind path_kind = PathKind::kDetect;
+  std::string called;  // what the recording is called, where its path tells people nothing
   std::optional<TypedTime> from;
   std::optional<TypedTime> to;
   std::string time_zone = kRecordedZone;

@@ -20,6 +20,8 @@ int GatheredCase::Read(Reading& reading) {
   recordings_.push_back(GatherRecording(reading, outcome));
   CaseRecording& recording = recordings_.back();
   recording.sources = files.Digest();
+  if (const std::string& called = reading.recording.called; !called.empty())
+    for (CaseSource& source : recording.sources) source.path = called;
   const bool is_whole = SourceFiles::PutDamage(reading.recording, recording);
   if (!is_whole)
     Say(fmt::format("{}: not all that was recorded is surely there; the page says why",

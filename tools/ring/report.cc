@@ -124,6 +124,26 @@ std::string RingReport::Text() const {
   return text + limit.Rest(survey_) + Verdict();
 }
 
+std::string RingReport::TextOfFilesAlone() const {
+  std::string text;
+  for (const int file : kFileNumbers) {
+    if (!survey_.File(file).IsOpen()) continue;
+    const CopyCounts counts = CountCopies(survey_, file);
+    text += fmt::format("file {}: {} clusters good, {} never written, {} damaged\n", file,
+                        counts.good, counts.never_written, counts.damaged);
+  }
+  for (const Finding& finding : findings_) {
+    text +=
+        fmt::format("{}: {}{}: {}", SeverityText(finding.Grade()),
+                    finding.file > 0 ? fmt::format("file {} ", finding.file) : "",
+                    ClusterText(finding.first_cluster, finding.last_cluster), finding.kind->phrase);
+    if (finding.good_file > 0)
+      text += fmt::format("; file {} has {}", finding.good_file, WhatTheOtherHas(finding));
+    text += "\n";
+  }
+  return text + Verdict();
+}
+
 std::string RingReport::RecordingLine() const {
   const Totals totals = AddUp(survey_);
   if (survey_.IsOfTwoRecordings()) return FileRecordingLine(1) + FileRecordingLine(2);
