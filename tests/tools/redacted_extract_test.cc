@@ -140,13 +140,7 @@ TEST_F(RedactedExtract, SaysOfWhatAndAtItsStart) {
 }
 
 TEST_F(RedactedExtract, OfADamagedStoreLeavesOutWhatIsDamagedAndSaysSo) {
-  MakeRing(8, [](int cluster) {
-    if (cluster == 3) return Bytes(kImageBytes, 0xEE);
-    if (cluster != 5) return SensitiveDrive(cluster);
-    Bytes flipped = FullPacket(515, BytesOf(TextItem(0x05, kDriver)));
-    flipped.back() ^= 1;
-    return ClusterOf(510, FullPacket(510, B("36")) + flipped + FullPacket(550, B("37")));
-  });
+  MakeRing(8, DamagedSensitiveDrive);
   const Finished cut = Cut({"--redact", "identity"});
   EXPECT_EQ(cut.exit_code, 3);
   EXPECT_THAT(cut.err, HasSubstr("lost clusters\n"));

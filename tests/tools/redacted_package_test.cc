@@ -178,13 +178,7 @@ TEST_F(RedactedPackage, DoesNotNameTheStore) {
 }
 
 TEST_F(RedactedPackage, OfADamagedStoreTellsOfItsFilesAndNotOfWhatTheyHold) {
-  MakeRing(8, [](int cluster) {
-    if (cluster == 3) return Bytes(kImageBytes, 0xEE);
-    if (cluster != 5) return SensitiveDrive(cluster);
-    Bytes flipped = FullPacket(515, BytesOf(TextItem(0x05, kDriver)));
-    flipped.back() ^= 1;
-    return ClusterOf(510, FullPacket(510, B("36")) + flipped + FullPacket(550, B("37")));
-  });
+  MakeRing(8, DamagedSensitiveDrive);
   const Finished made = Package("bag.zip", {"--redact", "identity", "--sign", "key"});
   EXPECT_EQ(made.exit_code, 3);
   EXPECT_THAT(made.err, HasSubstr("the store is damaged"));

@@ -34,6 +34,15 @@ inline Bytes SensitiveDrive(int cluster) {
                 FullPacket(tick + 41, B("92 7B 85 71 22")) + FullPacket(tick + 50, B("36")));
 }
 
+// The same; cluster 3 is lost, and in cluster 5 a name stands in a packet with a wrong CRC.
+inline Bytes DamagedSensitiveDrive(int cluster) {
+  if (cluster == 3) return Bytes(kImageBytes, 0xEE);
+  if (cluster != 5) return SensitiveDrive(cluster);
+  Bytes flipped = FullPacket(515, BytesOf(TextItem(0x05, kDriver)));
+  flipped.back() ^= 1;
+  return ClusterOf(510, FullPacket(510, B("36")) + flipped + FullPacket(550, B("37")));
+}
+
 // Who drove it, and the unit's address.
 inline std::vector<std::string> WritingsOfIdentity() {
   return {"Wilhelmina", "Quist",    "ilhelm", "1b:21:ab",     "1B21AB",

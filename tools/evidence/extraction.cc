@@ -190,8 +190,7 @@ std::optional<UnitExtract> UnitsState(const std::string& out, const std::string&
   const unsigned int before = range.first - (range.first > 0 ? 1 : 0);
   const QuietLog quiet;  // nobody has asked for this file
   ExtractionReport report;
-  static_cast<void>(
-      ExtractAsUnit(base, {before, before}, ScratchExtract(unit, out), report));
+  static_cast<void>(ExtractAsUnit(base, {before, before}, ScratchExtract(unit, out), report));
   if (auto state = ReadUnitExtract(unit.Descriptor())) return state;
   return UnitExtract{FlatFileHead(), {}};
 }
@@ -254,7 +253,8 @@ bool StoreRange::CutRedactedInto(const ExtractFile& file, const std::string& out
       *source, redaction, [&buffered](std::string_view bytes) { buffered.Add(bytes); },
       [&progress] { progress.Step(); });
   if (!buffered.Flush()) return CannotBeWritten(file.shown);
-  facts_.redacted = fmt::format("{}; items taken out: {}", redaction.Text(), TakenOutText(redacted));
+  facts_.redacted =
+      fmt::format("{}; items taken out: {}", redaction.Text(), TakenOutText(redacted));
   if (redaction.CellMetres() > 0)
     *facts_.redacted += fmt::format("; positions told: {}", redacted.positions);
   return true;

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "tools/common/time_point.h"
 #include "tools/common/scratch_file.h"
+#include "tools/common/time_point.h"
 #include "tools/evidence/extract_summary.h"
 #include "tools/evidence/redaction.h"
 #include "tools/read/opened_recording.h"
