@@ -8,6 +8,7 @@ Nothing is written but the small files that openssl is handed, in a temporary fo
 Whether an archive was packed anew is not looked at.
 """
 import argparse
+import base64
 import hashlib
 import os
 import re
@@ -19,7 +20,7 @@ import zipfile
 import zlib
 
 TAG = "tagmanifest-sha256.txt"
-BEHIND = {TAG, TAG + ".sig", TAG + ".tsr"}  # what no manifest can list
+BEHIND = {TAG, TAG + ".sig", TAG + ".minisig", TAG + ".tsr"}  # what no manifest can list
 MARKS = ("bagit.txt", "manifest-sha256.txt", TAG)
 KEPT = BEHIND.union(MARKS, ("bag-info.txt", "signer-public-key.pem"))  # in memory, too
 MOST_FILES, SMALL, MOST_BYTES = 1000, 16 << 20, 64 << 30
@@ -154,18 +155,36 @@ def run_openssl(folder, contents, *arguments):
     return subprocess.run(["openssl", *arguments], cwd=folder, capture_output=True, check=False)
 
 
+def holds_by(folder, key, text, signature):
+    return run_openssl(folder, {"key": key, "text": text, "sig": signature},
+                       "pkeyutl", "-verify", "-pubin", "-inkey", "key", "-passin", "pass:",
+                       "-rawin", "-in", "text", "-sigfile", "sig").returncode == 0
+
+
 def check_signature(folder, files, info, key):
     if TAG + ".sig" not in files:
-        told = "signer-public-key.pem" in files or b"\nSigner-Key-SHA256:" in b"\n" + info
+        told = {"signer-public-key.pem", TAG + ".minisig"}.intersection(files) or \
+            b"\nSigner-Key-SHA256:" in b"\n" + info
         return ["signature: is missing"] if told or key else []
     own = files.get("signer-public-key.pem", (0, None))[1]
     if own is None and key is None:
         return ["signature: there is no key to check it by"]
-    done = run_openssl(folder, {"key": key or own, "text": files.get(TAG, (0, b""))[1],
-                                "sig": files[TAG + ".sig"][1]},
-                       "pkeyutl", "-verify", "-pubin", "-inkey", "key", "-passin", "pass:",
-                       "-rawin", "-in", "text", "-sigfile", "sig")
-    return [] if done.returncode == 0 else ["signature: does not hold by this key"]
+    key, signature = key or own, files[TAG + ".sig"][1]
+    if not holds_by(folder, key, files.get(TAG, (0, b""))[1], signature):
+        return ["signature: does not hold by this key"]
+    # The same signature as minisign has it, and one of its comment.
+    raw = run_openssl(folder, {"key": key}, "pkey", "-pubin", "-in", "key", "-passin",
+                      "pass:", "-outform", "DER").stdout[-32:]
+    form = b"untrusted comment: signature of %s\n%s\ntrusted comment: %s\n" % (
+        TAG.encode(), base64.b64encode(b"Ed" + raw[:8] + signature), TAG.encode())
+    told = files.get(TAG + ".minisig", (0, b""))[1]
+    try:
+        of_comment = base64.b64decode(told[len(form):-1])
+    except ValueError:
+        of_comment = b""
+    holds = told == form + base64.b64encode(of_comment) + b"\n" and \
+        holds_by(folder, key, signature + TAG.encode(), of_comment)
+    return [] if holds else [f"{TAG}.minisig: is missing or not this signature"]
 
 
 def check_stamp(folder, files):

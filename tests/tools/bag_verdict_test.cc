@@ -72,7 +72,7 @@ TEST(BagVerdict, ASoundBagHoldsAndIsAsItWasMade) {
   EXPECT_EQ(verdict.ExitCode(), 0);
   EXPECT_THAT(TextsOf(verdict),
               testing::ElementsAre(
-                  "tagmanifest-sha256.txt: 5 files, none changed, missing or added",
+                  "tagmanifest-sha256.txt: 6 files, none changed, missing or added",
                   "manifest-sha256.txt: 2 files, none changed, missing or added",
                   "signature: by the key that was given, " + key.Public().Fingerprint(), kAsMade));
 }

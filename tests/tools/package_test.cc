@@ -103,6 +103,20 @@ TEST_F(PackageTest, TheSameStoreRangeAndTimeMakeTheSameBytes) {
   EXPECT_TRUE(ReadFile(Path("bag.zip")) == first) << "wherever and whenever";
 }
 
+TEST_F(PackageTest, IsCheckedByMinisign) {
+  const std::string made = Run({"key", "new", "jane"}).out;
+  const std::string key = made.substr(made.find("RW"), 56);
+  EXPECT_EQ(PackageRange({"--sign", "jane"}).exit_code, 0);
+  EXPECT_EQ(Shell("python3 -m zipfile -e bag.zip unpacked"), 0);
+  const std::string check = "cd unpacked/evidence && minisign -V -m tagmanifest-sha256.txt ";
+  EXPECT_EQ(Shell(check + "-P " + key + " > ../said"), 0);
+  EXPECT_EQ(ReadFile(Path("unpacked/said")),
+            "Signature and comment signature verified\nTrusted comment: tagmanifest-sha256.txt\n");
+  EXPECT_EQ(Shell(check + "-p signer-public-key.minisign > ../said"), 0);
+  const std::string other = Run({"key", "new", "joe"}).out;
+  EXPECT_NE(Shell(check + "-P " + other.substr(other.find("RW"), 56) + " 2> ../said"), 0);
+}
+
 // With nothing of this program, as README.txt in the bag says.
 TEST_F(PackageTest, IsCheckedBySha256sumAndOpensslAlone) {
   Run({"key", "new", "jane"});

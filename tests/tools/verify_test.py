@@ -164,7 +164,7 @@ def check_changes(good):
 
     def forge_unsigned(files):
         forge(files)
-        for name in (TAG + ".sig", BASE + "signer-public-key.pem"):
+        for name in (TAG + ".sig", TAG + ".minisig", BASE + "signer-public-key.pem"):
             files.pop(name)
         files[BASE + "bag-info.txt"] = files[BASE + "bag-info.txt"].replace(b"Signer-", b"No-")
         files[TAG] = manifest_of(files, False)
@@ -187,6 +187,13 @@ def check_changes(good):
             put("tagmanifest-sha256.txt.sig", other[TAG + ".sig"]))
     changed("a short signature", 3, "signature: is not of this",
             put("tagmanifest-sha256.txt.sig", good[TAG + ".sig"][:63]))
+    changed("another's signature for minisign", 3, ".minisig: is not this signature",
+            put("tagmanifest-sha256.txt.minisig", other[TAG + ".minisig"]))
+    for at in range(0, len(good[TAG + ".minisig"]), 7):
+        turned = bytearray(good[TAG + ".minisig"])
+        turned[at] ^= 1
+        changed(f"minisign's form, byte {at}", 3, ".minisig: is not this signature",
+                put("tagmanifest-sha256.txt.minisig", bytes(turned)))
     changed("another's manifest", 3, "manifest-sha256.txt: is not what",
             put("manifest-sha256.txt", contents("later.zip")[BASE + "manifest-sha256.txt"]))
     changed("another's stamp", 3, "time stamp: is of something else",

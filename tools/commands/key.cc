@@ -8,6 +8,7 @@
 #include "tools/commands/passphrase_options.h"
 #include "tools/common/console.h"
 #include "tools/evidence/key_file.h"
+#include "tools/evidence/minisign.h"
 
 namespace vmr::tool {
 namespace {
@@ -26,6 +27,7 @@ others see it. With one, a stolen KEY is of little use; without, file modes alon
 protect it.
 
 Keys are Ed25519, in PEM, PKCS#8 and SubjectPublicKeyInfo: any OpenSSL reads them.
+The line "minisign" is the public half as `minisign -P` takes it.
 
 Examples:
   vmr key new jane --passphrase           makes jane and jane.pub
@@ -45,7 +47,8 @@ int Key(const KeyOptions& options) {
   const auto key = is_new ? MakeKeyFiles(options.key, options.passphrase)
                           : ReadEitherKey(options.key, options.passphrase);
   if (!key) return kExitFailure;
-  fmt::print("{}fingerprint: {}\n", is_new ? "" : key->Pem(), key->Fingerprint());
+  fmt::print("{}fingerprint: {}\nminisign:    {}\n", is_new ? "" : key->Pem(), key->Fingerprint(),
+             MinisignKey(*key));
   return FinishOutput(kExitSuccess);
 }
 

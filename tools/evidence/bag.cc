@@ -6,6 +6,7 @@
 
 #include "backends/file_io.h"
 #include "tools/common/sha256.h"
+#include "tools/evidence/minisign.h"
 
 namespace vmr::tool {
 
@@ -61,13 +62,18 @@ bool Bag::Seal(BagInfo info, const std::string& readme, const std::optional<Priv
   AddTag(kBagInfoFile, BagInfoText(info));
   AddTag(kReadmeFile, readme);
   AddTag(kManifestFile, manifest);
-  if (key) AddTag(kSignerFile, key->Public().Pem());
+  if (key) {
+    AddTag(kSignerFile, key->Public().Pem());
+    AddTag(kMinisignKeyFile, MinisignKeyFile(key->Public()));
+  }
   if (!ListFiles(false, tag_manifest_, error)) return false;
   AddTag(kTagManifestFile, tag_manifest_);
   if (!key) return true;
   signature_ = key->Sign(tag_manifest_);
-  if (signature_.empty()) return error = "the signature cannot be made", false;
+  const std::string minisig = MinisignSignature(*key, signature_);
+  if (signature_.empty() || minisig.empty()) return error = "the signature cannot be made", false;
   AddTag(kSignatureFile, signature_);
+  AddTag(kMinisignFile, minisig);
   return true;
 }
 

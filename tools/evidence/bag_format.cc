@@ -9,9 +9,9 @@
 namespace vmr::tool {
 namespace {
 
-constexpr std::array<std::string_view, 8> kInOrder = {
-    kBagitFile,  kBagInfoFile,     kReadmeFile,    kManifestFile,
-    kSignerFile, kTagManifestFile, kSignatureFile, kStampFile};
+constexpr std::array<std::string_view, 10> kInOrder = {
+    kBagitFile,       kBagInfoFile,     kReadmeFile,    kManifestFile, kSignerFile,
+    kMinisignKeyFile, kTagManifestFile, kSignatureFile, kMinisignFile, kStampFile};
 
 std::size_t RankOf(std::string_view name) {
   return static_cast<std::size_t>(
@@ -65,7 +65,8 @@ bool IsUtf8(std::string_view text) {
 }  // namespace
 
 bool IsBehindTagManifest(std::string_view name) {
-  return name == kTagManifestFile || name == kSignatureFile || name == kStampFile;
+  return name == kTagManifestFile || name == kSignatureFile || name == kMinisignFile ||
+         name == kStampFile;
 }
 
 bool StandsBefore(std::string_view a, std::string_view b) {

@@ -5,8 +5,10 @@
 //   evidence/README.txt                   how to check it without this program
 //   evidence/manifest-sha256.txt          a digest of each file below data/
 //   evidence/signer-public-key.pem        the key that the signature is checked by
+//   evidence/signer-public-key.minisign   the same for minisign
 //   evidence/tagmanifest-sha256.txt       a digest of each of the above
 //   evidence/tagmanifest-sha256.txt.sig   Ed25519 over the file tagmanifest-sha256.txt
+//   evidence/tagmanifest-sha256.txt.minisig   the same for minisign
 //   evidence/tagmanifest-sha256.txt.tsr   RFC 3161 reply for that file
 //   evidence/data/...                     what is handed on
 #ifndef VMR_TOOLS_EVIDENCE_BAG_FORMAT_H_
@@ -29,8 +31,10 @@ inline constexpr const char* kBagInfoFile = "bag-info.txt";
 inline constexpr const char* kReadmeFile = "README.txt";
 inline constexpr const char* kManifestFile = "manifest-sha256.txt";
 inline constexpr const char* kSignerFile = "signer-public-key.pem";
+inline constexpr const char* kMinisignKeyFile = "signer-public-key.minisign";
 inline constexpr const char* kTagManifestFile = "tagmanifest-sha256.txt";
 inline constexpr const char* kSignatureFile = "tagmanifest-sha256.txt.sig";
+inline constexpr const char* kMinisignFile = "tagmanifest-sha256.txt.minisig";
 inline constexpr const char* kStampFile = "tagmanifest-sha256.txt.tsr";
 
 inline constexpr const char* kBagitText =

@@ -10,6 +10,7 @@
 #include "tools/common/iso_time.h"
 #include "tools/common/sha256.h"
 #include "tools/evidence/bag_format.h"
+#include "tools/evidence/minisign.h"
 #include "tools/evidence/time_stamp.h"
 
 namespace vmr::tool {
@@ -210,9 +211,11 @@ class Look {
     const std::string own_text = own ? own->Fingerprint() : "";
     if (!key_ && holds_by(own)) {
       Holds(fmt::format("signature: by key {}", own_text));
+      CheckMinisign(*own, signature->text);
       Note("whose key that is, the bag cannot tell: compare it, or give the signer's with --key");
     } else if (holds_by(key_)) {
       Holds(fmt::format("signature: by the key that was given, {}", key_->Fingerprint()));
+      CheckMinisign(*key_, signature->text);
     } else if (key_ && holds_by(own)) {
       Fails(fmt::format("signature: by another key than was given, {}", own_text));
     } else {
@@ -220,8 +223,17 @@ class Look {
     }
   }
 
+  // Of a signature that holds.
+  void CheckMinisign(const PublicKey& key, const std::string& signature) {
+    const Looked* const file = Find(kMinisignFile);
+    if (file == nullptr)
+      Fails(fmt::format("{}: is missing", kMinisignFile));
+    else if (!IsMinisignSignature(file->text, key, signature))
+      Fails(fmt::format("{}: is not this signature", kMinisignFile));
+  }
+
   void CheckUnsigned() {
-    if (Find(kSignerFile) != nullptr || Info(kSignerTag))
+    if (Find(kMinisignFile) != nullptr || Find(kSignerFile) != nullptr || Info(kSignerTag))
       Fails("signature: is missing, and the bag tells of a signer");
     else if (key_)
       Fails("signature: there is none");

@@ -101,13 +101,22 @@ std::string PublicKey::Pem() const {
   return Crypto().PEM_write_bio_PUBKEY(bio.get(), key_.get()) == 1 ? ContentOf(bio) : "";
 }
 
-std::string PublicKey::Fingerprint() const {
+std::string PublicKey::Der() const {
   const int size = Crypto().i2d_PUBKEY(key_.get(), nullptr);
   if (size <= 0) return {};
   std::string der(static_cast<std::size_t>(size), '\0');
   auto* to = reinterpret_cast<unsigned char*>(der.data());
   Crypto().i2d_PUBKEY(key_.get(), &to);
-  return Sha256Of(der);
+  return der;
+}
+
+std::string PublicKey::Fingerprint() const { return Sha256Of(Der()); }
+
+// It stands at the end of what says that it is one.
+std::string PublicKey::Raw() const {
+  constexpr std::size_t kKeyBytes = 32;
+  const std::string der = Der();
+  return der.size() < kKeyBytes ? "" : der.substr(der.size() - kKeyBytes);
 }
 
 bool PublicKey::Verifies(std::string_view message, std::string_view signature) const {

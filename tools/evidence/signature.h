@@ -22,11 +22,16 @@ class PublicKey {
   std::string Pem() const;
   // SHA-256 of the SubjectPublicKeyInfo, hexadecimal.
   std::string Fingerprint() const;
+  // The 32 bytes of the key itself.
+  std::string Raw() const;
   bool Verifies(std::string_view message, std::string_view signature) const;
 
  private:
   friend class PrivateKey;
   explicit PublicKey(std::shared_ptr<evp_pkey_st> key) : key_(std::move(key)) {}
+
+  // The SubjectPublicKeyInfo; empty when it could not be written.
+  std::string Der() const;
 
   std::shared_ptr<evp_pkey_st> key_;
 };

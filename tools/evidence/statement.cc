@@ -90,6 +90,12 @@ constexpr const char* kReadmeSigned =
 
    It should be {}.
 
+   Who has minisign can use that instead; it says "Signature and comment signature
+   verified". KEY is the second line of signer-public-key.minisign, compared with
+   what the signer told you ("vmr key show" prints it):
+
+     minisign -V -m tagmanifest-sha256.txt -P KEY
+
 )";
 
 constexpr const char* kReadmeUnsigned =
