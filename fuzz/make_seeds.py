@@ -4,6 +4,7 @@
 The inputs are small: a few packets and lines each, in the states that power cuts
 and damage leave of a ring. What is in CORPUS under other names stays.
 """
+import base64
 import hashlib
 import io
 import json
@@ -231,6 +232,37 @@ def write_times(corpus):
         write(corpus, "times", name, text.encode() + b"\0" + readings)
 
 
+def sign(files, manifest):
+    """By a key that is good for nothing else."""
+    seed = bytes(range(32))
+    with tempfile.TemporaryDirectory() as folder:
+        key, text = pathlib.Path(folder, "key"), pathlib.Path(folder, "text")
+        key.write_bytes(bytes.fromhex("302e020100300506032b657004220420") + seed)
+
+        def openssl(*arguments, message=b""):
+            text.write_bytes(message)
+            return subprocess.run(["openssl", *arguments], capture_output=True, check=True).stdout
+
+        def signature(message):
+            return openssl("pkeyutl", "-sign", "-keyform", "DER", "-inkey", key, "-rawin", "-in",
+                           text, message=message)
+
+        public = openssl("pkey", "-inform", "DER", "-in", key, "-pubout", "-outform", "DER")[-32:]
+        named = b"Ed" + public[:8]
+        signed = {**files,
+                  "signer-public-key.pem": openssl("pkey", "-inform", "DER", "-in", key, "-pubout"),
+                  "signer-public-key.minisign": b"untrusted comment: \n" +
+                                                base64.b64encode(named + public) + b"\n"}
+        names = [name for name in signed if not name.startswith(("data/", "tagmanifest"))]
+        tag = "tagmanifest-sha256.txt"
+        signed[tag] = manifest(signed, sorted(names))
+        signed[tag + ".sig"] = signature(signed[tag])
+        signed[tag + ".minisig"] = b"untrusted comment: signature of %s\n%s\ntrusted comment: %s\n%s\n" % (
+            tag.encode(), base64.b64encode(named + signed[tag + ".sig"]), tag.encode(),
+            base64.b64encode(signature(signed[tag + ".sig"] + tag.encode())))
+    return signed
+
+
 def write_bags(corpus):
     """As small as a bag can be; zipfile's own archives are ones that were packed anew."""
     def manifest(files, names):
@@ -241,13 +273,12 @@ def write_bags(corpus):
              "README.txt": b"", "data/way.gpx": b"<gpx/>\n"}
     files["manifest-sha256.txt"] = manifest(files, ["data/way.gpx"])
     files["tagmanifest-sha256.txt"] = manifest(files, sorted(set(files) - {"data/way.gpx"}))
-    signed = {**files, "tagmanifest-sha256.txt.sig": bytes(64), "signer-public-key.pem": (
-        b"-----BEGIN PUBLIC KEY-----\nMCowBQYDK2VwAyEAGb9ECWmEzf6FQbrBZ9w7lshQhqowtrbLDFw4rXAxZuE=\n"
-        b"-----END PUBLIC KEY-----\n")}
+    signed = sign(files, manifest)
+    forged = {**signed, "tagmanifest-sha256.txt.sig": bytes(64)}
     stamped = {**files, "tagmanifest-sha256.txt.tsr": bytes.fromhex("30053003020102")}
     changed = {**files, "data/way.gpx": b"<gpx>\n\n"}
-    for name, bag in (("sound", files), ("signed", signed), ("stamped", stamped),
-                      ("changed", changed)):
+    for name, bag in (("sound", files), ("signed", signed), ("forged", forged),
+                      ("stamped", stamped), ("changed", changed)):
         for method in (zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED):
             packed = io.BytesIO()
             with zipfile.ZipFile(packed, "w", method) as archive:
