@@ -55,15 +55,37 @@ def check_names(names):
 def check_local_header(file, info):
     """The archive tells of each file twice: refuses one whose two tales differ."""
     file.seek(info.header_offset)
-    head = struct.unpack("<4s2xHHHHIIIHH", file.read(30))
-    packed = (info.CRC, info.compress_size, info.file_size)
+    head = struct.unpack("<4sHHHHHIIIHH", file.read(30))
+    large = 0xFFFFFFFF if head[7:9] == (0xFFFFFFFF,) * 2 else 0  # told in an extra field
+    packed = (info.CRC, large or info.compress_size, large or info.file_size)
     year, month, day, hour, minute, second = info.date_time
     time = (hour << 11 | minute << 5 | second // 2, (year - 1980) << 9 | month << 5 | day)
-    behind = head[1] & 8 and head[5:8] == (0, 0, 0)  # told behind the file
-    if head[0] != b"PK\3\4" or head[2] != info.compress_type or head[3:5] != time or \
-            (head[5:8] != packed and not behind) or \
-            file.read(head[8]) != info.orig_filename.encode("cp437", "replace"):
+    behind = head[2] & 8 and head[6:9] == (0, 0, 0)  # told behind the file
+    if head[0] != b"PK\3\4" or head[1] != info.extract_version or \
+            head[3] != info.compress_type or head[4:6] != time or \
+            (head[6:9] != packed and not behind) or \
+            file.read(head[9]) != info.orig_filename.encode("cp437", "replace"):
         raise CannotTell(f"{info.filename}: the archive contradicts itself")
+
+
+def check_ends(archive, count):
+    """Nothing stands in front of the first file or behind the archive's own end."""
+    file, comment = archive.fp, len(archive.comment)
+    file.seek(0)
+    starts = file.read(4)
+    file.seek(-22 - comment, os.SEEK_END)
+    at = file.tell()
+    end = struct.unpack("<4s4H2IH", file.read(22))
+    if starts != b"PK\3\4" or end[:5] != (b"PK\5\6", 0, 0, count, count) or \
+            end[5] + end[6] > at or end[7] != comment:
+        raise CannotTell("is an archive with something in front of it or behind it")
+
+
+def extra_ids(extra):
+    while len(extra) >= 4:
+        number, size = struct.unpack("<HH", extra[:4])
+        yield number  # 0x7075 is a second name, which some unpack by
+        extra = extra[4 + size:]
 
 
 def open_archive(path):
@@ -71,13 +93,16 @@ def open_archive(path):
     try:
         archive = zipfile.ZipFile(path)
         infos = archive.infolist()
+        check_ends(archive, len(infos))
         check_names([info.orig_filename for info in infos])
         for info in infos:
             kind = info.external_attr >> 28
-            if info.create_system in (3, 19) and kind not in (0, 4, 8):
+            if kind not in (0, 4, 8):
                 raise CannotTell(f"{info.filename} is a link or a device")
             if info.flag_bits & 1 or info.compress_type not in (0, 8):
                 raise CannotTell(f"{info.filename} is packed in a way that is not read here")
+            if info.is_dir() and info.file_size:
+                raise CannotTell(f"{info.filename} is a folder and holds bytes")
             if info.file_size > SMALL and info.file_size // 200 > info.compress_size:
                 raise CannotTell(f"{info.filename} unpacks to more than can be meant")
             check_local_header(archive.fp, info)
@@ -94,12 +119,16 @@ def open_archive(path):
     base = bases.pop()
     inside = {name[len(base):]: name for name in names if name.startswith(base)}
     beside = [info.filename for info in infos if not info.filename.startswith(base)]
+    beside += [info.filename for info in infos if 0x7075 in extra_ids(info.extra)]
     return inside, lambda name: archive.open(inside[name]), beside
 
 
 def open_folder(path):
+    def refuse(error):
+        raise error
+
     names = {}
-    for folder, folders, files in os.walk(path):
+    for folder, folders, files in os.walk(path, onerror=refuse):
         for name in folders + files:
             whole = os.path.join(folder, name)
             if os.path.islink(whole) or (name in files and not os.path.isfile(whole)):
@@ -223,6 +252,8 @@ def main():
     arguments = parser.parse_args()
     try:
         key = open(arguments.key, "rb").read() if arguments.key else None
+        if key is not None and b"-----BEGIN PUBLIC KEY-----" not in key:
+            raise CannotTell(f"{arguments.key} is no public key")
         failures = check(arguments.bag, key)
     except (CannotTell, OSError) as error:
         print(f"{arguments.bag}: {error}", file=sys.stderr)

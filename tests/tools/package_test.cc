@@ -149,10 +149,14 @@ TEST_F(PackageTest, TheStatementTellsOfTheClock) {
   const std::string statement = Content("data/statement.txt");
   EXPECT_THAT(statement, HasSubstr("was set: 2 inside the range, 2 in all of the recording"));
   EXPECT_THAT(statement, HasSubstr(" back"));
-  EXPECT_THAT(statement, HasSubstr("Newest time in the recording: 2024-05-01 09:00:"));
-  EXPECT_THAT(statement, HasSubstr("before it.\n"));
-  Package({"--from", "0", "--to", "4294967295", "--at", "2024-01-01T00:00:00Z", "--force"});
-  EXPECT_THAT(Content("data/statement.txt"), HasSubstr("one of the two clocks is wrong"));
+  // Tick 2000 was recorded just now.
+  EXPECT_THAT(statement, HasSubstr("(tick 2001), "));
+  EXPECT_THAT(statement, HasSubstr(" after it.\n"));
+  EXPECT_THAT(statement,
+              HasSubstr("Its last time is earlier, as the clock was set back: 2024-05-01"));
+  EXPECT_THAT(statement, HasSubstr("one of the two clocks is wrong"));
+  Package({"--from", "0", "--to", "4294967295", "--at", "2100-01-01T00:00:00Z", "--force"});
+  EXPECT_THAT(Content("data/statement.txt"), HasSubstr(" before it.\n"));
 }
 
 TEST_F(PackageTest, AGapIsToldByTheExitCode) {
@@ -249,6 +253,50 @@ TEST_F(PackageTest, AnExistingFileIsReplacedOnlyWhenAsked) {
   EXPECT_THAT(ReadFile(Path("bag.zip")), StartsWith("PK"));
   EXPECT_EQ(Run({"package", "s", "s_1.mtd", "--from", "1", "--to", "9", "--force"}).err,
             "vmr: s_1.mtd: belongs to the store s; give another file\n");
+}
+
+// Neither the evidence itself nor the key is ever written over, whatever is asked for.
+TEST_F(PackageTest, WhatIsReadIsNotWrittenOver) {
+  Run({"key", "new", "jane"});
+  WriteFile(Path("secret"), "open sesame\n");
+  const std::string key = ReadFile(Path("jane"));
+  const auto refused = [this](const Arguments& arguments, const std::string& why) {
+    const Finished finished = Run(arguments);
+    EXPECT_EQ(finished.exit_code, 1);
+    EXPECT_EQ(finished.err, why);
+    EXPECT_EQ(finished.out, "");
+  };
+  const Arguments range = {"--from", "102", "--to", "120", "--force"};
+  const auto with = [&range](Arguments arguments, const Arguments& more) {
+    arguments.insert(arguments.end(), range.begin(), range.end());
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  };
+  const Arguments bag = {"package", "s", "bag.zip"};
+  refused(with(bag, {"--tsa-query", "s_1.mtd"}),
+          "vmr: s_1.mtd: is a file of the store; give another file\n");
+  refused(with(bag, {"--sign", "jane", "--tsa-query", "jane"}),
+          "vmr: jane: is the key; give another file\n");
+  refused(with(bag, {"--tsa-query", "bag.zip"}),
+          "vmr: bag.zip: is what the bag is to be called; give another file\n");
+  refused(with({"package", "s", "jane"}, {"--sign", "jane"}),
+          "vmr: jane: is the key; give another file\n");
+  refused(with({"package", "s", "secret"}, {"--sign", "jane", "--passphrase-file", "secret"}),
+          "vmr: secret: is the file of the passphrase; give another file\n");
+  EXPECT_EQ(ReadFile(Path("jane")), key);
+  EXPECT_EQ(ReadFile(Path("secret")), "open sesame\n");
+  EXPECT_EQ(PackageRange().exit_code, 0);
+  refused({"package", "bag.zip", "--tsa-query", "bag.zip", "--force"},
+          "vmr: bag.zip: is the bag; give another file\n");
+  EXPECT_THAT(ReadFile(Path("bag.zip")), StartsWith("PK"));
+}
+
+// Who writes it to a pager that ends does not find half a bag beside it.
+TEST_F(PackageTest, AReaderThatEndsLeavesNothingHalfMade) {
+  EXPECT_EQ(Shell("for i in 1 2 3 4 5; do " VMR_PROGRAM
+                  " package s bag.zip --from 5 --to 1000 --force 2>&1 | true; done"),
+            0);
+  EXPECT_THAT(WhatIsThere(), Not(Contains(StartsWith(".vmr"))));
 }
 
 TEST_F(PackageTest, AFullDiskLeavesNothing) {

@@ -556,15 +556,40 @@ TEST(Redact, OnAGridTellsTheStateOfAnExtractAtOnceAndTheRestAtItsTicks) {
   const Bytes stream =
       Extract(kCompleted, Whole(latitude, longitude),
               Hdr1(110, "92 10 F0") + Hdr1(115, Whole(latitude + 9000, longitude)) +
-                  Hdr1(190, "56") + Hdr1(210, "56"));
+                  Hdr1(190, "56") + Hdr1(310, "56") + Hdr1(410, "56"));
   const std::vector<Told> told = PositionsOf(RedactBytes(stream, "gps=1km").bytes);
   ASSERT_EQ(told.size(), 2U);
   EXPECT_EQ(told[0].tick, 100U);
-  EXPECT_EQ(told[1].tick, 200U);
+  EXPECT_EQ(told[1].tick, 400U) << "200 is too soon behind the start to hide when it crossed";
   const records::Position middle =
       PositionGrid(1000).MiddleOf({latitude, longitude, PositionQuality::kKnown});
   EXPECT_EQ(told[0].latitude_tts, middle.latitude_tts);
   EXPECT_EQ(told[0].longitude_tts, middle.longitude_tts);
+}
+
+// A unit writes its state in an order that follows from the lengths of texts.
+TEST(Redact, ItemsOfATickAreInAnOrderThatTellsNothing) {
+  const Bytes one = Hdr1(100, "36 3A 56 05 03 41 42 43");
+  const Bytes other = Hdr1(100, "56 36 05 02 41 42 3A");
+  EXPECT_EQ(RedactBytes(one, "identity").bytes, RedactBytes(other, "identity").bytes);
+  // What happened one after the other stays so, and so does what the clock was set between.
+  const Bytes on_off = Hdr1(100, "35 36"), off_on = Hdr1(100, "36 35");
+  EXPECT_NE(RedactBytes(on_off, "identity").bytes, RedactBytes(off_on, "identity").bytes);
+  const Bytes before = Hdr1(100, "56 03 00 94 35 77"), behind = Hdr1(100, "03 00 94 35 77 56");
+  EXPECT_NE(RedactBytes(before, "identity").bytes, RedactBytes(behind, "identity").bytes);
+}
+
+TEST(Redact, DamagedPlacesBetweenWhatIsTakenOutAreOneGap) {
+  const auto wrong = [](unsigned int tick) {
+    Bytes packet = Hdr1(tick, "56");
+    packet.back() ^= 1;
+    return packet;
+  };
+  const std::string name = "05 03 41 42 43";
+  const Bytes one = Hdr1(100, "36") + wrong(110) + Hdr1(150, "3A");
+  const Bytes three = Hdr1(100, "36") + wrong(110) + Hdr1(115, name) + wrong(120) +
+                      Hdr1(125, name) + wrong(130) + Hdr1(150, "3A");
+  EXPECT_EQ(RedactBytes(one, "identity").bytes, RedactBytes(three, "identity").bytes);
 }
 
 // A unit's own extract: whether its positions are true nobody knows.

@@ -96,7 +96,7 @@ def check_sound(good):
     key = ("--key", "jane.pub")
     expect("as made", 0, "byte for byte as it was made", *key, bag="good.zip")
     expect("without a key", 0, "whose key that is, the bag cannot tell", bag="good.zip")
-    expect("stamped", 0, "is of this tag manifest", *key, bag="stamped.zip")
+    expect("stamped", 0, "time stamp: is of this tag manifest", *key, bag="stamped.zip")
     expect("unsigned", 0, "signature: there is none; nothing keeps", bag="unsigned.zip")
     write(good, method=zipfile.ZIP_DEFLATED)
     expect("packed anew", 0, "archive: packed anew", *key)
@@ -221,10 +221,11 @@ def check_hostile(good):
     with_more((BASE + "DATA/new.txt", b"x"), (BASE + "data", b"x"))
     expect("a file and a folder", 1, "t.zip: ")
     for kind, what in ((0o120777, "link"), (0o020666, "device"), (0o010666, "pipe")):
-        info = zipfile.ZipInfo(BASE + "data/odd")
-        info.create_system, info.external_attr = 3, kind << 16
-        with_more((info, b"/etc/passwd"))
-        expect(what, 1, "is a link or a device")
+        for system in (0, 2, 3, 5, 16, 19, 30):
+            info = zipfile.ZipInfo(BASE + "data/odd")
+            info.create_system, info.external_attr = system, kind << 16
+            with_more((info, b"/etc/passwd"))
+            expect(f"{what} of system {system}", 1, "is a link or a device")
     write([(f"{BASE}data/{number}", b"") for number in range(10000)] + list(good.items()))
     expect("10000 files", 1, "holds 10053 files" if len(good) == 53 else "files; more than")
     bomb = io.BytesIO()
@@ -239,6 +240,25 @@ def check_hostile(good):
     os.unlink("folder/evidence/data/link")
 
 
+def check_stamping(good):
+    """Only what holds is stamped, and a stamp is not replaced by the way."""
+    write(dict(reversed(list(good.items()))))
+    done = run(VMR, "package", "t.zip", "--tsa-reply", "good.tsr", code=1)
+    if "is packed anew, and is not to be stamped" not in done.stderr:
+        failures.append(f"stamped, packed anew: {done.stderr}")
+    write({**good, BASE + "data/check.txt": b"sound\n"})
+    done = run(VMR, "package", "t.zip", "--tsa-reply", "good.tsr", code=1)
+    if "is no bag that holds, and is not to be stamped" not in done.stderr:
+        failures.append(f"stamped, changed: {done.stderr}")
+    before = pathlib.Path("stamped.zip").read_bytes()
+    done = run(VMR, "package", "stamped.zip", "--tsa-reply", "good.tsr", code=1)
+    if "has a time stamp; --force replaces it" not in done.stderr:
+        failures.append(f"stamped twice: {done.stderr}")
+    run(VMR, "package", "stamped.zip", "--tsa-reply", "good.tsr", "--force")
+    if pathlib.Path("stamped.zip").read_bytes() != before:
+        failures.append("the same stamp once more makes another bag")
+
+
 def check_bytes():
     """What is no archive, or half of one."""
     whole = pathlib.Path("good.zip").read_bytes()
@@ -246,8 +266,13 @@ def check_bytes():
     for size in (0, 1, 100, len(whole) // 2, len(whole) - 1):
         bag.write_bytes(whole[:size])
         expect(f"cut to {size}", 1, "t.zip: ")
+    for name, content in (("in front", b"x" + whole), ("behind", whole + b"x")):
+        bag.write_bytes(content)
+        expect(f"a byte {name}", 1, "t.zip: ")
     bag.write_bytes(random.Random(1).randbytes(5000))
     expect("noise", 1, "is no ZIP archive")
+    shutil.copy("good.zip", "t.zip")
+    expect("a private key for the public one", 1, "is no public key", "--key", "jane")
     expect("not there", 1, "No such file", bag="none.zip")
     os.mkdir("empty")
     expect("an empty folder", 1, "is no bag", bag="empty")
@@ -277,6 +302,7 @@ def main():
         check_sound(good)
         check_changes(good)
         check_hostile(good)
+        check_stamping(good)
         check_bytes()
         os.chdir("/")
     print("\n".join(failures) or f"both verifiers tell what was done to each of {count} bags")

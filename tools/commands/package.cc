@@ -34,7 +34,8 @@ key behind a passphrase that is asked for at the terminal.
 --redact takes out what the classes of LIST name, such as identity,gps=1km; see `vmr
 extract --help`. All in the bag is then made of what is left, the unit's own extract
 is not in it, and it says what was taken out, in the name of --by. It carries the
-digest of the bag that the same command without --redact, at the same --at, makes.
+digest of the bag that the same words without --redact, with its Packaging-Time for
+--at, make.
 
 --tsa-query writes what a time-stamping authority (RFC 3161) is to be asked; how it
 gets there and back is yours. With its reply, or later for a query:
@@ -53,8 +54,9 @@ Examples:
       --redact identity,gps=1km
   curl -H 'Content-Type: application/timestamp-query' --data-binary @q.tsq URL > r.tsr
 
-Exit codes: 0 success, 1 failure, OUT is as it was, 2 wrong usage, 3 OUT was
-written but not all of the range is recorded.)";
+Exit codes: 0 success, 1 failure, OUT is as it was unless only this summary could
+not be printed, 2 wrong usage, 3 OUT was written but not all of the range is
+recorded.)";
 
 struct Typed {
   PackageOptions options;
@@ -65,7 +67,7 @@ struct Typed {
 
 int Run(const Typed& typed) {
   const PackageOptions& options = typed.options;
-  if (!typed.tsa_reply.empty()) return AddTimeStampReply(typed.store, typed.tsa_reply);
+  if (!typed.tsa_reply.empty()) return AddTimeStampReply(typed.store, typed.tsa_reply, options.force);
   if (options.out.empty())
     return WriteTimeStampQuery(typed.store, options.tsa_query, options.force);
   return Package(options);
@@ -131,7 +133,7 @@ std::function<int()> AddOptions(CLI::App& parser) {
       ->type_name("FILE");
   parser.add_option("--tsa-reply", typed->tsa_reply, "Put the reply into a bag that is there")
       ->type_name("FILE");
-  parser.add_flag("--force", options.force, "Replace OUT, and the query, if they exist");
+  parser.add_flag("--force", options.force, "Replace OUT, the query, a reply in the bag");
   parser.final_callback([typed] {
     if (typed->store.empty()) RefuseUsage("STORE is empty");
     if (typed->options.out.empty())

@@ -9,8 +9,9 @@
 namespace vmr::tool {
 
 // A temporary file in the folder of the file that it is to become. It is removed
-// when the object goes without Publish, and by SIGINT, SIGTERM and SIGHUP, which
-// end the process as they do without this.
+// when the object goes without Publish, and by the signals that usually end a
+// process (SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU), which
+// end it as they do without this.
 //
 // Owns     the temporary file.
 // Errors   Open and Publish say what is wrong on standard error.

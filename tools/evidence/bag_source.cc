@@ -117,6 +117,7 @@ std::unique_ptr<FolderBag> FolderBag::Open(const std::string& folder, std::strin
 bool FolderBag::List(std::string& error) {
   std::error_code problem;
   std::vector<std::string> names;
+  std::uint64_t bytes = 0;
   auto entry = fs::recursive_directory_iterator(folder_, problem);
   for (; !problem && entry != fs::recursive_directory_iterator(); entry.increment(problem)) {
     const std::string name = entry->path().lexically_relative(folder_).string();
@@ -130,8 +131,16 @@ bool FolderBag::List(std::string& error) {
       return error = fmt::format("{} {}", Printable(name), why), false;
     files_.push_back({name, entry->file_size(problem), files_.size()});
     names.push_back(name);
+    bytes += problem ? 0 : files_.back().bytes;
+    if (bytes > kMostBytesInBag)
+      return error =
+                 fmt::format("holds more than {} bytes, more than can be meant", kMostBytesInBag),
+             false;
   }
-  if (problem) return error = problem.message(), false;
+  if (problem)
+    return error = names.empty() ? problem.message()
+                                 : fmt::format("behind {}: {}", names.back(), problem.message()),
+           false;
   error = WhyRefusedTogether(names);
   return error.empty();
 }

@@ -262,10 +262,10 @@ class Look {
     if (!stamp) return Fails(fmt::format("time stamp: {}", error));
     if (stamp->sha256 != tag_manifest->sha256)
       return Fails("time stamp: is of something else than this tag manifest");
-    Holds(fmt::format("time stamp: of {}, is of this tag manifest", stamp->time));
     Note(
-        "who stamped it is not looked at here: `openssl ts -verify` does, with the authority's "
-        "certificate");
+        fmt::format("time stamp: is of this tag manifest and says {}; whether an authority made it "
+                    "is not looked at here, `openssl ts -verify` does",
+                    stamp->time));
   }
 
   const BagSource& bag_;
@@ -275,7 +275,7 @@ class Look {
 };
 
 // Of a bag that holds.
-BagVerdict::Line FormOf(const ZipBag& bag, ZipBytes& bytes) {
+BagVerdict::Line FormOf(const ZipBag& bag, ZipBytes& bytes, bool& is_packed_anew) {
   std::string text, error;
   for (const BagSource::File& file : bag.Files())
     if (file.name == kBagInfoFile) static_cast<void>(bag.ReadSmall(file, text, error));
@@ -290,6 +290,7 @@ BagVerdict::Line FormOf(const ZipBag& bag, ZipBytes& bytes) {
             Printable(fmt::format("archive: written by {}, here is {}: whether it was packed anew "
                                   "cannot be told",
                                   *writer, ZipWriterName()))};
+  is_packed_anew = true;
   return {Kind::kNote, fmt::format("archive: packed anew, or changed outside of the files in it{}",
                                    bag.IsInOrder() ? "" : "; they stand in another order")};
 }
@@ -315,7 +316,7 @@ BagVerdict LookAtBagArchive(ZipBytes& bytes, const std::optional<PublicKey>& key
   const auto bag = ZipBag::Open(bytes, verdict.error);
   if (bag == nullptr) return verdict;
   verdict = LookAtBag(*bag, key);
-  if (verdict.Holds()) verdict.lines.push_back(FormOf(*bag, bytes));
+  if (verdict.Holds()) verdict.lines.push_back(FormOf(*bag, bytes, verdict.is_packed_anew));
   return verdict;
 }
 

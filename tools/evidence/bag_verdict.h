@@ -23,7 +23,8 @@ struct BagVerdict {
   };
 
   std::vector<Line> lines;
-  std::string error;  // not empty: nothing can be said, and why
+  std::string error;            // not empty: nothing can be said, and why
+  bool is_packed_anew = false;  // an archive that holds and is not as it was made
 
   bool Holds() const;
   // The program's.

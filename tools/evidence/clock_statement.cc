@@ -25,14 +25,17 @@ void ClockStatement::Inner::OnRecord(const records::Record& record) {
 
 void ClockStatement::Newest::OnRecord(const records::Record& record) {
   if (record.time.quality == records::TimeQuality::kUnknown || !record.crc_right) return;
-  time = record.time;
-  tick = record.tick;
+  last = record.time;
+  last_tick = record.tick;
+  if (latest.quality != records::TimeQuality::kUnknown && latest.us >= last.us) return;
+  latest = last;
+  latest_tick = last_tick;
 }
 
-std::string ClockStatement::StepLines() const {
-  std::string lines = fmt::format(
-      "How often the unit's clock was set: {} inside the range, {} in all of the recording.\n",
-      inside_.steps.size(), all_.steps);
+std::string ClockStatement::StepLines(const char* what) const {
+  std::string lines =
+      fmt::format("How often the unit's clock was set: {} inside the range, {} in all of {}.\n",
+                  inside_.steps.size(), all_.steps, what);
   for (const records::ClockStep& step : inside_.steps)
     lines +=
         fmt::format("  tick {}: from {} to {}, {} {}{}\n", step.tick,
@@ -42,17 +45,21 @@ std::string ClockStatement::StepLines() const {
   return lines;
 }
 
-std::string ClockStatement::OffsetLines(std::int64_t clock_us, bool is_given) const {
+std::string ClockStatement::OffsetLines(std::int64_t clock_us, bool is_given,
+                                        const char* what) const {
   std::string lines = fmt::format("Time of packaging, {}: {}\n",
                                   is_given ? "as it was given and not read off a clock"
                                            : "by the clock of the machine that packaged",
                                   LocalTimeText(clock_us));
-  if (all_.time.quality == records::TimeQuality::kUnknown)
-    return lines + "The recording tells no time to compare it with.\n";
-  const std::int64_t offset = all_.time.us - clock_us;
-  lines += fmt::format("Newest time in the recording: {} (tick {}), {} {} it.\n",
-                       LocalTimeText(all_.time.us), all_.tick, SpanText(offset),
+  if (all_.latest.quality == records::TimeQuality::kUnknown)
+    return lines + fmt::format("There is no time in {} to compare it with.\n", what);
+  const std::int64_t offset = all_.latest.us - clock_us;
+  lines += fmt::format("Newest time in {}: {} (tick {}), {} {} it.\n", what,
+                       LocalTimeText(all_.latest.us), all_.latest_tick, SpanText(offset),
                        offset > 0 ? "after" : "before");
+  if (all_.last.us < all_.latest.us)
+    lines += fmt::format("Its last time is earlier, as the clock was set back: {} (tick {}).\n",
+                         LocalTimeText(all_.last.us), all_.last_tick);
   lines +=
       offset > 0
           ? "A recording cannot be newer than its packaging: one of the two clocks is wrong by "
@@ -62,7 +69,7 @@ std::string ClockStatement::OffsetLines(std::int64_t clock_us, bool is_given) co
   return lines;
 }
 
-std::string ClockStatement::Text(std::int64_t clock_us, bool is_given) const {
+std::string ClockStatement::Text(std::int64_t clock_us, bool is_given, const char* what) const {
   const auto count = [this](records::TimeQuality quality) {
     return inside_.by_quality[static_cast<std::size_t>(quality)];
   };
@@ -73,7 +80,7 @@ std::string ClockStatement::Text(std::int64_t clock_us, bool is_given) const {
       "reckoned backwards, {} without any.\n",
       count(TimeQuality::kExact), count(TimeQuality::kStepped), count(TimeQuality::kEstimated),
       count(TimeQuality::kUnknown));
-  return text + StepLines() + OffsetLines(clock_us, is_given);
+  return text + StepLines(what) + OffsetLines(clock_us, is_given, what);
 }
 
 }  // namespace vmr::tool

@@ -17,8 +17,9 @@ class ClockStatement {
   records::Sink& All() { return all_; }
 
   // Lines, each ended, in local times of the zone in use. `clock_us`: what the clock of this
-  // machine showed at packaging; `is_given`: it was said to be so and not read.
-  std::string Text(std::int64_t clock_us, bool is_given) const;
+  // machine showed at packaging; `is_given`: it was said to be so and not read. `what`: what All()
+  // is of, "the recording".
+  std::string Text(std::int64_t clock_us, bool is_given, const char* what) const;
 
  private:
   struct Inner final : records::Sink {
@@ -30,13 +31,14 @@ class ClockStatement {
   struct Newest final : records::Sink {
     void OnRecord(const records::Record& record) override;
     void OnClockStep(const records::ClockStep& /*step*/) override { ++steps; }
-    records::Time time;  // the last one that is told
-    unsigned int tick = kNoTick;
+    // The one that is last in the recording, and the one that is last in time.
+    records::Time last, latest;
+    unsigned int last_tick = kNoTick, latest_tick = kNoTick;
     unsigned long steps = 0;
   };
 
-  std::string StepLines() const;
-  std::string OffsetLines(std::int64_t clock_us, bool is_given) const;
+  std::string StepLines(const char* what) const;
+  std::string OffsetLines(std::int64_t clock_us, bool is_given, const char* what) const;
 
   Inner inside_;
   Newest all_;

@@ -103,8 +103,8 @@ void AddEnd(std::vector<std::string>& missing, const ExtractionFacts& facts) {
   const unsigned int last_tick = LastTick(facts);
   if (ended && report.read_failed)
     missing.push_back(
-        fmt::format("a cluster after tick {} cannot be read in either file; what "
-                    "follows is not in the extract",
+        fmt::format("a unit stops at a cluster after tick {} that it cannot read; what follows is "
+                    "not in the extract",
                     last_tick));
   else if (ended && facts.asked.last != kEndOfRecording && last_tick < facts.asked.last)
     missing.push_back(fmt::format("the recording ends at tick {}, inside the range", last_tick));

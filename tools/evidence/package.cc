@@ -12,8 +12,10 @@
 #include "tools/common/made_time.h"
 #include "tools/common/output_file.h"
 #include "tools/common/sha256.h"
+#include "tools/common/store_path.h"
 #include "tools/evidence/bag.h"
 #include "tools/evidence/bag_source.h"
+#include "tools/evidence/bag_verdict.h"
 #include "tools/evidence/payload.h"
 #include "tools/evidence/statement.h"
 #include "tools/evidence/time_stamp.h"
@@ -114,6 +116,26 @@ void Describe(const PackageOptions& options, const Bag& bag, const std::optional
 
 bool IsMade(int exit_code) { return exit_code == kExitSuccess || exit_code == kExitPartial; }
 
+// Whether a file that is read for the bag, or the other one that is made, is to be written over.
+bool OutputsAreFree(const PackageOptions& options) {
+  const auto refuse = [](const std::string& path, const char* what) {
+    Say(fmt::format("{}: is {}; give another file", path, what));
+    return false;
+  };
+  for (const std::string& path : {options.out, options.tsa_query}) {
+    if (path.empty()) continue;
+    if (!options.sign.empty() && SameFile(path, options.sign)) return refuse(path, "the key");
+    if (!options.passphrase.file.empty() && SameFile(path, options.passphrase.file))
+      return refuse(path, "the file of the passphrase");
+  }
+  const std::string& query = options.tsa_query;
+  if (query.empty()) return true;
+  const tool::Recording store = FindRecording(options.asked.store, PathKind::kDetect);
+  if (store.error.empty() && BelongsToRing(query, store.path))
+    return refuse(query, "a file of the store");
+  return !SameFile(query, options.out) || refuse(query, "what the bag is to be called");
+}
+
 // What a packaging has at hand all along.
 struct Packaging {
   const PackageOptions& options;
@@ -141,6 +163,7 @@ int MakeBag(Packaging& packaging, const PackageOptions& options, BagInfo more, B
 int MakeRedactedBag(Packaging& packaging, Bag& bag) {
   PackageOptions unredacted = packaging.options;
   unredacted.redaction.reset();
+  unredacted.at_us = packaging.made_us;  // as whoever makes it again has to say
   Bag whole;
   const int exit_code = MakeBag(packaging, unredacted, {}, whole);
   if (!IsMade(exit_code)) return exit_code;
@@ -162,6 +185,7 @@ int Package(const PackageOptions& options) {
   if (!made_us) return kExitUsage;
   std::string error;
   if (LoadLibzip(error) == nullptr) return Fail("package", error);
+  if (!OutputsAreFree(options)) return kExitFailure;
   std::optional<PrivateKey> key;
   if (!options.sign.empty()) {
     key = ReadPrivateKey(options.sign, options.passphrase);
@@ -197,7 +221,14 @@ class OpenedBag {
     std::string error;
     source_ = ZipBag::Open(*bytes_, error);
     if (source_ == nullptr) return Fail(path, error) == kExitSuccess;
+    const BagVerdict verdict = LookAtBagArchive(*bytes_, std::nullopt);
+    if (!verdict.Holds() || verdict.is_packed_anew)
+      return Fail(path, fmt::format("is {}, and is not to be stamped; `vmr verify` says what of it "
+                                    "holds",
+                                    verdict.Holds() ? "packed anew" : "no bag that holds")) ==
+             kExitSuccess;
     for (const BagSource::File& file : source_->Files()) {
+      is_stamped_ = is_stamped_ || file.name == kStampFile;
       if (file.name != kTagManifestFile && file.name != kBagInfoFile) continue;
       std::string& content = file.name == kBagInfoFile ? info_ : tag_manifest_;
       if (source_->ReadSmall(file, content, error) != ReadResult::kRead)
@@ -209,6 +240,7 @@ class OpenedBag {
   }
   const ZipBag& Source() const { return *source_; }
   const std::string& TagManifest() const { return tag_manifest_; }
+  bool IsStamped() const { return is_stamped_; }
   // Nothing when the bag does not tell when it was made.
   std::optional<std::int64_t> MadeAt() const {
     const auto told = ValueIn(ParseBagInfo(info_), kPackagingTimeTag);
@@ -220,6 +252,7 @@ class OpenedBag {
   std::unique_ptr<FileBytes> bytes_;
   std::unique_ptr<ZipBag> source_;
   std::string tag_manifest_, info_;
+  bool is_stamped_ = false;
 };
 
 // The same files, and the reply in its place.
@@ -245,6 +278,7 @@ bool WriteWithReply(const OpenedBag& bag, const std::string& reply, ZipBytes& ta
 
 int WriteTimeStampQuery(const std::string& path, const std::string& query, bool force) {
   OpenedBag bag;
+  if (SameFile(path, query)) return Fail(query, "is the bag; give another file");
   if (!bag.Open(path)) return kExitFailure;
   OutputFile file(query, force, "query");
   return file.Open() && WriteQueryInto(file, query, bag.TagManifest()) && file.Publish()
@@ -252,9 +286,10 @@ int WriteTimeStampQuery(const std::string& path, const std::string& query, bool 
              : kExitFailure;
 }
 
-int AddTimeStampReply(const std::string& path, const std::string& reply_path) {
+int AddTimeStampReply(const std::string& path, const std::string& reply_path, bool force) {
   OpenedBag bag;
   if (!bag.Open(path)) return kExitFailure;
+  if (bag.IsStamped() && !force) return Fail(path, "has a time stamp; --force replaces it");
   const auto reply = ReadSmallFile(reply_path, kMostReplyBytes);
   if (!reply) return Fail(reply_path, TextOfErrno());
   std::string error;
@@ -267,7 +302,7 @@ int AddTimeStampReply(const std::string& path, const std::string& reply_path) {
   FileBytes target(out.Descriptor());
   if (!WriteWithReply(bag, *reply, target, error)) return Fail(path, error);
   if (!out.TakeUsualMode() || !out.Publish()) return kExitFailure;
-  fmt::print("stamped: {}\n", stamp->time);
+  fmt::print("stamped: {}, as the reply says; who made it is not looked at\n", stamp->time);
   return FinishOutput(kExitSuccess);
 }
 

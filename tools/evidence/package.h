@@ -30,7 +30,8 @@ int Package(const PackageOptions& options);
 
 // Of a bag that is there: writes the query for its time stamp, or puts the reply into it.
 int WriteTimeStampQuery(const std::string& bag, const std::string& query, bool force);
-int AddTimeStampReply(const std::string& bag, const std::string& reply);
+// A reply that is there is replaced when `force` says so.
+int AddTimeStampReply(const std::string& bag, const std::string& reply, bool force);
 
 }  // namespace vmr::tool
 

@@ -4,6 +4,7 @@
 
 #include <initializer_list>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "tools/common/console.h"
@@ -111,24 +112,29 @@ class PayloadMaker {
   int ReadClock() {
     bool outside = false;
     ClockStatement nobodys;
-    records::Sink& inside = request_.redaction ? nobodys.Inside() : clock_.Inside();
+    ClockStatement& clock = request_.redaction ? nobodys : clock_;
     const int exit_code = ForEachReading(RangeOfStore(), [&](Reading& reading) {
-      const ReadOutcome outcome = ReadRange(reading, {}, inside, &clock_.All());
+      const ReadOutcome outcome = ReadRange(reading, {}, clock.Inside(), &clock.All());
       outside = outcome.outside;
       return outcome.complete ? kExitSuccess : kExitPartial;
     });
     return outside ? kExitFailure : exit_code;  // which it was said; there is nothing to package
   }
 
+  // Without the extract's own labels, which nobody recorded.
   int ReadClockOfExtract() {
-    return ForEachReading(AllOfExtract(), [this](Reading& reading) {
-      return ReadRange(reading, {}, clock_.Inside()).complete ? kExitSuccess : kExitPartial;
+    std::set<records::KindId> kinds;
+    for (const records::KindRow& kind : records::Kinds())
+      if (kind.id != records::KindId::kLog) kinds.insert(kind.id);
+    return ForEachReading(AllOfExtract(), [&](Reading& reading) {
+      return ReadRange(reading, kinds, clock_.Inside(), &clock_.All()).complete ? kExitSuccess
+                                                                                : kExitPartial;
     });
   }
 
   // What is extracted, into a file of the bag. False after saying why not.
   template <typename Extract>
-  bool AddExtract(const char* name, std::string& summary, Extract extract) {
+  bool AddExtract(const char* name, std::string& summary, Extract extract, int& exit_code) {
     StoreRange range;
     ScratchFile file;
     if (range.Open(request_.asked, request_.out) != kExitSuccess || !file.Open(request_.out))
@@ -138,7 +144,7 @@ class PayloadMaker {
     for (const std::string& reason : WhatIsMissing(range.Facts())) {
       summary += reason + "\n";
       Say(fmt::format("{}: {}", store_, reason));
-      exit_code_ = Gravest(exit_code_, kExitPartial);
+      exit_code = kExitPartial;
     }
     bag_.AddPayload(name, std::move(file));
     return true;
@@ -167,7 +173,13 @@ class PayloadMaker {
     facts_.to = asked(range.Facts().asked.last);
     const bool is_whole = WhatIsMissing(range.Facts()).empty();
     facts_.cut_summary =
-        is_whole ? "All of the range is recorded.\n" : "Not all of the range is recorded.\n";
+        is_whole
+            ? "All of the range is recorded.\n"
+            : "Not all of the range is recorded. csv/gap.csv has where, as far as what is left "
+              "tells it.\n";
+    facts_.cut_summary +=
+        "It holds the state at the range's beginning and 10 seconds behind its end, and so do the "
+        "exports and the page, which are made of all of it.\n";
     facts_.redaction = RedactionLines(*request_.redaction, request_.redacted_by);
     redacted_ = file.Descriptor();
     first_remark_ = heard_.All().size();
@@ -176,12 +188,14 @@ class PayloadMaker {
   }
 
   int Cut() {
-    return AddExtract(kExtractName, facts_.cut_summary,
-                      [this](StoreRange& range, const ExtractFile& file) {
-                        return range.CutInto(file, request_.out) && HasPackets(range);
-                      })
-               ? kExitSuccess
-               : kExitFailure;
+    int exit_code = kExitSuccess;
+    const bool added = AddExtract(
+        kExtractName, facts_.cut_summary,
+        [this](StoreRange& range, const ExtractFile& file) {
+          return range.CutInto(file, request_.out) && HasPackets(range);
+        },
+        exit_code);
+    return added ? exit_code : kExitFailure;
   }
 
   bool HasPackets(const StoreRange& range) const {
@@ -190,11 +204,14 @@ class PayloadMaker {
     return false;
   }
 
-  // Where the unit itself would find no state to begin with, the bag says so.
+  // Where the unit itself would find no state to begin with, the bag says so. What it does not
+  // read is recorded all the same.
   int ExtractAsUnit() {
+    int what_the_unit_reads = kExitSuccess;
     static_cast<void>(AddExtract(
         "extract-as-unit.vmd", facts_.unit_summary,
-        [](StoreRange& range, const ExtractFile& file) { return range.ExtractAsUnitInto(file); }));
+        [](StoreRange& range, const ExtractFile& file) { return range.ExtractAsUnitInto(file); },
+        what_the_unit_reads));
     return kExitSuccess;
   }
 
@@ -300,7 +317,8 @@ class PayloadMaker {
         facts_.sources[i].path = RingFileName("store", static_cast<int>(i) + 1);
     const std::vector<std::string>& heard = heard_.All();
     facts_.remarks.assign(heard.begin() + static_cast<std::ptrdiff_t>(first_remark_), heard.end());
-    facts_.clock = clock_.Text(request_.made_us, request_.made_is_given);
+    facts_.clock = clock_.Text(request_.made_us, request_.made_is_given,
+                               redacted_ ? kExtractName : "the recording");
     bag_.AddPayload("source-sha256.txt", SourceDigests(facts_.sources));
     bag_.AddPayload("statement.txt", StatementText(facts_));
     return true;

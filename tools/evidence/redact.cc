@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -91,6 +93,17 @@ std::string WithoutText(const Record& record) {
   return item;
 }
 
+constexpr int kLabelRank = -1;
+
+// Readers need what tells of a device in front of what it reads.
+int RankOf(const records::KindRow& kind) {
+  for (const KindId device :
+       {KindId::kGpsReceiver, KindId::kSpeedDevice, KindId::kRadarDevice, KindId::kMicrophoneName,
+        KindId::kCameraName, KindId::kTemperatureSensor})
+    if (kind.id == device) return 0;
+  return 1 + static_cast<int>(kind.id);
+}
+
 class Redactor final : public records::Sink {
  public:
   Redactor(const Redaction& redaction, const std::function<void(std::string_view)>& write)
@@ -121,11 +134,19 @@ class Redactor final : public records::Sink {
     unsigned int tick;
   };
   using Items = std::vector<std::string>;
+  // In which order it is written: units write their state in an order that follows from the
+  // lengths of texts, also of those that were taken out.
+  struct Kept {
+    int rank;
+    std::string item;
+  };
 
   bool TakeLabel(const Record& record);
   bool TakeGapText(const Record& record);
   void TakePosition(const Record& record);
   void Keep(const Record& record, const std::string& item);
+  void Add(const records::KindRow& kind, std::string item);
+  Items TakeItems();
 
   void EndGroup();
   void EndStretch();
@@ -134,6 +155,7 @@ class Redactor final : public records::Sink {
   void PutLabelAlone();
   void PutGapMark();
   void Put(std::string_view bytes) {
+    mark_is_last_ = false;
     facts_.bytes += bytes.size();
     write_(bytes);
   }
@@ -147,7 +169,8 @@ class Redactor final : public records::Sink {
   unsigned int tick_ = kNoTick;
   int headers_ = 0;
   bool may_hold_labels_ = false;  // the first packet, as far as it holds nothing else
-  Items items_;
+  std::vector<Kept> items_;
+  int rank_ = 0;             // of the first that may come next: times stay where they are
   Items names_;              // of the time zone; no unit's reader goes on behind one
   std::size_t labels_ = 0;   // of the items, the first ones
   bool is_extract_ = false;  // it began with a label
@@ -160,7 +183,9 @@ class Redactor final : public records::Sink {
   unsigned int last_written_tick_ = kNoTick;
   std::optional<GapReason> gap_;  // to be told with the next tick
   bool awaits_gap_text_ = false;  // of the extract that is read
+  bool mark_is_last_ = false;     // a mark behind a mark would count what was between them
   std::optional<Position> told_;
+  std::optional<unsigned int> start_tick_;  // of the position in an extract's state
   std::optional<Waiting> waiting_;
 };
 
@@ -206,7 +231,7 @@ bool Redactor::TakeLabel(const Record& record) {
   if (!label) return false;
   is_extract_ = true;
   ++labels_;
-  items_.push_back(LogItem(*label));
+  items_.push_back({kLabelRank, LogItem(*label)});
   return true;
 }
 
@@ -229,16 +254,20 @@ void Redactor::TakePosition(const Record& record) {
   if (record.packet_tick == kNoTick) return;
   const Position middle = grid_->MiddleOf(record.position);
   if (is_extract_ && headers_ == 1) {
-    items_.push_back(PositionItem(middle));
+    Add(*record.kind, PositionItem(middle));
     ++facts_.positions;
     told_ = middle;
+    start_tick_ = tick_;
   } else if (told_ && IsSamePlace(*told_, middle)) {
     waiting_.reset();
   } else if (waiting_) {
     waiting_->middle = middle;
   } else {
     const std::uint32_t every = grid_->TellsEveryTicks();
-    waiting_ = Waiting{middle, tick_ + (every - tick_ % every) % every};
+    // As far behind the state's as any other is behind the one before.
+    const bool is_soon = start_tick_ && tick_ - *start_tick_ < every;
+    const std::uint32_t from = is_soon ? *start_tick_ + every : tick_;
+    waiting_ = Waiting{middle, from + (every - from % every) % every};
   }
 }
 
@@ -247,7 +276,30 @@ void Redactor::Keep(const Record& record, const std::string& item) {
   if (record.adjusted_by != 0)
     bytes = {static_cast<char>(TAG_TICK_ADJUST), static_cast<char>(record.adjusted_by)};
   bytes += item;
-  (record.kind->id == KindId::kTimeZoneName ? names_ : items_).push_back(std::move(bytes));
+  if (record.kind->id == KindId::kTimeZoneName)
+    names_.push_back(std::move(bytes));
+  else
+    Add(*record.kind, std::move(bytes));
+}
+
+void Redactor::Add(const records::KindRow& kind, std::string item) {
+  constexpr int kRanks = static_cast<int>(records::kKindCount) + 1;
+  // What stands behind these is read in another way than what stands in front.
+  const bool divides = kind.use == records::KindUse::kFraming || kind.id == KindId::kTime;
+  if (divides) rank_ += kRanks;
+  items_.push_back({rank_ + (divides ? 0 : RankOf(kind)), std::move(item)});
+  if (divides) rank_ += kRanks;
+}
+
+// Labels first; of one kind as they were recorded.
+Redactor::Items Redactor::TakeItems() {
+  std::stable_sort(items_.begin(), items_.end(),
+                   [](const Kept& a, const Kept& b) { return a.rank < b.rank; });
+  Items items;
+  for (Kept& kept : items_) items.push_back(std::move(kept.item));
+  items_.clear();
+  rank_ = 0;
+  return items;
 }
 
 void Redactor::OnGap(const Gap& gap) {
@@ -268,8 +320,7 @@ void Redactor::OnNewRun(int /*run*/, unsigned int /*tick*/) {
 // ---- Writing ---------------------------------------------------------------------
 
 void Redactor::EndGroup() {
-  if (!items_.empty() || !names_.empty()) WriteGroup(tick_, std::move(items_), names_);
-  items_.clear();
+  if (!items_.empty() || !names_.empty()) WriteGroup(tick_, TakeItems(), names_);
   names_.clear();
 }
 
@@ -322,7 +373,9 @@ void Redactor::PutLabelAlone() {
 
 void Redactor::PutGapMark() {
   if (!is_labelled_) PutLabelAlone();
+  if (mark_is_last_) return;
   Put({reinterpret_cast<const char*>(records::kGapMark.data()), records::kGapMark.size()});
+  mark_is_last_ = true;
   reader_knows_tick_ = false;
 }
 

@@ -20,9 +20,9 @@ a vehicle: a BagIt bag (RFC 8493).
 
   data/extract.vmd          the part of the recording that was asked for, its
                             beginning completed by what the recording tells
-{unit}  data/export.jsonl         every record of it as a line of JSON
+{unit}  data/export.jsonl         every record of {of} as a line of JSON
   data/csv/                 the same as tables
-  data/way.gpx              the way that was driven
+  data/way.gpx              its positions as a way
   data/report.html          all of it as a page for a browser
   {check}what is damaged in the recording, if anything
   data/statement.txt        what was packaged, from what, on which machine, and
@@ -41,18 +41,21 @@ constexpr const char* kReadmeRedacted =
 ==============
 
 Something was taken out before it was packaged. data/statement.txt and
-bag-info.txt say what, and in whose name. All files of data/ are made of what was
-left in extract.vmd: what was taken out is in none of them.
+bag-info.txt say what, and in whose name. The exports, the tables, the way and the
+page are made of extract.vmd, in which it is not. Of the recording itself there
+are digests, and whether its files are sound.
 
-There is a bag with all of it, or it can be made again of the same recording.
-bag-info.txt has a digest for each, so that whoever holds it can be held to it:
-Unredacted-Signature-SHA256 is what this prints there, in its folder,
+A bag with all of it may be there, or can be made again of the same recording.
+bag-info.txt ties this one to it. In the folder of that other bag,
 
   sha256sum tagmanifest-sha256.txt.sig
 
-and Unredacted-Tag-Manifest-SHA256, of a bag that is not signed, what this prints:
+prints what bag-info.txt here has as Unredacted-Signature-SHA256; or, of bags that
+are not signed,
 
   sha256sum tagmanifest-sha256.txt
+
+what it has as Unredacted-Tag-Manifest-SHA256.
 
 )";
 
@@ -67,11 +70,12 @@ Nothing but sha256sum and OpenSSL (version 3) is needed. In this folder:
      sha256sum -c tagmanifest-sha256.txt
      sha256sum -c manifest-sha256.txt
 
-   Every line ends in OK. data/ holds no file that manifest-sha256.txt does not
-   list: these two print the same.
+   Every line ends in OK. And there is nothing that they do not list: the first of
+   these two prints the same as the second, and besides tagmanifest-sha256.txt and
+   at most the same name with .sig, .minisig and .tsr behind it.
 
-     find data -type f | sort
-     cut -c67- manifest-sha256.txt | sort
+     find . ! -type d | cut -c3- | sort
+     cat manifest-sha256.txt tagmanifest-sha256.txt | cut -c67- | sort
 
 )";
 
@@ -84,11 +88,12 @@ constexpr const char* kReadmeSigned =
    It says "Signature Verified Successfully". KEY.pub is the public key as you
    have it from the signer. signer-public-key.pem is the one that came with the
    bag: whoever made another bag could have put another key there. So compare
-   its fingerprint with one that you were told in another way:
+   its fingerprint with the one that the signer told you, on paper or by telephone:
 
      openssl pkey -pubin -in signer-public-key.pem -outform DER | sha256sum
 
-   It should be {}.
+   Whoever made this bag says that it is
+   {}.
 
    Who has minisign can use that instead; it says "Signature and comment signature
    verified". KEY is the second line of signer-public-key.minisign, compared with
@@ -106,14 +111,28 @@ constexpr const char* kReadmeUnsigned =
 
 constexpr const char* kReadmeStamp =
     R"(3. If there is a tagmanifest-sha256.txt.tsr, an authority has stamped the time at
-   which tagmanifest-sha256.txt was there at the latest. With its certificate:
+   which tagmanifest-sha256.txt was there at the latest. ROOT.pem is the certificate
+   of the root that stands behind that authority, from where it publishes it:
 
      openssl ts -verify -data tagmanifest-sha256.txt \
-       -in tagmanifest-sha256.txt.tsr -CAfile AUTHORITY.pem
+       -in tagmanifest-sha256.txt.tsr -CAfile ROOT.pem
 
-4. The recording that this was made from, if you have it, in its folder{names}:
+   It says "Verification: OK". Once a certificate has expired, add -attime and a
+   moment at which it was valid, in seconds since 1970.
 
-     sha256sum -c source-sha256.txt
+)";
+
+constexpr const char* kReadmeSource =
+    R"(4. The recording that this was made from, if you have it. In its folder, with the
+   way to this bag in front:
+
+     sha256sum -c BAG/data/source-sha256.txt
+
+)";
+
+constexpr const char* kReadmeUnnamedSource =
+    R"(4. The recording that this was made from, if you have it. Its two files are not
+   named here: what sha256sum prints for them stands in data/source-sha256.txt.
 
 )";
 
@@ -130,7 +149,7 @@ intent. How well its clock can be trusted is in data/statement.txt.
 std::string HostText() {
   struct utsname host {};
   if (uname(&host) != 0) return "unknown";
-  return fmt::format("{} ({} {}, {})", host.nodename, host.sysname, host.release, host.machine);
+  return fmt::format("{} ({}, {})", host.nodename, host.sysname, host.machine);
 }
 
 std::string Indented(const std::string& lines) {
@@ -150,12 +169,12 @@ std::string ReadmeText(const ReadmeFacts& facts) {
   return fmt::format(kReadmeHead, fmt::arg("unit", redacted ? "" : kReadmeUnitsExtract),
                      fmt::arg("check", redacted ? "data/check.txt            "
                                                 : "data/check.txt, .json     "),
+                     fmt::arg("of", redacted ? "extract.vmd" : "the range"),
                      fmt::arg("redacted", redacted ? kReadmeRedacted : "")) +
          kReadmeCheck +
          (facts.signer.empty() ? std::string(kReadmeUnsigned)
                                : fmt::format(kReadmeSigned, facts.signer)) +
-         fmt::format(kReadmeStamp, fmt::arg("names", redacted ? ", under these\n   names" : "")) +
-         kReadmeEnd;
+         kReadmeStamp + (redacted ? kReadmeUnnamedSource : kReadmeSource) + kReadmeEnd;
 }
 
 std::string RedactionLines(const Redaction& redaction, const std::string& by) {

@@ -63,11 +63,10 @@ std::string TextAndFree(const Libzip& zip, zip_error_t& error) {
 // A page of zeros packs 1000 to 1, what a bag holds not even 100 to 1.
 constexpr std::uint64_t kMostPacked = 200;
 constexpr std::uint64_t kSmallBytes = std::uint64_t{16} << 20;
-constexpr std::uint64_t kMostBytes = std::uint64_t{64} << 30;
 
-// Whether a file of an archive is a link, a device or the like.
-bool IsNeitherFileNorFolder(zip_uint8_t system, zip_uint32_t attributes) {
-  if (system != ZIP_OPSYS_UNIX && system != ZIP_OPSYS_OS_X) return false;
+// Whether a file of an archive is a link, a device or the like. Whatever system it says that it
+// was made on: some that unpack it do not ask.
+bool IsNeitherFileNorFolder(zip_uint32_t attributes) {
   const auto kind = static_cast<mode_t>(attributes >> 16) & S_IFMT;
   return kind != 0 && kind != S_IFREG && kind != S_IFDIR;
 }
@@ -223,7 +222,7 @@ bool ZipArchive::ReadEntries(std::uint64_t archive_bytes, std::string& error) {
     all_bytes += entries_.back().bytes;
   }
   error = WhyRefusedTogether(names);
-  if (all_bytes > kMostBytes)
+  if (all_bytes > kMostBytesInBag)
     error = fmt::format("unpacks to {} bytes, more than can be meant", all_bytes);
   // Files that share their packed bytes make a small archive unpack to any size.
   if (stored_bytes_ > archive_bytes) error = "has files that lie over each other";
@@ -247,7 +246,7 @@ bool ZipArchive::ReadEntry(zip_uint64_t index, std::string& error) {
     return false;
   };
   if (const std::string why = WhyRefusedName(entry.name); !why.empty()) return refuse(why);
-  if (IsNeitherFileNorFolder(system, attributes)) return refuse("is a link or a device");
+  if (IsNeitherFileNorFolder(attributes)) return refuse("is a link or a device");
   if (status.encryption_method != ZIP_EM_NONE) return refuse("is encrypted");
   if (status.comp_method != ZIP_CM_STORE && status.comp_method != ZIP_CM_DEFLATE)
     return refuse("is packed in a way that is not read here");

@@ -78,6 +78,7 @@ std::string WhyRefusedName(std::string_view name);
 std::string WhyRefusedTogether(const std::vector<std::string>& names);
 
 inline constexpr std::size_t kMostFilesInBag = 1000;
+inline constexpr std::uint64_t kMostBytesInBag = std::uint64_t{64} << 30;
 
 }  // namespace vmr::tool
 

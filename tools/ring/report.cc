@@ -127,19 +127,12 @@ std::string RingReport::Text() const {
 std::string RingReport::TextOfFilesAlone() const {
   std::string text;
   for (const int file : kFileNumbers) {
-    if (!survey_.File(file).IsOpen()) continue;
-    const CopyCounts counts = CountCopies(survey_, file);
-    text += fmt::format("file {}: {} clusters good, {} never written, {} damaged\n", file,
-                        counts.good, counts.never_written, counts.damaged);
-  }
-  for (const Finding& finding : findings_) {
-    text +=
-        fmt::format("{}: {}{}: {}", SeverityText(finding.Grade()),
-                    finding.file > 0 ? fmt::format("file {} ", finding.file) : "",
-                    ClusterText(finding.first_cluster, finding.last_cluster), finding.kind->phrase);
-    if (finding.good_file > 0)
-      text += fmt::format("; file {} has {}", finding.good_file, WhatTheOtherHas(finding));
-    text += "\n";
+    if (!survey_.File(file).IsOpen()) {
+      text += fmt::format("file {}: cannot be read\n", file);
+      continue;
+    }
+    const int damaged = CountCopies(survey_, file).damaged;
+    text += fmt::format("file {}: {} damaged cluster{}\n", file, damaged, damaged == 1 ? "" : "s");
   }
   return text + Verdict();
 }

@@ -21,8 +21,8 @@ class RingReport {
 
   std::string Text() const;
   nlohmann::ordered_json Json() const;
-  // How the files are, without what is recorded in them and what they are called: for whoever is
-  // not to know.
+  // Whether the files are sound, for whoever is not to know what is recorded in them, or how much,
+  // or what they are called.
   std::string TextOfFilesAlone() const;
   // "s_1.mtd cluster 3: wrong CRC; ticks 10 to 20: time; s_2.mtd has a good copy"
   std::string Describe(const Finding& finding) const;
