@@ -67,7 +67,8 @@ struct Typed {
 
 int Run(const Typed& typed) {
   const PackageOptions& options = typed.options;
-  if (!typed.tsa_reply.empty()) return AddTimeStampReply(typed.store, typed.tsa_reply, options.force);
+  if (!typed.tsa_reply.empty())
+    return AddTimeStampReply(typed.store, typed.tsa_reply, options.force);
   if (options.out.empty())
     return WriteTimeStampQuery(typed.store, options.tsa_query, options.force);
   return Package(options);
