@@ -20,7 +20,7 @@
 namespace vmr::tool {
 namespace {
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU};
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 
 // What a signal's handler removes; null where there is nothing to remove.
 const char* volatile files_in_the_making[OutputFile::kMostAtOnce] = {};

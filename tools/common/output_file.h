@@ -10,7 +10,7 @@ namespace vmr::tool {
 
 // A temporary file in the folder of the file that it is to become. It is removed
 // when the object goes without Publish, and by the signals that usually end a
-// process (SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU), which
+// process (SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE), which
 // end it as they do without this.
 //
 // Owns     the temporary file.
