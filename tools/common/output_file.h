@@ -10,8 +10,8 @@ namespace vmr::tool {
 
 // A temporary file in the folder of the file that it is to become. It is removed
 // when the object goes without Publish, and by the signals that usually end a
-// process (SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE), which
-// end it as they do without this.
+// process (SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE), which end it as they do
+// without this.
 //
 // Owns     the temporary file.
 // Errors   Open and Publish say what is wrong on standard error.
