@@ -10,7 +10,7 @@ import tempfile
 
 MOST_KIB = 16 * 1024
 MOST_GROWTH = 1.05  # of a full ring over a small one
-RUNS = 3            # what pages of libraries come along differs from run to run
+RUNS = 10           # at most: what pages of libraries come along differs from run to run
 
 COMMANDS = {
     "record": ["record", "{ring}", "--replay", "--no-sync", "--input", "{input}"],
