@@ -147,6 +147,7 @@ TEST_F(PackageTest, TheStatementTellsOfTheClock) {
       "{\"event\":\"bookmark\",\"tick\":2200}\n");
   Package({"--from", "0", "--to", "4294967295", "--at", "2024-05-01T09:30:00Z"});
   const std::string statement = Content("data/statement.txt");
+  EXPECT_THAT(statement, HasSubstr("\nLocal times: UTC\n")) << "that is what is recorded";
   EXPECT_THAT(statement, HasSubstr("was set: 2 inside the range, 2 in all of the recording"));
   EXPECT_THAT(statement, HasSubstr(" back"));
   // Tick 2000 was recorded just now.

@@ -76,10 +76,19 @@ TEST_F(RedactedPackage, HoldsNoPlaceNorLocalTimeInAnyFile) {
     std::vector<std::string> gone = WritingsOfPlaces();
     gone.insert(gone.end(), {"+09", "Asia"});
     ExpectNowhere("bag.zip", gone);
-    EXPECT_THAT(FilesOf("bag.zip")["data/statement.txt"], HasSubstr("\nLocal times: UTC\n"));
+    EXPECT_THAT(FilesOf("bag.zip")["data/statement.txt"],
+                HasSubstr("\nLocal times: UTC; the time zone was taken out\n"));
   }
   Package("full.zip", {});
   EXPECT_THAT(FilesOf("full.zip")["data/statement.txt"], HasSubstr("Asia/Tokyo"));
+}
+
+TEST_F(RedactedPackage, TheUnredactedOneSaysThatNoTimeZoneIsRecorded) {
+  MakeRing(1, [](int) { return ClusterOf(60, FullPacket(60, B(kDriveTime) + B("56"))); });
+  const Finished made = Package("full.zip", {});
+  EXPECT_EQ(made.exit_code, 3) << "it ends before tick 760";
+  EXPECT_THAT(FilesOf("full.zip")["data/statement.txt"],
+              HasSubstr("\nLocal times: UTC; no time zone is recorded that is known here\n"));
 }
 
 // What a range is asked for by is local time, too.

@@ -24,8 +24,9 @@ constexpr const char* kFooter =
     R"(BAG is an archive that `vmr package` made, or a folder that one was unpacked into.
 Each line says of one thing that it holds or fails: the manifests, which tell of
 every file that was changed, renamed, added or removed; the signature over them;
-the time stamp; and whether the archive is, byte for byte, the one that was made.
-An archive that was packed anew holds as a bag, and is said to be packed anew.
+whose bag a time stamp is of, but not who made it; and whether the archive is, byte
+for byte, the one that was made. An archive that was packed anew holds as a bag, and
+is said to be packed anew.
 
 --key is the signer's public key, as you have it from the signer. Without it the
 signature is checked by the key in the bag, which tells that nothing was changed

@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 #include <nettle/base64.h>
 
+#include "tools/evidence/bag_format.h"
+
 namespace vmr::tool {
 namespace {
 
 constexpr std::string_view kOfMessage = "Ed";
-constexpr std::string_view kComment = "tagmanifest-sha256.txt";
+constexpr std::string_view kComment = kTagManifestFile;
 
 std::string Base64(std::string_view bytes) {
   std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
@@ -45,7 +47,7 @@ std::string FileOf(const PublicKey& key, const std::string& signature,
 std::string MinisignKey(const PublicKey& key) { return Base64(WithKeyId(key, key.Raw())); }
 
 std::string MinisignKeyFile(const PublicKey& key) {
-  return fmt::format("untrusted comment: the key of signer-public-key.pem\n{}\n", MinisignKey(key));
+  return fmt::format("untrusted comment: the key of {}\n{}\n", kSignerFile, MinisignKey(key));
 }
 
 std::string MinisignSignature(const PrivateKey& key, const std::string& signature) {

@@ -161,6 +161,7 @@ class PayloadMaker {
       return kExitFailure;
     if (!TellsZone()) {
       facts_.zone.clear();
+      facts_.why_no_zone = "UTC; the time zone was taken out";
       UseTimeZone("UTC");
     }
     const auto asked = [&range](unsigned int tick) {
@@ -290,15 +291,15 @@ class PayloadMaker {
     const std::vector<Finding> findings = FindAll(survey);
     const RingReport report(files->name, survey, findings);
     facts_.findings = HealthText(report.ExitCode());
+    if (!redacted_) facts_.findings += "; check.txt has the findings";
     tell(report);
     return kExitSuccess;
   }
 
   static std::string HealthText(int exit_code) {
-    if (exit_code == kExitSuccess) return "sound; check.txt has the findings";
-    return exit_code == kExitDamaged
-               ? "damaged, but nothing of it is lost; check.txt has the findings"
-               : "damaged, and something of it is lost; check.txt has the findings";
+    if (exit_code == kExitSuccess) return "sound";
+    return exit_code == kExitDamaged ? "damaged, but nothing of it is lost"
+                                     : "damaged, and something of it is lost";
   }
 
   bool AddStatement(const SourceFiles& sources) {

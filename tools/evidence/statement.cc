@@ -196,7 +196,7 @@ std::string StatementText(const StatementFacts& facts) {
   const bool redacted = !facts.redaction.empty();
   text += fmt::format("Recording: {}\n", redacted ? "not named" : Printable(facts.store));
   text += fmt::format("Range: from {} to {}\n", Printable(facts.from), Printable(facts.to));
-  text += fmt::format("Local times: {}\n", facts.zone.empty() ? "UTC" : facts.zone);
+  text += fmt::format("Local times: {}\n", facts.zone.empty() ? facts.why_no_zone : facts.zone);
   text += "\nIts files\n";
   for (const CaseSource& source : facts.sources)
     text += fmt::format("  {}: {}\n", source.path,

@@ -22,6 +22,7 @@ struct StatementFacts {
   std::string store;
   std::string from, to;  // as typed
   std::string zone;      // empty: none is known, times are UTC
+  std::string why_no_zone = "UTC; no time zone is recorded that is known here";
   std::vector<CaseSource> sources;
   std::string cut_summary;   // of extract.vmd
   std::string unit_summary;  // of extract-as-unit.vmd; empty: it could not be made
