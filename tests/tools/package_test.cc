@@ -140,6 +140,19 @@ TEST_F(PackageTest, IsCheckedBySha256sumAndOpensslAlone) {
             0);
 }
 
+TEST_F(PackageTest, Sha256sumFindsSourcesByNamesWithBackslashes) {
+  for (const std::string which : {"_1.mtd", "_2.mtd"})
+    fs::copy_file(Path("s" + which), Path("a\\b" + which));
+  const Finished made = Run({"package", "a\\b", "bag.zip", "--from", "102", "--to", "120"});
+  EXPECT_EQ(made.exit_code, 0) << made.err;
+  const std::string lines = Content("data/source-sha256.txt");
+  EXPECT_EQ(lines.size(), 2 * (1 + 64 + 2 + std::string("a\\\\b_1.mtd\n").size())) << lines;
+  EXPECT_THAT(lines, StartsWith("\\"));
+  EXPECT_THAT(lines, HasSubstr("  a\\\\b_1.mtd\n"));
+  EXPECT_EQ(Shell("sha256sum -c --quiet content"), 0);
+  EXPECT_EQ(Shell("printf x >> 'a\\b_2.mtd'; sha256sum -c --quiet content > said 2>&1"), 1);
+}
+
 TEST_F(PackageTest, TheStatementTellsOfTheClock) {
   Replay(
       "{\"event\":\"bookmark\",\"tick\":2000}\n"

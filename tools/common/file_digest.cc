@@ -58,7 +58,7 @@ FileDigest DigestOf(const std::string& path) {
 }
 
 // As sha256sum does, so that a name is one line.
-std::string EscapedName(const std::string& path) {
+std::string EscapedName(std::string_view path) {
   std::string escaped;
   for (const char c : path) {
     if (c == '\\') escaped += "\\\\";
@@ -81,6 +81,11 @@ std::vector<FileDigest> DigestsOf(const std::vector<std::string>& paths) {
   return digests;
 }
 
+std::string DigestLine(std::string_view sha256, std::string_view name) {
+  const std::string escaped = EscapedName(name);
+  return fmt::format("{}{}  {}\n", escaped != name ? "\\" : "", sha256, escaped);
+}
+
 std::string DigestText(const FileDigest& digest) {
   const std::string name = EscapedName(digest.path);
   if (digest.sha256.empty()) return fmt::format("# {}: {}\n", name, digest.error);
@@ -89,7 +94,7 @@ std::string DigestText(const FileDigest& digest) {
           ? fmt::format("# {}: is being written; the digest is that of a moment that is over\n",
                         name)
           : "";
-  return fmt::format("{}{}{}  {}\n", remark, name != digest.path ? "\\" : "", digest.sha256, name);
+  return remark + DigestLine(digest.sha256, digest.path);
 }
 
 std::string AsRemarks(std::string_view lines) {

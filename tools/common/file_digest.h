@@ -19,6 +19,10 @@ struct FileDigest {
 // looked for without being asked for, so that no recorder finds its store in use.
 std::vector<FileDigest> DigestsOf(const std::vector<std::string>& paths);
 
+// As sha256sum prints it, ended: a name that holds a backslash or the end of a line is escaped as
+// it escapes it, and the line says so by a backslash of its own in front.
+std::string DigestLine(std::string_view sha256, std::string_view name);
+
 // A line, ended; a remark in front of it where the file moves, or in its place where there is no
 // digest.
 std::string DigestText(const FileDigest& digest);

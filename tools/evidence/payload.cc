@@ -315,7 +315,8 @@ class PayloadMaker {
     // Their names may be the vehicle's.
     if (redacted_)
       for (std::size_t i = 0; i < facts_.sources.size(); ++i)
-        facts_.sources[i].path = RingFileName("store", static_cast<int>(i) + 1);
+        facts_.sources[i].path = facts_.sources[i].file_name =
+            RingFileName("store", static_cast<int>(i) + 1);
     const std::vector<std::string>& heard = heard_.All();
     facts_.remarks.assign(heard.begin() + static_cast<std::ptrdiff_t>(first_remark_), heard.end());
     facts_.clock = clock_.Text(request_.made_us, request_.made_is_given,

@@ -3,10 +3,8 @@
 #include <fmt/format.h>
 #include <sys/utsname.h>
 
-#include <filesystem>
-
 #include "tools/common/console.h"
-#include "tools/evidence/bag_format.h"
+#include "tools/common/file_digest.h"
 
 namespace vmr::tool {
 namespace {
@@ -220,8 +218,7 @@ std::string StatementText(const StatementFacts& facts) {
 std::string SourceDigests(const std::vector<CaseSource>& sources) {
   std::string text;
   for (const CaseSource& source : sources)
-    if (source.sha256)
-      text += ManifestText({{*source.sha256, std::filesystem::path(source.path).filename()}});
+    if (source.sha256) text += DigestLine(*source.sha256, source.file_name);
   return text;
 }
 

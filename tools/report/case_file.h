@@ -192,7 +192,8 @@ struct CasePolicy {
 };
 
 struct CaseSource {
-  std::string path;
+  std::string path;       // as it is shown: hidden characters are escaped
+  std::string file_name;  // the last part of it, escaped nowhere
   std::int64_t bytes = 0;
   std::optional<std::string> sha256;  // of what was read
   std::string problem;                // why it has no digest, or could not be read; may be empty

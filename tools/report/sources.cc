@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "backends/file_io.h"
 #include "tools/common/sha256.h"
@@ -35,8 +36,12 @@ SourceFiles::SourceFiles(const std::vector<std::string>& paths) {
 std::vector<CaseSource> SourceFiles::Digest() const {
   std::vector<CaseSource> sources;
   for (const Look& look : looks_) {
-    CaseSource source{EscapedText(look.path), look.bytes, std::nullopt,
-                      look.problem,           {},         look.is_there};
+    CaseSource source;
+    source.path = EscapedText(look.path);
+    source.file_name = std::filesystem::path(look.path).filename();
+    source.bytes = look.bytes;
+    source.problem = look.problem;
+    source.is_there = look.is_there;
     if (look.is_there) {
       const int fd = OpenFile(look.path, O_RDONLY);
       if (IsOpenDescriptor(fd)) source.sha256 = Sha256OfFile(fd);
