@@ -265,6 +265,24 @@ TEST(Times, BehindAGapComeFromTheOwnTickOfAnAdjustedOne) {
               ElementsAre("980 exact", "1080 estimated", "1130 estimated", "1080 exact"));
 }
 
+// A time that has been told is not the next one, though it stands in the packets of the tick.
+TEST(Times, BehindAGapAmongTheContinuationsOfATickComeFromTheNextOneTold) {
+  const Bytes tick = Hdr1(10, "03 64 00 00 00") + Cont("56 FF") + Cont("56 56");
+  EXPECT_THAT(TimesOf(Decode({{tick + Hdr1(30, "56") + Hdr1(40, "03 C8 00 00 00")}})),
+              ElementsAre("1000 exact", "1000 exact", "1850 estimated", "1850 estimated",
+                          "1950 estimated", "2000 stepped"));
+}
+
+// The gap that is to be told behind the continuation and the lost cluster are one; the time
+// between them is sure for neither.
+TEST(Times, BehindAGapThatJoinsOneOfTheTickBeforeAreEstimates) {
+  const Bytes tick = Hdr1(10, "56 FF") + Cont("03 64 00 00 00");
+  const Lines lines = Decode({{tick, 10}, {Hdr1(30, "56"), 30, true}});
+  EXPECT_THAT(TimesOf(lines), ElementsAre("1000 estimated", "1000 exact", "1100 estimated"));
+  EXPECT_THAT(lines.lines, ElementsAre("10 bookmark", "10 time clock=100",
+                                       "gap 10..30 lost clusters", "30 bookmark"));
+}
+
 // Tick 0 less one is 0xFFFFFFFF, which is no tick: nothing is reckoned from there.
 TEST(Times, AreNotReckonedFromATimeThatIsAdjustedToNoTick) {
   EXPECT_THAT(TimesOf(Decode({{Hdr1(0, "56 21 01 03 50 00 00 00") + Hdr2(6, "03 67 00 00 00")}})),
