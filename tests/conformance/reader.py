@@ -181,8 +181,13 @@ class Framer:
 
     def __init__(self, teller):
         self.teller = teller
-        self.tick, self.last_tick, self.upper, self.header = None, None, False, False
+        self.bits = NEVER  # of the tick at hand; all set: it is none
+        self.last_tick, self.upper, self.header = None, False, False
         self.group, self.group_tick, self.run = [], None, 0
+
+    @property
+    def tick(self):
+        return None if self.bits == NEVER else self.bits
 
     def place(self, stretch, at):
         place = {"offset": stretch.offset + at}
@@ -206,7 +211,7 @@ class Framer:
             self.gap(reason, {"cluster": n, "offset": n * CLUSTER}, 0, clusters)
             self.lose_tick()
         if not self.upper and stretch.first_tick is not None:
-            self.tick, self.upper = stretch.first_tick, True
+            self.bits, self.upper = stretch.first_tick, True
         data, at = stretch.payload, 0
         while at < len(data):
             at += self.step(stretch, data, at)
@@ -267,11 +272,9 @@ class Framer:
 
     def set_tick(self, packet):
         if packet.raw[0] == 0x80:
-            self.tick, self.upper = struct.unpack_from("<I", packet.raw, 1)[0], packet.right
+            self.bits, self.upper = struct.unpack_from("<I", packet.raw, 1)[0], packet.right
         else:
-            self.tick = self.tick & ~0xFF | packet.raw[1] if self.upper else None
-        if self.tick == 0xFFFFFFFF:
-            self.tick = None
+            self.bits = self.bits & ~0xFF | packet.raw[1] if self.upper else NEVER
         if self.tick is None or not packet.right:
             return
         last = self.last_tick
@@ -357,12 +360,12 @@ class Teller:
             self.is_replayed = True
         if not group[0].right or group[0].raw[0] == 0x82:
             return False
-        if re.fullmatch(rb"Range [0-9]+ to [0-9]+", texts[0]) is None:
-            return False
+        is_label = re.fullmatch(rb"Range [0-9]+ to [0-9]+", texts[0]) is not None
         is_completed = texts[1].startswith(b"State completed by vmr")
-        self.is_replayed = not is_completed
-        self.is_estimated = is_completed and texts[1].endswith(b"; its time is an estimate")
-        return True
+        self.is_replayed = is_label and not is_completed
+        self.is_estimated = (is_label and is_completed
+                             and texts[1].endswith(b"; its time is an estimate"))
+        return is_label
 
     def take_group(self, group, tick, last_tick):
         self.end_gap(tick)
