@@ -60,7 +60,8 @@ FLAT_CASES = [
     Case("flat_clock_set_back", "so is one that is behind it",
          flat(hdr1(10, NOON), hdr1(30, "03 00 F1 53 65"), hdr1(32, "36"))),
     Case("flat_clock_within_a_second", "a time within a second of the reckoning is none, and what"
-         " follows counts from it", flat(hdr1(10, NOON), hdr1(30, "03 0B F1 53 65"), hdr1(32, "36"))),
+         " follows counts from it",
+         flat(hdr1(10, NOON), hdr1(30, "03 0B F1 53 65"), hdr1(32, "36"))),
     Case("flat_adjusted_ticks", "a tick adjust is taken off the tick of the item behind it, and of"
          " that alone", flat(hdr1(100, NOON), hdr1(200, "21 0A 34 36"), hdr1(300, "36 21 03"),
                              cont("38 3A 3C"))),
@@ -100,6 +101,13 @@ FLAT_CASES = [
     Case("flat_gap_mark", "the mark of a gap: nothing is known behind it, ticks neither",
          flat(hdr1(10, NOON + HERE), raw("82 00 FF"), hdr2(20, "92 01 01"),
               hdr1(300, "92 01 01"), hdr2(0x2E, HERE))),
+    Case("flat_gaps_that_join", "a gap behind the continuation that tells a time joins the one in"
+         " front of it: the time in between is sure for neither",
+         flat(hdr1(10, "36 FF"), cont(NOON), raw("00 11 22 33"), hdr1(30, "38"))),
+    Case("flat_gap_among_continuations", "behind a gap among the packets of a tick the next time"
+         " counts, not the one that the tick has told before",
+         flat(hdr1(10, NOON), cont("38 FF"), cont("3A 3C"), hdr1(30, "3E"),
+              hdr1(40, "03 64 F1 53 65"))),
     Case("flat_quadrants", "bit 0 of the quadrant is west, bit 1 south; ways count north and west"
          " as positive in all of them",
          flat(*(hdr1(tick, f"91 0{tick} 29 27 96 00 5D 1D A6 25 92 02 03 93 00 80 01 00")

@@ -8,7 +8,9 @@ usage: compare.py [--records] [--without NAME,...] EXPECTED.jsonl FOUND.jsonl
 
 Lines have to be the same in the same order; the order of their fields means nothing, nor does
 `file`: of two copies that are the same a reader may take either. Degrees may differ by less than
-half a ten-thousandth of a minute, the last place that is recorded. Exit code 0 same, 1 not, 2 usage.
+half a ten-thousandth of a minute, the last place that is recorded.
+
+Exit code 0 same, 1 not, 2 wrong usage.
 """
 
 import json

@@ -12,6 +12,8 @@ INPUTS = {0x34: "emergency lights", 0x36: "siren", 0x38: "brake", 0x3A: "covert"
           0x44: "ignition", 0x46: "recording", 0x4A: "docked"}
 COMPONENTS = ["Invalid", "Mainboard", "System Software", "IOP", "System FPGA", "Front Panel",
               "Pendry", "Split Screen FPGA", "Power Board Software", "Power Board Hardware"]
+BUTTONS = ["power", "record", "backlight"]
+ACTIONS = ["pressed", "long pressed", "released"]
 STATES = ["off", "on", "background"]
 UNITS = ["none", "km/h", "mph", "as set on radar"]
 SENSORS = ["inlet", "outlet", "power", "cpu"]
@@ -129,8 +131,8 @@ def kind_and_fields(tag, body, time_text):
         0x90: lambda: ("gps_receiver", text(body[2:])),
         0x94: lambda: ("gps_state", {"available": body[0] == 1}),
         0xB0: lambda: ("live_stream", live_stream(body)),
-        0xC0: lambda: ("button", {"button": word(["power", "record", "backlight"], body[0]),
-                                  "action": word(["pressed", "long pressed", "released"], body[1])}),
+        0xC0: lambda: ("button", {"button": word(BUTTONS, body[0]),
+                                  "action": word(ACTIONS, body[1])}),
         0xD1: lambda: ("voltage", {"percent": body[0]}),
         0xE0: lambda: ("temperature_sensor", {"sensor": word(SENSORS, body[0]), **text(body[2:])}),
         0xF0: lambda: ("end_of_stream", {}),

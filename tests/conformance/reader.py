@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """A reader of recordings for the conformance cases, written from docs/format.md and the rules
-in README.md: it shares no code with the program. Prints what `vmr export --format jsonl` prints, without `file`.
+in README.md: it shares no code with the program. Prints what `vmr export --format jsonl` prints,
+without `file`.
 
 usage: reader.py RECORDING      a flat file, or a store's base path
 
@@ -135,7 +136,8 @@ def order_of(best):
     if any(copy is not None and copy[0] == NEVER for copy in best):
         return list(range(max(written) + 1)), False
     ticks = [(n, best[n][0]) for n in written if told(best[n])]
-    drops = [(before - tick, n) for (n, before), (_, tick) in zip(ticks, ticks[1:]) if tick < before]
+    drops = [(before - tick, n) for (n, before), (_, tick) in zip(ticks, ticks[1:])
+             if tick < before]
     newest = max(drops)[1] if drops else written[-1]
     while newest + 1 < CLUSTERS and best[newest + 1] is not None and \
             best[newest + 1][0] == NO_TICK_YET:

@@ -49,27 +49,29 @@ export function policiesOf(formatPath) {
 
 export function kindsOf(Recording, policies) {
   const R = Recording;
-  const device = (types) => (b) => ({ units: word(R.SpeedUnits, b.units), type: types[b.type] ?? b.type,
-                                     ...text(b.text) });
+  const device = (types) => (b) => ({
+    units: word(R.SpeedUnits, b.units), type: types[b.type] ?? b.type, ...text(b.text) });
   const named = (b) => text(b.text);
   const none = () => ({});
   const position = (b, { position: place, tag }) => ({
-    latitude: place === null ? null : place.latitude, longitude: place === null ? null : place.longitude,
+    latitude: place === null ? null : place.latitude,
+    longitude: place === null ? null : place.longitude,
     absolute: tag === 0x91 });
   const microphone = (b) => ({ stream_number: b.streamNumber,
                                position: MICROPHONE_POSITIONS[b.streamNumber] ?? null });
   const input = (b) => ({ input: word(R.InputId, b.input), on: b.isOn });
-  const radar = (b) => ({ radar: b.radar, ...reading("target", b.target), ...reading("lock", b.lock),
-                          ...reading("fastest", b.fastest), direction: Number(b.direction) });
+  const radar = (b) => ({
+    radar: b.radar, ...reading("target", b.target), ...reading("lock", b.lock),
+    ...reading("fastest", b.fastest), direction: Number(b.direction) });
   const radarTarget = (b) => ({ radar: b.radar, ...reading("target", b.target), lock: null,
                                 fastest: null, direction: null });
   const speed = (b) => ({ device: b.device, ...reading("speed", b.speed) });
   const temperature = (b) => ({ sensor: word(R.Sensor, b.sensor), temperature: b.degrees });
-  const policy = (b) => ({ policy: policies[b.policy] === undefined ? b.policy : plain(policies[b.policy]),
-                           value: b.value });
+  const policy = (b) => ({ policy: word(policies, b.policy), value: b.value });
   const switched = (name) => (b) => ({ [name]: b[name], state: word(R.SwitchState, b.state) });
   const kinds = {
-    MAC: ["mac", (b) => ({ mac: Buffer.from(b.address).toString("hex").match(TWO_DIGITS).join(":") })],
+    MAC: ["mac", (b) => ({
+      mac: Buffer.from(b.address).toString("hex").match(TWO_DIGITS).join(":") })],
     TIME: ["time", (b) => ({ clock: b.seconds * 1000 })],
     TIME_ZONE_NAME: ["time_zone_name", named], OFFICER: ["officer", named],
     DEPARTMENT: ["department", named], VEHICLE: ["vehicle", named], BADGE_ID: ["badge", named],
@@ -81,13 +83,15 @@ export function kindsOf(Recording, policies) {
     CAMERA_DESC: ["camera_name", (b) => ({ port: b.port, ...text(b.text) })],
     CAMERA_STATE: ["camera", switched("port")],
     VIDEO_STREAM_FORMAT: ["stream_format", (b) => ({
-      stream: b.stream, format: word(R.VideoFormat, b.format), camera: word(R.FormatCamera, b.camera) })],
+      stream: b.stream, format: word(R.VideoFormat, b.format),
+      camera: word(R.FormatCamera, b.camera) })],
     VIDEO_STREAM_STATE: ["stream", switched("stream")],
     BOOKMARK: ["bookmark", none],
     MIC_DESC: ["microphone_name", (b) => ({ ...microphone(b), ...text(b.text) })],
     MIC_DATA: ["microphone", (b) => ({ ...microphone(b), what: word(R.MicValue, b.what),
                                       value: b.value !== 0 })],
-    RADAR_DESC: ["radar_device", (b) => ({ radar: b.id, ...device(["disconnected", "generic"])(b) })],
+    RADAR_DESC: ["radar_device", (b) => ({ radar: b.id,
+                                          ...device(["disconnected", "generic"])(b) })],
     RADAR_STATE: ["radar_state", (b) => ({ radar: b.radar, connected: b.connected === 1 })],
     SPEED_DESC: ["speed_device", (b) => ({ device: b.id,
                                           ...device(["disconnected", "gps", "radar"])(b) })],
@@ -95,12 +99,14 @@ export function kindsOf(Recording, policies) {
     GPS_REL8: ["position", position], GPS_REL16: ["position", position],
     GPS_STATE: ["gps_state", (b) => ({ available: b.available === 1 })],
     LVS_STATE: ["live_stream", (b) => ({
-      stream: b.stream, camera: b.camera, enabled: b.state !== 0, quality: b.quality === 0 ? "low" : "high",
-      address: [24, 16, 8, 0].map((shift) => (b.address >>> shift) & 0xff).join("."), port: b.port })],
+      stream: b.stream, camera: b.camera, enabled: b.state !== 0,
+      quality: b.quality === 0 ? "low" : "high", port: b.port,
+      address: [24, 16, 8, 0].map((shift) => (b.address >>> shift) & 0xff).join(".") })],
     BUTTON: ["button", (b) => ({ button: word(R.ButtonId, b.button),
                                 action: word(R.ButtonAction, b.action) })],
     VOLT_PERCENT: ["voltage", (b) => ({ percent: b.percent })],
-    TEMP_DESC: ["temperature_sensor", (b) => ({ sensor: word(R.Sensor, b.sensor), ...text(b.text) })],
+    TEMP_DESC: ["temperature_sensor", (b) => ({ sensor: word(R.Sensor, b.sensor),
+                                               ...text(b.text) })],
     EOS: ["end_of_stream", none], TEST: ["test", named],
   };
   for (const name of Object.keys(R.Tag)) {
@@ -114,10 +120,10 @@ export function kindsOf(Recording, policies) {
 }
 
 // A line of the export as kindsOf has it: words plain, places in ten-thousandths of a minute.
-const PLAIN = new Set(["input", "sensor", "policy", "component", "button", "action", "units", "format",
-                       "camera", "what", "state"]);
-const ELSEWHERE = new Set(["time", "time_quality", "repeats", "position", "packet_crc", "run", "file",
-                           "cluster", "offset"]);
+const PLAIN = new Set(["input", "sensor", "policy", "component", "button", "action", "units",
+                       "format", "camera", "what", "state"]);
+const ELSEWHERE = new Set(["time", "time_quality", "repeats", "position", "packet_crc", "run",
+                           "file", "cluster", "offset"]);
 export function plainLine(line) {
   const isMicrophone = line.kind.startsWith("microphone");
   return Object.fromEntries(Object.entries(line)

@@ -131,9 +131,9 @@ class Follower {
         this.#place = null;
         return;
       }
-      const record = { tag: item.number, body: item.body, adjusted: adjust, position: this.#move(item) };
-      record.tick = this.#hasHeader && this.#tick !== null ? this.#tick - adjust : null;
-      this.records.push(record);
+      const tick = this.#hasHeader && this.#tick !== null ? this.#tick - adjust : null;
+      this.records.push({ tag: item.number, body: item.body, tick, adjusted: adjust,
+                          position: this.#move(item) });
       adjust = item.tag === this.#Recording.Tag.TICK_ADJUST ? item.body.ticks : 0;
     }
   }
@@ -154,7 +154,8 @@ class Follower {
 
 function placeOf(body) {
   const { latitude, longitude } = body;
-  const isPlace = body.quadrant < 4 && latitude.tts * 2 <= HALF_CIRCLE && longitude.tts <= HALF_CIRCLE &&
+  const isPlace = body.quadrant < 4 &&
+    latitude.tts * 2 <= HALF_CIRCLE && longitude.tts <= HALF_CIRCLE &&
     [latitude, longitude].every((axis) => axis.minutes < 60 && axis.fraction < 10000);
   return isPlace ? { latitude: body.latitudeTts, longitude: body.longitudeTts } : null;
 }
