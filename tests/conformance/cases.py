@@ -208,6 +208,9 @@ RING_CASES = [
          Ring({"1": clusters(*DRIVE)}, None)),
     Case("ring_wrong_packet_crc", "a packet's wrong CRC under a right one of its cluster",
          mirrored(clusters(cluster(1, hdr1(1, NOON), hdr2(2, "36", wrong=True), hdr2(3, "37"))))),
+    Case("ring_new_run", "in a ring that has not wrapped a cluster of lower ticks is of another run,"
+         " though the next one's are higher again: there was no lap before",
+         mirrored(clusters(*(cluster(tick, hdr1(tick, "56")) for tick in (1, 50, 7, 60))))),
     Case("ring_wrapped", "a ring that has come round begins behind its newest cluster; what stood"
          " there before is overwritten",
          lap_with({4: cluster(tick_of(4), hdr1(tick_of(4), "36")),

@@ -152,7 +152,7 @@ def stretches_of(best, order, has_wrapped):
         copy = best[n]
         # Both files have missed it, and hold what was recorded a lap before.
         behind = next((best[m][0] for m in order[at + 1 : at + 9] if told(best[m])), -1)
-        if copy is not None and last is not None and told(copy) and copy[0] < last <= behind:
+        if has_wrapped and last is not None and told(copy) and copy[0] < last <= behind:
             copy = None
         if copy is None or copy[0] == NEVER:
             reason, lost, first = gap or ("lost clusters", 0, n)
