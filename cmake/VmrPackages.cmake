@@ -81,7 +81,7 @@ if(VMR_BUILD_SHARED)
 endif()
 vmr_add_package(development libvmr-dev libdevel
   "Vehicle Metadata Recorder: headers and static libraries"
-  docs/architecture.md docs/format.md docs/integrating.md docs/performance.md)
+  docs/architecture.md docs/format.ksy docs/format.md docs/integrating.md docs/performance.md)
 if(TARGET vmr_tool)
   vmr_add_package(tool vmr utils "Vehicle Metadata Recorder: the program vmr"
     docs/check.md docs/cookbook.md docs/events.md docs/events.schema.json docs/evidence.md

@@ -310,9 +310,9 @@ void Decoder::Flush() {
   EndGap();
   if (first_group_ && source_.IsFlat()) TakeLabel();
   group_.is_full_state = is_labelled_ || IsFullState();
-  for (std::size_t i = 0; i < group_.count && !stopped_; ++i) EmitItems(group_.packets[i]);
+  for (; group_.at < group_.count && !stopped_; ++group_.at) EmitItems(group_.packets[group_.at]);
   is_labelled_ = false;
-  group_.count = 0;
+  group_.at = group_.count = 0;
 }
 
 // The end of a configuration, and every input: nothing else writes them together.
@@ -486,13 +486,12 @@ class Decoder::TimeFinder final : public Sink {
   TimeFinder(Place from, int run) : from_(from), run_(run) {}
 
   void OnRecord(const Record& record) override {
-    if (record.kind->id != KindId::kTime || record.packet_tick == kNoTick || !record.crc_right)
-      return;
+    if (record.kind->id != KindId::kTime || record.tick == kNoTick || !record.crc_right) return;
     if (record.run != run_) return;
     if (record.place.cluster == from_.cluster && IsBefore(record.place, from_)) return;
     const std::int64_t time_s = ValueOf(record, 0).number;
     if (time_s < 0) return;
-    found = Anchor{record.packet_tick, time_s * kSecond_us};
+    found = Anchor{record.tick, time_s * kSecond_us};
     decoder->Stop();
   }
   void OnNewRun(int run, unsigned int /*tick*/) override {
@@ -513,7 +512,7 @@ void Decoder::LookForNextTime() {
   if (next_) return;
   const std::unique_ptr<Source> source = source_.Fork();
   if (source == nullptr) return;
-  TimeFinder finder(group_.count > 0 ? group_.packets[0].place : here_, run_);
+  TimeFinder finder(group_.count > 0 ? group_.packets[group_.at].place : here_, run_);
   Decoder decoder(*source, finder);
   finder.decoder = &decoder;
   decoder.looks_for_time_ = true;
@@ -522,17 +521,21 @@ void Decoder::LookForNextTime() {
   next_ = finder.found;
 }
 
-// Part of the group may stand in front of what the source can give again.
+// Part of the group may stand in front of what the source can give again. A time behind a
+// tick adjust is that of the tick which it is adjusted to, here as everywhere.
 std::optional<Decoder::Anchor> Decoder::TimeOfGroup() const {
   std::optional<Anchor> found;
-  for (std::size_t i = 0; i < group_.count && group_.tick != kNoTick && !found; ++i) {
+  for (std::size_t i = group_.at; i < group_.count && group_.tick != kNoTick && !found; ++i) {
     const Packet& packet = group_.packets[i];
     if (!packet.crc_right) continue;
+    unsigned char adjust = 0;
     ForEachItem(packet.bytes, packet.size, [&](const unsigned char* item, std::size_t) {
-      if (item[0] != TAG_TIME) return true;
+      const unsigned int tick = group_.tick - adjust;
+      adjust = item[0] == TAG_TICK_ADJUST ? item[1] : static_cast<unsigned char>(0);
+      if (item[0] != TAG_TIME || tick == kNoTick) return true;
       const auto time_s = static_cast<std::int32_t>(GetLe32(item + 1));
       if (time_s < 0) return true;
-      found = Anchor{group_.tick, time_s * kSecond_us};
+      found = Anchor{tick, time_s * kSecond_us};
       return false;
     });
   }
@@ -573,14 +576,16 @@ void Decoder::TakeTime(Record& record) {
 
 void Decoder::BeginGap(const Gap& gap) {
   Forget();
-  if (!gap_) {
+  const bool joins_another = gap_.has_value();
+  if (!joins_another) {
     gap_ = gap;
     gap_->from_tick = last_tick_;
     if (last_tick_ != kNoTick) gap_->from = TimeAt(last_tick_);
-    anchor_is_sure_ = false;
-    is_anchor_lost_ = true;
-    return;
   }
+  // A continuation behind the one that it joins may have told a time.
+  anchor_is_sure_ = false;
+  is_anchor_lost_ = true;
+  if (!joins_another) return;
   // One after the other without a tick between them are one; what most is lost by names it.
   if (Loss(gap.reason) > Loss(gap_->reason)) gap_->reason = gap.reason;
   gap_->bytes += gap.bytes;

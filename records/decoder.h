@@ -63,6 +63,7 @@ class Decoder {
     static constexpr std::size_t kMaxPackets = 64;
     std::array<Packet, kMaxPackets> packets;
     std::size_t count = 0;
+    std::size_t at = 0;  // the one that is handed out
     unsigned int tick = kNoTick;
     bool is_full_state = false;
   };

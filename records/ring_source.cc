@@ -178,6 +178,7 @@ void RingSource::AddToGap(GapReason reason, int cluster) {
 // below that of the cluster in front of it, and the clusters behind it go on from that one.
 bool RingSource::IsOfLapBefore(int cluster, unsigned int st) {
   constexpr int kFarthestLook = 8;
+  if (!span_.has_wrapped) return false;
   if (!TellsTick(st) || !TellsTick(last_st_) || st >= last_st_) return false;
   for (int i = 0; i < kFarthestLook && cluster != span_.newest; ++i) {
     cluster = NextCluster(cluster);

@@ -241,6 +241,54 @@ TEST(Times, BeforeTheFirstOneAreReckonedBackwards) {
               ElementsAre("970 estimated", "1000 estimated", "1000 exact"));
 }
 
+// A time item behind a tick adjust tells the time of the tick that it was adjusted to. All of
+// these are of one clock, on which tick 0 is at 93 s: forwards and backwards come to the same.
+TEST(Times, BeforeAnAdjustedOneAreReckonedFromItsOwnTick) {
+  const Bytes told = Hdr1(12, "36 21 04 03 61 00 00 00 36");  // 97 s at tick 8
+  const auto expected =
+      ElementsAre("950 estimated", "990 estimated", "990 estimated", "970 exact", "990 exact");
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(4, "56") + told}})), expected);
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(4, "56")}, {told}})), expected);
+}
+
+TEST(Times, OfAGroupThatBeginsWithAnAdjustedOneAreReckonedFromItsOwnTick) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(12, "56 21 04 03 61 00 00 00")}})),
+              ElementsAre("990 estimated", "990 estimated", "970 exact"));
+  // The tick adjust holds for the item behind it alone.
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(12, "21 04 56 03 63 00 00 00")}})),
+              ElementsAre("990 estimated", "970 estimated", "990 exact"));
+}
+
+TEST(Times, BehindAGapComeFromTheOwnTickOfAnAdjustedOne) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(10, "03 62 00 00 00"), 10},
+                              {Hdr1(30, "56") + Hdr1(40, "21 0A 03 6C 00 00 00"), 30, true}})),
+              ElementsAre("980 exact", "1080 estimated", "1130 estimated", "1080 exact"));
+}
+
+// A time that has been told is not the next one, though it stands in the packets of the tick.
+TEST(Times, BehindAGapAmongTheContinuationsOfATickComeFromTheNextOneTold) {
+  const Bytes tick = Hdr1(10, "03 64 00 00 00") + Cont("56 FF") + Cont("56 56");
+  EXPECT_THAT(TimesOf(Decode({{tick + Hdr1(30, "56") + Hdr1(40, "03 C8 00 00 00")}})),
+              ElementsAre("1000 exact", "1000 exact", "1850 estimated", "1850 estimated",
+                          "1950 estimated", "2000 stepped"));
+}
+
+// The gap that is to be told behind the continuation and the lost cluster are one; the time
+// between them is sure for neither.
+TEST(Times, BehindAGapThatJoinsOneOfTheTickBeforeAreEstimates) {
+  const Bytes tick = Hdr1(10, "56 FF") + Cont("03 64 00 00 00");
+  const Lines lines = Decode({{tick, 10}, {Hdr1(30, "56"), 30, true}});
+  EXPECT_THAT(TimesOf(lines), ElementsAre("1000 estimated", "1000 exact", "1100 estimated"));
+  EXPECT_THAT(lines.lines, ElementsAre("10 bookmark", "10 time clock=100",
+                                       "gap 10..30 lost clusters", "30 bookmark"));
+}
+
+// Tick 0 less one is 0xFFFFFFFF, which is no tick: nothing is reckoned from there.
+TEST(Times, AreNotReckonedFromATimeThatIsAdjustedToNoTick) {
+  EXPECT_THAT(TimesOf(Decode({{Hdr1(0, "56 21 01 03 50 00 00 00") + Hdr2(6, "03 67 00 00 00")}})),
+              ElementsAre("1000 estimated", "1000 estimated", "unknown", "1030 exact"));
+}
+
 TEST(Times, AreUnknownWhereNoneIsTold) {
   EXPECT_THAT(TimesOf(Decode({{Hdr1(4, "56")}})), ElementsAre("unknown"));
   EXPECT_THAT(TimesOf(Decode({{Hdr1(4, "03 FF FF FF FF")}})), ElementsAre("unknown"));

@@ -141,6 +141,17 @@ TEST_F(RingSourceTest, ClusterThatBothFilesHaveMissedIsAGap) {
   for (const std::string& line : lines.lines) EXPECT_NE(line, "77 bookmark");
 }
 
+// There was no lap before: ticks began anew.
+TEST_F(RingSourceTest, ClusterOfANewRunIsReadInARingThatHasNotWrapped) {
+  PutEmptyPair();
+  PutInBoth(0, Marked(1));
+  PutInBoth(1, Marked(50));
+  PutInBoth(2, Marked(7));
+  PutInBoth(3, Marked(60));
+  EXPECT_THAT(ReadAll().lines, ElementsAre("1 bookmark", "50 bookmark", "run 1 from 7",
+                                           "7 bookmark", "60 bookmark"));
+}
+
 TEST_F(RingSourceTest, TornCopyWithARightCrcGivesWayToASoundOne) {
   PutEmptyPair();
   PutInBoth(0, Marked(5, "34"));
