@@ -1,4 +1,5 @@
-// Writes the schemas of docs/schema/ from the tables of kinds: vmr_schema FOLDER
+// Writes the schemas of docs/schema/ from the tables of kinds: vmr_schema FOLDER; and, with --ddl,
+// what docs/lake/ddl/ has.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "records/record.h"
+#include "tests/tools/print_ddl.h"
 #include "tools/read/columns.h"
 #include "tools/read/csv_table.h"
 #include "tools/read/json_line.h"
@@ -192,22 +194,27 @@ bool Write(const std::filesystem::path& folder, const std::string& kind, const s
   return file.good();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: vmr_schema FOLDER\n");
-    return 2;
-  }
-  const std::filesystem::path folder = argv[1];
+bool WriteSchemas(const std::filesystem::path& folder) {
   bool written = true;
   for (const KindRow& kind : Kinds())
     written = Write(folder, kind.name, kind.what, SchemaOf(kind), kind.sensitivity) && written;
   written = Write(folder, vmr::tool::kGapKind, "a part that is lost or damaged", SchemaOfGap()) &&
             written;
-  written =
-      Write(folder, vmr::tool::kClockStepKind, "the unit's clock was set", SchemaOfClockStep()) &&
-      written;
-  if (!written) std::fprintf(stderr, "vmr_schema: %s: cannot be written\n", argv[1]);
+  return Write(folder, vmr::tool::kClockStepKind, "the unit's clock was set",
+               SchemaOfClockStep()) &&
+         written;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bool is_ddl = argc == 3 && std::string(argv[1]) == "--ddl";
+  if (argc != 2 && !is_ddl) {
+    std::fprintf(stderr, "usage: vmr_schema [--ddl] FOLDER\n");
+    return 2;
+  }
+  const std::filesystem::path folder = argv[argc - 1];
+  const bool written = is_ddl ? vmr::test::PrintDdl(folder) : WriteSchemas(folder);
+  if (!written) std::fprintf(stderr, "vmr_schema: %s: cannot be written\n", folder.c_str());
   return written ? 0 : 1;
 }
