@@ -12,7 +12,6 @@ import unittest
 import lake
 
 SCHEMA = sys.argv.pop(1)
-ENGINES = ["athena", "bigquery", "duckdb", "spark", "trino"]
 # In docs/schema: 36 kinds of records, clock_step and gap; and the table of recordings.
 TABLES = len(list((lake.SOURCE / "docs/schema").glob("*.schema.json"))) + 1
 
@@ -23,10 +22,9 @@ class DdlTest(unittest.TestCase):
             subprocess.run([SCHEMA, "--ddl", folder], check=True)
             self.assertEqual(sorted(p.name for p in pathlib.Path(folder).iterdir()),
                              sorted(p.name for p in lake.DDL.iterdir()))
-            for engine in ENGINES:
-                written = (pathlib.Path(folder) / f"{engine}.sql").read_text()
-                self.assertEqual((lake.DDL / f"{engine}.sql").read_text(), written,
-                                 f"{engine}.sql: run vmr_schema --ddl docs/lake/ddl")
+            for file in pathlib.Path(folder).iterdir():
+                self.assertEqual((lake.DDL / file.name).read_text(), file.read_text(),
+                                 f"{file.name}: run vmr_schema --ddl docs/lake/ddl")
 
     def test_a_folder_that_is_not_there_is_told(self):
         done = subprocess.run([SCHEMA, "--ddl", "/nowhere/at/all"], capture_output=True, text=True)

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/read/columns.h"
+#include "tools/read/json_line.h"
 
 namespace vmr::test {
 namespace {
@@ -18,6 +19,9 @@ using tool::ColumnType;
 
 // Of ColumnType, in its order.
 using TypeNames = std::array<const char*, 7>;
+
+constexpr const char* kWrittenBy =
+    "-- Written by `vmr_schema --ddl docs/lake/ddl`. The lake's tables, schema version ";
 
 // How the SQL of an engine differs from that of others.
 struct Engine {
@@ -234,6 +238,28 @@ std::string AllRecords() {
       fmt::join(parts, "\nUNION ALL "));
 }
 
+constexpr const char* kCompaction =
+    R"(-- Writes a lake anew with one file for each kind and day, for DuckDB; run it behind duckdb.sql:
+--   mkdir compacted
+--   node tools/lake/query.mjs lake docs/lake/ddl/compact.sql --set compacted=compacted
+-- The folder that the variable names has to be there and to be empty. The new lake is for reading:
+-- `vmr export` goes on writing to the one that it knows.
+)";
+
+std::string Compaction(const std::string& table) {
+  const bool is_partitioned = tool::IsPartitioned(table);
+  const bool is_of_records = is_partitioned && table != tool::kClockStepKind;
+  return fmt::format(
+      R"(COPY (SELECT *{} FROM "{}" ORDER BY unit, recording{})
+TO (getvariable('compacted') || '/{}') (FORMAT parquet, COMPRESSION zstd, {});
+)",
+      is_partitioned ? " EXCLUDE (kind)" : "", table,
+      is_of_records                     ? ", run, tick, cluster, \"offset\""
+      : table == tool::kRecordingsTable ? ""
+                                        : ", cluster, \"offset\"",
+      FolderOf(table), is_partitioned ? "PARTITION_BY (date)" : "FILE_SIZE_BYTES '1GB'");
+}
+
 // The recordings come first: they say which versions the files of others have.
 std::vector<std::string> InOrder() {
   std::vector<std::string> tables = tool::LakeTables();
@@ -242,11 +268,17 @@ std::vector<std::string> InOrder() {
   return tables;
 }
 
+bool PrintCompaction(const std::filesystem::path& folder) {
+  std::ofstream file(folder / "compact.sql");
+  file << kWrittenBy << tool::kSchemaVersion << ".\n" << kCompaction;
+  for (const std::string& table : InOrder()) file << '\n' << Compaction(table);
+  file.flush();
+  return file.good();
+}
+
 bool Print(const std::filesystem::path& folder, const Engine& engine) {
   std::ofstream file(folder / engine.file);
-  file << "-- Written by `vmr_schema --ddl docs/lake/ddl`. The lake's tables, schema version "
-       << tool::kSchemaVersion << ".\n"
-       << engine.head;
+  file << kWrittenBy << tool::kSchemaVersion << ".\n" << engine.head;
   for (const std::string& table : InOrder()) file << Told(table) << engine.table(engine, table);
   if (engine.table == DuckDbTable) file << AllRecords();
   file.flush();
@@ -256,7 +288,7 @@ bool Print(const std::filesystem::path& folder, const Engine& engine) {
 }  // namespace
 
 bool PrintDdl(const std::filesystem::path& folder) {
-  bool printed = true;
+  bool printed = PrintCompaction(folder);
   for (const Engine& engine : kEngines) printed = Print(folder, engine) && printed;
   return printed;
 }
