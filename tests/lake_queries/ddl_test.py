@@ -53,8 +53,5 @@ class DdlTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    missing = lake.what_is_missing()
-    if missing is not None:
-        print(f"{missing} is not there; run scripts/setup --lake")
-        sys.exit(lake.SKIPPED)
+    lake.skip_if_it_cannot_run()
     unittest.main()

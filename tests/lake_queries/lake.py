@@ -4,6 +4,7 @@ import json
 import pathlib
 import shutil
 import subprocess
+import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 SOURCE = HERE.parent.parent
@@ -23,6 +24,13 @@ def what_is_missing():
     return absent[0] if absent else None
 
 
+def skip_if_it_cannot_run():
+    missing = what_is_missing()
+    if missing is not None:
+        print(f"{missing} is not there; run scripts/setup --lake")
+        sys.exit(SKIPPED)
+
+
 def node(script, *words):
     return subprocess.run(["node", script, *words], capture_output=True, text=True)
 
@@ -38,8 +46,11 @@ def rows(lake, sql_file, *words):
     return json.loads(done.stdout)["rows"]
 
 
-def asked(lake, folder, sql):
-    """The same of a query that a test writes itself."""
-    file = pathlib.Path(folder) / "asked.sql"
-    file.write_text(sql)
-    return rows(lake, file)
+def asked(lake, folder, *sql, **parsing):
+    """The same of queries that a test writes itself, all in one process: a list for each."""
+    files = [pathlib.Path(folder) / f"asked-{i}.sql" for i in range(len(sql))]
+    for file, text in zip(files, sql):
+        file.write_text(text)
+    done = query(lake, *files, "--format", "json")
+    assert done.returncode == 0, done.stderr
+    return [json.loads(line, **parsing)["rows"] for line in done.stdout.splitlines()]
