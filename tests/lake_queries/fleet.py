@@ -3,7 +3,7 @@
 What it holds is written down here and nowhere else; the tests' expectations are worked out from
 these lines by hand. Ticks are half seconds, and tick 0 is the `start` of a recording.
 
-    fleet.py VMR FOLDER makes it as FOLDER/fleet, and a lake of it as FOLDER/lake
+    fleet.py VMR FOLDER makes it, and a lake of it as FOLDER/lake
 """
 
 import datetime
@@ -255,3 +255,4 @@ if __name__ == "__main__":
     program, root = sys.argv[1], pathlib.Path(sys.argv[2])
     shutil.rmtree(root, ignore_errors=True)
     make_lake(program, root / "lake", make(program, root / "fleet"))
+    shutil.rmtree(root / "fleet")  # two gigabytes that nobody looks at again
