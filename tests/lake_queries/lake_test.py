@@ -1,18 +1,23 @@
 """A lake as others see it: readers, filters on days, compaction, and the schemas of lines.
 
-    lake_test.py FOLDER [TEST...]
+    lake_test.py VMR FOLDER [TEST...]
 """
 
 import datetime
 import json
 import pathlib
 import shutil
+import subprocess
 import sys
 import tempfile
 import unittest
 
 import lake
 
+sys.path.insert(0, str(lake.HERE.parent / "tools"))
+import export_samples  # noqa: E402 (of the folder beside)
+
+VMR = sys.argv.pop(1)
 FOLDER = pathlib.Path(sys.argv.pop(1))
 LAKE = FOLDER / "lake"
 SCHEMAS = lake.SOURCE / "docs/schema"
@@ -135,6 +140,46 @@ class PartitionTest(Scratch):
             self.ask(LAKE, "SELECT date, count(*) AS n FROM speed WHERE unit = 'CAR2' "
                            "GROUP BY date ORDER BY date"),
             [{"date": "2026-03-05", "n": 4}, {"date": "2026-03-06", "n": 1}])
+
+
+class AnyRecordingTest(Scratch):
+    """Every kind of record, hostile texts, extreme values, times that are not known."""
+
+    def setUp(self):
+        super().setUp()
+        flat = self.folder / "flat.vmd"
+        flat.write_bytes(export_samples.everything())
+        subprocess.run([VMR, "export", "--layout", "lake", "--root", self.folder / "lake", flat],
+                       capture_output=True)
+        exported = subprocess.run([VMR, "export", "--format", "jsonl", flat], capture_output=True)
+        self.lines = [json.loads(line) for line in exported.stdout.splitlines()]
+
+    def test_every_query_has_an_answer(self):
+        done = lake.query(self.folder / "lake", *sorted(lake.QUERIES.glob("*.sql")),
+                          "--format", "json")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(len(done.stdout.splitlines()), 10)
+
+    def test_as_many_rows_of_each_kind_as_lines_and_no_day_where_there_is_no_time(self):
+        told = [line for line in self.lines if line["kind"] not in ("gap", "clock_step")]
+        untimed = sorted(line["kind"] for line in told if line["time"] is None)
+        self.assertEqual(untimed, ["end_of_stream", "input"])  # the ticks that begin anew
+        counts, dateless = self.ask(
+            self.folder / "lake", "SELECT kind, count(*) AS n FROM records GROUP BY kind",
+            "SELECT kind, time FROM records WHERE date IS NULL ORDER BY kind")
+        kinds = [line["kind"] for line in told]
+        self.assertEqual({row["kind"]: row["n"] for row in counts},
+                         {kind: kinds.count(kind) for kind in set(kinds)})
+        self.assertEqual(dateless, [{"kind": kind, "time": None} for kind in untimed])
+
+    def test_every_text_is_there_byte_for_byte_and_without_a_hidden_character(self):
+        officers = self.ask(self.folder / "lake", "SELECT text, text_bytes FROM officer ORDER BY tick")
+        recorded = [text if isinstance(text, bytes) else text.encode()
+                    for text in export_samples.HOSTILE]
+        self.assertEqual([bytes.fromhex(row["text_bytes"]) if row["text_bytes"] is not None
+                          else row["text"].encode() for row in officers], recorded)
+        self.assertEqual([row["text"] for row in officers if not row["text"].isprintable()], [])
+        self.assertIn({"text": r"\u001b[2Jred\u0007", "text_bytes": "1b5b324a72656407"}, officers)
 
 
 class CompactionTest(Scratch):
