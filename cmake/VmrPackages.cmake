@@ -85,11 +85,14 @@ vmr_add_package(development libvmr-dev libdevel
 if(TARGET vmr_tool)
   vmr_add_package(tool vmr utils "Vehicle Metadata Recorder: the program vmr"
     docs/check.md docs/cookbook.md docs/events.md docs/events.schema.json docs/evidence.md
-    docs/redaction.md docs/reliability.md docs/report.png)
+    docs/lake.md docs/redaction.md docs/reliability.md docs/report.png)
   # What the program loads itself: dpkg-shlibdeps, which adds the rest, sees what is linked.
   get_target_property(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS vmr_tool VMR_LOADED_PACKAGES)
   file(GLOB schemas CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/schema/*)
   install(FILES ${schemas} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vmr/schema COMPONENT tool)
+  # lake.md names them as they lie here; shared/views.sql is beside the queries that need it.
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/lake ${PROJECT_SOURCE_DIR}/docs/queries
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vmr COMPONENT tool FILES_MATCHING PATTERN *.sql)
   vmr_install_gzipped(docs/vmr.1 vmr.1.gz ${CMAKE_INSTALL_MANDIR}/man1 tool)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/vmr.bash-completion RENAME vmr
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)

@@ -1,4 +1,5 @@
-// Writes the schemas of docs/schema/ from the tables of kinds: vmr_schema FOLDER
+// Writes the schemas of docs/schema/ from the tables of kinds: vmr_schema FOLDER; and, with --ddl,
+// what docs/lake/ddl/ has.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,8 @@
 #include <vector>
 
 #include "records/record.h"
+#include "tests/tools/print_ddl.h"
+#include "tools/read/columns.h"
 #include "tools/read/csv_table.h"
 #include "tools/read/json_line.h"
 
@@ -14,9 +17,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using namespace vmr::records;
-
-// Of docs/schema/README.md, which says what each version brought.
-constexpr int kVersion = 2;
 
 // Of a schema all of whose lines give something away, and of a property that does so beside.
 constexpr const char* kSensitive = "x-sensitivity";
@@ -56,18 +56,6 @@ Json WordsOf(const FieldRow& field) {
       words.push_back(word);
   }
   return words;
-}
-
-bool MayBeAbsent(const KindRow& kind, std::size_t index) {
-  const bool is_flag = kind.fields[index].type == FieldType::kFlag;
-  for (const Shape& shape : Shapes()) {
-    if (shape.kind != kind.id) continue;
-    const FieldPlace& place = shape.fields[index];
-    if (place.order == Order::kAbsent || place.absent >= 0 ||
-        (place.order == Order::kComputed && !is_flag))
-      return true;
-  }
-  return false;
 }
 
 Json ValueSchema(const FieldRow& field) {
@@ -114,7 +102,7 @@ void AddField(const KindRow& kind, std::size_t index, Object& object) {
   if (*field.unit != 0) what = std::string(field.unit) + (what.empty() ? "" : ", " + what);
   const bool is_reading = field.type == FieldType::kReading;
   Json schema = ValueSchema(field);
-  if (is_reading || MayBeAbsent(kind, index)) schema = OrNull(std::move(schema));
+  if (is_reading || vmr::tool::MayBeAbsent(kind, index)) schema = OrNull(std::move(schema));
   if (!what.empty()) schema["description"] = what;
   if (field.sensitivity != Sensitivity::kNone) schema[kSensitive] = NameOf(field.sensitivity);
   object.Add(name, std::move(schema));
@@ -190,7 +178,7 @@ bool Write(const std::filesystem::path& folder, const std::string& kind, const s
            const Object& object, Sensitivity sensitivity = Sensitivity::kNone) {
   Json schema = {
       {"$schema", "https://json-schema.org/draft/2020-12/schema"},
-      {"$id", "urn:vmr:export:" + std::to_string(kVersion) + ":" + kind},
+      {"$id", "urn:vmr:export:" + std::to_string(vmr::tool::kSchemaVersion) + ":" + kind},
       {"title", kind},
       {"description", what},
       {"type", "object"},
@@ -206,22 +194,27 @@ bool Write(const std::filesystem::path& folder, const std::string& kind, const s
   return file.good();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: vmr_schema FOLDER\n");
-    return 2;
-  }
-  const std::filesystem::path folder = argv[1];
+bool WriteSchemas(const std::filesystem::path& folder) {
   bool written = true;
   for (const KindRow& kind : Kinds())
     written = Write(folder, kind.name, kind.what, SchemaOf(kind), kind.sensitivity) && written;
   written = Write(folder, vmr::tool::kGapKind, "a part that is lost or damaged", SchemaOfGap()) &&
             written;
-  written =
-      Write(folder, vmr::tool::kClockStepKind, "the unit's clock was set", SchemaOfClockStep()) &&
-      written;
-  if (!written) std::fprintf(stderr, "vmr_schema: %s: cannot be written\n", argv[1]);
+  return Write(folder, vmr::tool::kClockStepKind, "the unit's clock was set",
+               SchemaOfClockStep()) &&
+         written;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bool is_ddl = argc == 3 && std::string(argv[1]) == "--ddl";
+  if (argc != 2 && !is_ddl) {
+    std::fprintf(stderr, "usage: vmr_schema [--ddl] FOLDER\n");
+    return 2;
+  }
+  const std::filesystem::path folder = argv[argc - 1];
+  const bool written = is_ddl ? vmr::test::PrintDdl(folder) : WriteSchemas(folder);
+  if (!written) std::fprintf(stderr, "vmr_schema: %s: cannot be written\n", folder.c_str());
   return written ? 0 : 1;
 }
