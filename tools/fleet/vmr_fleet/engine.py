@@ -1,0 +1,170 @@
+"""Hands recordings to Dask's workers and takes back what came of them."""
+import contextlib
+import itertools
+import os
+import queue
+import shutil
+import signal
+import tempfile
+import threading
+import time
+import uuid
+
+import cloudpickle
+import dask
+import distributed
+
+from . import exporter
+
+LOST_WORKERS = 3  # that one recording may take along before it is given up
+AHEAD = 4  # recordings that wait at the scheduler for each thread
+
+
+class Unusable(Exception):
+    """What the user has to change, in words."""
+
+
+class Interrupts:
+    """SIGINT, SIGTERM and SIGHUP ask for an orderly end; nothing is raised, so that no
+    cluster is left half closed. The terminal's SIGINT and SIGHUP go to all processes: they
+    are blocked here before any other is started, and for all of them therefore, and waited
+    for in a thread."""
+
+    BLOCKED = (signal.SIGINT, signal.SIGHUP)
+
+    def __init__(self):
+        self.asked = threading.Event()
+        signal.pthread_sigmask(signal.SIG_BLOCK, self.BLOCKED)
+        signal.signal(signal.SIGTERM, lambda *_: self.asked.set())
+        threading.Thread(target=self._wait, daemon=True).start()
+
+    def _wait(self):
+        signal.sigwait(self.BLOCKED)
+        self.asked.set()
+
+
+@contextlib.contextmanager
+def local_cluster(workers):
+    """Processes of this machine that listen at 127.0.0.1 alone, started anew when they die."""
+    folder = tempfile.mkdtemp(prefix="vmr-fleet-")
+    try:
+        with distributed.LocalCluster(
+                n_workers=workers, threads_per_worker=1, processes=True, host="127.0.0.1",
+                dashboard_address=None, worker_dashboard_address=None, memory_limit=0,
+                silence_logs=50, local_directory=folder) as cluster, \
+                distributed.Client(cluster, set_as_default=False) as client:
+            yield client
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+
+
+@contextlib.contextmanager
+def remote_cluster(address, wait_s):
+    """A scheduler that runs elsewhere; its workers stay as they are, less what is ours."""
+    try:
+        client = distributed.Client(address, timeout=wait_s, set_as_default=False)
+    except (OSError, ValueError, TypeError, RuntimeError) as error:
+        raise Unusable(f"{address}: no scheduler answers there within {wait_s:g} s "
+                       f"({type(error).__name__}: {error}); is the address right, and may this "
+                       "machine reach it?") from error
+    with client:
+        try:
+            client.wait_for_workers(1, timeout=wait_s)
+        except (TimeoutError, distributed.TimeoutError) as error:
+            raise Unusable(f"{address}: the scheduler has no workers within {wait_s:g} s; start "
+                           "some, with `dask-worker`") from error
+        yield client
+
+
+class Run:
+    """One conversion.
+
+    Owns     the plugin in the workers, from `with` to its end
+    Threads  for one; results come in the thread that calls convert()
+    """
+
+    def __init__(self, client, vmr, lake, digest, timeout_s):
+        self.client, self.vmr, self.lake = client, vmr, lake
+        self.name = f"vmr-fleet-{uuid.uuid4().hex}"
+        cloudpickle.register_pickle_by_value(exporter)
+        self.plugin = exporter.ExporterPlugin(self.name, vmr, lake, digest, timeout_s)
+
+    def __enter__(self):
+        self.client.register_worker_plugin(self.plugin, name=self.name)
+        return self
+
+    def __exit__(self, *_):
+        # Its scheduler may be gone; then its workers have ended their children by now, or will.
+        with contextlib.suppress(Exception):
+            self.client.unregister_worker_plugin(self.name)
+
+    def threads(self):
+        return max(1, sum(self.client.nthreads().values()))
+
+    def check_workers(self, sample):
+        """Raises Unusable when a worker cannot work; `sample` is one of the recordings."""
+        token = os.path.join("_vmr", "tmp", self.name)
+        path = os.path.join(self.lake, token)
+        with open(path, "xb"):
+            pass
+        try:
+            found = self.client.run(exporter.look, self.vmr, self.lake, token, os.fsencode(sample))
+        finally:
+            os.unlink(path)
+        wrong = {worker: why for worker, why in found.items() if why}
+        if wrong:
+            worker, why = sorted(wrong.items())[0]
+            more = f" (and {len(wrong) - 1} more of {len(found)} workers)" if len(wrong) > 1 else ""
+            raise Unusable(f"worker {worker}{more}: {why}")
+
+    def convert(self, paths, interrupted):
+        """Yields (path, what came of it) as they come, until all have, or `interrupted` is
+        set."""
+        results, waiting, left = queue.SimpleQueue(), {}, iter(paths)
+        numbers = itertools.count()
+        room = AHEAD * self.threads() + 8
+
+        def submit_more():
+            while len(waiting) < room:
+                path = next(left, None)
+                if path is None:
+                    return
+                future = self.client.submit(exporter.convert, self.name, os.fsencode(path),
+                                            key=f"{self.name}-{next(numbers)}")
+                waiting[future.key] = (path, future)
+                future.add_done_callback(results.put)
+
+        submit_more()
+        while waiting and not interrupted.is_set():
+            try:
+                future = results.get(timeout=0.2)
+            except queue.Empty:
+                continue
+            path, _ = waiting.pop(future.key)
+            submit_more()
+            yield path, came_of(future)
+        if waiting:
+            self.client.cancel([future for _, future in waiting.values()])
+
+
+def came_of(future):
+    try:
+        return future.result(timeout=60)
+    except distributed.KilledWorker:
+        return {"failed": f"{LOST_WORKERS} workers were lost that had this recording"}
+    # Whatever happened to this one, the others go on.
+    except Exception as error:
+        return {"failed": f"{type(error).__name__}: {error}"}
+
+
+def configure():
+    dask.config.set({
+        "distributed.scheduler.allowed-failures": LOST_WORKERS - 1,
+        # A worker that is gone is noticed by its connection; this is for machines that vanish.
+        "distributed.comm.timeouts.connect": "10s",
+    })
+
+
+def stopwatch():
+    started = time.monotonic()
+    return lambda: time.monotonic() - started
