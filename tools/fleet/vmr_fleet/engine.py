@@ -4,17 +4,18 @@ import itertools
 import os
 import queue
 import shutil
-import signal
 import tempfile
-import threading
 import time
 import uuid
 
-import cloudpickle
-import dask
-import distributed
+# Read when Dask is imported, here and in the workers that are started here. What its log says
+# of workers that come and go is told by what came of the recordings.
+os.environ.setdefault("DASK_LOGGING__DISTRIBUTED", "critical")
+import cloudpickle  # noqa: E402
+import dask  # noqa: E402
+import distributed  # noqa: E402
 
-from . import exporter
+from . import exporter  # noqa: E402
 
 LOST_WORKERS = 3  # that one recording may take along before it is given up
 AHEAD = 4  # recordings that wait at the scheduler for each thread
@@ -24,33 +25,16 @@ class Unusable(Exception):
     """What the user has to change, in words."""
 
 
-class Interrupts:
-    """SIGINT, SIGTERM and SIGHUP ask for an orderly end; nothing is raised, so that no
-    cluster is left half closed. The terminal's SIGINT and SIGHUP go to all processes: they
-    are blocked here before any other is started, and for all of them therefore, and waited
-    for in a thread."""
-
-    BLOCKED = (signal.SIGINT, signal.SIGHUP)
-
-    def __init__(self):
-        self.asked = threading.Event()
-        signal.pthread_sigmask(signal.SIG_BLOCK, self.BLOCKED)
-        signal.signal(signal.SIGTERM, lambda *_: self.asked.set())
-        threading.Thread(target=self._wait, daemon=True).start()
-
-    def _wait(self):
-        signal.sigwait(self.BLOCKED)
-        self.asked.set()
-
-
 @contextlib.contextmanager
-def local_cluster(workers):
+def local_cluster(workers, interrupts):
     """Processes of this machine that listen at 127.0.0.1 alone, started anew when they die."""
+    interrupts.to_undo = True
     folder = tempfile.mkdtemp(prefix="vmr-fleet-")
     try:
         with distributed.LocalCluster(
                 n_workers=workers, threads_per_worker=1, processes=True, host="127.0.0.1",
-                dashboard_address=None, worker_dashboard_address=None, memory_limit=0,
+                dashboard_address="127.0.0.1:0", worker_dashboard_address="127.0.0.1:0",
+                memory_limit=0,
                 silence_logs=50, local_directory=folder) as cluster, \
                 distributed.Client(cluster, set_as_default=False) as client:
             yield client
@@ -59,7 +43,7 @@ def local_cluster(workers):
 
 
 @contextlib.contextmanager
-def remote_cluster(address, wait_s):
+def remote_cluster(address, wait_s, interrupts):
     """A scheduler that runs elsewhere; its workers stay as they are, less what is ours."""
     try:
         client = distributed.Client(address, timeout=wait_s, set_as_default=False)
@@ -73,6 +57,7 @@ def remote_cluster(address, wait_s):
         except (TimeoutError, distributed.TimeoutError) as error:
             raise Unusable(f"{address}: the scheduler has no workers within {wait_s:g} s; start "
                            "some, with `dask-worker`") from error
+        interrupts.to_undo = True
         yield client
 
 
