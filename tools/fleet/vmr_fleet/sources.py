@@ -24,6 +24,7 @@ class Sources:
 
     def __init__(self):
         self._found, self._keys, self.errors = [], set(), []
+        self._seen = 0  # recordings, those that were known already, too
 
     def found(self):
         return sorted(self._found, key=os.fsencode)
@@ -70,18 +71,18 @@ class Sources:
                                f"({shown(source)}_1.mtd and _2.mtd)")
 
     def _add_matches(self, pattern):
-        before = len(self._keys)
+        before = self._seen
         for match in sorted(glob.glob(pattern, recursive=True), key=os.fsencode):
             if not os.path.isdir(match):
                 self._add_file(match)
             elif "**" not in pattern:  # what is in it matches, too
                 self._add_folder(match)
-        if len(self._keys) == before:
+        if self._seen == before:
             self.errors.append(f"{shown(pattern)}: no store or flat file matches")
 
     def _add_folder(self, folder):
         """And the folders in it, less hidden ones."""
-        before = len(self._keys)
+        before = self._seen + len(self.errors)
 
         def cannot(error):
             self.errors.append(f"{shown(error.filename)}: {error.strerror}")
@@ -91,7 +92,7 @@ class Sources:
             for name in files:
                 if not name.startswith("."):
                     self._add_file(os.path.join(place, name))
-        if len(self._keys) == before and not self.errors:
+        if self._seen + len(self.errors) == before:
             self.errors.append(f"{shown(folder)}: neither stores nor flat files in it")
 
     def _add_file(self, path):
@@ -102,6 +103,7 @@ class Sources:
             self._keep(path)
 
     def _keep(self, path):
+        self._seen += 1
         path = os.path.abspath(path)
         key = os.path.join(os.path.realpath(os.path.dirname(path)), os.path.basename(path))
         if key not in self._keys:
