@@ -76,14 +76,18 @@ class Sources:
             if not os.path.isdir(match):
                 self._add_file(match)
             elif "**" not in pattern:  # what is in it matches, too
-                self._add_folder(match)
+                self._look_into(match)
         if self._seen == before:
             self.errors.append(f"{shown(pattern)}: no store or flat file matches")
 
     def _add_folder(self, folder):
-        """And the folders in it, less hidden ones."""
         before = self._seen + len(self.errors)
+        self._look_into(folder)
+        if self._seen + len(self.errors) == before:
+            self.errors.append(f"{shown(folder)}: neither stores nor flat files in it")
 
+    def _look_into(self, folder):
+        """And into the folders in it, less hidden ones."""
         def cannot(error):
             self.errors.append(f"{shown(error.filename)}: {error.strerror}")
 
@@ -92,8 +96,6 @@ class Sources:
             for name in files:
                 if not name.startswith("."):
                     self._add_file(os.path.join(place, name))
-        if self._seen + len(self.errors) == before:
-            self.errors.append(f"{shown(folder)}: neither stores nor flat files in it")
 
     def _add_file(self, path):
         """A file that nobody named: only if it is of a recording."""
