@@ -1,6 +1,7 @@
 """Hands recordings to Dask's workers and takes back what came of them."""
 import contextlib
 import itertools
+import logging
 import os
 import queue
 import shutil
@@ -18,11 +19,16 @@ import distributed  # noqa: E402
 from . import exporter  # noqa: E402
 
 LOST_WORKERS = 3  # that one recording may take along before it is given up
+SWEEP_S = 30
 AHEAD = 4  # recordings that wait at the scheduler for each thread
 
 
 class Unusable(Exception):
     """What the user has to change, in words."""
+
+
+class SchedulerGone(Exception):
+    """In the middle of a run."""
 
 
 @contextlib.contextmanager
@@ -45,6 +51,10 @@ def local_cluster(workers, interrupts):
 @contextlib.contextmanager
 def remote_cluster(address, wait_s, interrupts):
     """A scheduler that runs elsewhere; its workers stay as they are, less what is ours."""
+    if address.startswith("tls://") and not has_certificate():
+        raise Unusable(f"{address}: Dask is not told of a certificate; set "
+                       "DASK_DISTRIBUTED__COMM__TLS__CA_FILE, ...CLIENT__CERT and ...CLIENT__KEY "
+                       "(docs/fleet.md)")
     try:
         client = distributed.Client(address, timeout=wait_s, set_as_default=False)
     except (OSError, ValueError, TypeError, RuntimeError) as error:
@@ -59,6 +69,14 @@ def remote_cluster(address, wait_s, interrupts):
                            "some, with `dask-worker`") from error
         interrupts.to_undo = True
         yield client
+
+
+def has_certificate():
+    try:
+        arguments = distributed.Security().get_connection_args("client")
+    except OSError as error:
+        raise Unusable(f"the certificate that Dask is told of cannot be used: {error}") from error
+    return arguments.get("ssl_context") is not None
 
 
 class Run:
@@ -79,16 +97,26 @@ class Run:
         return self
 
     def __exit__(self, *_):
+        # What a vmr that was killed has left in the lake goes when another begins.
+        with contextlib.suppress(Exception):
+            if self.lost():
+                self.client.submit(exporter.sweep, self.name,
+                                   key=f"{self.name}-sweep").result(timeout=SWEEP_S)
         # Its scheduler may be gone; then its workers have ended their children by now, or will.
         with contextlib.suppress(Exception):
             self.client.unregister_worker_plugin(self.name)
+
+    def lost(self):
+        """Whether there is something in the lake's scratch folder: of processes that were
+        killed, or that are at work."""
+        return bool(os.listdir(os.path.join(self.lake, "_vmr", "tmp")))
 
     def threads(self):
         return max(1, sum(self.client.nthreads().values()))
 
     def check_workers(self, sample):
         """Raises Unusable when a worker cannot work; `sample` is one of the recordings."""
-        token = os.path.join("_vmr", "tmp", self.name)
+        token = os.path.join("_vmr", self.name)
         path = os.path.join(self.lake, token)
         with open(path, "xb"):
             pass
@@ -104,7 +132,7 @@ class Run:
 
     def convert(self, paths, interrupted):
         """Yields (path, what came of it) as they come, until all have, or `interrupted` is
-        set."""
+        set. Raises SchedulerGone."""
         results, waiting, left = queue.SimpleQueue(), {}, iter(paths)
         numbers = itertools.count()
         room = AHEAD * self.threads() + 8
@@ -126,8 +154,10 @@ class Run:
             except queue.Empty:
                 continue
             path, _ = waiting.pop(future.key)
-            submit_more()
+            if future.cancelled() or self.client.status != "running":
+                raise SchedulerGone
             yield path, came_of(future)
+            submit_more()
         if waiting:
             self.client.cancel([future for _, future in waiting.values()])
 
@@ -143,6 +173,7 @@ def came_of(future):
 
 
 def configure():
+    logging.getLogger("distributed.client").setLevel(logging.CRITICAL)
     dask.config.set({
         "distributed.scheduler.allowed-failures": LOST_WORKERS - 1,
         # A worker that is gone is noticed by its connection; this is for machines that vanish.

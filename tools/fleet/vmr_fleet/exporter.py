@@ -219,6 +219,14 @@ def convert(name, path):
     return said
 
 
+def sweep(name):
+    """Lets a vmr begin and end, which removes what killed ones have left in the lake."""
+    from distributed import get_worker
+    command = get_worker().plugins[name].exporter.command
+    subprocess.run(command + ["--paths-from", "-"], stdin=subprocess.DEVNULL,
+                   capture_output=True, timeout=GRACE_S, check=False)
+
+
 def look(vmr, lake, token, sample):
     """What keeps this worker from working: a text, or nothing."""
     if shutil.which(vmr) is None:
