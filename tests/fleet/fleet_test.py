@@ -154,7 +154,7 @@ class FleetTest(unittest.TestCase):
 class Sources(FleetTest):
     def found(self, *words):
         from vmr_fleet.sources import Sources as Subject
-        sources = Subject()
+        sources = Subject(self.folder / "f" / "lake")
         here = os.getcwd()
         os.chdir(self.folder)
         try:
@@ -175,7 +175,7 @@ class Sources(FleetTest):
     def test_a_folder_has_stores_and_flat_files_at_any_depth_and_nothing_else(self):
         self.touch(b"f/b/c/car_1.mtd", b"f/b/c/car_2.mtd", b"f/half_2.mtd", b"f/old_1.mtd.CORRUPT",
                    b"f/cut.vmd", b"f/notes.txt", b"f/.hidden_1.mtd", b"f/.trash/x_1.mtd",
-                   b"f/_1.mtd")
+                   b"f/_1.mtd", b"f/lake/x_1.mtd")
         self.touch(b"f/flat", held=bytes.fromhex("665d5331") + b"more")
         self.assertEqual(self.found("f"), ([b"f/b/c/car", b"f/cut.vmd", b"f/flat", b"f/half",
                                             b"f/old"], []))

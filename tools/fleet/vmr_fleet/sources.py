@@ -20,9 +20,12 @@ class Sources:
 
     found    absolute paths, in the order of their names when all were added
     errors   texts, each of a source that cannot be read
+
+    The folder `lake` is not looked into: it has tables, and many.
     """
 
-    def __init__(self):
+    def __init__(self, lake):
+        self._lake = os.path.realpath(lake)
         self._found, self._keys, self.errors = [], set(), []
         self._seen = 0  # recordings, those that were known already, too
 
@@ -92,7 +95,8 @@ class Sources:
             self.errors.append(f"{shown(error.filename)}: {error.strerror}")
 
         for place, folders, files in os.walk(folder, onerror=cannot):
-            folders[:] = [name for name in folders if not name.startswith(".")]
+            folders[:] = [name for name in folders if not name.startswith(".")
+                          and os.path.realpath(os.path.join(place, name)) != self._lake]
             for name in files:
                 if not name.startswith("."):
                     self._add_file(os.path.join(place, name))

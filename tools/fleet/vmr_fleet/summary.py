@@ -112,6 +112,8 @@ class Summary:
             f"of workers  {seconds['decode']:.1f} s decoding, {seconds['parquet']:.1f} s writing "
             f"Parquet, {seconds['rest']:.1f} s the rest of it, {seconds['engine']:.1f} s waiting",
         ]
+        if not made["recordings"]:
+            lines = lines[:1]
         if self.interrupted:
             lines.append("interrupted: what is in the lake is whole, and more is missing; the same "
                          "command goes on")
