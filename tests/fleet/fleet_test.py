@@ -429,11 +429,12 @@ class MakeFleet(FleetTest):
         one = digests(self.make_fleet(20, "--jobs", "1", name="one"))
         self.assertEqual(one, digests(self.make_fleet(20, "--jobs", "3", name="two")))
         self.assertEqual(len(one), 1 + 2 * 20 - 2)  # the manifest; one flat, one half of a store
-        other = digests(self.make_fleet(20, "--seed", "2", name="three"))
-        self.assertNotEqual(one["fleet.jsonl"], other["fleet.jsonl"])
+        other = digests(self.make_fleet(5, "--seed", "2", name="three"))
+        five = digests(self.make_fleet(5, name="four"))
+        self.assertNotEqual(five["fleet.jsonl"], other["fleet.jsonl"])
 
     def test_each_oddity_is_there_and_the_rings_are_sparse(self):
-        fleet = self.make_fleet(20)
+        fleet = self.fleet_of(20)
         rows = self.manifest(fleet)
         self.assertEqual(sorted(row["odd"] for row in rows if row["odd"]),
                          ["damaged", "empty", "flat", "half", "mixed", "noise", "torn", "worn"])

@@ -12,6 +12,9 @@ import subprocess
 import threading
 import time
 
+from distributed import get_worker
+from distributed.diagnostics.plugin import WorkerPlugin
+
 IDLE_S = 60  # after which a child with nothing to do is ended: nobody may be left to do it
 GRACE_S = 10  # for what a child has begun when it is asked to end
 
@@ -194,7 +197,7 @@ class Exporter:
         self._reap()
 
 
-class ExporterPlugin:
+class ExporterPlugin(WorkerPlugin):
     """Gives each worker its Exporter, those that come later, too."""
 
     def __init__(self, name, *arguments):
@@ -206,13 +209,9 @@ class ExporterPlugin:
     def teardown(self, worker):
         self.exporter.close()
 
-    def transition(self, *_arguments, **_more):
-        pass
-
 
 def convert(name, path):
     """The task of one recording."""
-    from distributed import get_worker
     worker = get_worker()
     said = worker.plugins[name].exporter.convert(path)
     said["worker"] = worker.address
@@ -221,7 +220,6 @@ def convert(name, path):
 
 def sweep(name):
     """Lets a vmr begin and end, which removes what killed ones have left in the lake."""
-    from distributed import get_worker
     command = get_worker().plugins[name].exporter.command
     subprocess.run(command + ["--paths-from", "-"], stdin=subprocess.DEVNULL,
                    capture_output=True, timeout=GRACE_S, check=False)
