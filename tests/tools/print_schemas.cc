@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "records/record.h"
+#include "tools/read/columns.h"
 #include "tools/read/csv_table.h"
 #include "tools/read/json_line.h"
 
@@ -14,9 +15,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using namespace vmr::records;
-
-// Of docs/schema/README.md, which says what each version brought.
-constexpr int kVersion = 2;
 
 // Of a schema all of whose lines give something away, and of a property that does so beside.
 constexpr const char* kSensitive = "x-sensitivity";
@@ -56,18 +54,6 @@ Json WordsOf(const FieldRow& field) {
       words.push_back(word);
   }
   return words;
-}
-
-bool MayBeAbsent(const KindRow& kind, std::size_t index) {
-  const bool is_flag = kind.fields[index].type == FieldType::kFlag;
-  for (const Shape& shape : Shapes()) {
-    if (shape.kind != kind.id) continue;
-    const FieldPlace& place = shape.fields[index];
-    if (place.order == Order::kAbsent || place.absent >= 0 ||
-        (place.order == Order::kComputed && !is_flag))
-      return true;
-  }
-  return false;
 }
 
 Json ValueSchema(const FieldRow& field) {
@@ -114,7 +100,7 @@ void AddField(const KindRow& kind, std::size_t index, Object& object) {
   if (*field.unit != 0) what = std::string(field.unit) + (what.empty() ? "" : ", " + what);
   const bool is_reading = field.type == FieldType::kReading;
   Json schema = ValueSchema(field);
-  if (is_reading || MayBeAbsent(kind, index)) schema = OrNull(std::move(schema));
+  if (is_reading || vmr::tool::MayBeAbsent(kind, index)) schema = OrNull(std::move(schema));
   if (!what.empty()) schema["description"] = what;
   if (field.sensitivity != Sensitivity::kNone) schema[kSensitive] = NameOf(field.sensitivity);
   object.Add(name, std::move(schema));
@@ -190,7 +176,7 @@ bool Write(const std::filesystem::path& folder, const std::string& kind, const s
            const Object& object, Sensitivity sensitivity = Sensitivity::kNone) {
   Json schema = {
       {"$schema", "https://json-schema.org/draft/2020-12/schema"},
-      {"$id", "urn:vmr:export:" + std::to_string(kVersion) + ":" + kind},
+      {"$id", "urn:vmr:export:" + std::to_string(vmr::tool::kSchemaVersion) + ":" + kind},
       {"title", kind},
       {"description", what},
       {"type", "object"},

@@ -7,6 +7,7 @@
 #include "tools/commands/command.h"
 #include "tools/commands/reading_options.h"
 #include "tools/common/console.h"
+#include "tools/lake/lake_export.h"
 #include "tools/read/exporter.h"
 #include "tools/read/json_line.h"
 
@@ -14,6 +15,20 @@ namespace vmr::tool {
 namespace {
 
 constexpr const char* kHelp = "Writes out what recordings say, for other programs";
+
+constexpr const char* kLakeFooter =
+    R"(--layout lake makes of each recording its part of a lake: typed tables as Parquet files
+for DuckDB, Spark, Trino and pandas, in folders that those take for partitions:
+  DIR/kind=KIND/date=YYYY-MM-DD/UNIT-RECORDING.parquet  records, by the UTC date
+  DIR/gaps/UNIT-RECORDING.parquet                       what is lost
+  DIR/recordings/UNIT-RECORDING.parquet                 one row for each recording
+Files appear whole, and the row in recordings last: what has one there is complete.
+The same recording again changes nothing; one that has grown replaces its own files
+alone. Each recording is answered by a line of JSON: its name, status, findings and
+numbers. --paths-from - reads a path, converts, answers, and then reads the next.
+Needs Node; `scripts/setup --lake` installs what else it needs.
+
+)";
 
 constexpr const char* kFormatsFooter =
     R"(FORMAT:
@@ -46,6 +61,7 @@ Examples:
   vmr export trips/car7 --format csv -o car7-tables
   vmr export stop.vmd --kind input | jq -r 'select(.on) | .time + " " + .input'
   vmr export trips/car7 --format gpx -o car7.gpx
+  vmr export --layout lake --root lake trips
   vmr export trips/car7 --format vtt --video-start 2026-11-21T04:48:24Z -o car7.vtt
 
 Exit codes: 0 success, 1 a PATH could not be read or the output not be written,
@@ -81,6 +97,8 @@ struct Asked {
   std::string format;
   ExportOptions options;
   bool has_offset = false;
+  std::string layout;
+  LakeOptions lake;
 };
 
 void AddTables(CLI::App& parser, ExportOptions& options) {
@@ -125,7 +143,26 @@ void CheckVideoUsage(const Asked& asked, const Format& format) {
         fmt::format("--video-start and --offset go with vtt and srt, not with {}", format.name));
 }
 
-void CheckUsage(Asked& asked) {
+// Options of one of the two ways to write say nothing of the other.
+void CheckLakeUsage(const CLI::App& parser, Asked& asked) {
+  for (const char* const name : {"--format", "--kind", "--from", "--to", "--output", "--force",
+                                 "--time-zone", "--video-start", "--offset"})
+    if (parser.count(name) > 0)
+      RefuseUsage(
+          fmt::format("{} does not go with --layout lake, which writes all there is", name));
+  if (asked.lake.root.empty()) RefuseUsage("--layout lake needs --root DIR: the lake's folder");
+  if (asked.options.reading.paths.empty() == asked.lake.paths_from.empty())
+    RefuseUsage("--layout lake takes PATHs or --paths-from, one of the two");
+  for (const std::string& path : asked.options.reading.paths)
+    if (path.empty()) RefuseUsage("PATH is empty");
+  asked.lake.paths = asked.options.reading.paths;
+}
+
+void CheckUsage(const CLI::App& parser, Asked& asked) {
+  if (!asked.layout.empty()) return CheckLakeUsage(parser, asked);
+  for (const char* const name : {"--root", "--paths-from", "--digest"})
+    if (parser.count(name) > 0) RefuseUsage(fmt::format("{} goes with --layout lake", name));
+  if (asked.options.reading.paths.empty()) RefuseUsage("PATH is required");
   ExportOptions& options = asked.options;
   const Format& format = FormatNamed(asked.format);
   CheckReadingUsage(options.reading);
@@ -139,6 +176,7 @@ void CheckUsage(Asked& asked) {
 }
 
 int Export(const Asked& asked) {
+  if (!asked.layout.empty()) return ExportToLake(asked.lake);
   const ReadingOptions& reading_options = asked.options.reading;
   const std::unique_ptr<Exporter> exporter = FormatNamed(asked.format).make(asked.options);
   if (!exporter->Open()) return kExitFailure;
@@ -146,18 +184,42 @@ int Export(const Asked& asked) {
       reading_options, [&exporter](Reading& reading) { return exporter->Read(reading); }));
 }
 
+void AddLake(CLI::App& parser, Asked& asked) {
+  parser
+      .add_option_function<std::string>(
+          "--layout",
+          [&asked](const std::string& layout) {
+            if (layout != "lake") RefuseUsage(fmt::format("--layout {}: there is lake", layout));
+            asked.layout = layout;
+          },
+          "lake: Parquet files of many recordings, see below")
+      ->type_name("LAYOUT");
+  parser.add_option("--root", asked.lake.root, "Of a lake: its folder, made if need be")
+      ->type_name("DIR");
+  parser
+      .add_option(
+          "--paths-from", asked.lake.paths_from,
+          "Of a lake: convert the recordings that FILE names, one a line, instead of PATHs; "
+          "- is standard input")
+      ->type_name("FILE");
+  parser.add_flag("--digest", asked.lake.digests_files,
+                  "Of a lake: tell the SHA-256 of each recording's files");
+}
+
 std::function<int()> AddOptions(CLI::App& parser) {
   const auto asked = std::make_shared<Asked>();
   ReadingOptions& reading = asked->options.reading;
-  parser.footer(std::string(kFormatsFooter) + kReadingFooter + kExamplesFooter);
+  parser.footer(std::string(kFormatsFooter) + kLakeFooter + kReadingFooter + kExamplesFooter);
   AddPaths(parser, reading);
+  parser.get_option("PATH")->required(false);
   AddFormat(parser, FormatNames(), asked->format);
   AddRange(parser, reading);
   AddTimeZone(parser, reading.time_zone);
   AddTables(parser, asked->options);
   AddVideo(parser, *asked);
   AddOutput(parser, reading);
-  parser.final_callback([asked] { CheckUsage(*asked); });
+  AddLake(parser, *asked);
+  parser.final_callback([asked, &parser] { CheckUsage(parser, *asked); });
   return [asked] { return Export(*asked); };
 }
 

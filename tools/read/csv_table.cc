@@ -1,11 +1,13 @@
 #include "tools/read/csv_table.h"
 
+#include <utility>
+
+#include "tools/read/columns.h"
 #include "tools/read/json_line.h"
 
 namespace vmr::tool {
 namespace {
 
-using records::FieldRow;
 using records::FieldType;
 using records::kSecond_us;
 using records::Record;
@@ -13,36 +15,6 @@ using records::TimeQuality;
 using records::Value;
 
 constexpr std::int64_t kMillisecond_us = 1000;
-
-// ---- Columns ---------------------------------------------------------------------
-
-constexpr const char* kHeadColumns[] = {"tick", "time", "time_quality", "repeats"};
-constexpr const char* kMarkColumns[] = {"packet_crc", "adjusted_by", "run"};
-constexpr const char* kPlaceColumns[] = {"file", "cluster", "offset"};
-constexpr const char* kGapColumns[] = {"reason",  "from_tick", "to_tick", "from_time",
-                                       "to_time", "clusters",  "bytes"};
-constexpr const char* kStepColumns[] = {"tick", "expected", "told", "step_ms"};
-
-template <std::size_t N>
-void Add(const char* const (&names)[N], std::vector<std::string>& columns) {
-  columns.insert(columns.end(), names, names + N);
-}
-
-// What a field's second column is called behind its name; null: it has one only.
-const char* SecondColumn(FieldType type) {
-  if (type == FieldType::kReading) return "_status";
-  if (type == FieldType::kText) return "_bytes";
-  return nullptr;
-}
-
-void AddFields(const records::KindRow& kind, std::vector<std::string>& columns) {
-  for (std::size_t i = 0; i < kind.field_count; ++i) {
-    const FieldRow& field = kind.fields[i];
-    columns.emplace_back(field.name);
-    if (const char* const second = SecondColumn(field.type))
-      columns.push_back(std::string(field.name) + second);
-  }
-}
 
 // ---- Cells -----------------------------------------------------------------------
 
@@ -180,20 +152,9 @@ std::vector<std::string> CsvTables() {
 }
 
 std::vector<std::string> CsvColumns(std::string_view table) {
-  std::vector<std::string> columns;
-  if (table == kGapKind) {
-    Add(kGapColumns, columns);
-  } else if (table == kClockStepKind) {
-    Add(kStepColumns, columns);
-  } else {
-    const records::KindRow& kind = *records::FindKind(std::string(table).c_str());
-    Add(kHeadColumns, columns);
-    AddFields(kind, columns);
-    if (kind.id == records::KindId::kPosition) columns.emplace_back("position");
-    Add(kMarkColumns, columns);
-  }
-  Add(kPlaceColumns, columns);
-  return columns;
+  std::vector<std::string> names;
+  for (Column& column : ExportColumns(table)) names.push_back(std::move(column.name));
+  return names;
 }
 
 void AppendCsvHeader(std::string_view table, bool has_recording, LineBuffer& line) {

@@ -49,6 +49,11 @@ std::string WhyNoRing(const std::string& base, const std::string& path1, const s
   }
 }
 
+OpenProblem ProblemOf(RingProblem problem) {
+  if (problem == RingProblem::kNoFile) return OpenProblem::kUnreadable;
+  return problem == RingProblem::kNoEnd ? OpenProblem::kDamaged : OpenProblem::kMixed;
+}
+
 void AddRemark(const std::string& remark, OpenedRecording& opened) {
   opened.remark += (opened.remark.empty() ? "" : "; ") + remark;
 }
@@ -61,6 +66,7 @@ void OpenRing(const std::string& path1, const std::string& path2, OpenedRecordin
   if (!path2.empty()) opened.files.push_back(path2);
   if (ring == nullptr) {
     opened.error = WhyNoRing(opened.name, path1, path2, problem);
+    opened.problem = ProblemOf(problem);
     return;
   }
   if (ring->SearchedAll()) AddRemark(RemarkOnSearchedAll(opened.name), opened);
@@ -75,6 +81,7 @@ bool OpenSetAside(const std::string& base, OpenedRecording& opened) {
   if (!std::filesystem::exists(path1, error) && !std::filesystem::exists(path2, error))
     return false;
   opened.error.clear();
+  opened.problem = OpenProblem::kNone;
   opened.remark = fmt::format("{}: reading the files that a recorder has set aside", base);
   OpenRing(path1, path2, opened);
   return true;
@@ -87,11 +94,16 @@ void OpenFlat(const std::string& path, OpenedRecording& opened) {
   if (opened.source != nullptr) return;
   if (problem == FlatProblem::kNotOpened) {
     opened.error = fmt::format("{}: {}", path, TextOfErrno());
+    opened.problem = OpenProblem::kUnreadable;
     return;
   }
   // Without the magic it can only be one file of a ring.
   OpenRing(path, "", opened);
-  if (opened.source == nullptr && LookWhetherFlat(path) == FlatLook::kDamaged)
+  const bool is_damaged = LookWhetherFlat(path) == FlatLook::kDamaged;
+  opened.problem = opened.source != nullptr ? OpenProblem::kNone
+                   : is_damaged             ? OpenProblem::kDamaged
+                                            : OpenProblem::kUnreadable;
+  if (opened.source == nullptr && is_damaged)
     opened.error = fmt::format(
         "{0}: a flat file whose first bytes are damaged, so that no reader opens it", path);
   else if (opened.source == nullptr)
@@ -114,6 +126,9 @@ OpenedRecording OpenRecording(const std::string& path, PathKind kind) {
   opened.error = recording.error;
   opened.remark = recording.remark;
   if (!opened.error.empty()) {
+    std::error_code error;
+    const bool is_there = std::filesystem::exists(path, error) || bool{error};
+    opened.problem = is_there ? OpenProblem::kUnreadable : OpenProblem::kMissing;
     if (kind != PathKind::kFlat) OpenSetAside(path, opened);
     return opened;
   }

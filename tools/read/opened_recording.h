@@ -11,13 +11,23 @@
 
 namespace vmr::tool {
 
+// Why a recording cannot be read.
+enum class OpenProblem : unsigned char {
+  kNone,
+  kMissing,     // nothing stands at the path
+  kUnreadable,  // it cannot be opened, or is no recording
+  kDamaged,     // so that nothing of it can be read
+  kMixed,       // the two files of a store are of two recordings
+};
+
 struct OpenedRecording {
   std::string name;                         // as it is spoken of: the base of a store, or the file
   std::unique_ptr<records::Source> source;  // null: it cannot be read
   std::string error;                        // why, and what to do
-  std::string remark;                       // what is worth saying about it; may be empty
-  std::vector<std::string> files;           // it is in; of a store's two one may not be there
-  std::string called;                       // what its one file is called; empty: by its path
+  OpenProblem problem = OpenProblem::kNone;
+  std::string remark;              // what is worth saying about it; may be empty
+  std::vector<std::string> files;  // it is in; of a store's two one may not be there
+  std::string called;              // what its one file is called; empty: by its path
   bool is_store = false;
 };
 
