@@ -39,7 +39,7 @@ class Summary:
         for key in ("records", "bytes", "written", "unchanged", "removed", "decode_ms",
                     "parquet_ms"):
             self.sums[key] += said.get(key) or 0
-        findings = said.get("findings") or ""
+        findings = (said.get("findings") or "").removeprefix(f"{said.get('path')}: ")
         if status == "missing":
             findings += "; it was there when it was looked for: do the workers see it?"
         self._count(status, f"{shown(path)}: {status}{': ' if findings else ''}{shown(findings)}")
