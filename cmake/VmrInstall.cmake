@@ -1,6 +1,6 @@
-# What `cmake --install` installs, in three components: "library" (the shared
+# What `cmake --install` installs, in four components: "library" (the shared
 # libraries), "development" (headers, static libraries, what find_package and
-# pkg-config look for) and "tool".
+# pkg-config look for), "tool" and "fleet".
 #
 # Two libraries, because the host is the unit's own business: vmr is the
 # recorder and the reader, vmr_host the default services behind host/. A program
@@ -127,4 +127,10 @@ install(FILES ${PROJECT_SOURCE_DIR}/cmake/vmrConfig.cmake
 
 if(TARGET vmr_tool)
   install(TARGETS vmr_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+  # The program finds its parts beside bin/, wherever that is.
+  install(PROGRAMS ${PROJECT_SOURCE_DIR}/tools/fleet/vmr-fleet
+    DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT fleet)
+  file(GLOB fleet_parts CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tools/fleet/vmr_fleet/*.py)
+  install(FILES ${fleet_parts} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/vmr-fleet/vmr_fleet
+    COMPONENT fleet)
 endif()

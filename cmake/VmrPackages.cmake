@@ -1,5 +1,5 @@
 # The Debian packages that `cpack` makes of the components of VmrInstall.cmake:
-# libvmr<soversion> (both shared libraries), libvmr-dev, vmr.
+# libvmr<soversion> (both shared libraries), libvmr-dev, vmr, vmr-fleet.
 #
 # The program is linked statically: it then is what the tests have run, and can
 # be copied to a machine without the library.
@@ -103,5 +103,14 @@ if(TARGET vmr_tool)
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/vmr-record@.service
     DESTINATION lib/systemd/system COMPONENT tool)
+
+  # Python, the same for every machine.
+  vmr_add_package(fleet vmr-fleet utils "Vehicle Metadata Recorder: lakes of many recordings"
+    docs/fleet.md)
+  set(CPACK_DEBIAN_FLEET_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_FLEET_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_DEBIAN_FLEET_PACKAGE_DEPENDS
+    "vmr (>= ${PROJECT_VERSION}), python3 (>= 3.9), python3-distributed")
+  vmr_install_gzipped(docs/vmr-fleet.1 vmr-fleet.1.gz ${CMAKE_INSTALL_MANDIR}/man1 fleet)
 endif()
 include(CPack)

@@ -2,7 +2,6 @@
 """mark_calls.py finds every call on a recording's files, and nothing else."""
 import pathlib
 import subprocess
-import sys
 import tempfile
 import unittest
 
