@@ -210,6 +210,15 @@ class Again(lakes.LakeTest):
         self.assertEqual((said["exit"], said["written"]), (0, 0))
         self.assertIn("with more in it; nothing was changed", said["findings"])
 
+    def test_several_that_load_one_recording_at_once_leave_it_whole(self):
+        path = self.put("a.vmd", *self.FIRST)
+        self.export(path, lake=self.folder / "alone")
+        command = [lakes.VMR, "export", "--layout", "lake", "--root", self.lake, path, path]
+        processes = [subprocess.Popen(command, stdout=subprocess.DEVNULL) for _ in range(4)]
+        self.assertEqual([process.wait(60) for process in processes], [0] * 4)
+        self.assertEqual(self.files(), self.files(self.folder / "alone"))
+        self.assert_no_scratch()
+
     def test_files_that_are_no_longer_part_of_a_recording_go(self):
         path = self.put("a.vmd", *self.FIRST[:3])
         [said] = self.export(path)

@@ -164,7 +164,11 @@ class Conversion {
 
   void DigestFiles(const OpenedRecording& opened) {
     if (!tools_.digests_files) return;
-    for (const FileDigest& digest : DigestsOf(opened.files)) row_.sha256s.push_back(digest.sha256);
+    for (const FileDigest& digest : DigestsOf(opened.files)) {
+      // Of one that is being written it would be of no file that ever was.
+      row_.sha256s.push_back(digest.is_moving ? "" : digest.sha256);
+      if (digest.is_moving) AddFinding("a file changes, and has no digest", health_findings_);
+    }
   }
 
   void Judge() {

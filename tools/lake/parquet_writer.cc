@@ -48,7 +48,7 @@ std::string InQuotes(const std::string& path) {
 fs::path FindScript() {
   std::error_code error;
   fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
-  const fs::path installed = folder.parent_path() / "share/vmr/lake" / kScript;
+  fs::path installed = folder.parent_path() / "share/vmr/lake" / kScript;
   if (fs::exists(installed, error)) return installed;
   for (; folder.has_relative_path(); folder = folder.parent_path())
     if (fs::exists(folder / "tools/lake" / kScript, error)) return folder / "tools/lake" / kScript;
