@@ -93,6 +93,12 @@ if(TARGET vmr_tool)
   # lake.md names them as they lie here; shared/views.sql is beside the queries that need it.
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/lake ${PROJECT_SOURCE_DIR}/docs/queries
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vmr COMPONENT tool FILES_MATCHING PATTERN *.sql)
+  # Without what `npm ci` installs there, which is of one machine's kind.
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/lake/write_parquet.mjs
+    ${PROJECT_SOURCE_DIR}/tools/lake/query.mjs
+    ${PROJECT_SOURCE_DIR}/tools/lake/package.json ${PROJECT_SOURCE_DIR}/tools/lake/package-lock.json
+    ${PROJECT_SOURCE_DIR}/tools/lake/README.md
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/vmr/lake COMPONENT tool)
   vmr_install_gzipped(docs/vmr.1 vmr.1.gz ${CMAKE_INSTALL_MANDIR}/man1 tool)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/vmr.bash-completion RENAME vmr
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)

@@ -115,7 +115,7 @@ class Steps(lakes.LakeTest):
             self.export(recording, lake=self.folder / name)
         before, after = self.files(self.folder / "before"), self.files(self.folder / "after")
         for call in ("rename", "fsync", "unlink"):
-            for count in range(1, 60, 1 if call == "unlink" else 3):
+            for count in range(1, 60, {"rename": 4, "fsync": 12, "unlink": 9}[call]):
                 shutil.rmtree(self.lake, ignore_errors=True)
                 shutil.copytree(self.folder / "before", self.lake)
                 done = subprocess.run(
