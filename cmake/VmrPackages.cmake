@@ -95,6 +95,7 @@ if(TARGET vmr_tool)
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vmr COMPONENT tool FILES_MATCHING PATTERN *.sql)
   # Without what `npm ci` installs there, which is of one machine's kind.
   install(FILES ${PROJECT_SOURCE_DIR}/tools/lake/write_parquet.mjs
+    ${PROJECT_SOURCE_DIR}/tools/lake/query.mjs
     ${PROJECT_SOURCE_DIR}/tools/lake/package.json ${PROJECT_SOURCE_DIR}/tools/lake/package-lock.json
     ${PROJECT_SOURCE_DIR}/tools/lake/README.md
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/vmr/lake COMPONENT tool)

@@ -21,7 +21,9 @@ WITH readings AS (
 ), covered AS (
   SELECT unit, sum(last_tick - first_tick) / 7200.0 AS hours FROM runs GROUP BY unit
 ), lost AS (
-  SELECT unit, sum(greatest(to_tick - from_tick, 0)) / 7200.0 AS hours FROM gaps GROUP BY unit
+  SELECT unit, sum(greatest(to_tick - from_tick, 0)) / 7200.0 AS hours
+  FROM gaps SEMI JOIN recordings USING (unit, recording)
+  GROUP BY unit
 )
 SELECT c.unit, coalesce(l.locks, 0) AS locks, coalesce(l.unsure, 0) AS unsure,
        round(c.hours - coalesce(g.hours, 0), 3) AS hours,

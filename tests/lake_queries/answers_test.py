@@ -3,16 +3,18 @@
     answers_test.py FOLDER [TEST...]
 """
 
+import json
 import pathlib
+import shutil
 import sys
+import tempfile
 import unittest
 
 import lake
 
 FOLDER = pathlib.Path(sys.argv.pop(1))
 
-# Each recording begins at tick 10, five seconds behind its `start`. Its name goes on with a digest
-# of who the unit is.
+# Each recording begins at tick 10, five seconds behind its `start`. Its name goes on with a digest.
 CAR1_A = "0000000010-20260305T100005Z"
 CAR1_B = "0000000010-20260306T080005Z"
 CAR2 = "0000000010-20260305T235905Z"
@@ -174,6 +176,20 @@ class AnswersTest(unittest.TestCase):
         self.assertEqual((halved["recording"], halved["status"], halved["wrong_crc"],
                           halved["gaps"], halved["lost_s"]), (CAR6, "ok", 0, 0, 0))
         self.assertEqual(halved["findings"], "file 1: cannot be read: No such file or directory")
+
+    def test_a_recording_that_is_being_replaced_is_left_out_whole(self):
+        # It has no row meanwhile, and of its files some are those of before.
+        with tempfile.TemporaryDirectory() as folder:
+            copy = pathlib.Path(folder) / "lake"
+            shutil.copytree(FOLDER / "lake", copy)
+            for file in (copy / "recordings").iterdir():
+                if not file.name.startswith("CAR6"):
+                    file.unlink()
+            files = sorted(lake.QUERIES.glob("*.sql"))
+            done = lake.query(copy, *files, "--format", "json")
+            units = {row.get("unit", row.get("which")) for line in done.stdout.splitlines()
+                     for row in json.loads(line)["rows"]}
+        self.assertEqual(units, {"CAR6"})
 
 
 if __name__ == "__main__":

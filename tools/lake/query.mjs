@@ -10,8 +10,11 @@ import path from 'node:path';
 import {fileURLToPath} from 'node:url';
 import {parseArgs} from 'node:util';
 
-const VIEWS = path.resolve(path.dirname(fileURLToPath(import.meta.url)),
-                           '../../docs/lake/ddl/duckdb.sql');
+// From a checkout's tools/lake, and from where it is installed, share/vmr/lake.
+const VIEWS = ['../../docs', '../../doc/vmr']
+  .map((docs) => path.resolve(path.dirname(fileURLToPath(import.meta.url)), docs,
+                              'lake/ddl/duckdb.sql'))
+  .find((file, i, files) => existsSync(file) || i === files.length - 1);
 
 const HELP = `Runs queries over a lake that \`vmr export --layout lake\` wrote.
 Usage: node query.mjs LAKE QUERY.sql... [OPTIONS]
