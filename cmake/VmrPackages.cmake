@@ -90,6 +90,11 @@ if(TARGET vmr_tool)
   get_target_property(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS vmr_tool VMR_LOADED_PACKAGES)
   file(GLOB schemas CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/schema/*)
   install(FILES ${schemas} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vmr/schema COMPONENT tool)
+  # Without what `npm ci` installs there, which is of one machine's kind.
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/lake/write_parquet.mjs
+    ${PROJECT_SOURCE_DIR}/tools/lake/package.json ${PROJECT_SOURCE_DIR}/tools/lake/package-lock.json
+    ${PROJECT_SOURCE_DIR}/tools/lake/README.md
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/vmr/lake COMPONENT tool)
   vmr_install_gzipped(docs/vmr.1 vmr.1.gz ${CMAKE_INSTALL_MANDIR}/man1 tool)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/vmr.bash-completion RENAME vmr
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)

@@ -10,8 +10,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -122,6 +125,17 @@ bool IsTrue(const Json& answer, const char* name) {
   return found != answer.end() && found->is_boolean() && found->get<bool>();
 }
 
+// It begins and ends as such files do; the end is written last.
+bool IsWhole(const std::string& path) {
+  constexpr std::string_view kMagic = "PAR1";
+  std::ifstream file(path, std::ios::binary);
+  std::array<char, kMagic.size()> first{}, last{};
+  file.read(first.data(), first.size());
+  file.seekg(-static_cast<std::streamoff>(last.size()), std::ios::end);
+  file.read(last.data(), last.size());
+  return file && std::equal(first.begin(), first.end(), kMagic.begin()) && first == last;
+}
+
 }  // namespace
 
 ParquetWriter::~ParquetWriter() { End(); }
@@ -129,7 +143,9 @@ ParquetWriter::~ParquetWriter() { End(); }
 bool ParquetWriter::Write(const Work& work) {
   if (process_ < 0 && !Start()) return false;
   std::string line;
-  return Send(CommandLine(work)) && Receive(line) && IsDone(line, work.count);
+  return Send(CommandLine(work)) && Receive(line) && IsDone(line, work.count) &&
+         (IsWhole(folder_ + "/" + work.parquet) ||
+          Fail("the file it made is no whole Parquet file"));
 }
 
 bool ParquetWriter::Start() {

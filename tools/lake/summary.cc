@@ -34,7 +34,7 @@ void Summary::OnRecord(const records::Record& record) {
   if (runs == 0) runs = 1;
   const KindId id = record.kind->id;
   if (id == KindId::kSerialNumber) Note(ValueOf(record, 0).text, serial_number, serial_numbers);
-  if (id == KindId::kMac) Note(ValueOf(record, 0).text, mac, macs);
+  if (id == KindId::kMac) NoteMac(ValueOf(record, 0).text);
   if (record.tick == kNoTick) return;
   if (first_tick == kNoTick) first_tick = record.tick;
   // One that was reported late is not the last.
@@ -44,6 +44,11 @@ void Summary::OnRecord(const records::Record& record) {
   if (record.time.quality == TimeQuality::kUnknown) return;
   if (first_time.quality == TimeQuality::kUnknown) first_time = record.time;
   last_time = record.time;
+}
+
+// One of zeros is what a unit that has none writes.
+void Summary::NoteMac(std::string_view told) {
+  if (told.find_first_not_of('\0') != told.npos) Note(told, mac, macs);
 }
 
 void Summary::OnGap(const records::Gap& gap) {

@@ -36,6 +36,8 @@ class Summary final : public records::Sink {
   std::map<records::GapReason, std::uint64_t> gap_reasons;  // but what was overwritten
 
  private:
+  void NoteMac(std::string_view told);
+
   unsigned int tick_of_run_ = kNoTick;  // the last one
 };
 
