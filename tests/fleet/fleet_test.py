@@ -315,11 +315,11 @@ class Survives(FleetTest):
         for name in (b"dies", b"hangs", b"once", b"talks"):
             for number in (b"_1.mtd", b"_2.mtd"):
                 os.symlink(first + number, os.fsencode(self.folder) + b"/" + name + number)
-        summary, said = self.convert(fleet, "dies", "hangs", "once", "talks", "--timeout", "2",
+        summary, said = self.convert(fleet, "dies", "hangs", "once", "talks", "--timeout", "6",
                                      code=1, vmr=FAILING_VMR)
         self.assertEqual(summary["status"], {"ok": 2, "failed": 3})
         self.assertIn(f"{self.folder}/dies: not converted: vmr export was killed by signal 9\n", said)
-        self.assertIn(f"{self.folder}/hangs: not converted: vmr export did not answer for 2 s\n", said)
+        self.assertIn(f"{self.folder}/hangs: not converted: vmr export did not answer for 6 s\n", said)
         self.assertIn(f"{self.folder}/talks: not converted: vmr export answered b'so far, so good'\n", said)
         self.assertEqual(self.processes(), {})
 
