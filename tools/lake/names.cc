@@ -31,7 +31,7 @@ std::string UtcText(std::int64_t us) {
 std::string SafeName(std::string_view text) {
   std::string name;
   for (const char c : text) {
-    const bool stays = IsPlain(c) || ((c == '.' || c == '_') && !name.empty());
+    const bool stays = IsPlain(c) || ((c == '.' || c == '_' || c == '-') && !name.empty());
     name += stays ? std::string(1, c) : fmt::format("~{:02X}", static_cast<unsigned char>(c));
   }
   if (name.size() <= kLongestName) return name;

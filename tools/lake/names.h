@@ -13,10 +13,10 @@ namespace vmr::tool {
 
 inline constexpr const char* kUnknownUnit = "unknown";
 
-// A text that a recording tells, fit for the name of a file: letters, digits, '.' and '_' stay,
-// each other byte is "~" and two hexadecimal digits, as are '.' and '_' in front, with which
-// readers of a folder pass a file over. Of a long one its beginning and its digest. Two texts
-// have two names.
+// A text that a recording tells, fit for the name of a file: letters, digits, '.', '_' and '-' stay,
+// each other byte is "~" and two hexadecimal digits, as are '.', '_' and '-' in front: with the
+// first two readers of a folder pass a file over, with the last programs take it for an option.
+// Of a long one its beginning and its digest. Two texts have two names.
 std::string SafeName(std::string_view text);
 
 // "20260305T101500Z"; "notime" where nothing tells it.
