@@ -9,6 +9,7 @@
 #include "backends/cluster_format.h"
 #include "records/decoder.h"
 #include "records/ring_source.h"
+#include "records/two_sinks.h"
 #include "tools/common/console.h"
 #include "tools/common/file_digest.h"
 #include "tools/common/progress.h"
@@ -25,30 +26,6 @@ namespace {
 constexpr const char* kRowFile = "recording.rows";
 constexpr const char* kOk = "ok";
 constexpr const char* kDamaged = "damaged";
-
-class Both final : public records::Sink {
- public:
-  Both(records::Sink& rows, records::Sink& summary) : rows_(rows), summary_(summary) {}
-
-  void OnPacket(const records::PacketFound& packet) override { summary_.OnPacket(packet); }
-  void OnRecord(const records::Record& record) override {
-    rows_.OnRecord(record);
-    summary_.OnRecord(record);
-  }
-  void OnGap(const records::Gap& gap) override {
-    rows_.OnGap(gap);
-    summary_.OnGap(gap);
-  }
-  void OnClockStep(const records::ClockStep& step) override {
-    rows_.OnClockStep(step);
-    summary_.OnClockStep(step);
-  }
-  void OnNewRun(int run, unsigned int tick) override { summary_.OnNewRun(run, tick); }
-
- private:
-  records::Sink& rows_;
-  records::Sink& summary_;
-};
 
 class Stopwatch {
  public:
@@ -136,7 +113,7 @@ class Conversion {
 
   bool DecodeAll(OpenedRecording& opened) {
     records::Source& source = *opened.source;
-    Both both(rows_, summary_);
+    records::TwoSinks both(rows_, summary_);
     records::Decoder decoder(source, both);
     ProgressLine progress([&](unsigned long) {
       return fmt::format("{}: {:.0f} %", opened.name, source.Progress() * 100);

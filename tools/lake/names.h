@@ -13,9 +13,9 @@ namespace vmr::tool {
 
 inline constexpr const char* kUnknownUnit = "unknown";
 
-// A text that a recording tells, fit for the name of a file: letters, digits, '.', '_' and '-' stay,
-// each other byte is "~" and two hexadecimal digits, as are '.', '_' and '-' in front: with the
-// first two readers of a folder pass a file over, with the last programs take it for an option.
+// A text that a recording tells, fit for the name of a file: letters, digits, '.', '_' and '-'
+// stay, each other byte is "~" and two hexadecimal digits, as are '.', '_' and '-' in front: with
+// the first two readers of a folder pass a file over, with the last programs take it for an option.
 // Of a long one its beginning and its digest. Two texts have two names.
 std::string SafeName(std::string_view text);
 

@@ -8,6 +8,7 @@
 #include "tools/lake/names.h"
 #include "tools/read/columns.h"
 #include "tools/read/json_line.h"
+#include "tools/read/row_cells.h"
 
 namespace vmr::tool {
 namespace {
@@ -15,7 +16,6 @@ namespace {
 using records::FieldType;
 using records::TimeQuality;
 
-constexpr std::int64_t kMillisecond_us = 1000;
 constexpr std::size_t kMostHeld = 8 * 1024 * 1024;
 
 bool AddTo(const std::string& path, std::string_view text, int flag) {
@@ -125,45 +125,20 @@ void TypedRow::Degrees(std::int64_t tts) {
 
 void RowFiles::OnRecord(const records::Record& record) {
   TypedRow row(line_);
-  row.Tick(record.tick);
-  row.Time(record.time);
-  row.Text(TextOf(record.time.quality));
-  row.Flag(record.repeats);
-  for (std::size_t i = 0; i < record.kind->field_count; ++i) row.Value(ValueOf(record, i));
-  if (record.kind->id == records::KindId::kPosition)
-    row.TextOrNull(record.position.quality == records::PositionQuality::kUnverified ? "unverified"
-                                                                                    : "");
-  row.TextOrNull(record.crc_right ? "" : "wrong");
-  row.Number(static_cast<unsigned int>(record.adjusted_by));
-  row.Number(record.run);
-  row.Place(record.place);
-  row.End();
+  PutCells(record, row);
   const bool has_time = record.time.quality != TimeQuality::kUnknown;
   Put(record.kind->name, has_time ? DayOf(record.time.us) : kNoDay);
 }
 
 void RowFiles::OnGap(const records::Gap& gap) {
   TypedRow row(line_);
-  row.Text(TextOf(gap.reason));
-  row.Tick(gap.from_tick);
-  row.Tick(gap.to_tick);
-  row.Time(gap.from);
-  row.Time(gap.to);
-  row.Number(gap.clusters);
-  row.Number(gap.bytes);
-  row.Place(gap.place);
-  row.End();
+  PutCells(gap, row);
   Put(kGapsTable, kNoDay);
 }
 
 void RowFiles::OnClockStep(const records::ClockStep& step) {
   TypedRow row(line_);
-  row.Tick(step.tick);
-  row.Number(step.expected_us);
-  row.Number(step.told_us);
-  row.Number(step.Microseconds() / kMillisecond_us);
-  row.Place(step.place);
-  row.End();
+  PutCells(step, row);
   Put(kClockStepKind, DayOf(step.told_us));
 }
 

@@ -34,6 +34,7 @@ class TypedRow {
   }
   void Tick(unsigned int tick) { tick == kNoTick ? Null() : Number(tick); }
   void Time(const records::Time& time);
+  void Utc(std::int64_t us) { Number(us); }
   void Place(const records::Place& place);
   void Value(const records::Value& value);
   void End() { line_.push_back('\n'); }

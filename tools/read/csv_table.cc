@@ -4,6 +4,7 @@
 
 #include "tools/read/columns.h"
 #include "tools/read/json_line.h"
+#include "tools/read/row_cells.h"
 
 namespace vmr::tool {
 namespace {
@@ -13,8 +14,6 @@ using records::kSecond_us;
 using records::Record;
 using records::TimeQuality;
 using records::Value;
-
-constexpr std::int64_t kMillisecond_us = 1000;
 
 // ---- Cells -----------------------------------------------------------------------
 
@@ -52,6 +51,9 @@ class Row {
     Next();
     Append(text, line_);
   }
+  void TextOrNull(std::string_view text) { Text(text); }
+  void Flag(bool flag) { Plain(flag ? "true" : "false"); }
+  void Value(const records::Value& value);
   template <typename Integer>
   void Number(Integer number) {
     Next();
@@ -141,6 +143,8 @@ void AddValue(const Value& value, Row& row) {
   if (SecondColumn(value.field->type) != nullptr) row.Empty();
 }
 
+void Row::Value(const records::Value& value) { AddValue(value, *this); }
+
 }  // namespace
 
 std::vector<std::string> CsvTables() {
@@ -169,41 +173,17 @@ void AppendCsvHeader(std::string_view table, bool has_recording, LineBuffer& lin
 
 void AppendCsvRow(const Record& record, std::string_view recording, LineBuffer& line) {
   Row row(recording, line);
-  row.Tick(record.tick);
-  row.Time(record.time);
-  row.Plain(TextOf(record.time.quality));
-  row.Plain(record.repeats ? "true" : "false");
-  for (std::size_t i = 0; i < record.kind->field_count; ++i) AddValue(ValueOf(record, i), row);
-  if (record.kind->id == records::KindId::kPosition)
-    row.Plain(record.position.quality == records::PositionQuality::kUnverified ? "unverified" : "");
-  row.Plain(record.crc_right ? "" : "wrong");
-  row.Number(static_cast<unsigned int>(record.adjusted_by));
-  row.Number(record.run);
-  row.Place(record.place);
-  row.End();
+  PutCells(record, row);
 }
 
 void AppendCsvRow(const records::Gap& gap, std::string_view recording, LineBuffer& line) {
   Row row(recording, line);
-  row.Plain(TextOf(gap.reason));
-  row.Tick(gap.from_tick);
-  row.Tick(gap.to_tick);
-  row.Time(gap.from);
-  row.Time(gap.to);
-  row.Number(gap.clusters);
-  row.Number(gap.bytes);
-  row.Place(gap.place);
-  row.End();
+  PutCells(gap, row);
 }
 
 void AppendCsvRow(const records::ClockStep& step, std::string_view recording, LineBuffer& line) {
   Row row(recording, line);
-  row.Tick(step.tick);
-  row.Utc(step.expected_us);
-  row.Utc(step.told_us);
-  row.Number(step.Microseconds() / kMillisecond_us);
-  row.Place(step.place);
-  row.End();
+  PutCells(step, row);
 }
 
 }  // namespace vmr::tool

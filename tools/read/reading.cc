@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "records/decoder.h"
+#include "records/two_sinks.h"
 #include "tools/common/console.h"
 #include "tools/common/folder.h"
 #include "tools/common/progress.h"
@@ -62,33 +63,6 @@ int ReadOne(const ReadingOptions& options, const std::string& path, Reading& rea
   if (!ResolveRange(options, reading.range)) return kExitUsage;
   return read(reading);
 }
-
-// Hands everything to two sinks.
-class Both final : public records::Sink {
- public:
-  Both(records::Sink& first, records::Sink& second) : first_(first), second_(second) {}
-
-  void OnRecord(const records::Record& record) override {
-    first_.OnRecord(record);
-    second_.OnRecord(record);
-  }
-  void OnGap(const records::Gap& gap) override {
-    first_.OnGap(gap);
-    second_.OnGap(gap);
-  }
-  void OnClockStep(const records::ClockStep& step) override {
-    first_.OnClockStep(step);
-    second_.OnClockStep(step);
-  }
-  void OnNewRun(int run, unsigned int tick) override {
-    first_.OnNewRun(run, tick);
-    second_.OnNewRun(run, tick);
-  }
-
- private:
-  records::Sink& first_;
-  records::Sink& second_;
-};
 
 class Nowhere final : public records::Sink {
  public:
@@ -237,7 +211,7 @@ ReadOutcome ReadRange(Reading& reading, const std::set<records::KindId>& kinds, 
   if (watcher == nullptr) {
     DecodeAll(source, filter, name, shows_progress);
   } else {
-    Both both(filter, *watcher);
+    records::TwoSinks both(filter, *watcher);
     DecodeAll(source, both, name, shows_progress);
   }
   SayWhatIsMissing(reading.recording.name, filter);
