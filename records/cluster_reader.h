@@ -2,12 +2,16 @@
 #ifndef VMR_RECORDS_CLUSTER_READER_H_
 #define VMR_RECORDS_CLUSTER_READER_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "backends/cluster_format.h"
 
 namespace vmr::records {
+
+// Of each of a ring's two files; a recorder opens none of another size.
+inline constexpr std::int64_t kRingFileBytes = std::int64_t{kClusterCount} * kClusterBytes;
 
 // Never writes.
 //

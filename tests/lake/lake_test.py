@@ -75,19 +75,19 @@ class Tables(lakes.LakeTest):
         path = self.sample()
         self.export(path, "--digest", exit_code=3)
         [[row], [gap]] = ask(
-            f"SELECT unit, serial_number, mac, status, findings, first_tick, last_tick,"
+            f"SELECT unit, source, serial_number, mac, status, findings, first_tick, last_tick,"
             f" CAST(first_time AS VARCHAR), CAST(last_time AS VARCHAR), records, packets_bytes,"
             f" wrong_crc, gaps, runs, overwritten, clusters, file_1,"
             f" packets_sha256, file_1_sha256, schema_version"
             f" FROM '{self.lake}/recordings/*.parquet'",
             f"SELECT reason, from_tick, \"offset\" FROM '{self.lake}/gaps/*.parquet'")
         packets = path.read_bytes()[4:]
-        self.assertEqual(row[:17], [
-            "A-7", "A-7", None, "damaged", "1 gap: 1 wrong packet CRC", "4294967000",
+        self.assertEqual(row[:18], [
+            "A-7", path.name, "A-7", None, "damaged", "1 gap: 1 wrong packet CRC", "4294967000",
             "4294967002", "2024-02-29 23:59:59", "2024-03-01 00:00:00", "8", str(len(packets)),
             "1", "1", "1", False, None, None])
         sha256 = hashlib.sha256
-        self.assertEqual(row[17:], [sha256(packets).hexdigest(),
+        self.assertEqual(row[18:], [sha256(packets).hexdigest(),
                                     sha256(path.read_bytes()).hexdigest(), 2])
         self.assertEqual(gap, ["wrong packet CRC", "4294967002", "61"])
 
@@ -162,6 +162,16 @@ class Tables(lakes.LakeTest):
                          ("ok", "file 2: 1 cluster bad", 1))
         [rows] = ask(f"SELECT file_1, file_2, clusters > 3 FROM '{self.lake}/recordings/*.parquet'")
         self.assertEqual(rows, [["sound", "1 cluster bad", True]])
+
+    def test_a_file_that_no_recorder_opens_is_not_sound(self):
+        self.run_vmr("record", self.folder / "car", "--input", lakes.SOURCE /
+                     "tests/data/drive_short_munich.gpsd.json", "--replay", "--no-sync")
+        os.truncate(self.folder / "car_2.mtd", 134217728 - 1)
+        [said] = self.export(self.folder / "car")
+        self.assertEqual((said["status"], said["findings"]),
+                         ("ok", "file 2: of a wrong size, no recorder opens it"))
+        [rows] = ask(f"SELECT source, file_1, file_2 FROM '{self.lake}/recordings/*.parquet'")
+        self.assertEqual(rows, [["car", "sound", "of a wrong size, no recorder opens it"]])
 
 
 def escaped(text):
@@ -396,7 +406,8 @@ class Writers(lakes.LakeTest):
     def failing(self, command):
         path = self.put("g.vmd", packet(1, b"\x36"))
         [said] = self.export(path, exit_code=1, env={"VMR_LAKE_WRITER": command})
-        self.assertEqual((said["exit"], said["written"]), (1, 0))
+        self.assertEqual((said["status"], said["exit"], said["written"]), ("failed", 1, 0))
+        self.assertIn("the writer of Parquet files: ", said["findings"])
         self.assertEqual(self.files(), {})
         self.assert_no_scratch()
         self.assertIn("vmr: the writer of Parquet files: ", self.errors)
@@ -435,6 +446,7 @@ class Writers(lakes.LakeTest):
                    """ echo '{"ready":true}'; read line""")
         first, second = self.export(*paths, exit_code=1, env={"VMR_LAKE_WRITER": command})
         self.assertEqual((first["exit"], second["exit"]), (1, 0))
+        self.assertEqual((first["status"], second["status"]), ("failed", "ok"))
 
     def test_its_statements_take_no_text_for_code(self):
         refused = [{"unit": "x' OR 1"}, {"unit": "a", "b\"": "c"}]

@@ -320,7 +320,8 @@ Json FilesJson(const Overview& overview) {
                    {"problem", file.problem.empty() ? Json() : Json(file.problem)},
                    {"bad_clusters", file.bad},
                    {"lacking_clusters", file.lacking},
-                   {"contradicted_clusters", file.contradicted}});
+                   {"contradicted_clusters", file.contradicted},
+                   {"wrong_size", file.has_wrong_size}});
   return all;
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -76,6 +77,7 @@ class Conversion {
 
   Converted Run() {
     OpenedRecording opened = OpenRecording(said_.path, PathKind::kDetect);
+    row_.source = std::filesystem::path(opened.name).filename();
     const Stopwatch watch;
     if (opened.source == nullptr)
       TellUnread(opened);
@@ -84,7 +86,10 @@ class Conversion {
     said_.decode_ms = watch.Milliseconds();
     if (said_.status != "missing" && !failed_) Write();
     tools_.scratch.Clear();
-    if (failed_) said_.exit_code = kExitFailure;
+    if (failed_) {
+      said_.status = "failed";
+      said_.exit_code = kExitFailure;
+    }
     return std::move(said_);
   }
 
@@ -102,7 +107,7 @@ class Conversion {
 
   void Decode(OpenedRecording& opened) {
     if (!opened.remark.empty()) Say(opened.remark);
-    if (!DecodeAll(opened) || !rows_.Flush()) return Fail("the rows could not be written");
+    if (!DecodeAll(opened) || !rows_.Flush()) return Fail(rows_.Error());
     packets_ = summary_.packets.Digest();
     said_.records = summary_.records;
     said_.bytes = packets_.bytes;
@@ -197,7 +202,7 @@ class Conversion {
     said_.recording = unit_ + "-" + recording_;
     Lake::Made made;
     if (!MakeTables(made) || !MakeRow(made) || PutOffEnding::IsDue()) {
-      Fail(tools_.writer.Error());
+      Fail(row_error_.empty() ? tools_.writer.Error() : row_error_);
       return Lake::Placing::kFailed;
     }
     return Place(made);
@@ -222,7 +227,8 @@ class Conversion {
     made.name = said_.recording;
     made.packets = packets_;
     made.scratch = tools_.scratch.Folder();
-    if (!WriteRows(InScratch(kRowFile), TextOfRow(row_, summary_, packets_))) return false;
+    row_error_ = WriteRows(InScratch(kRowFile), TextOfRow(row_, summary_, packets_));
+    if (!row_error_.empty()) return false;
     return tools_.writer.Write({kRecordingsTable, unit_, recording_, kRowFile, 1, kMadeRow});
   }
 
@@ -266,6 +272,7 @@ class Conversion {
   RecordingRow row_;
   std::string health_findings_;
   std::string unit_, recording_;
+  std::string row_error_;
   bool failed_ = false;
 };
 

@@ -18,7 +18,7 @@ using records::TimeQuality;
 
 constexpr std::size_t kMostHeld = 8 * 1024 * 1024;
 
-bool AddTo(const std::string& path, std::string_view text, int flag) {
+std::string AddTo(const std::string& path, std::string_view text, int flag) {
   constexpr mode_t kOwnersOnly = 0600;
   const int fd = OpenFile(path, O_WRONLY | O_CREAT | flag, kOwnersOnly);
   bool written = fd >= 0 && WriteWhole(fd, text.data(), text.size());
@@ -27,8 +27,10 @@ bool AddTo(const std::string& path, std::string_view text, int flag) {
     error = errno;
     written = false;
   }
-  if (!written) Say(fmt::format("{}: {}", path, TextOfErrno(error)));
-  return written;
+  if (written) return {};
+  const std::string why = fmt::format("{}: {}", path, TextOfErrno(error));
+  Say(why);
+  return why;
 }
 
 }  // namespace
@@ -155,18 +157,18 @@ void RowFiles::Put(const std::string& table, std::int64_t day) {
 
 bool RowFiles::Flush() {
   for (auto& [key, rows] : files_)
-    if (!rows.held.empty() && !failed_) failed_ = !Write(rows);
+    if (!rows.held.empty() && error_.empty()) error_ = Write(rows);
   held_bytes_ = 0;
-  return !failed_;
+  return error_.empty();
 }
 
-bool RowFiles::Write(Rows& rows) {
-  const bool written = AddTo(folder_ + "/" + rows.file, rows.held, O_APPEND);
+std::string RowFiles::Write(Rows& rows) {
+  std::string error = AddTo(folder_ + "/" + rows.file, rows.held, O_APPEND);
   std::string().swap(rows.held);
-  return written;
+  return error;
 }
 
-bool WriteRows(const std::string& path, std::string_view text) {
+std::string WriteRows(const std::string& path, std::string_view text) {
   return AddTo(path, text, O_TRUNC);
 }
 

@@ -71,22 +71,24 @@ class RowFiles final : public records::Sink {
   };
   // Writes what is held. False when something was not written.
   bool Flush();
+  // Why not; empty: nothing has failed.
+  const std::string& Error() const { return error_; }
   const std::map<Key, Rows>& Files() const { return files_; }
-  bool HasFailed() const { return failed_; }
+  bool HasFailed() const { return !error_.empty(); }
 
  private:
   void Put(const std::string& table, std::int64_t day);
-  bool Write(Rows& rows);
+  std::string Write(Rows& rows);
 
   const std::string folder_;
   std::map<Key, Rows> files_;
   LineBuffer line_;
   std::size_t held_bytes_ = 0;
-  bool failed_ = false;
+  std::string error_;
 };
 
-// A new file of rows, whole. False after saying why not.
-bool WriteRows(const std::string& path, std::string_view text);
+// A new file of rows, whole. Says why not, and returns it; empty: it was written.
+std::string WriteRows(const std::string& path, std::string_view text);
 
 }  // namespace vmr::tool
 

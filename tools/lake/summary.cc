@@ -80,6 +80,7 @@ std::string TextOfRow(const RecordingRow& said, const Summary& summary,
                       const PacketsDigest& packets) {
   LineBuffer line, mac;
   TypedRow row(line);
+  row.Text(VisibleText(said.source));
   row.TextOrNull(VisibleText(summary.serial_number));
   AppendHex(summary.mac, ':', mac);
   row.TextOrNull({mac.data(), mac.size()});

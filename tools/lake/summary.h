@@ -43,6 +43,7 @@ class Summary final : public records::Sink {
 
 // All that the table says of a recording.
 struct RecordingRow {
+  std::string source;  // its name, escaped nowhere
   std::string status;
   std::string findings;  // empty: none
   bool has_clusters = false;

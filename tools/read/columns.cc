@@ -61,6 +61,7 @@ constexpr Row kStepColumns[] = {
     {"step_ms", ColumnType::kLongInteger, false, "ms", "so much further it is"},
 };
 constexpr Row kRecordingColumns[] = {
+    {"source", ColumnType::kText, false, "", "name of the store or file, without folders"},
     {"serial_number", ColumnType::kText, true, "", "the first one told"},
     {"mac", ColumnType::kText, true, "", "the first one told"},
     {"status", ColumnType::kWord, false, "", "ok, damaged, empty, mixed or unreadable"},

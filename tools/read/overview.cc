@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "backends/cluster_copies.h"
 #include "backends/file_io.h"
@@ -68,6 +69,12 @@ class OneCluster final : public Source {
   int cluster_;
 };
 
+bool HasWrongSize(const std::string& path) {
+  std::error_code error;
+  const std::uintmax_t bytes = std::filesystem::file_size(path, error);
+  return !error && bytes != std::uintmax_t{records::kRingFileBytes};
+}
+
 // Looks at both files of a store, a cluster at a time.
 class Files {
  public:
@@ -75,7 +82,10 @@ class Files {
     for (std::size_t i = 0; i < paths.size(); ++i) {
       FileHealth file;
       file.path = paths[i];
-      if (!readers_[i].Open(paths[i])) file.problem = TextOfErrno();
+      if (!readers_[i].Open(paths[i]))
+        file.problem = TextOfErrno();
+      else
+        file.has_wrong_size = HasWrongSize(paths[i]);
       health.push_back(file);
     }
   }
@@ -398,13 +408,13 @@ std::vector<FileHealth> CompareFiles(const OpenedRecording& recording) {
 std::string HealthWords(const FileHealth& file) {
   if (!file.problem.empty()) return "cannot be read: " + file.problem;
   std::string text;
-  if (file.bad > 0) text = Counted(file.bad, "cluster") + " bad";
+  const auto add = [&text](const std::string& what) { text += (text.empty() ? "" : ", ") + what; };
+  if (file.has_wrong_size) add("of a wrong size, no recorder opens it");
+  if (file.bad > 0) add(Counted(file.bad, "cluster") + " bad");
   if (file.lacking > 0)
-    text += fmt::format("{}{} older or shorter than in the other file", text.empty() ? "" : ", ",
-                        Counted(file.lacking, "cluster"));
+    add(Counted(file.lacking, "cluster") + " older or shorter than in the other file");
   if (file.contradicted > 0)
-    text += fmt::format("{}{} of which {}", text.empty() ? "" : ", ",
-                        Counted(file.contradicted, "cluster"), kConflictWords);
+    add(fmt::format("{} of which {}", Counted(file.contradicted, "cluster"), kConflictWords));
   return text.empty() ? "sound" : text;
 }
 

@@ -82,7 +82,10 @@ struct FileHealth {
   std::uint64_t lacking = 0;  // clusters that the other file has, or has more of
   // Clusters that are sound in both files and not the same, and nothing tells which is right.
   std::uint64_t contradicted = 0;
-  bool IsSound() const { return problem.empty() && bad == 0 && lacking == 0 && contradicted == 0; }
+  bool has_wrong_size = false;  // no recorder opens it; what is recorded may be whole all the same
+  bool IsSound() const {
+    return problem.empty() && bad == 0 && lacking == 0 && contradicted == 0 && !has_wrong_size;
+  }
 };
 
 // Of two sound copies of a cluster, as `vmr check` says it, too.

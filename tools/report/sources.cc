@@ -94,7 +94,7 @@ bool SourceFiles::PutDamage(const OpenedRecording& opened, CaseRecording& record
     if (health[i].IsSound() || !sources[i].problem.empty()) continue;
     sources[i].damage = HealthWords(health[i]);
     // What the files contradict each other in is a finding of its own.
-    if (health[i].bad == 0 && health[i].lacking == 0) continue;
+    if (health[i].bad == 0 && health[i].lacking == 0 && !health[i].has_wrong_size) continue;
     recording.findings.push_back(
         {"note", fmt::format("{}: {}", sources[i].path, sources[i].damage), std::nullopt});
   }

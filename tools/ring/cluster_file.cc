@@ -7,11 +7,10 @@
 
 #include "backends/file_io.h"
 #include "host/file_ops.h"
+#include "records/cluster_reader.h"
 
 namespace vmr::tool {
 namespace {
-
-constexpr off_t kRingFileBytes = off_t{kClusterCount} * kClusterBytes;
 
 // What the bytes of a whole image say of themselves.
 CopyState Judge(const unsigned char* image) {
@@ -22,8 +21,8 @@ CopyState Judge(const unsigned char* image) {
 }
 
 FileProblem JudgeSize(off_t bytes) {
-  if (bytes == kRingFileBytes) return FileProblem::kNone;
-  return bytes < kRingFileBytes ? FileProblem::kShort : FileProblem::kLong;
+  if (bytes == records::kRingFileBytes) return FileProblem::kNone;
+  return bytes < records::kRingFileBytes ? FileProblem::kShort : FileProblem::kLong;
 }
 
 }  // namespace

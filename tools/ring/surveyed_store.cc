@@ -36,11 +36,10 @@ std::optional<StoreFiles> FindSetAside(const std::string& base) {
 
 // Of its size, or with a cluster where the first ones stand.
 bool LooksLikeRingFile(const std::string& path) {
-  constexpr off_t kRingFileBytes = off_t{kClusterCount} * kClusterBytes;
   constexpr int kLooks = 16;
   struct stat status {};
   if (FileOps::Current().Stat(path.c_str(), &status) != 0) return false;
-  if (status.st_size == kRingFileBytes) return true;
+  if (status.st_size == records::kRingFileBytes) return true;
   records::ClusterReader file;
   if (!file.Open(path)) return false;
   for (int cluster = 0; cluster < kLooks; ++cluster)
