@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <utility>
 
 #include "backends/file_io.h"
@@ -199,12 +200,12 @@ void ParquetWriter::End() {
   waitpid(process, nullptr, 0);
 }
 
-bool ParquetWriter::Send(std::string_view line) {
-  while (!line.empty()) {
-    const ssize_t sent = send(to_, line.data(), line.size(), MSG_NOSIGNAL);
+bool ParquetWriter::Send(const std::string& line) {
+  for (std::size_t at = 0; at < line.size();) {
+    const ssize_t sent = send(to_, line.data() + at, line.size() - at, MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR && !PutOffEnding::IsDue()) continue;
     if (sent < 0) return Fail(fmt::format("it takes no more work: {}", TextOfErrno()));
-    line.remove_prefix(static_cast<std::size_t>(sent));
+    at += static_cast<std::size_t>(sent);
   }
   return true;
 }

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace vmr::tool {
 
@@ -40,7 +39,7 @@ class ParquetWriter {
   bool Start();
   bool Spawn(const std::string& command);
   void End();
-  bool Send(std::string_view line);
+  bool Send(const std::string& line);
   bool Receive(std::string& line);
   bool IsReady(const std::string& line);
   bool IsDone(const std::string& line, std::uint64_t count);
