@@ -13,7 +13,7 @@ SET VARIABLE speed_limit_mph = coalesce(getvariable('speed_limit_mph'), 75);
 WITH fast AS (
   SELECT *, coalesce(lights, 'unknown') AS light
   FROM timeline
-  WHERE speed_mph > getvariable('speed_limit_mph')::INTEGER AND lights IS DISTINCT FROM 'on'
+  WHERE speed_mph > getvariable('speed_limit_mph')::DOUBLE AND lights IS DISTINCT FROM 'on'
 ), numbered AS (
   SELECT *, lag(to_tick) OVER (PARTITION BY unit, recording, run, light ORDER BY from_tick)
               IS DISTINCT FROM from_tick AS begins

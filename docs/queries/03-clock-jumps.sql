@@ -11,7 +11,7 @@ SELECT unit, count(DISTINCT recording) AS recordings, count(*) AS steps,
        max(step_ms) FILTER (step_ms > 0) / 1000 AS furthest_forward_s,
        min(step_ms) FILTER (step_ms < 0) / 1000 AS furthest_back_s,
        max(told) AS last_told
-FROM clock_step SEMI JOIN recordings USING (unit, recording)
+FROM clock_step
 WHERE abs(step_ms) >= getvariable('least_step_s')::DOUBLE * 1000
 GROUP BY unit
 ORDER BY steps DESC, unit;

@@ -6,17 +6,17 @@
 WITH named AS (
   SELECT unit, stream_number, arg_max(text, (time, tick)) AS name,
          count(DISTINCT recording) AS recordings
-  FROM microphone_name SEMI JOIN recordings USING (unit, recording)
+  FROM microphone_name
   WHERE packet_crc IS NULL
   GROUP BY unit, stream_number
 ), heard AS (
   SELECT unit, stream_number, bool_or(value) AS ever
-  FROM microphone SEMI JOIN recordings USING (unit, recording)
+  FROM microphone
   WHERE packet_crc IS NULL
   GROUP BY unit, stream_number
 ), lost AS (
   SELECT unit, count(*) AS gaps
-  FROM gaps SEMI JOIN recordings USING (unit, recording)
+  FROM gaps
   GROUP BY unit
 )
 SELECT n.unit, n.stream_number, n.name, n.recordings,

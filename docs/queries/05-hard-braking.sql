@@ -1,7 +1,8 @@
 -- Where did vehicles brake hard?
 --
 -- Units     miles per hour lost a second, by GPS; times in UTC; degrees, north and east positive.
--- Unknown   latitude, longitude NULL: no position is known in front of it without a gap between.
+-- Unknown   latitude, longitude NULL: no position is known in front of it without a gap between,
+--           or the last that was told has no coordinates.
 --           `age_s` is how old that position was; the vehicle has moved since.
 -- Not seen  braking after a speed was held for longer than longest_s: no row tells when within that
 --           time it braked, so nothing can be said of how hard. Nor across gaps, and without GPS.
@@ -34,7 +35,8 @@ SELECT m.unit, m.recording, m.time, m.time_quality, m.from_mph, m.to_mph, m.mph_
          AS latitude,
        CASE WHEN m.tick < p.known_before THEN split_part(p.value, ' ', 2)::DECIMAL(10, 7) END
          AS longitude,
-       CASE WHEN m.tick < p.known_before THEN (m.tick - p.from_tick) / 2.0 END AS age_s
+       CASE WHEN m.tick < p.known_before AND p.value IS NOT NULL
+            THEN (m.tick - p.from_tick) / 2.0 END AS age_s
 FROM moments m
 ASOF LEFT JOIN (FROM held WHERE what = 'position' AND known_before > from_tick) p
   ON p.unit = m.unit AND p.recording = m.recording AND p.run = m.run AND p.from_tick <= m.tick

@@ -22,7 +22,7 @@ WITH readings AS (
   SELECT unit, sum(last_tick - first_tick) / 7200.0 AS hours FROM runs GROUP BY unit
 ), lost AS (
   SELECT unit, sum(greatest(to_tick - from_tick, 0)) / 7200.0 AS hours
-  FROM gaps SEMI JOIN recordings USING (unit, recording)
+  FROM gaps
   GROUP BY unit
 )
 SELECT c.unit, coalesce(l.locks, 0) AS locks, coalesce(l.unsure, 0) AS unsure,

@@ -16,7 +16,7 @@ WITH covered AS (
   SELECT unit, count(*) AS gaps, count_if(reason = 'wrong packet CRC') AS wrong_crc,
          count_if(from_tick IS NULL OR to_tick IS NULL) AS gaps_of_unknown_length,
          coalesce(sum(greatest(to_tick - from_tick, 0)), 0) / 7200.0 AS hours
-  FROM gaps SEMI JOIN recordings USING (unit, recording)
+  FROM gaps
   GROUP BY unit
 )
 SELECT c.unit, c.recordings, round(c.hours - coalesce(l.hours, 0), 3) AS covered_h,

@@ -8,7 +8,7 @@
 WITH latest AS (
   SELECT unit, policy, arg_max(value, (coalesce(time, TIMESTAMP '0001-01-01'), recording,
                                        coalesce(run, 0), tick, cluster, "offset")) AS value
-  FROM policy SEMI JOIN recordings USING (unit, recording)
+  FROM policy
   WHERE packet_crc IS NULL
   GROUP BY unit, policy
 ), frequent AS (

@@ -7,7 +7,7 @@
 WITH latest AS (
   SELECT unit, component, arg_max(text, (coalesce(time, TIMESTAMP '0001-01-01'), recording,
                                          coalesce(run, 0), tick, cluster, "offset")) AS version
-  FROM version SEMI JOIN recordings USING (unit, recording)
+  FROM version
   WHERE packet_crc IS NULL
   GROUP BY unit, component
 ), asked AS (

@@ -1,8 +1,9 @@
 -- Which stores should be looked at before they lose more?
 --
 -- Counts    a row for each recording with an outcome other than 'ok', a finding, a wrong CRC or a
---           gap. Those that could not be read come first, then those that have lost most. `findings`
---           is what `vmr export` found, both files of the store included.
+--           gap. Those that could not be read come first, then those that have lost most. `source` is
+--           the store's or file's name, and `findings` what `vmr export` found, both files of
+--           the store included.
 -- Unknown   what a recording that could not be read held. `lost_s` is that of gaps with a tick on
 --           both sides; of others nobody knows how long they are.
 -- Not seen  wear that has not damaged anything yet: nothing in a recording tells of it. A ring that
@@ -15,7 +16,7 @@ WITH lost AS (
   WHERE reason <> 'overwritten'
   GROUP BY unit, recording
 )
-SELECT r.unit, r.recording, r.status, r.wrong_crc, coalesce(l.gaps, 0) AS gaps,
+SELECT r.unit, r.recording, r.source, r.status, r.wrong_crc, coalesce(l.gaps, 0) AS gaps,
        coalesce(l.clusters, 0) AS lost_clusters, coalesce(l.seconds, 0) AS lost_s, r.findings
 FROM recordings r
 LEFT JOIN lost l USING (unit, recording)

@@ -165,7 +165,8 @@ class AnswersTest(unittest.TestCase):
 
     def test_10_the_stores_that_need_a_look(self):
         found = answers("10")
-        self.assertEqual([row["unit"] for row in found], ["CAR5", "CAR6"])
+        self.assertEqual([(row["unit"], row["source"]) for row in found],
+                         [("CAR5", "car5"), ("CAR6", "car6")])
         damaged, halved = found
         # One packet of tick 60, whose neighbours are at 40 and 80.
         self.assertEqual((damaged["recording"], damaged["status"], damaged["wrong_crc"],

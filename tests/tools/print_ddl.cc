@@ -85,23 +85,38 @@ std::string DuckDbColumns(const Engine& engine, const std::string& table) {
   return fmt::format("{}", fmt::join(lines, ",\n        "));
 }
 
+// A folder's files, as one table that has its columns even where there is no file.
+std::string DuckDbRows(const Engine& engine, const std::string& table) {
+  return fmt::format(R"((SELECT {1}
+      WHERE false)
+UNION ALL BY NAME FROM query(getvariable('lake_{0}')))",
+                     table, DuckDbColumns(engine, table));
+}
+
+// What the recordings are is taken down before the files of any kind are listed: what an export
+// puts in place later has no row there.
+std::string DuckDbRecordings(const Engine& engine) {
+  const std::string table = tool::kRecordingsTable;
+  return fmt::format(
+      R"(SET VARIABLE lake_{0} = lake_rows('/{0}/*.parquet', '');
+CREATE OR REPLACE TEMP TABLE "{0}" AS
+FROM {1};
+SET VARIABLE lake_by_name = (SELECT count(DISTINCT schema_version) > 1 FROM {0});
+)",
+      table, DuckDbRows(engine, table));
+}
+
 std::string DuckDbTable(const Engine& engine, const std::string& table) {
+  if (table == tool::kRecordingsTable) return DuckDbRecordings(engine);
   const bool is_partitioned = tool::IsPartitioned(table);
-  std::string made = fmt::format(
+  return fmt::format(
       R"(SET VARIABLE lake_{0} = lake_rows('/{1}/*.parquet', '{2}');
 CREATE OR REPLACE TEMP VIEW "{0}" AS
-FROM (SELECT {3}
-      WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_{0}'));
+FROM (FROM {3}) SEMI JOIN recordings USING (unit, recording);
 )",
       table, FolderOf(table) + (is_partitioned ? "/*" : ""),
       is_partitioned ? ", hive_types = {kind: VARCHAR, date: DATE}" : "",
-      DuckDbColumns(engine, table));
-  if (table == tool::kRecordingsTable)
-    made +=
-        "SET VARIABLE lake_by_name = (SELECT count(DISTINCT schema_version) > 1 FROM "
-        "recordings);\n";
-  return made;
+      DuckDbRows(engine, table));
 }
 
 std::string SparkTable(const Engine& engine, const std::string& table) {
@@ -153,8 +168,10 @@ const Engine kEngines[] = {
     {"duckdb.sql",
      R"(-- Views over the lake in the folder that the variable `lake` names; 'lake' if it is not set:
 --   SET VARIABLE lake = '/data/lake';
--- They are of this session, and know the kinds that have files now: run it again in the next
--- session, and when the lake has grown a kind. A kind without a file has its columns and no rows.
+-- They are of this session. Its first table, the recordings, is taken down as it is now, and the
+-- views show rows of these recordings alone: each whole, and none that an export is still at. Run
+-- it again in the next session, and when the lake has grown. A kind without a file has its columns
+-- and no rows.
 
 SET VARIABLE lake = coalesce(getvariable('lake'), 'lake');
 
@@ -244,6 +261,20 @@ constexpr const char* kCompaction =
 --   node tools/lake/query.mjs lake docs/lake/ddl/compact.sql --set compacted=compacted
 -- The folder that the variable names has to be there and to be empty. The new lake is for reading:
 -- `vmr export` goes on writing to the one that it knows.
+
+SELECT CASE WHEN coalesce(getvariable('compacted'), '') = ''
+            THEN error('say where to write: --set compacted=FOLDER (or SET VARIABLE compacted = '
+                       || '''FOLDER'';), a folder that is there and is empty') END;
+)";
+
+// What is there now; `folder` is kind=position, gaps and the like.
+constexpr const char* kWritten =
+    R"(
+SELECT split_part(substr(file, length(getvariable('compacted')) + 2), '/', 1) AS folder,
+       count(*) AS files
+FROM glob(getvariable('compacted') || '/**/*.parquet')
+GROUP BY folder
+ORDER BY folder;
 )";
 
 std::string Compaction(const std::string& table) {
@@ -272,6 +303,7 @@ bool PrintCompaction(const std::filesystem::path& folder) {
   std::ofstream file(folder / "compact.sql");
   file << kWrittenBy << tool::kSchemaVersion << ".\n" << kCompaction;
   for (const std::string& table : InOrder()) file << '\n' << Compaction(table);
+  file << kWritten;
   file.flush();
   return file.good();
 }

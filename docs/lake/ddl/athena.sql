@@ -9,6 +9,7 @@ CREATE DATABASE IF NOT EXISTS vmr;
 CREATE EXTERNAL TABLE IF NOT EXISTS vmr.`recordings` (
   `unit` STRING COMMENT 'serial number, else MAC, else unknown; fit for names',
   `recording` STRING COMMENT 'which one of the unit',
+  `source` STRING COMMENT 'name of the store or file, without folders',
   `serial_number` STRING COMMENT 'the first one told',
   `mac` STRING COMMENT 'the first one told',
   `status` STRING COMMENT 'ok, damaged, empty, mixed or unreadable',

@@ -8,6 +8,7 @@ CREATE SCHEMA IF NOT EXISTS vmr;
 CREATE OR REPLACE EXTERNAL TABLE vmr.`recordings` (
   `unit` STRING OPTIONS (description = 'serial number, else MAC, else unknown; fit for names'),
   `recording` STRING OPTIONS (description = 'which one of the unit'),
+  `source` STRING OPTIONS (description = 'name of the store or file, without folders'),
   `serial_number` STRING OPTIONS (description = 'the first one told'),
   `mac` STRING OPTIONS (description = 'the first one told'),
   `status` STRING OPTIONS (description = 'ok, damaged, empty, mixed or unreadable'),

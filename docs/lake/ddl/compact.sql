@@ -5,6 +5,10 @@
 -- The folder that the variable names has to be there and to be empty. The new lake is for reading:
 -- `vmr export` goes on writing to the one that it knows.
 
+SELECT CASE WHEN coalesce(getvariable('compacted'), '') = ''
+            THEN error('say where to write: --set compacted=FOLDER (or SET VARIABLE compacted = '
+                       || '''FOLDER'';), a folder that is there and is empty') END;
+
 COPY (SELECT * FROM "recordings" ORDER BY unit, recording)
 TO (getvariable('compacted') || '/recordings') (FORMAT parquet, COMPRESSION zstd, FILE_SIZE_BYTES '1GB');
 
@@ -124,3 +128,9 @@ TO (getvariable('compacted') || '/kind=clock_step') (FORMAT parquet, COMPRESSION
 
 COPY (SELECT * FROM "gaps" ORDER BY unit, recording, cluster, "offset")
 TO (getvariable('compacted') || '/gaps') (FORMAT parquet, COMPRESSION zstd, FILE_SIZE_BYTES '1GB');
+
+SELECT split_part(substr(file, length(getvariable('compacted')) + 2), '/', 1) AS folder,
+       count(*) AS files
+FROM glob(getvariable('compacted') || '/**/*.parquet')
+GROUP BY folder
+ORDER BY folder;

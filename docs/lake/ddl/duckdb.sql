@@ -1,8 +1,10 @@
 -- Written by `vmr_schema --ddl docs/lake/ddl`. The lake's tables, schema version 2.
 -- Views over the lake in the folder that the variable `lake` names; 'lake' if it is not set:
 --   SET VARIABLE lake = '/data/lake';
--- They are of this session, and know the kinds that have files now: run it again in the next
--- session, and when the lake has grown a kind. A kind without a file has its columns and no rows.
+-- They are of this session. Its first table, the recordings, is taken down as it is now, and the
+-- views show rows of these recordings alone: each whole, and none that an export is still at. Run
+-- it again in the next session, and when the lake has grown. A kind without a file has its columns
+-- and no rows.
 
 SET VARIABLE lake = coalesce(getvariable('lake'), 'lake');
 
@@ -20,9 +22,10 @@ CREATE OR REPLACE TEMP MACRO lake_rows(place, options) AS (
 
 -- recordings: one row for each recording
 SET VARIABLE lake_recordings = lake_rows('/recordings/*.parquet', '');
-CREATE OR REPLACE TEMP VIEW "recordings" AS
+CREATE OR REPLACE TEMP TABLE "recordings" AS
 FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
+        NULL::VARCHAR AS "source",
         NULL::VARCHAR AS "serial_number",
         NULL::VARCHAR AS "mac",
         NULL::VARCHAR AS "status",
@@ -54,7 +57,7 @@ SET VARIABLE lake_by_name = (SELECT count(DISTINCT schema_version) > 1 FROM reco
 -- time: what the unit's clock showed
 SET VARIABLE lake_time = lake_rows('/kind=time/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "time" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -70,12 +73,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_time'));
+UNION ALL BY NAME FROM query(getvariable('lake_time'))) SEMI JOIN recordings USING (unit, recording);
 
 -- time_zone: time zone, a name such as America/Chicago
 SET VARIABLE lake_time_zone = lake_rows('/kind=time_zone/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "time_zone" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -92,12 +95,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_time_zone'));
+UNION ALL BY NAME FROM query(getvariable('lake_time_zone'))) SEMI JOIN recordings USING (unit, recording);
 
 -- time_zone_name: time zone as the unit shows it
 SET VARIABLE lake_time_zone_name = lake_rows('/kind=time_zone_name/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "time_zone_name" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -114,12 +117,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_time_zone_name'));
+UNION ALL BY NAME FROM query(getvariable('lake_time_zone_name'))) SEMI JOIN recordings USING (unit, recording);
 
 -- mac: the unit's network address
 SET VARIABLE lake_mac = lake_rows('/kind=mac/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "mac" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -135,12 +138,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_mac'));
+UNION ALL BY NAME FROM query(getvariable('lake_mac'))) SEMI JOIN recordings USING (unit, recording);
 
 -- officer: officer's name
 SET VARIABLE lake_officer = lake_rows('/kind=officer/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "officer" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -157,12 +160,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_officer'));
+UNION ALL BY NAME FROM query(getvariable('lake_officer'))) SEMI JOIN recordings USING (unit, recording);
 
 -- badge: officer's badge
 SET VARIABLE lake_badge = lake_rows('/kind=badge/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "badge" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -179,12 +182,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_badge'));
+UNION ALL BY NAME FROM query(getvariable('lake_badge'))) SEMI JOIN recordings USING (unit, recording);
 
 -- department: department
 SET VARIABLE lake_department = lake_rows('/kind=department/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "department" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -201,12 +204,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_department'));
+UNION ALL BY NAME FROM query(getvariable('lake_department'))) SEMI JOIN recordings USING (unit, recording);
 
 -- vehicle: vehicle
 SET VARIABLE lake_vehicle = lake_rows('/kind=vehicle/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "vehicle" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -223,12 +226,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_vehicle'));
+UNION ALL BY NAME FROM query(getvariable('lake_vehicle'))) SEMI JOIN recordings USING (unit, recording);
 
 -- serial_number: the unit's serial number
 SET VARIABLE lake_serial_number = lake_rows('/kind=serial_number/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "serial_number" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -245,12 +248,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_serial_number'));
+UNION ALL BY NAME FROM query(getvariable('lake_serial_number'))) SEMI JOIN recordings USING (unit, recording);
 
 -- version: version of a component of the unit
 SET VARIABLE lake_version = lake_rows('/kind=version/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "version" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -268,12 +271,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_version'));
+UNION ALL BY NAME FROM query(getvariable('lake_version'))) SEMI JOIN recordings USING (unit, recording);
 
 -- policy: a setting of the unit
 SET VARIABLE lake_policy = lake_rows('/kind=policy/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "policy" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -290,12 +293,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_policy'));
+UNION ALL BY NAME FROM query(getvariable('lake_policy'))) SEMI JOIN recordings USING (unit, recording);
 
 -- configuration_end: end of the unit's settings
 SET VARIABLE lake_configuration_end = lake_rows('/kind=configuration_end/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "configuration_end" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -310,12 +313,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_configuration_end'));
+UNION ALL BY NAME FROM query(getvariable('lake_configuration_end'))) SEMI JOIN recordings USING (unit, recording);
 
 -- input: an input went on or off
 SET VARIABLE lake_input = lake_rows('/kind=input/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "input" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -332,12 +335,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_input'));
+UNION ALL BY NAME FROM query(getvariable('lake_input'))) SEMI JOIN recordings USING (unit, recording);
 
 -- button: a button was used
 SET VARIABLE lake_button = lake_rows('/kind=button/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "button" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -354,12 +357,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_button'));
+UNION ALL BY NAME FROM query(getvariable('lake_button'))) SEMI JOIN recordings USING (unit, recording);
 
 -- bookmark: a moment was marked
 SET VARIABLE lake_bookmark = lake_rows('/kind=bookmark/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "bookmark" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -374,12 +377,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_bookmark'));
+UNION ALL BY NAME FROM query(getvariable('lake_bookmark'))) SEMI JOIN recordings USING (unit, recording);
 
 -- position: where the vehicle is
 SET VARIABLE lake_position = lake_rows('/kind=position/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "position" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -400,12 +403,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_position'));
+UNION ALL BY NAME FROM query(getvariable('lake_position'))) SEMI JOIN recordings USING (unit, recording);
 
 -- gps_receiver: the receiver's name
 SET VARIABLE lake_gps_receiver = lake_rows('/kind=gps_receiver/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "gps_receiver" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -422,12 +425,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_gps_receiver'));
+UNION ALL BY NAME FROM query(getvariable('lake_gps_receiver'))) SEMI JOIN recordings USING (unit, recording);
 
 -- gps_state: whether the receiver delivers positions
 SET VARIABLE lake_gps_state = lake_rows('/kind=gps_state/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "gps_state" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -443,12 +446,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_gps_state'));
+UNION ALL BY NAME FROM query(getvariable('lake_gps_state'))) SEMI JOIN recordings USING (unit, recording);
 
 -- speed: a speed
 SET VARIABLE lake_speed = lake_rows('/kind=speed/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "speed" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -466,12 +469,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_speed'));
+UNION ALL BY NAME FROM query(getvariable('lake_speed'))) SEMI JOIN recordings USING (unit, recording);
 
 -- speed_device: what a device for speeds is
 SET VARIABLE lake_speed_device = lake_rows('/kind=speed_device/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "speed_device" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -491,12 +494,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_speed_device'));
+UNION ALL BY NAME FROM query(getvariable('lake_speed_device'))) SEMI JOIN recordings USING (unit, recording);
 
 -- radar: a radar's reading
 SET VARIABLE lake_radar = lake_rows('/kind=radar/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "radar" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -519,12 +522,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_radar'));
+UNION ALL BY NAME FROM query(getvariable('lake_radar'))) SEMI JOIN recordings USING (unit, recording);
 
 -- radar_device: what a radar is
 SET VARIABLE lake_radar_device = lake_rows('/kind=radar_device/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "radar_device" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -544,12 +547,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_radar_device'));
+UNION ALL BY NAME FROM query(getvariable('lake_radar_device'))) SEMI JOIN recordings USING (unit, recording);
 
 -- radar_state: whether a radar is connected
 SET VARIABLE lake_radar_state = lake_rows('/kind=radar_state/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "radar_state" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -566,12 +569,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_radar_state'));
+UNION ALL BY NAME FROM query(getvariable('lake_radar_state'))) SEMI JOIN recordings USING (unit, recording);
 
 -- microphone: a microphone came, went, or was switched
 SET VARIABLE lake_microphone = lake_rows('/kind=microphone/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "microphone" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -590,12 +593,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_microphone'));
+UNION ALL BY NAME FROM query(getvariable('lake_microphone'))) SEMI JOIN recordings USING (unit, recording);
 
 -- microphone_name: a microphone's name
 SET VARIABLE lake_microphone_name = lake_rows('/kind=microphone_name/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "microphone_name" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -614,12 +617,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_microphone_name'));
+UNION ALL BY NAME FROM query(getvariable('lake_microphone_name'))) SEMI JOIN recordings USING (unit, recording);
 
 -- camera: a camera was switched
 SET VARIABLE lake_camera = lake_rows('/kind=camera/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "camera" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -636,12 +639,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_camera'));
+UNION ALL BY NAME FROM query(getvariable('lake_camera'))) SEMI JOIN recordings USING (unit, recording);
 
 -- camera_name: where a camera looks
 SET VARIABLE lake_camera_name = lake_rows('/kind=camera_name/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "camera_name" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -659,12 +662,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_camera_name'));
+UNION ALL BY NAME FROM query(getvariable('lake_camera_name'))) SEMI JOIN recordings USING (unit, recording);
 
 -- stream: recording of a video stream was switched
 SET VARIABLE lake_stream = lake_rows('/kind=stream/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "stream" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -681,12 +684,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_stream'));
+UNION ALL BY NAME FROM query(getvariable('lake_stream'))) SEMI JOIN recordings USING (unit, recording);
 
 -- stream_format: format of a video stream
 SET VARIABLE lake_stream_format = lake_rows('/kind=stream_format/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "stream_format" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -704,12 +707,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_stream_format'));
+UNION ALL BY NAME FROM query(getvariable('lake_stream_format'))) SEMI JOIN recordings USING (unit, recording);
 
 -- live_stream: a stream over the network was switched
 SET VARIABLE lake_live_stream = lake_rows('/kind=live_stream/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "live_stream" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -730,12 +733,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_live_stream'));
+UNION ALL BY NAME FROM query(getvariable('lake_live_stream'))) SEMI JOIN recordings USING (unit, recording);
 
 -- temperature: a temperature in the unit
 SET VARIABLE lake_temperature = lake_rows('/kind=temperature/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "temperature" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -752,12 +755,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_temperature'));
+UNION ALL BY NAME FROM query(getvariable('lake_temperature'))) SEMI JOIN recordings USING (unit, recording);
 
 -- temperature_sensor: name of a sensor
 SET VARIABLE lake_temperature_sensor = lake_rows('/kind=temperature_sensor/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "temperature_sensor" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -775,12 +778,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_temperature_sensor'));
+UNION ALL BY NAME FROM query(getvariable('lake_temperature_sensor'))) SEMI JOIN recordings USING (unit, recording);
 
 -- voltage: the supply's voltage
 SET VARIABLE lake_voltage = lake_rows('/kind=voltage/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "voltage" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -796,12 +799,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_voltage'));
+UNION ALL BY NAME FROM query(getvariable('lake_voltage'))) SEMI JOIN recordings USING (unit, recording);
 
 -- log: a free text
 SET VARIABLE lake_log = lake_rows('/kind=log/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "log" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -818,12 +821,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_log'));
+UNION ALL BY NAME FROM query(getvariable('lake_log'))) SEMI JOIN recordings USING (unit, recording);
 
 -- test: a free text, of a test
 SET VARIABLE lake_test = lake_rows('/kind=test/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "test" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -840,12 +843,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_test'));
+UNION ALL BY NAME FROM query(getvariable('lake_test'))) SEMI JOIN recordings USING (unit, recording);
 
 -- tick_adjust: the next record is of an earlier tick
 SET VARIABLE lake_tick_adjust = lake_rows('/kind=tick_adjust/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "tick_adjust" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -861,12 +864,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_tick_adjust'));
+UNION ALL BY NAME FROM query(getvariable('lake_tick_adjust'))) SEMI JOIN recordings USING (unit, recording);
 
 -- end_of_stream: the recording ends here
 SET VARIABLE lake_end_of_stream = lake_rows('/kind=end_of_stream/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "end_of_stream" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "time",
@@ -881,12 +884,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_end_of_stream'));
+UNION ALL BY NAME FROM query(getvariable('lake_end_of_stream'))) SEMI JOIN recordings USING (unit, recording);
 
 -- clock_step: the unit's clock was set
 SET VARIABLE lake_clock_step = lake_rows('/kind=clock_step/*/*.parquet', ', hive_types = {kind: VARCHAR, date: DATE}');
 CREATE OR REPLACE TEMP VIEW "clock_step" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::BIGINT AS "tick",
         NULL::TIMESTAMP AS "expected",
@@ -898,12 +901,12 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "kind",
         NULL::DATE AS "date"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_clock_step'));
+UNION ALL BY NAME FROM query(getvariable('lake_clock_step'))) SEMI JOIN recordings USING (unit, recording);
 
 -- gaps: parts that are lost or damaged
 SET VARIABLE lake_gaps = lake_rows('/gaps/*.parquet', '');
 CREATE OR REPLACE TEMP VIEW "gaps" AS
-FROM (SELECT NULL::VARCHAR AS "unit",
+FROM (FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::VARCHAR AS "recording",
         NULL::VARCHAR AS "reason",
         NULL::BIGINT AS "from_tick",
@@ -916,7 +919,7 @@ FROM (SELECT NULL::VARCHAR AS "unit",
         NULL::INTEGER AS "cluster",
         NULL::BIGINT AS "offset"
       WHERE false)
-UNION ALL BY NAME FROM query(getvariable('lake_gaps'));
+UNION ALL BY NAME FROM query(getvariable('lake_gaps'))) SEMI JOIN recordings USING (unit, recording);
 
 -- records: rows of every kind, by what they have in common
 CREATE OR REPLACE TEMP VIEW "records" AS

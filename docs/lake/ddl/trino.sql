@@ -9,6 +9,7 @@ CREATE SCHEMA IF NOT EXISTS hive.vmr;
 CREATE TABLE IF NOT EXISTS hive.vmr."recordings" (
   "unit" VARCHAR COMMENT 'serial number, else MAC, else unknown; fit for names',
   "recording" VARCHAR COMMENT 'which one of the unit',
+  "source" VARCHAR COMMENT 'name of the store or file, without folders',
   "serial_number" VARCHAR COMMENT 'the first one told',
   "mac" VARCHAR COMMENT 'the first one told',
   "status" VARCHAR COMMENT 'ok, damaged, empty, mixed or unreadable',

@@ -6,12 +6,11 @@
 -- times, so that a clock that is set makes nothing longer or shorter.
 -- Left out everywhere: rows of packets with a wrong CRC, and rows whose tick is not known.
 
--- A run is a stretch in which ticks only grow; they begin anew in the next. A recording that is
--- being replaced has no row in `recordings`, and is left out.
+-- A run is a stretch in which ticks only grow; they begin anew in the next.
 CREATE OR REPLACE TEMP TABLE runs AS
 SELECT unit, recording, coalesce(run, 0) AS run, min(tick) AS first_tick, max(tick) AS last_tick,
        min(time) AS earliest, max(time) AS latest
-FROM records SEMI JOIN recordings USING (unit, recording)
+FROM records
 WHERE packet_crc IS NULL AND tick IS NOT NULL
 GROUP BY ALL;
 
