@@ -211,6 +211,13 @@ class Sources(FleetTest):
         self.touch(*(name + b"_1.mtd" for name in names))
         self.touch(b"list", held=b"\n".join(names) + b"\n")
         self.assertEqual(self.found("@list"), (sorted(names), []))
+        edited = "\r\n".join(["f/a b", "f/ü", "f/cr\r", ""]).encode("utf-8-sig")
+        self.touch(b"f/cr\r_1.mtd")
+        self.touch(b"list", held=edited)
+        self.assertEqual(self.found("@list"), ([b"f/a b", b"f/cr\r", b"f/\xc3\xbc"], []))
+        self.touch(b"list", held=b"f/cr\r\n\xef\xbb\xbff/it's\n")
+        self.touch(b"\xef\xbb\xbff/it's_1.mtd")
+        self.assertEqual(self.found("@list"), ([b"f/cr\r", b"\xef\xbb\xbff/it's"], []))
         self.touch(b"f/two\nlines_1.mtd", b"zeros", held=b"\0".join(names + [b"f/two\nlines"]))
         self.assertEqual(self.found("@zeros"), (sorted(names + [b"f/two\nlines"]), []))
 
@@ -263,6 +270,7 @@ class Converts(FleetTest):
         summary, said = self.convert("-", given=listed, code=3)
         self.assertEqual(summary["status"], {"ok": len(names)})
         self.assertEqual(summary["doubles"], len(names) - 1)
+        self.assertIn("the lake keeps the copy that holds more", said)
         self.assertIn("two\\nlines", said)
         self.assertIn("\\xff\\xfe", said)
         self.assertEqual(digests(self.lake), self.serial_lake(fleet))
@@ -312,12 +320,13 @@ class Survives(FleetTest):
         fleet = self.fleet_of(1)
         self.environment.update(FAILING_VMR_REAL=VMR, FAILING_VMR_FOLDER=str(self.folder))
         first = os.fsencode(fleet / self.manifest(fleet)[0]["recording"])
-        for name in (b"dies", b"hangs", b"once", b"talks"):
+        for name in (b"dies", b"hangs", b"once", b"talks", b"full", b"loses"):
             for number in (b"_1.mtd", b"_2.mtd"):
                 os.symlink(first + number, os.fsencode(self.folder) + b"/" + name + number)
-        summary, said = self.convert(fleet, "dies", "hangs", "once", "talks", "--timeout", "6",
-                                     code=1, vmr=FAILING_VMR)
-        self.assertEqual(summary["status"], {"ok": 2, "failed": 3})
+        summary, said = self.convert(fleet, "dies", "hangs", "once", "talks", "full", "loses",
+                                     "--timeout", "6", code=1, vmr=FAILING_VMR)
+        self.assertEqual(summary["status"], {"ok": 3, "failed": 4})
+        self.assertIn(f"{self.folder}/full: not converted: lake/x.parquet: No space left on device\n", said)
         self.assertIn(f"{self.folder}/dies: not converted: vmr export was killed by signal 9\n", said)
         self.assertIn(f"{self.folder}/hangs: not converted: vmr export did not answer for 6 s\n", said)
         self.assertIn(f"{self.folder}/talks: not converted: vmr export answered b'so far, so good'\n", said)
@@ -361,6 +370,9 @@ class Refuses(FleetTest):
         self.refused(2, "the following arguments are required: --lake", "convert", "fleet")
         self.refused(2, "no SOURCE", "convert", "--lake", "lake")
         self.refused(2, "a SOURCE is empty", "convert", "", "--lake", "lake")
+        self.refused(2, "--lake is empty", "convert", "fleet", "--lake", "")
+        self.refused(2, "--from-file is empty", "convert", "f", "--lake", "l", "--from-file", "")
+        self.refused(2, "is both a SOURCE and --lake", "convert", "..", "--lake", "../")
         self.refused(2, "- was given twice", "convert", "-", "-", "--lake", "lake")
         self.refused(2, "'0' is no whole number", "convert", "f", "--lake", "l", "--workers", "0")
         self.refused(2, "'-1' is no number of seconds", "convert", "f", "--lake", "l", "--wait=-1")

@@ -20,7 +20,22 @@ GRACE_S = 10  # for what a child has begun when it is asked to end
 
 
 class ChildFailed(Exception):
-    """`vmr export` ended, or did not answer in time; why, in words."""
+    """`vmr export` ended, did not answer in time, or could not convert; why, in words."""
+
+
+def answer_of(line, path):
+    """The line of JSON about the recording at `path`, parsed."""
+    try:
+        said = json.loads(line)
+        status, code = said["status"], said["exit"]
+    except (ValueError, KeyError, TypeError) as error:
+        raise ChildFailed(f"vmr export answered {line[:200]!r}") from error
+    # What cannot be read stays so. Else exit 1 is about the lake or the writer: a full disk,
+    # a process that was killed.
+    if status == "failed" or code == 1 and status not in ("missing", "unreadable"):
+        why = (said.get("findings") or "").removeprefix(f"{os.fsdecode(path)}: ")
+        raise ChildFailed(why or f"vmr export answered {line[:200]!r}")
+    return said
 
 
 class Child:
@@ -50,11 +65,7 @@ class Child:
             self.process.stdin.write(path + b"\n")
         except OSError as error:
             raise ChildFailed(self._why_ended()) from error
-        line = self._line(time.monotonic() + timeout_s, timeout_s)
-        try:
-            return json.loads(line)
-        except ValueError as error:
-            raise ChildFailed(f"vmr export answered {line[:200]!r}") from error
+        return answer_of(self._line(time.monotonic() + timeout_s, timeout_s), path)
 
     def _line(self, deadline, timeout_s):
         with selectors.DefaultSelector() as selector:
@@ -118,7 +129,7 @@ class Exporter:
 
     def convert(self, path):
         """What `vmr` says of the recording, with "wall_ms"; else "failed" says why not. A
-        child that dies gets the same recording once more, in a new one."""
+        recording whose child dies, or cannot convert it, is tried once more, in a new one."""
         started = time.monotonic()
         why = ""
         for _ in range(2):
@@ -155,12 +166,11 @@ class Exporter:
             os.killpg(process.pid, signal.SIGKILL)
             process.communicate()
             raise ChildFailed(f"vmr export did not answer for {self.timeout_s:g} s") from error
-        try:
-            return json.loads(out)
-        except ValueError as error:
+        if not out.endswith(b"\n"):
             said = err.decode("utf-8", "replace").strip().splitlines()
             raise ChildFailed(f"vmr export ended with exit code {process.returncode}"
-                              + (f": {said[-1]}" if said else "")) from error
+                              + (f": {said[-1]}" if said else ""))
+        return answer_of(out, path)
 
     def _take(self):
         with self.lock:

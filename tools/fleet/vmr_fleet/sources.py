@@ -4,6 +4,7 @@ A recording is a store, of whose two files the common beginning of their names i
 is given, or a flat file. Names are bytes of any kind: texts here carry them as Python does,
 os.fsencode gives them back.
 """
+import codecs
 import glob
 import os
 import stat
@@ -54,11 +55,8 @@ class Sources:
         except OSError as error:
             self.errors.append(f"{name}: {error.strerror}")
             return
-        # As find -print0 writes it, for names with a line's end in them.
-        parts = held.split(b"\0" if b"\0" in held else b"\n")
-        for part in parts:
-            if part:
-                self._add_path_or_pattern(os.fsdecode(part), patterns=False)
+        for part in paths_in(held):
+            self._add_path_or_pattern(os.fsdecode(part), patterns=False)
 
     def _add_path_or_pattern(self, source, patterns=True):
         if source and os.path.isdir(source):
@@ -115,6 +113,22 @@ class Sources:
         if key not in self._keys:
             self._keys.add(key)
             self._found.append(path)
+
+
+def paths_in(held):
+    """Of a list: lines, or as find -print0 writes it, for names with a line's end in them. An
+    editor's mark of UTF-8 and its CR LF are no part of a name, unless there is one with it."""
+    if b"\0" in held:
+        return [part for part in held.split(b"\0") if part]
+    lines = held.split(b"\n")
+    if not is_there(lines[0]) and not is_there(lines[0].removesuffix(b"\r")):
+        lines[0] = lines[0].removeprefix(codecs.BOM_UTF8)
+    lines = [line if is_there(line) else line.removesuffix(b"\r") for line in lines]
+    return [line for line in lines if line]
+
+
+def is_there(path):
+    return os.path.lexists(path) or ring_at(os.fsdecode(path)) is not None
 
 
 def store_of(path):

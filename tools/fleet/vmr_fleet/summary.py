@@ -32,7 +32,7 @@ class Summary:
         """One recording's line of JSON, or why there is none."""
         self.sums["wall_ms"] += said.get("wall_ms", 0)
         if "failed" in said:
-            self._count("failed", f"{shown(path)}: not converted: {said['failed']}")
+            self._count("failed", f"{shown(path)}: not converted: {shown(said['failed'])}")
             return
         status = said["status"]
         self.exits[said["exit"]] += 1
@@ -60,7 +60,7 @@ class Summary:
         self.doubles += 1
         if self.doubles <= MOST_REMARKS:
             self.remark(f"{shown(path)}: is recording {shown(name)}, as {shown(other)} is; the lake "
-                        "has the one that was converted last")
+                        "keeps the copy that holds more")
 
     def conclude(self):
         for status, count in self.statuses.items():
