@@ -140,7 +140,20 @@ CAR3           1      2                  90            -3600  2026-03-05 12:02:2
                             "another", more)
         self.expect_failure(lake.query(LAKE, CLOCKS, "--set", "1=2"), 2,
                             "--set 1=2: it is NAME=VALUE", more)
+        self.expect_failure(lake.query(LAKE, CLOCKS, "--set", "least_step=2"), 2,
+                            "--set least_step: no query given reads it; they read least_step_s",
+                            more)
         self.expect_failure(lake.query(LAKE, CLOCKS, "--what"), 2, "Unknown option '--what'", more)
+
+    def test_a_damaged_file_is_told_with_what_mends_it(self):
+        copy = pathlib.Path(self.folder.name) / "lake"
+        shutil.copytree(LAKE, copy)
+        damaged = sorted(copy.glob("kind=clock_step/*/*.parquet"))[0]
+        damaged.write_bytes(damaged.read_bytes()[:-100])
+        done = lake.query(copy, CLOCKS)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertTrue(done.stderr.endswith("if a file of the lake is damaged: exporting the "
+                                             "recordings once more replaces it\n"), done.stderr)
 
     def test_help(self):
         done = lake.node(lake.QUERY, "--help")

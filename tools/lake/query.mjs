@@ -101,6 +101,11 @@ const inPattern = (name) => name.replace(/[*?[]/g, '[$&]');
 // Statements that are comments only are an error to DuckDB that does not say so.
 const isBlank = (sql) => /^(\s|;|--.*(\n|$))*$/.test(sql);
 
+// Errors of these kinds are the query's own. The others may come of a damaged file, which they
+// do not always name.
+const OF_QUERIES = /^(Binder|Catalog|Conversion|Invalid Input|Out of Range|Parser|Syntax) Error/;
+const DAMAGED = '\nif a file of the lake is damaged: exporting the recordings once more replaces it';
+
 async function run(connection, file) {
   const text = textOf(file);
   if (isBlank(text)) throw new Refused(`${file}: has no statement`);
@@ -111,7 +116,9 @@ async function run(connection, file) {
       last = await (await statements.prepare(i)).runAndReadAll();
     return last;
   } catch (error) {
-    throw new Refused(`${file}: ${error.message.trim()}`);
+    const message = error.message.trim();
+    const is_of_query = OF_QUERIES.test(message) && !message.includes('.parquet');
+    throw new Refused(`${file}: ${message}${is_of_query ? '' : DAMAGED}`);
   }
 }
 
@@ -184,9 +191,11 @@ function complain(error) {
   process.stderr.write(`query: ${error.message.split('\n').map(shown).join('\n')}\n`);
 }
 
+const NEEDS = /^-- needs (\S+\.sql)\s*$/gm;
+
 // What a query needs is run once, however many need it.
 async function prepare(connection, file, done) {
-  for (const [, needed] of textOf(file).matchAll(/^-- needs (\S+\.sql)\s*$/gm)) {
+  for (const [, needed] of textOf(file).matchAll(NEEDS)) {
     const found = path.resolve(path.dirname(file), needed);
     if (done.has(found)) continue;
     await run(connection, found);
@@ -212,12 +221,36 @@ async function answer(connection, {queries, format}) {
   return failed ? 1 : 0;
 }
 
+// Those that are there: the files that queries need, too.
+function withNeeded(files) {
+  const all = new Set();
+  for (const file of files) {
+    all.add(file);
+    if (!existsSync(file) || statSync(file).isDirectory()) continue;
+    for (const [, needed] of textOf(file).matchAll(NEEDS))
+      all.add(path.resolve(path.dirname(file), needed));
+  }
+  return [...all].filter((file) => existsSync(file) && !statSync(file).isDirectory());
+}
+
+// A variable that no query reads is a mistyped one, and would change nothing.
+function checkVariables({queries, variables}) {
+  const read = withNeeded(queries).flatMap(
+    (file) => [...textOf(file).matchAll(/getvariable\(\s*'(\w+)'\s*\)/g)].map(([, name]) => name));
+  const unread = variables.find(({name}) => !read.includes(name));
+  if (unread === undefined) return;
+  const known = [...new Set(read)].sort().join(', ');
+  throw new Misused(`--set ${unread.name}: no query given reads it; ` +
+                    (known === '' ? 'they read none' : `they read ${known}`));
+}
+
 async function main(words) {
   const order = commandLine(words);
   if (order.help) {
     process.stdout.write(HELP);
     return 0;
   }
+  checkVariables(order);
   checkLake(order.lake);
   const connection = await connect();
   await connection.run(`SET VARIABLE lake = ${quoted(inPattern(order.lake))}`);

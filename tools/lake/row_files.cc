@@ -28,7 +28,7 @@ std::string AddTo(const std::string& path, std::string_view text, int flag) {
     written = false;
   }
   if (written) return {};
-  const std::string why = fmt::format("{}: {}", path, TextOfErrno(error));
+  std::string why = fmt::format("{}: {}", path, TextOfErrno(error));
   Say(why);
   return why;
 }
