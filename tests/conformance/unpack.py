@@ -70,15 +70,25 @@ def main():
         for case in cases.CASES:
             print(f"{case.name}: {case.what}")
         return
+    if arguments == ["--help"]:
+        print(__doc__, end="")
+        return
     if not arguments or arguments[0].startswith("-"):
         sys.exit(__doc__)
     folder, *names = arguments
-    unknown = set(names) - {case.name for case in cases.CASES}
+    known = {case.name for case in cases.CASES}
+    if folder in known:
+        sys.exit(f"unpack.py: {folder}: is a case; the folder to write into comes in front of it")
+    unknown = set(names) - known
     if unknown:
         sys.exit(f"unpack.py: no such case: {', '.join(sorted(unknown))}; --list names them")
     for case in cases.CASES:
-        if not names or case.name in names:
+        if names and case.name not in names:
+            continue
+        try:
             unpack(case, folder)
+        except OSError as error:
+            sys.exit(f"unpack.py: {error.filename or folder}: {error.strerror}")
 
 
 if __name__ == "__main__":
