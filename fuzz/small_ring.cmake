@@ -14,6 +14,7 @@ function(small_ring_header header is instead)
   file(GENERATE OUTPUT ${small_include}/${header} CONTENT "${small_text}")
 endfunction()
 small_ring_header(backends/cluster_format.h "kClusterCount = 32768" "kClusterCount = 8")
+small_ring_header(records/cluster_reader.h "kClustersAtOnce = 32" "kClustersAtOnce = 4")
 small_ring_header(tools/ring/cluster_file.h "kClustersAtOnce = 64" "kClustersAtOnce = 4")
 
 set(small_ring_sources ${vmr_fuzz_ring_sources})
