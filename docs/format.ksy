@@ -8,21 +8,25 @@
 #   CRCs           of clusters and packets are fields here that nobody checks. A cluster whose CRC is
 #                  wrong says nothing: read the same number from the ring's other file. That of a
 #                  HEADER_CONT covers `len_items` bytes from the packet's first, no more.
-#                  ("Packets", "When a record is valid")
+#                  ("Packets", "When a record is valid", "Damage")
 #   Ticks          a HEADER_2 has the low 8 bits; the upper 24 are those of the packet before it, or
 #                  of its cluster's `first_tick` where that packet is lost. A HEADER_CONT has its
 #                  packet's. A tick_adjust moves the item behind it. ("HEADER_2", "TICK ADJUST")
-#   Times          are told by `time` items alone; those between are reckoned. ("What vmr reads
-#                  otherwise than a unit")
+#   Times          are told by `time` items alone; those between are reckoned. ("Times")
 #   Positions      gps_rel8 and gps_rel16 are ways from the last written position, and nothing
 #                  without one. ("GpsRel8, GpsRel16")
-#   The two files  of a ring hold the same clusters, written in turns: of each cluster the fuller
-#                  sound copy counts. ("Cluster file and ring")
+#   The two files  of a ring hold the same clusters, written in turns: of each cluster the better
+#                  copy counts. ("Rings")
 #   Newest, oldest the ring's clusters lie in a circle; which one was written last is found by their
-#                  `first_tick`. ("How to read a ring")
+#                  `first_tick`. ("How to read a ring", "Rings")
 #   Damage         from a byte on that begins no packet, take one byte at a time (packet_kind none of
-#                  those below) until a packet with a right CRC stands there. ("When a record is
-#                  valid")
+#                  those below) until a packet with a right CRC stands there. The same from the byte
+#                  behind the first one of a packet that is cut_short, of a dictionary whose `end` is
+#                  not 0, and of a packet with a wrong CRC behind which no packet stands: a wrong
+#                  length may have swallowed the next packets, and this description does not find
+#                  its way again there. ("Damage")
+#   Short files    fewer than 4 bytes, and a file of clusters that is no multiple of 4096, end in an
+#                  error.
 #   Marks of gaps  a HEADER_CONT without items says that something was lost before an extract was
 #                  made. ("Completed by vmr")
 meta:
@@ -368,7 +372,7 @@ types:
         type: u1
       - id: text
         size: len_text
-        doc: In no known encoding.
+        doc: UTF-8, and where it is none ISO 8859-1.
   version:
     seq:
       - id: component

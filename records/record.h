@@ -15,7 +15,8 @@ namespace vmr::records {
 // How well a time is known.
 enum class TimeQuality : unsigned char {
   kUnknown,    // the recording tells no time here
-  kEstimated,  // reckoned backwards, from the next time that it tells, or of a doubtful tick
+  kEstimated,  // reckoned backwards from the next time that it tells, or across a gap, or of a
+               // doubtful tick
   kExact,      // from the last time told; to about a second
   kStepped,    // the unit's clock was found to have jumped at this very record
 };

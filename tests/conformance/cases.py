@@ -62,9 +62,10 @@ FLAT_CASES = [
     Case("flat_clock_within_a_second", "a time within a second of the reckoning is none, and what"
          " follows counts from it",
          flat(hdr1(10, NOON), hdr1(30, "03 0B F1 53 65"), hdr1(32, "36"))),
-    Case("flat_adjusted_ticks", "a tick adjust is taken off the tick of the item behind it, and of"
-         " that alone", flat(hdr1(100, NOON), hdr1(200, "21 0A 34 36"), hdr1(300, "36 21 03"),
-                             cont("38 3A 3C"))),
+    Case("flat_adjusted_ticks", "a tick adjust is taken off the tick of the item behind it in its"
+         " packet, and of that alone; of two in a row the second counts",
+         flat(hdr1(100, NOON), hdr1(200, "21 0A 34 36"), hdr1(300, "36 21 03"), cont("38 3A 3C"),
+              hdr1(400, "21 02 21 03 3E"))),
     Case("flat_adjusted_time", "a time behind a tick adjust is that of the earlier tick, reckoned"
          " backwards as forwards",
          flat(hdr1(4, "36"), hdr1(12, "38 21 04 03 00 F1 53 65 3A"), hdr2(20, "3C"))),
@@ -146,10 +147,12 @@ FLAT_CASES = [
          " one is copied",
          flat(hdr1(8, text(0x20, "Range 8 to 9") + raw(HERE)), hdr2(9, "92 01 00"),
               hdr2(10, NORTH_WEST))),
-    Case("flat_extract_completed", "that of a completed extract is; its time may be an estimate",
+    Case("flat_extract_completed", "that of a completed extract is; its time may be an estimate, and"
+         " is counted from up to the next one",
          flat(hdr1(8, text(0x20, "Range 8 to 9") + text(
              0x20, "State completed by vmr: 3 kept; its time is an estimate")
-                   + raw(NOON) + raw(HERE)), hdr2(9, "92 01 00"))),
+                   + raw(NOON) + raw(HERE)), hdr2(9, "92 01 00"),
+              hdr2(40, "36 03 14 F1 53 65 38"))),
 ]
 
 DRIVE = [cluster(1, hdr1(1, NOON + HERE), hdr2(2, "36"), hdr2(3, "92 01 01")),

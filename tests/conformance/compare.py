@@ -1,33 +1,46 @@
 #!/usr/bin/env python3
-"""Compares what a reader has found with what a case says.
+"""Compares what a reader has found with what a case says."""
 
-usage: compare.py [--records] [--without NAME,...] EXPECTED.jsonl FOUND.jsonl
+import argparse
+import json
+import pathlib
+import sys
 
---records  leaves out gaps and steps of the clock, for a reader that tells records alone
---without  leaves out fields, for a reader that does not tell them: time,time_quality
+DESCRIPTION = __doc__ + """
 
 Lines have to be the same in the same order; the order of their fields means nothing, nor does
 `file`: of two copies that are the same a reader may take either. Degrees may differ by less than
-half a ten-thousandth of a minute, the last place that is recorded.
-
-Exit code 0 same, 1 not, 2 wrong usage.
-"""
-
-import json
-import sys
-
+half a ten-thousandth of a minute, the last place that is recorded. The first line that differs
+is told."""
+EPILOG = "Exit code: 0 same, 1 not, 2 wrong usage, or a file cannot be read."
+EXPECTED = pathlib.Path(__file__).resolve().parent / "expected"
 HALF_A_TT = 0.5 / 600000
 NO_RECORDS = ("gap", "clock_step")
 
 
+def line_in(text, number):
+    try:
+        line = json.loads(text)
+    except (ValueError, RecursionError) as error:
+        raise ValueError(f"line {number} is no JSON: {error}") from None
+    if not isinstance(line, dict):
+        raise ValueError(f"line {number} is no JSON object: {text[:60]!r}")
+    return line
+
+
+def lines_in(data):
+    """Of bytes. ValueError tells which line is none."""
+    return [line_in(text, number) for number, text in enumerate(data.split(b"\n"), 1)
+            if text.strip()]
+
+
 def lines_of(path):
-    with open(path, encoding="utf-8") as file:
-        return [json.loads(line) for line in file if line.strip()]
+    return lines_in(pathlib.Path(path).read_bytes())
 
 
 def looked_at(lines, records_only, without):
     return [{name: value for name, value in line.items() if name not in without and name != "file"}
-            for line in lines if not records_only or line["kind"] not in NO_RECORDS]
+            for line in lines if not records_only or line.get("kind") not in NO_RECORDS]
 
 
 def same_value(a, b):
@@ -57,34 +70,56 @@ def difference(expected, found, records_only=False, without=()):
     return None
 
 
-def options(arguments):
-    """(records_only, without, the other arguments)"""
-    records_only, without = False, ()
-    while arguments and arguments[0].startswith("--"):
-        option, *arguments = arguments
-        if option == "--records":
-            records_only = True
-        elif option == "--without" and arguments:
-            without, arguments = arguments[0].split(","), arguments[1:]
-        elif option == "--":
-            break
-        else:
-            sys.exit(__doc__) if option == "--help" else usage(option)
-    return records_only, without, arguments
+def field_names(text):
+    """Of a list with commas; each is a field that some line has."""
+    known = {"file"}.union(*(line for path in EXPECTED.glob("*.jsonl") for line in lines_of(path)))
+    names = text.split(",")
+    unknown = ", ".join(repr(name) for name in names if name not in known)
+    if unknown:
+        raise argparse.ArgumentTypeError(f"no line has a field {unknown}")
+    return names
 
 
-def usage(option):
-    print(f"{sys.argv[0]}: {option} is not understood; --help", file=sys.stderr)
-    sys.exit(2)
+def add_options(parser):
+    parser.add_argument("--records", action="store_true",
+                        help="leave out gaps and steps of the clock, for a reader that tells "
+                        "records alone")
+    parser.add_argument("--without", type=field_names, default=(), metavar="NAME,...",
+                        help="leave out fields, for a reader that does not tell them: "
+                        "time,time_quality")
+
+
+def read(path):
+    try:
+        return pathlib.Path(path).read_bytes()
+    except OSError as error:
+        fail(2, f"{path}: {error.strerror}")
+
+
+def fail(code, what):
+    print(f"compare.py: {what}", file=sys.stderr)
+    sys.exit(code)
 
 
 def main():
-    records_only, without, paths = options(sys.argv[1:])
-    if len(paths) != 2:
-        usage(" ".join(paths))
-    found = difference(lines_of(paths[0]), lines_of(paths[1]), records_only, without)
-    if found is not None:
-        sys.exit(f"compare.py: {paths[1]}: {found}")
+    parser = argparse.ArgumentParser(
+        description=DESCRIPTION, epilog=EPILOG, allow_abbrev=False,
+        formatter_class=argparse.RawDescriptionHelpFormatter)
+    add_options(parser)
+    parser.add_argument("expected", metavar="EXPECTED.jsonl", help="what a case says")
+    parser.add_argument("found", metavar="FOUND.jsonl", help="what the reader has printed")
+    options = parser.parse_args()
+    expected, found = read(options.expected), read(options.found)
+    try:
+        expected = lines_in(expected)
+    except ValueError as error:
+        fail(2, f"{options.expected}: {error}")
+    try:
+        what = difference(expected, lines_in(found), options.records, options.without)
+    except ValueError as error:
+        what = error
+    if what is not None:
+        fail(1, f"{options.found}: {what}")
 
 
 if __name__ == "__main__":

@@ -80,16 +80,33 @@ def sound_copy(block):
     return first_tick, block[HEAD:size]
 
 
-def better(copies, one_lap):
-    """Of a cluster's sound copies the one of the later lap, or the fuller one."""
+def better(copies):
+    """The copy of a cluster that counts. Of two that are as good it is the first file's."""
     sound = [copy for copy in copies if copy is not None]
-    held = [copy for copy in sound if copy[0] != NEVER]
+    held = [copy for copy in sound if copy[1]]
     if len(held) < 2:
         return (held or sound or [None])[0]
     a, b = held
-    if a[1].startswith(b[1]) or b[1].startswith(a[1]) or one_lap:
-        return max(held, key=lambda copy: (len(copy[1]), copy[0] < NO_TICK_YET))
-    return max(held, key=lambda copy: copy[0] if copy[0] < NO_TICK_YET else -1)
+    if a[1].startswith(b[1]) or b[1].startswith(a[1]):
+        return max(held, key=lambda copy: (len(copy[1]), has_right_first_tick(copy)))
+    return max(held, key=lambda copy: (packets_are_right(copy[1]), copy[0] if told(copy) else -1))
+
+
+def has_right_first_tick(copy):
+    """As far as its first packet tells."""
+    tick, payload = copy
+    low = {0x80: struct.pack("<I", tick), 0x81: bytes([tick & 0xFF])}.get(payload[0], b"")
+    return told(copy) and payload[1:].startswith(low)
+
+
+def packets_are_right(payload):
+    at = 0
+    while at < len(payload):
+        size = whole_size(payload, at)
+        if size == 0 or not ends_right(payload[at : at + size]):
+            return False
+        at += size
+    return True
 
 
 def copies_of(paths):
@@ -117,9 +134,7 @@ def copies_of(paths):
 
 def ring_stretches(base):
     all_copies = copies_of([f"{base}_1.mtd", f"{base}_2.mtd"])
-    one_lap = any(any(copy is not None and copy[0] == NEVER for copy in copies)
-                  for copies in all_copies[-1:])
-    best = [better(copies, one_lap) for copies in all_copies]
+    best = [better(copies) for copies in all_copies]
     order, has_wrapped = order_of(best)
     return [*stretches_of(best, order, has_wrapped)]
 
@@ -154,7 +169,7 @@ def stretches_of(best, order, has_wrapped):
         behind = next((best[m][0] for m in order[at + 1 : at + 9] if told(best[m])), -1)
         if has_wrapped and last is not None and told(copy) and copy[0] < last <= behind:
             copy = None
-        if copy is None or copy[0] == NEVER:
+        if copy is None or not copy[1]:
             reason, lost, first = gap or ("lost clusters", 0, n)
             gap = reason, lost + 1, first
             continue
@@ -491,7 +506,9 @@ class Clock:
                                                     for at in self.breaks)
         if not before and not behind:
             return None, "unknown"
-        anchor = before[-1] if sure or not behind else behind[0]
+        # The time of a completed extract's state counts though it is not sure.
+        is_state = before and not before[-1][4]
+        anchor = before[-1] if sure or is_state or not behind else behind[0]
         return anchor[3] + signed(tick - anchor[2]) * 500, "exact" if sure else "estimated"
 
 

@@ -1,18 +1,7 @@
 #!/usr/bin/env python3
-"""Writes the conformance cases out as files.
+"""Writes the conformance cases out as files."""
 
-usage: unpack.py [--list] FOLDER [CASE...]
-
-Each case becomes FOLDER/CASE with
-
-  recording.vmd                           a flat file, or
-  recording_1.mtd, recording_2.mtd        a ring, 134 MB a file
-  expected.jsonl                          what it says: lines as docs/schema describes them
-  about.txt                               what it tests
-
-Needs Python 3.9 and nothing else. Without CASE all of them: 5 GB, most of it rings.
-"""
-
+import argparse
 import pathlib
 import shutil
 import sys
@@ -20,6 +9,15 @@ import sys
 import cases
 import recipes
 
+DESCRIPTION = __doc__ + """
+
+Each case becomes FOLDER/CASE with
+
+  recording.vmd                           a flat file, or
+  recording_1.mtd, recording_2.mtd        a ring, 134 MB a file
+  expected.jsonl                          what it says: lines as docs/schema describes them
+  about.txt                               what it tests"""
+EPILOG = "Exit code: 0 all written, 1 a file cannot be written, 2 wrong usage."
 HERE = pathlib.Path(__file__).resolve().parent
 STEP = 1024  # clusters that are written at a time
 
@@ -64,31 +62,44 @@ def unpack(case, folder):
     return target / "recording"
 
 
-def main():
-    arguments = sys.argv[1:]
-    if arguments[:1] == ["--list"]:
-        for case in cases.CASES:
-            print(f"{case.name}: {case.what}")
-        return
-    if arguments == ["--help"]:
-        print(__doc__, end="")
-        return
-    if not arguments or arguments[0].startswith("-"):
-        sys.exit(__doc__)
-    folder, *names = arguments
-    known = {case.name for case in cases.CASES}
-    if folder in known:
-        sys.exit(f"unpack.py: {folder}: is a case; the folder to write into comes in front of it")
-    unknown = set(names) - known
-    if unknown:
-        sys.exit(f"unpack.py: no such case: {', '.join(sorted(unknown))}; --list names them")
+def case_named(name):
+    """For argparse."""
     for case in cases.CASES:
-        if names and case.name not in names:
-            continue
+        if case.name == name:
+            return case
+    raise argparse.ArgumentTypeError(f"no such case: {name}; unpack.py --list names them")
+
+
+def options_of(arguments):
+    parser = argparse.ArgumentParser(
+        usage="unpack.py FOLDER [CASE...]\n       unpack.py --list", description=DESCRIPTION, epilog=EPILOG, allow_abbrev=False,
+        formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--list", action="store_true", help="name the cases, and write nothing")
+    parser.add_argument("folder", nargs="?", metavar="FOLDER", help="to write into, made if need be")
+    parser.add_argument("cases", nargs="*", metavar="CASE", type=case_named,
+                        help="which ones; usually all: 5 GB, most of it rings")
+    options = parser.parse_args(arguments)
+    if options.list and options.folder is not None:
+        parser.error("--list stands alone")
+    if not options.list and options.folder is None:
+        parser.error("FOLDER is missing")
+    if options.folder in {case.name for case in cases.CASES}:
+        parser.error(f"{options.folder}: is a case; the folder to write into comes in front of it")
+    return options
+
+
+def main():
+    options = options_of(sys.argv[1:])
+    if options.list:
+        print("\n".join(f"{case.name}: {case.what}" for case in cases.CASES))
+        return
+    for case in options.cases or cases.CASES:
         try:
-            unpack(case, folder)
+            unpack(case, options.folder)
         except OSError as error:
-            sys.exit(f"unpack.py: {error.filename or folder}: {error.strerror}")
+            print(f"unpack.py: {error.filename or options.folder}: {error.strerror}",
+                  file=sys.stderr)
+            sys.exit(1)
 
 
 if __name__ == "__main__":

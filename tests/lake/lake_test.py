@@ -383,6 +383,71 @@ class PathsFrom(lakes.LakeTest):
         (self.folder / "list").write_text(f"{good}\n{good}")
         self.assertEqual(len(self.export("--paths-from", self.folder / "list")), 2)
 
+    def asked_for(self, *lines):
+        (self.folder / "list").write_bytes(b"".join(lines))
+        done = self.run_vmr("export", "--layout", "lake", "--root", self.lake, "--paths-from",
+                            self.folder / "list", cwd=self.folder)
+        return [(os.path.basename(said["path"]), said["status"])
+                for said in map(json.loads, done.stdout.splitlines())]
+
+    def rubbish_store(self, name):
+        (self.folder / f"{name}_2.mtd").write_bytes(b"\xa5" * 8192)
+        return os.fsencode(self.folder / name)
+
+    def test_a_list_of_another_system_may_end_lines_with_cr_lf_and_begin_with_a_mark(self):
+        good, other = (os.fsencode(self.put(name, packet(1, b"\x36"))) for name in ("g", "o.vmd"))
+        store = self.rubbish_store("s")
+        self.assertEqual(
+            self.asked_for(b"\xef\xbb\xbf" + good + b"\r\n", other + b"\r\n", store + b"\r\n",
+                           b"\r\n", good + b"\r\r\n", good + b"\r"),
+            [("g", "ok"), ("o.vmd", "ok"), ("s", "damaged"), ("", "missing"), ("g\r", "missing"),
+             ("g", "ok")])
+
+    def test_a_carriage_return_or_a_mark_that_a_name_has_is_part_of_it(self):
+        marked = "\ufeffr"
+        for name in ("g", "g\r", "r", marked, marked + "\r"):
+            self.put(name, packet(len(os.fsencode(name)), b"\x36"))
+        self.rubbish_store("s\r")
+        self.assertEqual(self.asked_for(marked.encode() + b"\n", b"g\r\n", b"s\r\n"),
+                         [(marked, "ok"), ("g\r", "ok"), ("s\r", "damaged")])
+        self.assertEqual(self.asked_for(marked.encode() + b"\r\n"), [(marked + "\r", "ok")])
+
+
+class NobodyReads(lakes.LakeTest):
+    """What reads standard output or standard error has gone."""
+
+    def gone(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        self.addCleanup(os.close, writer)
+        return writer
+
+    def run_into(self, *paths, **outputs):
+        return subprocess.run([lakes.VMR, "export", "--layout", "lake", "--root", self.lake, *paths],
+                              check=False, timeout=120, **outputs)
+
+    def test_the_answers_the_recording_at_hand_is_placed_and_none_behind_it(self):
+        first = self.put("a.vmd", packet(1, samples.time(DAY_END)), packet(9, b"\x36"))
+        second = self.put("b.vmd", packet(2, b"\x36"))
+        self.export(first, lake=self.folder / "whole")
+        done = self.run_into(first, second, stdout=self.gone(), stderr=subprocess.PIPE)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(self.files(), self.files(self.folder / "whole"))
+        self.assert_no_scratch()
+
+    def test_the_answers_and_what_was_found_until_then_is_told_by_the_exit_code(self):
+        damaged = self.put("d.vmd", packet(1, b"\x36"), b"garbage")
+        self.assertEqual(self.run_into(damaged, stdout=self.gone()).returncode, 3)
+
+    def test_the_messages_and_every_recording_is_placed_and_answered(self):
+        rubbish, good = self.folder / "r.vmd", self.put("g.vmd", packet(1, b"\x36"))
+        rubbish.write_bytes(b"rubbish")
+        done = self.run_into(rubbish, good, stdout=subprocess.PIPE, stderr=self.gone())
+        self.assertEqual([json.loads(line)["status"] for line in done.stdout.splitlines()],
+                         ["unreadable", "ok"])
+        self.assertEqual(done.returncode, 1)
+        self.assert_no_scratch()
+
 
 class Usage(lakes.LakeTest):
     def test_options_that_do_not_go_together_are_refused(self):

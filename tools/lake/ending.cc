@@ -5,7 +5,7 @@
 namespace vmr::tool {
 namespace {
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 volatile sig_atomic_t due = 0;
 
@@ -26,6 +26,7 @@ void Handle(void (*handler)(int)) {
 PutOffEnding::PutOffEnding() {
   due = 0;
   Handle(Note);
+  signal(SIGPIPE, SIG_IGN);
 }
 
 PutOffEnding::~PutOffEnding() {

@@ -4,9 +4,10 @@
 
 namespace vmr::tool {
 
-// While it lives SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE are only noted, unless whoever
-// started the process had them ignored; they interrupt calls that wait. At its end the process
-// ends as the signal says.
+// While it lives SIGINT, SIGTERM, SIGHUP and SIGQUIT are only noted, unless whoever started the
+// process had them ignored; they interrupt calls that wait. At its end the process ends as the
+// signal says. SIGPIPE is ignored: the write that fails tells, and a lake that is being made
+// does not hang on who reads the messages.
 //
 // Owns     the treatment of these signals; one at a time.
 class PutOffEnding {

@@ -3,11 +3,14 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <optional>
+#include <string_view>
 
+#include "backends/cluster_format.h"
 #include "backends/file_io.h"
 #include "tools/common/console.h"
 #include "tools/common/folder.h"
@@ -48,13 +51,37 @@ class Lines {
   int error_ = 0;
 };
 
-// Its answer, and the gravest exit code until now.
+// A file, a folder, or a store by its base path.
+bool IsThere(const std::string& path) {
+  struct stat found {};
+  for (const std::string& name : {path, RingFileName(path, 1), RingFileName(path, 2)})
+    if (lstat(name.c_str(), &found) == 0) return true;
+  return false;
+}
+
+std::string WithoutReturn(const std::string& line) {
+  const bool has_one = !line.empty() && line.back() == '\r';
+  return has_one && !IsThere(line) ? line.substr(0, line.size() - 1) : line;
+}
+
+// Other systems' editors end lines with CR LF, and begin the first one with a mark of UTF-8.
+// Neither is part of a name, unless there is one with it. vmr-fleet reads lists by this rule.
+std::string PathInLine(const std::string& line, bool is_first) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  const std::string path = WithoutReturn(line);
+  const bool is_marked = is_first && path.compare(0, kMark.size(), kMark) == 0;
+  return is_marked && !IsThere(path) ? WithoutReturn(line.substr(kMark.size())) : path;
+}
+
+// Its answer, and the gravest exit code until now. False: nothing more is to be done.
 bool ConvertOne(const std::string& path, const ConversionTools& tools, int& exit_code) {
   const Converted converted = Convert(path, tools);
   if (PutOffEnding::IsDue()) return false;
   const std::string line = LineOf(converted);
   exit_code = Gravest(exit_code, converted.exit_code);
   if (WriteWhole(STDOUT_FILENO, line.data(), line.size())) return true;
+  // Whoever reads has seen enough, and what has been told is in place.
+  if (errno == EPIPE) return false;
   if (!PutOffEnding::IsDue()) Say(fmt::format("standard output: {}", TextOfErrno()));
   exit_code = kExitFailure;
   return false;
@@ -87,8 +114,8 @@ int ConvertListed(const std::string& list, const ConversionTools& tools) {
   }
   int exit_code = kExitSuccess;
   Lines lines(fd);
-  while (const auto path = lines.Next())
-    if (!ConvertOne(*path, tools, exit_code)) break;
+  for (bool is_first = true; const auto line = lines.Next(); is_first = false)
+    if (!ConvertOne(PathInLine(*line, is_first), tools, exit_code)) break;
   if (lines.HasFailed() && !PutOffEnding::IsDue()) {
     Say(fmt::format("{}: {}", list == "-" ? "standard input" : list, TextOfErrno(lines.Error())));
     exit_code = kExitFailure;
