@@ -133,7 +133,7 @@ TEST(CarriedCrc, IsTheComputedOneForEveryAppend) { ExpectCarried(Crc8); }
 TEST(CarriedCrc, IsTheComputedOneForOtherCrcsOfEightBits) {
   ExpectCarried(Straight<0x31>);
   ExpectCarried(Reflected<0x8C>);
-  if (kSanitized) return;  // two of six: the others take the same ways through the code
+  if (kSanitized) return;         // two of six: the others take the same ways through the code
   ExpectCarried(Straight<0x01>);  // moves bits round and nothing else
   ExpectCarried(Straight<0x9B>);
   ExpectCarried(Straight<0xD5>);
