@@ -33,7 +33,7 @@ class FileStoreTest : public RingTest {
   // A started file that existed, with nothing logged yet.
   void StartExisting() {
     files_.PutFile(kFile1, {});
-    files_.PutBlocks(kFile1, 0, kCount, [](std::size_t) { return NeverWritten(); });
+    files_.FillBlocks(kFile1, 0, kCount, NeverWritten());
     ASSERT_EQ(Start(), 1);
     files_.ClearOperations();
     log_.Clear();

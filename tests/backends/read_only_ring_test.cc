@@ -292,7 +292,7 @@ TEST_F(OneFile, MayBeGarbage) {
   for (const std::string path : {kFile1, kFile2}) {
     SCOPED_TRACE(path);
     PutPairWith(5);
-    files_.PutBlocks(path, 0, kRingClusters, [](std::size_t) { return Damaged(); });
+    files_.FillBlocks(path, 0, kRingClusters, Damaged());
     ExpectReadFromTheOther();
   }
 }
@@ -342,7 +342,7 @@ TEST_F(TwoFilesOfNoUse, StayWhereTheyAreWhenNeitherCanBeSearched) {
 TEST_F(TwoFilesOfNoUse, StayAsTheyAreWhenTheyAreGarbage) {
   PutPairWith(5);
   for (const std::string path : {kFile1, kFile2})
-    files_.PutBlocks(path, 0, kRingClusters, [](std::size_t) { return Damaged(); });
+    files_.FillBlocks(path, 0, kRingClusters, Damaged());
   ExpectRefused();
 }
 

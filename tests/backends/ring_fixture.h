@@ -12,6 +12,7 @@
 #include "backends/data_store_normal.h"
 #include "tests/support/bytes.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/cluster_image.h"
 #include "tests/support/reference_crc.h"
 #include "tests/support/simulated_files.h"
 
@@ -22,8 +23,7 @@ inline constexpr long kRingBytes = 134217728;
 
 // Over bytes `from` to `to` - 1.
 inline unsigned char ReferenceCrc(const Bytes& bytes, std::size_t from, std::size_t to) {
-  return ReferenceCrc8(
-      Bytes(bytes.begin() + static_cast<long>(from), bytes.begin() + static_cast<long>(to)));
+  return ReferenceCrc8(bytes.data() + from, to - from);
 }
 
 inline Bytes Le32(std::uint32_t value) {
@@ -32,27 +32,6 @@ inline Bytes Le32(std::uint32_t value) {
 }
 
 inline Bytes Repeat(unsigned char byte, std::size_t count) { return Bytes(count, byte); }
-
-// A whole cluster that holds `payload`.
-inline Bytes ClusterImage(std::uint32_t st, const Bytes& payload) {
-  const std::size_t size = 7 + payload.size();
-  Bytes image = Bytes{0} + Le32(st) +
-                Bytes{static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8)} +
-                payload;
-  image[0] = ReferenceCrc(image, 1, size);
-  image.resize(4096);
-  return image;
-}
-
-inline Bytes NeverWritten() { return ClusterImage(0xFFFFFFFF, {}); }
-
-// A HEADER_1 packet of `length` bytes in all (7..262).
-inline Bytes PacketAt(std::uint32_t tick, std::size_t length = 100) {
-  Bytes packet = B("80") + Le32(tick) + Bytes{static_cast<unsigned char>(length - 7)} +
-                 Repeat(static_cast<unsigned char>(tick), length - 7);
-  packet.push_back(ReferenceCrc(packet, 0, packet.size()));
-  return packet;
-}
 
 // The ticks of HEADER_1 packets back to back. Stops at anything else, with a
 // failed test.
@@ -92,9 +71,8 @@ class RingTest : public ::testing::Test {
   ~RingTest() override { EXPECT_EQ(files_.Misuse(), ""); }
 
   void PutEmptyRing(const std::string& path) {
-    const Bytes cluster = NeverWritten();
     files_.PutFile(path, {});
-    files_.PutBlocks(path, 0, kRingClusters, [&](std::size_t) { return cluster; });
+    files_.FillBlocks(path, 0, kRingClusters, NeverWritten());
   }
   void PutEmptyPair() {
     PutEmptyRing(kFile1);
@@ -110,7 +88,7 @@ class RingTest : public ::testing::Test {
   // A pair whose clusters 0 .. `count` - 1 hold one packet each, cluster c that
   // of tick 1000 + c.
   void PutPairWith(std::size_t count) {
-    PutEmptyPair();
+    PutEmptyRing(kFile1);
     files_.PutBlocks(kFile1, 0, count, [](std::size_t c) { return OnePacket(c); });
     files_.CopyContent(kFile1, kFile2);
   }

@@ -679,14 +679,20 @@ TEST_F(RingOpening, TheFilesOfAClosedStoreCannotBeStartedWithoutItsBuffer) {
 // ---- What an opening reads ------------------------------------------------------------
 
 TEST_F(RingOpening, ReadsAtMost39Clusters) {
+  PutPairWith(kRingClusters);
+  std::size_t put = 0;  // of the second lap, in what the next one begins with
   for (const std::size_t newest : {0U, 1U, 16382U, 16383U, 20000U, 32766U, 32767U}) {
+    files_.PutBlocks(kFile1, put, newest + 1 - put, OfSecondLap);
+    files_.CopyContent(kFile1, kFile2);
+    put = newest + 1;
+    const SimulatedFiles::Image second_lap = files_.Snapshot();
     for (const bool alone : {false, true}) {
-      PutSecondLap(newest);
       if (alone)
         PutCluster(kFile1, (newest + 1) % kRingClusters, ClusterImage(99999, PacketAt(99999)));
       ASSERT_EQ(Open(), 1);
       EXPECT_LE(files_.Count(FileOp::kRead), 39) << newest << alone;
       store_.Close();
+      files_.Restore(second_lap);
     }
   }
 }

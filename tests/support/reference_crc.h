@@ -3,14 +3,18 @@
 #ifndef VMR_TESTS_SUPPORT_REFERENCE_CRC_H_
 #define VMR_TESTS_SUPPORT_REFERENCE_CRC_H_
 
+#include <cstddef>
+
 #include "tests/support/bytes.h"
 
 namespace vmr::test {
 
-inline unsigned char ReferenceCrc8(const Bytes& bytes, unsigned char initial = 0xFF) {
+// Static, so that who is compiled with optimisation does not get the copy of who is not.
+static inline unsigned char ReferenceCrc8(const unsigned char* data, std::size_t length,
+                                          unsigned char initial = 0xFF) {
   unsigned int crc = initial;
-  for (const unsigned char byte : bytes) {
-    crc ^= byte;
+  for (const unsigned char* const end = data + length; data < end; ++data) {
+    crc ^= *data;
     for (int bit = 0; bit < 8; ++bit) {
       const bool carry = (crc & 0x80) != 0;
       crc = (crc << 1) & 0xFF;
@@ -18,6 +22,10 @@ inline unsigned char ReferenceCrc8(const Bytes& bytes, unsigned char initial = 0
     }
   }
   return static_cast<unsigned char>(crc);
+}
+
+static inline unsigned char ReferenceCrc8(const Bytes& bytes, unsigned char initial = 0xFF) {
+  return ReferenceCrc8(bytes.data(), bytes.size(), initial);
 }
 
 // `bytes` with the CRC of all of them behind.

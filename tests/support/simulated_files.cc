@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
@@ -130,8 +131,14 @@ void BlockMap::CutAt(std::size_t size) {
 
 BlockMap::BlockPtr BlockMap::Make(const unsigned char* bytes) {
   std::size_t used = kBlockBytes;
+  // Eight at a time, as most of a block often is zeros.
+  constexpr std::uint64_t kZeros = 0;
+  while (used > 0 && memcmp(bytes + used - sizeof(kZeros), &kZeros, sizeof(kZeros)) == 0)
+    used -= sizeof(kZeros);
   while (used > 0 && bytes[used - 1] == 0) --used;
-  return std::make_shared<const Block>(bytes, bytes + used);
+  const auto block = std::make_shared<Block>(used);
+  if (used > 0) memcpy(block->data(), bytes, used);
+  return block;
 }
 
 // ---- Setting up and looking ----------------------------------------------------
@@ -180,6 +187,17 @@ void SimulatedFiles::PutBlocks(const std::string& path, std::size_t first, std::
     whole.resize(kBlockBytes);
     PutBytes(file, static_cast<long>(index * kBlockBytes), whole.data(), whole.size());
   }
+  MakeDurable(file);
+}
+
+void SimulatedFiles::FillBlocks(const std::string& path, std::size_t first, std::size_t count,
+                                const Bytes& bytes) {
+  File& file = Get(path);
+  Bytes whole = bytes;
+  whole.resize(kBlockBytes);
+  const BlockMap::BlockPtr block = BlockMap::Make(whole.data());
+  for (std::size_t index = first; index < first + count; ++index) file.blocks.Set(index, block);
+  file.size = std::max(file.size, static_cast<long>((first + count) * kBlockBytes));
   MakeDurable(file);
 }
 

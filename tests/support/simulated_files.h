@@ -108,6 +108,9 @@ class SimulatedFiles : public FileOps {
   // `count` blocks from `first` on, each as `block` makes it of its index.
   void PutBlocks(const std::string& path, std::size_t first, std::size_t count,
                  const std::function<Bytes(std::size_t)>& block);
+  // `count` blocks from `first` on, all the same.
+  void FillBlocks(const std::string& path, std::size_t first, std::size_t count,
+                  const Bytes& bytes);
   void FlipByte(const std::string& path, long offset);
   void SetSize(const std::string& path, long size);
   void SetMode(const std::string& path, mode_t mode);

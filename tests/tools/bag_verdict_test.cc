@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <set>
 
+#include "tests/support/sanitized.h"
 #include "tools/evidence/bag.h"
 #include "tools/evidence/time_stamp.h"
 
@@ -91,7 +92,10 @@ TEST_P(TurnedBit, IsSeenInEachByte) {
   const PrivateKey key = NewKey();
   const std::string sound = MakeBag(key);
   std::set<int> exit_codes;
-  for (std::size_t at = 0; at < sound.size(); ++at) {
+  // With sanitizers every fourth byte, each of them in two of the eight tests.
+  constexpr std::size_t kStep = test::kSanitized ? 4 : 1;
+  for (std::size_t at = static_cast<std::size_t>(GetParam()) % kStep; at < sound.size();
+       at += kStep) {
     SCOPED_TRACE(at);
     std::string turned = sound;
     turned[at] = static_cast<char>(turned[at] ^ 1 << GetParam());

@@ -230,7 +230,7 @@ class OpeningTest : public testing::Test {
     if (state == State::kMissing) return;
     const Bytes unwritten = UnwrittenCluster();
     files.PutFile(path, {});
-    files.PutBlocks(path, 0, kRingClusters, [&](std::size_t) { return unwritten; });
+    files.FillBlocks(path, 0, kRingClusters, unwritten);
     if (state == State::kEmpty) return;
     files.PutBlocks(path, 0, 1, [](std::size_t) { return Data(); });
     if (state == State::kUnsearchable) files.FlipByte(path, kFirstProbe * 4096L);

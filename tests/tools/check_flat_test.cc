@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/sanitized.h"
 #include "tests/tools/ring_images.h"
 
 namespace vmr::test {
@@ -76,7 +77,10 @@ TEST_F(CheckFlat, AFlippedBitIsNoticedWhereverACrcCoversIt) {
         covered[at + head + length - 1 - i] = false;
     at += head + length + 1;
   }
-  for (std::size_t at = 0; at < whole.size(); ++at) {
+  // With sanitizers, where each starts a program that takes ten times as long, every eleventh;
+  // as that is odd, each bit still has its turn.
+  constexpr std::size_t kStep = kSanitized ? 11 : 1;
+  for (std::size_t at = 0; at < whole.size(); at += kStep) {
     if (!covered[at]) continue;
     std::string changed = whole;
     changed[at] = static_cast<char>(changed[at] ^ (1 << at % 8));

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/sanitized.h"
 #include "tests/tools/program.h"
 #include "tools/evidence/extract_summary.h"
 
@@ -326,9 +327,11 @@ TEST_F(ExtractTest, WrongUsageIsExplained) {
 
 TEST_F(ExtractTest, ASignalLeavesNoFileBehind) {
   RecordBookmarks();
-  // At ever later moments, until it has ended before the signal came.
+  // At ever later moments, until it has ended before the signal came; with sanitizers it
+  // takes so much longer that steps ten times as long are as many.
+  constexpr int kStep_us = kSanitized ? 5000 : 500;
   bool ended = false;
-  for (int delay_us = 0; !ended; delay_us += 500) {
+  for (int delay_us = 0; !ended; delay_us += kStep_us) {
     RunningProgram program(folder, {"extract", "s", "cut", "--from", "10", "--to", "900"});
     usleep(static_cast<useconds_t>(delay_us));
     program.Signal(SIGTERM);

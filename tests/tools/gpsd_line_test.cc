@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/sanitized.h"
 #include "tests/tools/parsed_lines.h"
 
 namespace vmr::tool {
@@ -300,7 +301,7 @@ class Mutator {
 };
 
 TEST(GpsdLineParser, HasOfDamagedLinesWhatParseLineHas) {
-  constexpr int kLines = 200000;
+  constexpr int kLines = test::kSanitized ? 50000 : 200000;
   const std::vector<std::string> lines = RealLines();
   Mutator mutator(lines);
   Comparison comparison;

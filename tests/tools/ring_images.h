@@ -2,12 +2,14 @@
 #ifndef VMR_TESTS_TOOLS_RING_IMAGES_H_
 #define VMR_TESTS_TOOLS_RING_IMAGES_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/bytes.h"
+#include "tests/support/cluster_image.h"
 #include "tests/support/reference_crc.h"
 #include "tests/tools/program.h"
 
@@ -34,21 +36,12 @@ inline Bytes ShortPacket(std::uint32_t tick, const Bytes& items) {
 // Its CRC covers as many bytes as there are item bytes, counted from its start.
 inline Bytes Continuation(const Bytes& items) {
   Bytes packet = Bytes{0x82, static_cast<unsigned char>(items.size())} + items;
-  packet.push_back(
-      ReferenceCrc8(Bytes(packet.begin(), packet.begin() + static_cast<long>(items.size()))));
+  packet.push_back(ReferenceCrc8(packet.data(), items.size()));
   return packet;
 }
 
 // A whole cluster around its packets.
-inline Bytes ClusterOf(std::uint32_t st, const Bytes& packets) {
-  const std::size_t size = 7 + packets.size();
-  Bytes image = Le32Bytes(st) +
-                Bytes{static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8)} +
-                packets;
-  image.insert(image.begin(), ReferenceCrc8(image));
-  image.resize(kImageBytes);
-  return image;
-}
+inline Bytes ClusterOf(std::uint32_t st, const Bytes& packets) { return ClusterImage(st, packets); }
 inline Bytes UnwrittenCluster() { return ClusterOf(0xFFFFFFFF, {}); }
 
 // A store "s" of a test, written and read cluster by cluster.
@@ -60,16 +53,20 @@ class RingImageTest : public ProgramTest {
   // Of `count` clusters, each as `image` makes it; the rest was never written.
   template <typename ImageOf>
   void MakeRing(int count, ImageOf image, const std::string& store = "s") const {
-    constexpr int kAtOnce = 64;
-    const Bytes unwritten = UnwrittenCluster();
+    constexpr int kAtOnce = 256;
+    const Bytes one = UnwrittenCluster();
+    std::string unwritten;
+    for (int n = 0; n < kAtOnce; ++n)
+      unwritten.append(reinterpret_cast<const char*>(one.data()), one.size());
     std::ofstream files[] = {std::ofstream(Path(FileName(1, store)), std::ios::binary),
                              std::ofstream(Path(FileName(2, store)), std::ios::binary)};
     for (int first = 0; first < kRingClusters; first += kAtOnce) {
       std::string content;
-      for (int cluster = first; cluster < first + kAtOnce; ++cluster) {
-        const Bytes bytes = cluster < count ? image(cluster) : unwritten;
+      for (int cluster = first; cluster < std::min(count, first + kAtOnce); ++cluster) {
+        const Bytes bytes = image(cluster);
         content.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
       }
+      content.append(unwritten, content.size());
       for (std::ofstream& file : files) file << content;
     }
   }

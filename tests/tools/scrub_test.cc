@@ -7,6 +7,7 @@
 
 #include "backends/data_store_normal.h"
 #include "host/default/host_control.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/simulated_files.h"
 #include "tests/tools/ring_images.h"
 #include "tools/ring/findings.h"
@@ -220,19 +221,23 @@ TEST_F(ScrubTest, AFirstTickThatIsNotItsPacketsGivesWayToTheOthers) {
     const Bytes packets(image.begin() + 7, image.begin() + 7 + (image[5] - 7));
     return ClusterOf(tick, packets);
   };
-  for (const bool is_short : {false, true})
+  // With sanitizers half of them: the file that is wrong is told by the same code in both.
+  const std::vector<int> files = kSanitized ? std::vector<int>{1} : std::vector<int>{1, 2};
+  for (const bool is_short : {false, true}) {
+    MakeRing(10, [&](int n) { return is_short ? short_packets(n) : TwoBookmarks(n); });
     for (const int cluster : {1, 4, 9})
       for (const std::uint32_t tick : {11U, 0x10000U + 10 + 2 * static_cast<unsigned>(cluster)})
-        for (const int file : {1, 2}) {
+        for (const int file : files) {
           SCOPED_TRACE(testing::Message() << is_short << cluster << " " << tick << " " << file);
-          MakeRing(10, [&](int n) { return is_short ? short_packets(n) : TwoBookmarks(n); });
           const Bytes right = Get(file, cluster);
           Put(file, cluster, with_tick(right, tick));
           EXPECT_EQ(Run({"check", "s"}).exit_code, 4);
           EXPECT_EQ(Scrub().exit_code, 0);
           EXPECT_EQ(Get(file, cluster), right);
           EXPECT_TRUE(FilesAreAlike());
+          if (HasFailure()) return;  // the ring is not what the next one begins with
         }
+  }
 }
 
 TEST_F(ScrubTest, WhatWasNeverRecordedAndIsBadInBothIsCleared) {
@@ -267,7 +272,7 @@ class ScrubPowerCut : public testing::Test {
     files.MakeDirectory("/m");
     const Bytes unwritten = UnwrittenCluster();
     files.PutFile(kFile1, {});
-    files.PutBlocks(kFile1, 0, kRingClusters, [&](std::size_t) { return unwritten; });
+    files.FillBlocks(kFile1, 0, kRingClusters, unwritten);
     files.PutBlocks(kFile1, 0, 6, [](std::size_t cluster) { return Packet(cluster); });
     files.CopyContent(kFile1, kFile2);
   }

@@ -4,6 +4,7 @@
 #include <set>
 #include <sstream>
 
+#include "tests/support/sanitized.h"
 #include "tests/tools/ring_images.h"
 
 namespace vmr::test {
@@ -322,11 +323,8 @@ class StateAsReported : public StateTest {
   Model model_;
 };
 
-#ifdef __SANITIZE_ADDRESS__  // each starts the program anew, which takes ten times as long
-constexpr int kInstants = 100, kFewestUnknown = 20;
-#else
-constexpr int kInstants = 500, kFewestUnknown = 200;
-#endif
+// Each starts the program anew, which takes ten times as long with sanitizers.
+constexpr int kInstants = kSanitized ? 50 : 500, kFewestUnknown = kSanitized ? 10 : 200;
 
 TEST_F(StateAsReported, AtHundredsOfRandomInstantsItIsWhatWasReported) {
   Record();

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""verify_test.py VMR VERIFY_PY DRIVE: bags that somebody tampered with, told by both verifiers.
+"""verify_test.py VMR VERIFY_PY|- DRIVE: bags that somebody tampered with, told by both verifiers.
 
 Makes a signed and stamped bag of a recorded drive and, of that, one bag for each thing that
 can be done to it. `vmr verify` has to say what was done; examples/verify.py, which shares
-nothing with it, has to end with the same code.
+nothing with it, has to end with the same code; "-": it is not asked.
 """
 import io
 import os
@@ -16,7 +16,8 @@ import tempfile
 import warnings
 import zipfile
 
-VMR, VERIFY_PY, DRIVE = (os.path.abspath(argument) for argument in sys.argv[1:4])
+VMR, DRIVE = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[3])
+VERIFY_PY = None if sys.argv[2] == "-" else os.path.abspath(sys.argv[2])
 BASE = "evidence/"
 TAG = BASE + "tagmanifest-sha256.txt"
 warnings.simplefilter("ignore")  # zipfile warns of names that are there twice
@@ -80,16 +81,21 @@ def expect(name, code, words, *options, bag="t.zip"):
     before = sorted(os.listdir("."))
     done = subprocess.run([VMR, "verify", bag, *options], capture_output=True, text=True,
                           check=False)
-    other = subprocess.run([sys.executable, VERIFY_PY, bag, *options], capture_output=True,
-                           text=True, check=False)
     said = done.stdout + done.stderr
     if done.returncode != code or words not in said:
         failures.append(f"{name}: {done.returncode}, not {code}, or nothing of {words!r}:\n{said}")
+    if VERIFY_PY is not None:
+        ask_the_other(name, code, bag, *options)
+    if sorted(os.listdir(".")) != before:
+        failures.append(f"{name}: something was written")
+
+
+def ask_the_other(name, code, *arguments):
+    other = subprocess.run([sys.executable, VERIFY_PY, *arguments], capture_output=True, text=True,
+                           check=False)
     if other.returncode != code:
         failures.append(f"{name}: verify.py ends with {other.returncode}, not {code}:\n"
                         f"{other.stdout}{other.stderr}")
-    if sorted(os.listdir(".")) != before:
-        failures.append(f"{name}: something was written")
 
 
 def check_sound(good):
@@ -305,7 +311,8 @@ def main():
         check_stamping(good)
         check_bytes()
         os.chdir("/")
-    print("\n".join(failures) or f"both verifiers tell what was done to each of {count} bags")
+    verifiers = "both verifiers tell" if VERIFY_PY else "the program tells"
+    print("\n".join(failures) or f"{verifiers} what was done to each of {count} bags")
     return 1 if failures else 0
 
 

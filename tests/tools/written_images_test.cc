@@ -20,7 +20,7 @@ class WrittenImages : public testing::Test {
     host::SetLogLevel(0);
     files.MakeDirectory("/m");
     files.PutFile(kFile1, {});
-    files.PutBlocks(kFile1, 0, kRingClusters, [](std::size_t) { return UnwrittenCluster(); });
+    files.FillBlocks(kFile1, 0, kRingClusters, UnwrittenCluster());
     files.PutBlocks(kFile1, 0, kClusters, [](std::size_t n) {
       const auto tick = static_cast<std::uint32_t>(100 * n);
       return ClusterOf(tick, FullPacket(tick, B("56")) + FullPacket(tick + 1, B("56")));
