@@ -78,7 +78,9 @@ bool RingSource::FindSpan() {
 }
 
 // A cluster that the search needs is bad in both files. All the others tell where the
-// recording ends: in front of what was never written, or where ticks drop most.
+// recording ends: in front of what was never written, or, where something stands behind
+// that, too, where ticks drop most. A ring is filled to its end before it wraps, so a drop
+// in its first lap is a recorder whose ticks began anew.
 bool RingSource::FindSpanInAll() {
   unsigned int before = kNeverWrittenSt, widest_drop = 0;
   int last_told = -1, drop = -1, end = -1;
@@ -96,6 +98,7 @@ bool RingSource::FindSpanInAll() {
     last_told = cluster;
   }
   if (last_told < 0) return false;
+  if (end == last_told) drop = -1;
   one_lap_ = end >= 0 && drop < 0;
   span_.newest = drop >= 0 ? drop : end >= 0 ? end : last_told;
   searched_all_ = true;

@@ -253,6 +253,21 @@ TEST_F(RingSourceTest, EndOfAWrappedRingIsFoundThoughTheSearchCannotRead) {
   EXPECT_THAT(lines.gaps, SizeIs(3));
 }
 
+// Neither is a lap: the second run began again at a low tick.
+TEST_F(RingSourceTest, DropOfTicksInTheFirstLapIsNoWrapThoughTheSearchCannotRead) {
+  PutEmptyPair();
+  int cluster = 0;
+  for (const unsigned int tick : {1U, 50U, 7U, 60U})
+    PutInBoth(static_cast<std::size_t>(cluster++), Marked(tick));
+  PutInBoth(test::kRingClusters / 2 - 1, Spoilt(Marked(5)));
+  const std::unique_ptr<RingSource> source = Open();
+  ASSERT_NE(source, nullptr);
+  EXPECT_TRUE(source->SearchedAll());
+  EXPECT_FALSE(source->Span().has_wrapped);
+  EXPECT_THAT(ReadAll().lines, ElementsAre("1 bookmark", "50 bookmark", "run 1 from 7",
+                                           "7 bookmark", "60 bookmark"));
+}
+
 TEST_F(RingSourceTest, WhatARecorderWritesOverMeanwhileIsAGap) {
   PutWrapped(99);
   const std::unique_ptr<RingSource> source = Open();
