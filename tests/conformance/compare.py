@@ -65,7 +65,8 @@ def difference(expected, found, records_only=False, without=()):
                         f"in {line}")
     if len(expected) != len(found):
         longer = max(expected, found, key=len)
-        return (f"{len(found)} lines, and there should be {len(expected)}: "
+        what = "missing is" if longer is expected else "too much is"
+        return (f"{len(found)} lines, and there should be {len(expected)}: {what} "
                 f"{longer[min(len(expected), len(found))]}")
     return None
 

@@ -63,7 +63,7 @@ class Run(Tools):
         code, said, errors = self.run_cases(["true", "{}"], names=("flat_no_tick", "flat_empty"))
         self.assertEqual((code, errors), (1, ""))
         self.assertIn("same    flat_empty\nDIFFERS flat_no_tick\n", said)
-        self.assertIn("        0 lines, and there should be 6: {'kind': 'input',", said)
+        self.assertIn("        0 lines, and there should be 6: missing is {'kind': 'input',", said)
         self.assertTrue(said.endswith("\n1 of 2 cases are read as they should be\n"), said)
 
     def test_options_behind_the_command_are_its_own(self):
@@ -172,6 +172,17 @@ class Compare(Tools):
         self.assert_usage("compare.py", "c", "a", "b", "c")
         self.assert_usage("compare.py", "no line has a field ''", "--without", "time,", "a", "b")
         self.assertEqual(self.call("compare.py", "--help")[0], 0)
+
+
+class Document(unittest.TestCase):
+    def test_every_kind_of_record_stands_in_its_table(self):
+        docs = HERE.parent.parent / "docs"
+        kinds = {path.name.split(".")[0] for path in (docs / "schema").glob("*.schema.json")}
+        text = (docs / "format.md").read_text()
+        table = text[text.index("### Kinds of records"):text.index("### Rings")]
+        self.assertEqual(kinds - {"gap", "clock_step"},
+                         {word.strip("`") for row in table.splitlines() if row.startswith("| 0x")
+                          for word in row.split("|")[2].replace(",", " ").split()})
 
 
 class Unpack(Tools):
