@@ -50,7 +50,7 @@ unsigned int LastToldTick(const unsigned char* cluster) {
     return true;
   };
   static_cast<void>(PacketsEndAtSize(cluster, take_tick));  // they are sound
-  return tick;
+  return TickOrZero(tick);
 }
 
 bool AreSameCopy(const unsigned char* a, const unsigned char* b) {

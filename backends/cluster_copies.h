@@ -19,7 +19,7 @@ int ClaimedBytes(const unsigned char* cluster);
 // The bytes in use, the header's first tick included, are the same.
 bool AreSameCopy(const unsigned char* a, const unsigned char* b);
 
-// The last full tick that sound packets tell, or the cluster's first one.
+// The tick that sound packets reach, from the cluster's first one on; 0 where that is none.
 unsigned int LastToldTick(const unsigned char* cluster);
 
 // `challenger` holds packets, and is to be taken instead of `holder`: it is sound

@@ -195,10 +195,11 @@ void DataStoreNormal::LoadBetterPrevious(FileStore& writer) {
 
 bool DataStoreNormal::IsBetterPrevious(const unsigned char* theirs) {
   const unsigned char* const mine = prev_buffer_.get();
-  if (IsBetterCopy(theirs, mine)) return BelongsAt(theirs, prevCluster);
-  // A file that lost every write of the cluster still holds the lap before.
   const unsigned int my_st = ClusterSt(mine);
   const unsigned int their_st = ClusterSt(theirs);
+  // Of one first tick they are of one lap, whatever the cluster in front of them tells.
+  if (IsBetterCopy(theirs, mine)) return their_st == my_st || BelongsAt(theirs, prevCluster);
+  // A file that lost every write of the cluster still holds the lap before.
   const unsigned int curr_st = ClusterSt(curr_buffer_.get());
   return PacketsAreSound(theirs) && TellsTick(their_st) &&
          (my_st == kNeverWrittenSt || my_st < their_st) && their_st <= curr_st &&

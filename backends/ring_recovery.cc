@@ -378,8 +378,7 @@ void DataStoreNormal::RemoveFailedCopy(FileStore& file) {
 unsigned int DataStoreNormal::FindLastTick() const {
   VMR_LOG(kLogEachItem, "Searching for last system tick at last position");
   const bool has_tick = ClusterSt(curr_buffer_.get()) != kPartialWrapSt;
-  const unsigned int tick = TickWalk(has_tick ? curr_buffer_.get() : prev_buffer_.get()).Run();
-  return tick == kNoTick || tick == kContinuationTick ? 0 : tick;
+  return TickOrZero(TickWalk(has_tick ? curr_buffer_.get() : prev_buffer_.get()).Run());
 }
 
 void DataStoreNormal::PointNextWriteAwayFrom(const FileStore& last_writer) {

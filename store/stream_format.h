@@ -71,6 +71,10 @@ inline constexpr unsigned char kCrcInitial = 0xFF;
 // and the dictionary, kContinuationTick with a continuation packet.
 inline constexpr unsigned int kNoTick = 0xFFFFFFFF;
 inline constexpr unsigned int kContinuationTick = 0xFFFFFFFE;
+// What a recording goes on from behind a packet that tells `tick`.
+inline unsigned int TickOrZero(unsigned int tick) {
+  return tick == kNoTick || tick == kContinuationTick ? 0 : tick;
+}
 
 // An extract goes on past its end: what follows by less than ten seconds is copied too.
 inline unsigned int EndOfExtract(unsigned int last_tick) {

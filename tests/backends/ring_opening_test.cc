@@ -412,6 +412,31 @@ TEST_F(RingOpening, APreviousClusterOfTheLapBeforeGivesWay) {
   EXPECT_EQ(files_.ReadBlock(kFile2, 8), OfSecondLap(8));
 }
 
+// Ticks may have begun anew in front of it.
+TEST_F(RingOpening, ASoundCopyOfThePreviousClusterIsTakenWhateverTheOneInFrontTells) {
+  PutPairWith(4);
+  PutInBoth(2, ClusterImage(5000, PacketAt(5000)));
+  PutCluster(kFile1, 3, Torn(1003, PacketAt(1003), PacketAt(1900, 200)));
+  PutCluster(kFile1, 4, ClusterImage(0xFFFFFFFE, Continuation(20)));
+  ASSERT_EQ(Open(), 1);
+  ExpectOpenedAt(4, 1003);
+  EXPECT_TRUE(Logged(4, "File #2 has the better copy of cluster 3"));
+  EXPECT_EQ(From(3), PacketAt(1003) + Continuation(20));
+}
+
+// A tick that is none is not behind the newest cluster's.
+TEST_F(RingOpening, AHeaderWithoutATickInThePreviousClusterDoesNotGiveTheNewestOneUp) {
+  for (const unsigned int none : {0xFFFFFFFEU, 0xFFFFFFFFU}) {
+    PutPairWith(4);
+    PutCluster(kFile1, 3, ClusterImage(1003, PacketAt(1003) + PacketAt(none)));
+    PutCluster(kFile2, 4, OnePacket(4));
+    ASSERT_EQ(Open(), 1);
+    ExpectOpenedAt(4, 1004);
+    EXPECT_EQ(AllTicks(), (Ticks{1000, 1001, 1002, 1003, none, 1004}));
+    store_.Close();
+  }
+}
+
 TEST_F(RingOpening, CopiesThatAgreeCostNoWriteMore) {
   PutPairWith(5);
   PutCluster(kFile1, 4, ClusterImage(1004, PacketAt(1004) + PacketAt(1005)));
