@@ -10,9 +10,10 @@
 namespace {
 
 using vmr::DataStoreNormal;
-using vmr::crash::Copying;
 using vmr::crash::CowFiles;
 using vmr::crash::kBase;
+using vmr::crash::kFile1;
+using vmr::crash::kFile2;
 using vmr::crash::Outcome;
 using vmr::crash::Prediction;
 using vmr::fuzz::Require;
@@ -20,19 +21,20 @@ using vmr::fuzz::RingInput;
 
 enum TargetFlag : unsigned int { kRecordOn = 32 };
 
-// What an independent reference makes of the two images. No program copies files in memory;
-// who only reads looks at an empty file no more than if it were filled.
+// What an independent reference makes of the two images. Who only reads looks at an empty
+// file no more than if it were filled.
 Prediction PredictFor(const CowFiles& files, bool read_only) {
   const auto image_of = [&files](int name) {
     return [&files, name](int cluster, unsigned char* to) {
       return files.Exists(name) && files.ReadRaw(name, cluster, to);
     };
   };
-  return vmr::crash::Predict(image_of(vmr::crash::kFile1), image_of(vmr::crash::kFile2),
-                             read_only ? Copying::kWorks : Copying::kDoesNothing);
+  const auto can_fill = [&](int name) { return read_only || files.CanBeCopied(name); };
+  return vmr::crash::Predict(image_of(kFile1), image_of(kFile2),
+                             {can_fill(kFile1), can_fill(kFile2)});
 }
 
-// A file that stays empty is of no use where the rest is bad.
+// Whether a file that could not be filled is of any use where the rest is bad is left open.
 bool Fails(const Prediction& right) {
   return right.outcome == Outcome::kFails && !right.fills_empty;
 }
@@ -83,8 +85,7 @@ void OpenForRecording(const RingInput& input, const CowFiles& files,
     Require(recreated == (predicted->outcome == Outcome::kRecreates),
             "only what cannot be searched is set aside");
     if (Fails(*predicted)) Require(!opened, "a bad current cluster is told");
-    if (predicted->outcome == Outcome::kOpens && !predicted->fills_empty)
-      Require(opened, "what can be searched is opened");
+    if (predicted->outcome == Outcome::kOpens) Require(opened, "what can be searched is opened");
   }
   if (!opened) return;
   if (predicted) RequirePlace(ring, *predicted);

@@ -39,6 +39,7 @@ enum Control : unsigned int {
 };
 
 constexpr int kClustersBeforeEnd = 4;
+constexpr int kSameAgain = 255;  // as a gap
 
 // A cluster that says it is a little shorter or longer than it is, or one of these.
 constexpr int kRightSize = 100;
@@ -137,7 +138,7 @@ class RingMaker {
 
   void AddCluster() {
     const unsigned int control = input_.Byte();
-    if ((control & kGap) != 0) cluster_ = (cluster_ + input_.Byte()) % kClusterCount;
+    if ((control & kGap) != 0) cluster_ = After(input_.Byte());
     const unsigned int less =
         (control & kFilesMask) == kShorterInSecond ? input_.Byte() : std::uint8_t{0};
     const std::uint32_t given = TickGiven(control);
@@ -166,6 +167,10 @@ class RingMaker {
   }
 
  private:
+  int After(int gap) const {
+    return gap == kSameAgain ? vmr::PreviousCluster(cluster_) : (cluster_ + gap) % kClusterCount;
+  }
+
   std::uint32_t TickGiven(unsigned int control) {
     switch (control & kTickMask) {
       case kTickGiven:

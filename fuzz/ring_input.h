@@ -25,7 +25,8 @@
 //                    the second as many bytes less as a byte says
 //             4, 8   first tick: 0 that of the packets, 4 a LE u32, 8 none, 12 that
 //                    of the cluster before and a byte
-//             16     a byte says how many clusters are left out before it
+//             16     a byte says how many clusters are left out before it; 255: it takes
+//                    the place of the one before, in one file if 1 or 2 say so
 //             32     damaged: a byte changes the CRC; 0: cannot be read
 //             64     a byte says how wrong its size is; 100 not at all
 //             128    only the first of both copies is damaged

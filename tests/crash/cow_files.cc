@@ -488,6 +488,14 @@ int CowFiles::Unlink(const char* path) {
 
 int CowFiles::Remove(const char* path) { return Unlink(path); }
 
+bool CowFiles::CanBeCopied(int name) const {
+  if (!Exists(name)) return false;
+  const std::vector<Page>& pages = names_[Index(name)]->pages;
+  const bool readable = std::all_of(pages.begin(), pages.end(),
+                                    [](const Page& page) { return page.bad_sectors == 0; });
+  return readable && room_ > 0;
+}
+
 int CowFiles::System(const char* command) {
   char from[64], to[64];
   if (std::sscanf(command, "cp %63s %63s", from, to) != 2) GiveUp(command);
@@ -500,10 +508,7 @@ int CowFiles::System(const char* command) {
     return 256;  // exit status 1, as system() gives it
   }
   if (!Exists(note.name)) return 256;
-  const std::vector<Page>& pages = names_[Index(note.name)]->pages;
-  const bool readable = std::all_of(pages.begin(), pages.end(),
-                                    [](const Page& page) { return page.bad_sectors == 0; });
-  if (!readable || room_ <= 0) {
+  if (!CanBeCopied(note.name)) {
     CopyHalf(note.name, note.to);
     return 256;
   }

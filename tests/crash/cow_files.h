@@ -138,6 +138,8 @@ class CowFiles : public FileOps {
   const Page& PageAt(int name, int page) const;
   // The page's bytes; false when the device cannot read it or does not have it.
   bool ReadRaw(int name, int page, unsigned char* to) const;
+  // As a whole, by the program that does so: it can be read, and there is room.
+  bool CanBeCopied(int name) const;
   std::vector<unsigned char> ReadAll(int name) const;
 
   // ---- Undo ----------------------------------------------------------------------

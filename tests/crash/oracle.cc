@@ -94,6 +94,20 @@ Position Search(const ReadImage& file) {
 
 namespace {
 
+// The tick that a cluster tells, -1 if none.
+std::int64_t Told(const ReadImage& file, int cluster) {
+  const std::uint32_t st = Copy(file, cluster).St();
+  return st < kBad ? std::int64_t{st} : -1;
+}
+
+// Of a copy with a first tick that the other one has not: it is of no lap before.
+bool Belongs(const std::array<ReadImage, 2>& image, int cluster, std::uint32_t st) {
+  const auto told = [&](int n) { return std::max(Told(image[0], n), Told(image[1], n)); };
+  const std::int64_t before = told((cluster + kLast) % (kLast + 1));
+  if (st == kEmpty) return before < 0 && (Next(cluster) == 0 || told(Next(cluster)) < 0);
+  return st == kContinued || before <= st;
+}
+
 // The two images as they are loaded with `writer` for the last writer. False when the
 // other file turns out to be the one to go on from.
 bool Load(const std::array<ReadImage, 2>& image, const std::array<Position, 2>& ends,
@@ -125,7 +139,8 @@ bool Load(const std::array<ReadImage, 2>& image, const std::array<Position, 2>& 
   if (previous.whole && other.whole && !previous.Is(other)) {
     const bool newer = other.Sound() && other.St() < kBad && other.St() <= mine.St() &&
                        (previous.St() == kEmpty || previous.St() < other.St());
-    const bool better = other.Beats(previous) || newer;
+    const bool of_its_lap = other.St() == previous.St() || Belongs(image, p->previous, other.St());
+    const bool better = other.Beats(previous) ? of_its_lap : newer;
     if (better || previous.Sound()) p->prev_stale[better ? writer : 1 - writer] = true;
     if (better) p->prev_stale[1 - writer] = false;
     if (better) previous = other;
@@ -145,7 +160,8 @@ bool Load(const std::array<ReadImage, 2>& image, const std::array<Position, 2>& 
 
 }  // namespace
 
-Prediction Predict(const ReadImage& file1, const ReadImage& file2, Copying copying) {
+Prediction Predict(const ReadImage& file1, const ReadImage& file2,
+                   std::array<bool, 2> can_be_copied) {
   Prediction p;
   p.file = {Search(file1), Search(file2)};
   if (!p.file[0].found && !p.file[1].found) return p;
@@ -168,7 +184,7 @@ Prediction Predict(const ReadImage& file1, const ReadImage& file2, Copying copyi
   const std::size_t writer = (Rank(a) == Rank(b) ? less : Rank(a) < Rank(b)) ? 1 : 0;
   p.fills_empty =
       Rank(a) + Rank(b) == 3 && (ends[writer].newest != 0 || ends[writer].oldest_st != kEmpty);
-  if (p.fills_empty && copying == Copying::kWorks) image[1 - writer] = image[writer];
+  if (p.fills_empty && can_be_copied[writer]) image[1 - writer] = image[writer];
   p.outcome = Outcome::kFails;
   if (!Load(image, ends, writer, false, &p)) Load(image, ends, 1 - writer, true, &p);
   return p;

@@ -47,11 +47,10 @@ struct Prediction {
 
 // Where the search of one file alone ends.
 Position Search(const ReadImage& file);
-// Whether the program that fills a file without data is there.
-enum class Copying { kWorks, kDoesNothing };
-// Both files exist and are of the right size.
+// Both files exist and are of the right size. `can_be_copied`: whether a file #1 or #2 that
+// holds data can fill one without; else that one stays as it is.
 Prediction Predict(const ReadImage& file1, const ReadImage& file2,
-                   Copying copying = Copying::kWorks);
+                   std::array<bool, 2> can_be_copied = {true, true});
 
 }  // namespace vmr::crash
 
