@@ -1,6 +1,9 @@
 """The program needs as much memory for a full ring as for one just begun, and little.
 
 memory_test.py VMR MAX_RSS INPUT
+
+What it allocates is told by the least limit under which it works: that is the same in every
+run, while the pages of libraries that are in memory differ from run to run.
 """
 
 import os
@@ -9,8 +12,8 @@ import sys
 import tempfile
 
 MOST_KIB = 16 * 1024
-MOST_GROWTH = 1.05  # of a full ring over a small one
-RUNS = 10           # at most: what pages of libraries come along differs from run to run
+MOST_GROWTH = 0.05  # of what it has in all, for a full ring over a small one
+STEP_KIB = 16       # to which the least limit is found
 
 COMMANDS = {
     "record": ["record", "{ring}", "--replay", "--no-sync", "--input", "{input}"],
@@ -54,26 +57,39 @@ def main():
         if "32768 of 32768 clusters in use" not in info:
             sys.exit("the full ring is not full:\n" + info)
 
-        def kib(name, ring):
+        def run(name, ring, data_kib):
+            """The most memory in KiB of the program so limited; None where it fails."""
             places = {"ring": rings[ring], "input": source, "out": os.path.join(folder, "out.vmd")}
             arguments = [argument.format(**places) for argument in COMMANDS[name]]
-            run = subprocess.run([max_rss, vmr] + arguments, capture_output=True, text=True,
-                                 env=environment)
+            done = subprocess.run([max_rss, str(data_kib), vmr] + arguments, capture_output=True,
+                                  text=True, env=environment)
             # 3: not all of the range is in the recording.
-            if run.returncode not in (0, 3):
-                sys.exit(f"{name} of the {ring} ring ended with {run.returncode}: {run.stderr}")
-            return int(run.stdout)
+            if done.returncode in (0, 3):
+                return int(done.stdout)
+            if data_kib == 0:
+                sys.exit(f"{name} of the {ring} ring ended with {done.returncode}: {done.stderr}")
+            return None
+
+        def least_limit(name, ring):
+            fails, works = 0, MOST_KIB
+            if run(name, ring, works) is None:
+                sys.exit(f"{name} of the {ring} ring fails with {MOST_KIB} KiB for its data")
+            while works - fails > STEP_KIB:
+                limit = (fails + works) // 2
+                if run(name, ring, limit) is None:
+                    fails = limit
+                else:
+                    works = limit
+            return works
 
         failed = False
         for name in COMMANDS:
-            small = full = 1 << 30
-            for _ in range(RUNS):
-                small = min(small, kib(name, "small"))
-                full = min(full, kib(name, "full"))
-                good = full <= MOST_KIB and small <= MOST_KIB and full <= MOST_GROWTH * small
-                if good:
-                    break
-            print(f"{name}: {small} KiB small, {full} KiB full{'' if good else ': TOO MUCH'}")
+            small_kib, full_kib = run(name, "small", 0), run(name, "full", 0)
+            limit = least_limit(name, "small")
+            grows = run(name, "full", limit + int(MOST_GROWTH * small_kib)) is None
+            good = not grows and small_kib <= MOST_KIB and full_kib <= MOST_KIB
+            print(f"{name}: {small_kib} KiB small, {full_kib} KiB full; allocates {limit} KiB"
+                  f"{', and more when full' if grows else ''}{'' if good else ': TOO MUCH'}")
             failed = failed or not good
     return 1 if failed else 0
 
