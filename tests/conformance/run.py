@@ -95,8 +95,8 @@ def seconds(text):
 
 def options_of(arguments):
     parser = argparse.ArgumentParser(
-        usage="run.py [OPTION]... COMMAND ARGUMENT...", description=DESCRIPTION, epilog=EPILOG, allow_abbrev=False,
-        formatter_class=argparse.RawDescriptionHelpFormatter)
+        usage="run.py [OPTION]... COMMAND ARGUMENT...", description=DESCRIPTION, epilog=EPILOG,
+        allow_abbrev=False, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--case", action="append", metavar="NAME", type=unpack.case_named,
                         help="run this one; may be given several times (unpack.py --list names "
                         "them; usually all)")
