@@ -86,6 +86,11 @@ FLAT_CASES = [
     Case("flat_wrong_crc_of_a_whole_header", "a tick under a wrong CRC holds for its own packet:"
          " short headers behind it have none until a whole one tells it",
          flat(hdr1(10, "36"), hdr1(300, "37", wrong=True), hdr2(50, "36"), hdr1(310, "37"))),
+    Case("flat_two_wrong_crcs", "what follows a packet with a wrong CRC may have a wrong one itself:"
+         " each is a gap of its own, behind its own records",
+         flat(hdr1(4, NOON + HERE), hdr2(6, "36", wrong=True), hdr2(7, "92 01 01", wrong=True),
+              hdr2(8, "38"), hdr1(300, "37", wrong=True), hdr1(310, "36", wrong=True),
+              hdr2(0x40, "38"), hdr1(330, "3A"))),
     Case("flat_uncovered_bytes", "the last two item bytes of a continuation are in no CRC: other"
          " ones are right, too",
          flat(hdr1(4, "36"), cont("38 3A 3C 3E")[:4] + raw("40 42") + cont("38 3A 3C 3E")[-1:])),
@@ -134,6 +139,11 @@ FLAT_CASES = [
     Case("flat_radar", "readings, status words instead of readings, and readings that are absent",
          flat(hdr1(1, "61 00 00 00 3D"), hdr1(2, "61 00 FC FD FE"), hdr1(3, "61 7E FF FF FF"),
               hdr1(4, "61 AA 01 02 03"), hdr1(5, "68 FF"), hdr1(6, "6F 41 6F 01"))),
+    Case("flat_microphones", "stream numbers and positions are two numberings; above 3 no position"
+         " is known",
+         flat(*(hdr1(tick, item) for tick, item in enumerate(
+             [*(f"58 0{n} 0{n} 0{n} 03 24 24 41 59 0{n} 01 01" for n in range(5)),
+              "58 FF FF FF 02 24 24", "59 FF 02 00", "59 01 03 01"], 1)))),
     Case("flat_speeds", "one byte and two, low and high, and the status words; 508 is a speed",
          flat(hdr1(1, "71 00 71 7F"), hdr1(2, "78 80 00 78 FF FF"), hdr1(3, "72 FC 79 FD 00"),
               hdr1(4, "79 FC 01 79 FF 03"))),
@@ -205,6 +215,15 @@ RING_CASES = [
     Case("ring_copies_of_different_age", "of each cluster the fuller copy counts, whichever file"
          " has it", mirrored(clusters((DRIVE[0], cluster(1, hdr1(1, NOON + HERE))),
                                       (cluster(4, hdr2(4, "37")), DRIVE[1]), (DRIVE[2], LESS)))),
+    Case("ring_copies_that_differ", "of two copies of which neither begins the other the one of the"
+         " later first tick counts, else that of file 1",
+         mirrored(clusters(DRIVE[0], (DRIVE[1], cluster(4, hdr2(4, "37"), hdr2(5, "39"),
+                                                        hdr2(6, "3A"), hdr2(7, "3B"))),
+                           (cluster(8, hdr2(8, "39")), cluster(9, hdr2(9, "3A"), hdr2(10, "3C")))))),
+    Case("ring_search_meets_bad", "a cluster far behind the newest that is bad in both files does"
+         " not make a ring one that has wrapped",
+         mirrored({**clusters(*DRIVE), 16383: (spoilt(cluster(NEVER_WRITTEN), 2),
+                                               spoilt(cluster(NEVER_WRITTEN), 3))})),
     Case("ring_first_file_missing", "one file is enough",
          Ring({"2": clusters(*DRIVE)}, None)),
     Case("ring_second_file_missing", "one file is enough",
@@ -228,6 +247,12 @@ RING_CASES = [
          lap_with({6: (spoilt(filler(tick_of(6)), 8), spoilt(filler(tick_of(6)), 9)),
                    7: cluster(tick_of(7), hdr2(tick_of(7) & 0xFF, "38")),
                    5: cluster(tick_of(5), hdr1(tick_of(5), "37"))})),
+    Case("ring_wrapped_search_meets_bad", "a cluster bad in both files that a search needs is lost;"
+         " where the ring begins is told by the others",
+         lap_with({16383: (spoilt(filler(tick_of(16383)), 8), spoilt(filler(tick_of(16383)), 9)),
+                   4: cluster(tick_of(4), hdr1(tick_of(4), "36")),
+                   5: cluster(tick_of(5), hdr1(tick_of(5), "37")),
+                   7: cluster(tick_of(7), hdr1(tick_of(7), "38"))})),
     Case("ring_one_file_behind", "a cluster of the lap before in one file: the other has been"
          " there",
          lap_with({5: (filler(tick_of(5) - LAP), cluster(tick_of(5), hdr1(tick_of(5), "37"))),

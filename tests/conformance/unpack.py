@@ -72,7 +72,8 @@ def case_named(name):
 
 def options_of(arguments):
     parser = argparse.ArgumentParser(
-        usage="unpack.py FOLDER [CASE...]\n       unpack.py --list", description=DESCRIPTION, epilog=EPILOG, allow_abbrev=False,
+        usage="unpack.py FOLDER [CASE...]\n       unpack.py --list", description=DESCRIPTION,
+        epilog=EPILOG, allow_abbrev=False,
         formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--list", action="store_true", help="name the cases, and write nothing")
     parser.add_argument("folder", nargs="?", metavar="FOLDER", help="to write into, made if need be")
