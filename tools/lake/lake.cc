@@ -50,6 +50,17 @@ bool Sync(const std::string& path) {
   return fd >= 0 && SyncAndClose(fd);
 }
 
+// What a new folder is called stands in the one above it.
+bool MakeFolder(const fs::path& folder) {
+  std::error_code error;
+  if (fs::is_directory(folder, error)) return true;
+  if (folder.has_relative_path() && !MakeFolder(folder.parent_path())) return false;
+  fs::create_directory(folder, error);
+  if (!error) return SyncDirectoryOf(folder.string());
+  errno = error.value();
+  return false;
+}
+
 // The device begins to write, and nobody waits: what is made durable behind it one by one has
 // little left to wait for.
 void BeginToSync(const std::string& path) {
@@ -152,8 +163,7 @@ class Lake::Replacing {
 
   bool Move(const std::string& name, const std::string& file) {
     const fs::path path = fs::path(root_) / name;
-    std::error_code error;
-    fs::create_directories(path.parent_path(), error);
+    if (!MakeFolder(path.parent_path())) return Fail(path.parent_path().string());
     if (std::rename(file.c_str(), path.c_str()) != 0) return Fail(path.string());
     ++outcome_.written;
     return true;
